@@ -1,0 +1,43 @@
+# Every library the project stands on, found once and named once. docs/dependencies.md says why each is here.
+
+find_package(Threads REQUIRED)
+find_package(PkgConfig REQUIRED)
+find_package(CURL 7.88 REQUIRED)
+find_package(OpenSSL 3 REQUIRED COMPONENTS Crypto SSL)
+find_package(ZLIB REQUIRED)
+find_package(fmt REQUIRED)
+find_package(simdjson REQUIRED)
+find_package(nlohmann_json 3.11 REQUIRED)
+find_package(CLI11 REQUIRED)
+find_package(SQLite3 REQUIRED)
+pkg_check_modules(spng REQUIRED IMPORTED_TARGET spng)
+pkg_check_modules(zimg REQUIRED IMPORTED_TARGET zimg)
+pkg_check_modules(utf8proc REQUIRED IMPORTED_TARGET libutf8proc)
+pkg_check_modules(gps REQUIRED IMPORTED_TARGET libgps)
+
+find_path(ASIO_INCLUDE_DIR asio.hpp REQUIRED)
+add_library(geoloom_asio INTERFACE)
+target_include_directories(geoloom_asio SYSTEM INTERFACE ${ASIO_INCLUDE_DIR})
+target_compile_definitions(geoloom_asio INTERFACE ASIO_STANDALONE ASIO_NO_DEPRECATED)
+target_link_libraries(geoloom_asio INTERFACE Threads::Threads)
+
+find_path(YUV_INCLUDE_DIR libyuv.h REQUIRED)
+find_library(YUV_LIBRARY yuv REQUIRED)
+add_library(geoloom_yuv INTERFACE)
+target_include_directories(geoloom_yuv SYSTEM INTERFACE ${YUV_INCLUDE_DIR})
+target_link_libraries(geoloom_yuv INTERFACE ${YUV_LIBRARY})
+
+# By hand: Debian ships OpenCV's CMake files with the whole of OpenCV only, and three modules are all we want.
+find_path(OPENCV_INCLUDE_DIR opencv2/dnn.hpp PATH_SUFFIXES opencv4 REQUIRED)
+add_library(geoloom_opencv INTERFACE)
+target_include_directories(geoloom_opencv SYSTEM INTERFACE ${OPENCV_INCLUDE_DIR})
+foreach(module core imgproc dnn)
+  find_library(OPENCV_${module}_LIBRARY opencv_${module} REQUIRED)
+  target_link_libraries(geoloom_opencv INTERFACE ${OPENCV_${module}_LIBRARY})
+endforeach()
+
+find_path(HTTPLIB_INCLUDE_DIR httplib.h REQUIRED)
+find_library(HTTPLIB_LIBRARY cpp-httplib REQUIRED)
+add_library(geoloom_httplib INTERFACE)
+target_include_directories(geoloom_httplib SYSTEM INTERFACE ${HTTPLIB_INCLUDE_DIR})
+target_link_libraries(geoloom_httplib INTERFACE ${HTTPLIB_LIBRARY} OpenSSL::SSL OpenSSL::Crypto Threads::Threads)

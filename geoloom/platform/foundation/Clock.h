@@ -1,0 +1,61 @@
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <memory>
+
+#include "geoloom/Export.h"
+
+namespace geoloom::platform {
+
+/// A point of wall-clock time, UTC.
+using Date = std::chrono::system_clock::time_point;
+
+/// Seconds since 1970-01-01 00:00 UTC.
+[[nodiscard]] GEOLOOM_EXPORT double timeIntervalSince1970(Date date);
+
+/// Where the kit takes time from: the wall clock for dates, a monotonic one for timers. The process has one
+/// current clock. It is the system's unless another was installed before the first session was created.
+/// All operations may be called from any thread.
+class GEOLOOM_EXPORT Clock {
+ public:
+  virtual ~Clock();
+
+  [[nodiscard]] virtual Date date() const = 0;
+
+  /// Monotonic time since an arbitrary start.
+  [[nodiscard]] virtual std::chrono::nanoseconds uptime() const = 0;
+
+  /// Runs `action` once, `delay` from now (at once when `delay` is not positive), on a thread of the clock.
+  /// The action must be short: queues use it to hand over a task.
+  virtual void schedule(std::chrono::nanoseconds delay, std::function<void()> action) = 0;
+
+  [[nodiscard]] static std::shared_ptr<Clock> current();
+
+  /// Replaces the current clock; nullptr brings the system's back. Actions scheduled on the old one stay there.
+  static void install(std::shared_ptr<Clock> clock);
+};
+
+/// A clock that stands still until it is told to move: it drives timers in tests and in replay.
+class GEOLOOM_EXPORT ManualClock final : public Clock {
+ public:
+  explicit ManualClock(Date start = Date{});
+  ~ManualClock() override;
+
+  [[nodiscard]] Date date() const override;
+  [[nodiscard]] std::chrono::nanoseconds uptime() const override;
+  void schedule(std::chrono::nanoseconds delay, std::function<void()> action) override;
+
+  /// Moves the time forward and runs what falls due on the caller's thread, in order of time, each action with
+  /// the clock at its own time; actions that they schedule within the span run too.
+  void advance(std::chrono::nanoseconds span);
+
+  /// Number of actions not yet run.
+  [[nodiscard]] std::size_t pending() const;
+
+ private:
+  struct State;
+  std::unique_ptr<State> state_;
+};
+
+}  // namespace geoloom::platform

@@ -1,0 +1,81 @@
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "geoloom/Export.h"
+
+namespace geoloom::platform {
+
+enum class DispatchQoS { unspecified, background, utility, standard, userInitiated, userInteractive };
+
+/// A queue of tasks. Serial queues and the main queue run one task at a time, in the order given; global queues
+/// run theirs concurrently. Serial and global queues share one pool of threads that grows while tasks wait (a
+/// semaphore, `sync`), so that a waiting task never holds up another queue. Queues may be used from any thread; a
+/// queue lives at least until its last task has run. An exception that leaves a task is logged and swallowed.
+class GEOLOOM_EXPORT DispatchQueue {
+ public:
+  virtual ~DispatchQueue();
+
+  [[nodiscard]] static std::shared_ptr<DispatchQueue> serial(std::string label);
+  [[nodiscard]] static std::shared_ptr<DispatchQueue> global(DispatchQoS qos = DispatchQoS::standard);
+
+  /// The queue of the main thread: a thread of its own, unless the application handed it over (MainQueue).
+  [[nodiscard]] static std::shared_ptr<DispatchQueue> main();
+
+  [[nodiscard]] virtual const std::string& label() const = 0;
+
+  /// Runs `task` soon; returns at once.
+  virtual void async(std::function<void()> task) = 0;
+
+  /// Runs `task` once `delay` has passed on the clock that is current now.
+  void asyncAfter(std::chrono::nanoseconds delay, std::function<void()> task);
+
+  /// Runs `task` and returns when it has run. Must not be called from a task of the same serial queue.
+  void sync(const std::function<void()>& task);
+
+  /// True on a thread that is running a task of this queue.
+  [[nodiscard]] virtual bool isCurrent() const = 0;
+};
+
+/// Hands the main queue to an application's own loop.
+class GEOLOOM_EXPORT MainQueue {
+ public:
+  /// `post` takes a task from any thread and arranges for it to run on the application's main thread, in order. It
+  /// must not run the task itself. Set before the first use of the main queue; returns false, and changes nothing,
+  /// when the queue is already in use.
+  static bool handOver(std::function<void(std::function<void()>)> post);
+};
+
+/// Marks a stretch in which the calling task waits. On a thread of the queues' pool another thread takes its place
+/// for that long; elsewhere it does nothing.
+class GEOLOOM_EXPORT BlockingScope {
+ public:
+  BlockingScope();
+  ~BlockingScope();
+  BlockingScope(const BlockingScope&) = delete;
+  BlockingScope& operator=(const BlockingScope&) = delete;
+
+ private:
+  bool replaced_;
+};
+
+/// A counting semaphore; waiting is a BlockingScope.
+class GEOLOOM_EXPORT DispatchSemaphore {
+ public:
+  explicit DispatchSemaphore(long value);
+  ~DispatchSemaphore();
+
+  void wait();
+  /// False when `timeout` (real time) passed first.
+  [[nodiscard]] bool wait(std::chrono::nanoseconds timeout);
+  void signal();
+
+ private:
+  struct State;
+  std::unique_ptr<State> state_;
+};
+
+}  // namespace geoloom::platform

@@ -1,0 +1,62 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "geoloom/Export.h"
+
+namespace geoloom::platform {
+
+/// One parsed JSON value: an immutable view that shares its document, cheap to copy, readable from any thread. Reading
+/// never throws: what is missing or of another type is absent.
+class GEOLOOM_EXPORT JSON {
+ public:
+  enum class Type { null, boolean, number, string, array, object };
+
+  /// Nesting deeper than this does not parse.
+  static constexpr std::size_t maximumDepth = 256;
+
+  /// Parses any value, top-level scalars too; a leading byte-order mark is skipped. Nothing when the text is not JSON.
+  [[nodiscard]] static std::optional<JSON> parse(std::string_view text);
+
+  [[nodiscard]] static JSON emptyArray();
+
+  [[nodiscard]] Type type() const;
+
+  /// True when this is an object with that key, whatever the type of its value.
+  [[nodiscard]] bool contains(std::string_view key) const;
+  /// The member of an object (the first one of that name).
+  [[nodiscard]] std::optional<JSON> operator[](std::string_view key) const;
+
+  [[nodiscard]] std::optional<std::string> string() const;
+  [[nodiscard]] std::optional<bool> boolean() const;
+  /// Numbers only; a Boolean is not a number.
+  [[nodiscard]] std::optional<double> number() const;
+  /// The number rounded to single precision.
+  [[nodiscard]] std::optional<float> floatNumber() const;
+
+  /// A string as it is, a number or a Boolean in its usual text form, anything else the empty text.
+  [[nodiscard]] std::string stringValue() const;
+
+  /// Number of elements of an array or members of an object; 0 for anything else.
+  [[nodiscard]] std::size_t size() const;
+
+  /// Walks the elements of an array or the values of an object in document order; nothing for anything else.
+  void forEach(const std::function<void(const JSON&)>& visit) const;
+  /// The same over an object with its keys.
+  void forEachMember(const std::function<void(std::string_view key, const JSON&)>& visit) const;
+
+  /// Compact JSON text of the value, in document order.
+  [[nodiscard]] std::string description() const;
+
+ private:
+  struct Document;
+  struct Value;
+  explicit JSON(std::shared_ptr<const Value> value);
+  std::shared_ptr<const Value> value_;
+};
+
+}  // namespace geoloom::platform

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <functional>
+#include <string_view>
+
+#include "geoloom/Export.h"
+
+namespace geoloom::platform {
+
+/// Receives one line without its line break. Called from any thread, one line at a time.
+using LineSink = std::function<void(std::string_view line)>;
+
+/// Service answers and progress. Standard output unless a sink is set; a line is written whole.
+class GEOLOOM_EXPORT Console {
+ public:
+  static void print(std::string_view line);
+  /// Replaces the sink; an empty one brings the default back. Lines that are being written are finished first.
+  static void setSink(LineSink sink);
+};
+
+/// Directory operations and refusals. Standard error unless a sink is set; a line is written whole.
+class GEOLOOM_EXPORT SystemLog {
+ public:
+  static void log(std::string_view line);
+  static void setSink(LineSink sink);
+};
+
+}  // namespace geoloom::platform

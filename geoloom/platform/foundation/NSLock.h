@@ -1,0 +1,25 @@
+#pragma once
+
+#include <condition_variable>
+#include <mutex>
+
+#include "geoloom/Export.h"
+
+namespace geoloom::platform {
+
+/// A non-recursive lock that one thread may take and another release, which std::mutex forbids.
+class GEOLOOM_EXPORT NSLock {
+ public:
+  void lock();
+  /// Takes the lock if it is free; never waits.
+  [[nodiscard]] bool tryLock();
+  /// Precondition: the lock is held.
+  void unlock();
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable released_;
+  bool held_ GEOLOOM_GUARDED_BY(mutex_) = false;
+};
+
+}  // namespace geoloom::platform

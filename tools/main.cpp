@@ -1,0 +1,18 @@
+#include <cstdio>
+
+#include "tools/commands/Commands.h"
+
+int main(int argc, char** argv) {
+  using namespace geoloom::tools;
+  CLI::App app{"Map rooms, localize in them and recognise what stands there.", "geoloom"};
+  app.require_subcommand(1);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error) == 0 ? 0 : static_cast<int>(ExitCode::usage);
+  } catch (const CommandError& error) {
+    std::fprintf(stderr, "geoloom: %s\n", error.what());
+    return static_cast<int>(error.code());
+  }
+  return 0;
+}
