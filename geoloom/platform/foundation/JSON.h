@@ -1,5 +1,7 @@
 #pragma once
 
+#include <array>
+#include <cstddef>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -10,16 +12,20 @@
 
 namespace geoloom::platform {
 
-/// One parsed JSON value: an immutable view that shares its document, cheap to copy, readable from any thread. Reading
-/// never throws: what is missing or of another type is absent.
+/// One parsed JSON value: an immutable view that shares its document, cheap to copy, readable from any
+/// thread. Reading never throws: what is missing or of another type is absent.
 class GEOLOOM_EXPORT JSON {
  public:
   enum class Type { null, boolean, number, string, array, object };
 
-  /// Nesting deeper than this does not parse.
+  /// Nesting deeper than this does not parse; an array or object without members is not counted.
   static constexpr std::size_t maximumDepth = 256;
+  /// Longer texts do not parse.
+  static constexpr std::size_t maximumBytes = std::size_t{64} << 20;
 
-  /// Parses any value, top-level scalars too; a leading byte-order mark is skipped. Nothing when the text is not JSON.
+  /// Parses any value, top-level scalars too; a leading byte-order mark is skipped. Nothing when the text is
+  /// not JSON: text that is not UTF-8 and numbers beyond double precision's range included. Integers of any
+  /// length are numbers.
   [[nodiscard]] static std::optional<JSON> parse(std::string_view text);
 
   [[nodiscard]] static JSON emptyArray();
@@ -54,9 +60,11 @@ class GEOLOOM_EXPORT JSON {
 
  private:
   struct Document;
-  struct Value;
-  explicit JSON(std::shared_ptr<const Value> value);
-  std::shared_ptr<const Value> value_;
+  /// Where in the document's tape the value stands; the parser's own type, kept out of this header.
+  using Element = std::array<std::size_t, 2>;
+  JSON(std::shared_ptr<const Document> document, Element element);
+  std::shared_ptr<const Document> document_;
+  Element element_;
 };
 
 }  // namespace geoloom::platform

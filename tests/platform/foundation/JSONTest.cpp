@@ -1,0 +1,138 @@
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "geoloom/platform/foundation/JSON.h"
+
+namespace {
+
+using geoloom::platform::JSON;
+using testing::ElementsAre;
+
+std::string nested(std::size_t depth, const std::string& inside = "") {
+  return std::string(depth, '[') + inside + std::string(depth, ']');
+}
+
+TEST(JSON, RefusesWhatIsNotJSON) {
+  const std::vector<std::string> texts{
+      "",
+      "   ",
+      "\xEF\xBB\xBF",
+      "{",
+      R"({"a":})",
+      R"({"a":1,})",
+      "[1,]",
+      "{} {}",
+      "nul",
+      "'a'",
+      "NaN",
+      "1e400",
+      "-1e400",
+      "01",
+      "0000000000000000000000000001",
+      "+1",
+      "1.",
+      std::string(400, '9'),
+      "\"\xff\"",
+      "\"\xed\xa0\x80\"",
+      "\"\\ud800\"",
+      "\"a\nb\"",
+      "<html><body>502 Bad Gateway</body></html>",
+      std::string("\"a\0b\"", 5),
+      "\xEF\xBB\xBF\xEF\xBB\xBF{}",
+      nested(JSON::maximumDepth + 1, "1"),
+      nested(100'000),
+      std::string(100'000, '['),
+      nested(JSON::maximumDepth, R"({"a":1})"),
+  };
+  for (const std::string& text : texts)
+    EXPECT_FALSE(JSON::parse(text)) << text.substr(0, 40) << " (" << text.size() << " bytes)";
+}
+
+TEST(JSON, TakesNestingUpToItsLimit) {
+  const auto array = JSON::parse(nested(JSON::maximumDepth, "1"));
+  ASSERT_TRUE(array);
+  EXPECT_EQ(array->description(), nested(JSON::maximumDepth, "1"));
+  EXPECT_TRUE(JSON::parse(nested(JSON::maximumDepth - 1, R"({"a":1})")));
+}
+
+TEST(JSON, RefusesTextsBeyondItsLength) {
+  std::string text(JSON::maximumBytes, ' ');
+  text.front() = '1';
+  EXPECT_TRUE(JSON::parse(text));
+  EXPECT_FALSE(JSON::parse(text + " "));
+}
+
+TEST(JSON, ReadsEveryTypeAndNothingElse) {
+  struct Case {
+    std::string text;
+    JSON::Type type;
+    std::string stringValue;
+  };
+  const std::vector<Case> cases{
+      {"null", JSON::Type::null, ""},
+      {"true", JSON::Type::boolean, "true"},
+      {" -7 ", JSON::Type::number, "-7"},
+      {"2.5", JSON::Type::number, "2.5"},
+      {R"("te\u00e9\n")", JSON::Type::string, "te\u00e9\n"},
+      {"[1]", JSON::Type::array, ""},
+      {"{\"a\":1}", JSON::Type::object, ""},
+      {"\xEF\xBB\xBF\"after a mark\"", JSON::Type::string, "after a mark"},
+  };
+  for (const Case& c : cases) {
+    const auto value = JSON::parse(c.text);
+    ASSERT_TRUE(value) << c.text;
+    EXPECT_EQ(value->type(), c.type) << c.text;
+    EXPECT_EQ(value->stringValue(), c.stringValue) << c.text;
+    EXPECT_EQ(value->string().has_value(), c.type == JSON::Type::string) << c.text;
+    EXPECT_EQ(value->boolean().has_value(), c.type == JSON::Type::boolean) << c.text;
+    EXPECT_EQ(value->number().has_value(), c.type == JSON::Type::number) << c.text;
+    EXPECT_EQ(value->floatNumber().has_value(), c.type == JSON::Type::number) << c.text;
+    EXPECT_EQ(value->contains("a"), c.type == JSON::Type::object) << c.text;
+    EXPECT_EQ(value->size(), c.type == JSON::Type::array || c.type == JSON::Type::object ? 1U : 0U) << c.text;
+  }
+  EXPECT_EQ(JSON::emptyArray().type(), JSON::Type::array);
+  EXPECT_EQ(JSON::emptyArray().size(), 0U);
+}
+
+TEST(JSON, KeepsOrderAndTakesTheFirstOfEqualKeys) {
+  const auto value = JSON::parse(R"({"z":1,"a":{"b":null},"z":3,"\u006d":[4,"x",5.5]})");
+  ASSERT_TRUE(value);
+  std::vector<std::string> members;
+  value->forEachMember([&](std::string_view key, const JSON& member) {
+    members.push_back(std::string(key) + member.description());
+  });
+  EXPECT_THAT(members, ElementsAre("z1", R"(a{"b":null})", "z3", R"(m[4,"x",5.5])"));
+  EXPECT_EQ((*value)["z"]->number(), 1.0);
+  EXPECT_TRUE((*value)["a"]->contains("b"));
+  EXPECT_FALSE(value->contains("b"));
+  EXPECT_EQ(value->description(), R"({"z":1,"a":{"b":null},"z":3,"m":[4,"x",5.5]})");
+}
+
+TEST(JSON, ReadsNumbersOfAnyLength) {
+  const auto value = JSON::parse(
+      R"([18446744073709551615,-9223372036854775808,123456789012345678901234567890,-98765432109876543210,0.1,1E2,)"
+      R"("123456789012345678901234567890 \" 123456789012345678901234567890",123456789012345678901234567890.5e1])");
+  ASSERT_TRUE(value);
+  std::vector<double> numbers;
+  value->forEach([&](const JSON& element) { numbers.push_back(element.number().value_or(0)); });
+  EXPECT_THAT(numbers,
+              ElementsAre(18446744073709551615.0, -9223372036854775808.0, 123456789012345678901234567890.0,
+                          -98765432109876543210.0, 0.1, 100.0, 0.0, 1234567890123456789012345678905.0));
+  EXPECT_EQ(JSON::parse("0.1")->floatNumber(), 0.1F);
+  EXPECT_EQ(JSON::parse("16777217")->floatNumber(), 16777216.0F);
+}
+
+TEST(JSON, PartsOutliveTheirWhole) {
+  std::optional<JSON> part;
+  {
+    const auto whole = JSON::parse(R"({"placements":[{"asset":{"id":"lamp"}}]})");
+    whole->operator[]("placements")->forEach([&](const JSON& element) { part = element["asset"]; });
+  }
+  ASSERT_TRUE(part);
+  EXPECT_EQ((*part)["id"]->string(), "lamp");
+}
+
+}  // namespace
