@@ -1,0 +1,29 @@
+#pragma once
+
+#include <string>
+
+#include "geoloom/Export.h"
+#include "geoloom/platform/foundation/NSObject.h"
+
+namespace geoloom {
+
+/// One map near a place, as the mapping service lists it.
+class GEOLOOM_EXPORT Map : public platform::NSObject {
+ public:
+  Map(std::string userID, std::string mapID, double latitude, double longitude, double altitude,
+      double horizontalAccuracy, double verticalAccuracy);
+
+  /// The user who owns the map.
+  std::string userID;
+  /// The application's own identifier of the map.
+  std::string mapID;
+  /// Degrees.
+  double latitude;
+  double longitude;
+  /// Metres.
+  double altitude;
+  double horizontalAccuracy;
+  double verticalAccuracy;
+};
+
+}  // namespace geoloom

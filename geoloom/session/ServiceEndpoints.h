@@ -1,0 +1,31 @@
+#pragma once
+
+#include <string>
+
+#include "geoloom/Export.h"
+
+namespace geoloom {
+
+/// Addresses of the services that the kit talks to. An empty one is absent: requests to it fail as if nothing
+/// answered, and metrics to it are not sent. HTTPS, or plain HTTP to this machine. A session uses the
+/// endpoints that are current while it is constructed.
+struct GEOLOOM_EXPORT ServiceEndpoints {
+  /// Base address of the mapping service, without a trailing slash: "https://<host>/prod/maps".
+  std::string production;
+  /// The same for its beta: "https://<host>/beta/maps".
+  std::string beta;
+  /// The whole address of the localization by objects: "https://<host>/dev/scene-understanding/localize".
+  std::string sceneUnderstanding;
+  /// Address of the table service: "https://<host>".
+  std::string tables;
+  /// Address of the metrics service: "https://<host>".
+  std::string metrics;
+
+  /// The endpoints in force: those set last, else what the build was configured with (GEOLOOM_PRODUCTION_URL
+  /// and so on). May be called from any thread.
+  [[nodiscard]] static ServiceEndpoints current();
+  /// Set before the first session is constructed.
+  static void setCurrent(ServiceEndpoints endpoints);
+};
+
+}  // namespace geoloom
