@@ -1,0 +1,34 @@
+#pragma once
+
+#include "geoloom/platform/foundation/CoreGraphics.h"
+#include "geoloom/platform/foundation/simd.h"
+
+namespace geoloom::platform {
+
+/// What a hit test may find; a set of bits. Planes are not tracked here: asking for them finds nothing.
+enum class ARHitTestResultType : unsigned {
+  featurePoint = 1U << 0U,
+  estimatedHorizontalPlane = 1U << 1U,
+  estimatedVerticalPlane = 1U << 2U,
+  existingPlane = 1U << 3U,
+  existingPlaneUsingExtent = 1U << 4U,
+};
+
+[[nodiscard]] constexpr ARHitTestResultType operator|(ARHitTestResultType a, ARHitTestResultType b) {
+  return static_cast<ARHitTestResultType>(static_cast<unsigned>(a) | static_cast<unsigned>(b));
+}
+
+[[nodiscard]] constexpr bool contains(ARHitTestResultType set, ARHitTestResultType type) {
+  return (static_cast<unsigned>(set) & static_cast<unsigned>(type)) != 0;
+}
+
+/// One point of the world under a point of the image.
+struct ARHitTestResult {
+  ARHitTestResultType type = ARHitTestResultType::featurePoint;
+  /// Metres from the camera.
+  CGFloat distance = 0;
+  /// World coordinates; the translation is the point, the rotation of a feature point is none.
+  simd_float4x4 worldTransform;
+};
+
+}  // namespace geoloom::platform

@@ -1,0 +1,32 @@
+#include "geoloom/platform/ar/ARSession.h"
+
+#include <utility>
+
+#include "geoloom/platform/ar/ARFrame.h"
+
+namespace geoloom::platform {
+
+ARSession::ARSession() = default;
+ARSession::~ARSession() = default;
+
+void ARSession::setDidUpdateFrame(FrameHandler handler) {
+  const std::lock_guard lock(mutex_);
+  didUpdateFrame_ = std::move(handler);
+}
+
+std::shared_ptr<const ARFrame> ARSession::currentFrame() const {
+  const std::lock_guard lock(mutex_);
+  return currentFrame_;
+}
+
+void ARSession::deliver(std::shared_ptr<const ARFrame> frame) {
+  FrameHandler handler;
+  {
+    const std::lock_guard lock(mutex_);
+    currentFrame_ = frame;
+    handler = didUpdateFrame_;
+  }
+  if (handler) handler(frame);
+}
+
+}  // namespace geoloom::platform

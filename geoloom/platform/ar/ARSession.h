@@ -1,0 +1,38 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <mutex>
+
+#include "geoloom/Export.h"
+#include "geoloom/platform/foundation/NSObject.h"
+
+namespace geoloom::platform {
+
+class ARFrame;
+
+/// A running world-tracking session: whatever tracks the camera hands it every frame, the application hears
+/// of each. May be used from any thread.
+class GEOLOOM_EXPORT ARSession final : public NSObject {
+ public:
+  using FrameHandler = std::function<void(const std::shared_ptr<const ARFrame>&)>;
+
+  ARSession();
+  ~ARSession() override;
+
+  /// The application's handler, called for every frame on the thread that delivers it; empty for none.
+  void setDidUpdateFrame(FrameHandler handler);
+
+  /// The newest frame; absent before the first.
+  [[nodiscard]] std::shared_ptr<const ARFrame> currentFrame() const;
+
+  /// For trackers and players: makes `frame` the current one and calls the application's handler with it.
+  void deliver(std::shared_ptr<const ARFrame> frame);
+
+ private:
+  mutable std::mutex mutex_;
+  FrameHandler didUpdateFrame_ GEOLOOM_GUARDED_BY(mutex_);
+  std::shared_ptr<const ARFrame> currentFrame_ GEOLOOM_GUARDED_BY(mutex_);
+};
+
+}  // namespace geoloom::platform
