@@ -1,0 +1,42 @@
+#include <gtest/gtest.h>
+
+#include "geoloom/platform/aws/DeveloperKey.h"
+
+namespace geoloom::platform {
+namespace {
+
+TEST(DeveloperKey, HashIsMD5InLowerCaseHexadecimal) {
+  EXPECT_EQ(DeveloperKey::hash("abc"), "900150983cd24fb0d6963f7d28e17f72");
+  EXPECT_EQ(DeveloperKey::hash(""), "d41d8cd98f00b204e9800998ecf8427e");
+}
+
+TEST(DeveloperKey, PairIsCarriedOrDerived) {
+  struct Case {
+    std::string_view key, access, secret;
+  };
+  // The derived secrets come from another tool: printf '%s' LABEL | openssl dgst -sha256 -hmac KEY
+  static constexpr std::string_view ofAbc =
+      "5e28ff51429ae3b17bf7cf6b9ce22a72b746a99a8fe3eba40537905dd2022805";
+  const Case cases[] = {
+      {"AKID:secret/+=", "AKID", "secret/+="},
+      {"AKID:a:b", "AKID", "a:b"},
+      {"abc", "900150983cd24fb0d6963f7d28e17f72", ofAbc},
+  };
+  for (const Case& c : cases) {
+    const DeveloperKey::Pair pair = DeveloperKey::pair(c.key);
+    EXPECT_EQ(pair.accessKey, c.access) << c.key;
+    EXPECT_EQ(pair.secretKey, c.secret) << c.key;
+  }
+}
+
+TEST(DeveloperKey, AnEmptyHalfOrKeyIsDerivedToo) {
+  for (const std::string_view key : {"", ":", ":secret", "AKID:"}) {
+    const DeveloperKey::Pair pair = DeveloperKey::pair(key);
+    EXPECT_EQ(pair.accessKey, DeveloperKey::hash(key)) << key;
+    EXPECT_EQ(pair.secretKey.size(), 64U) << key;
+  }
+  EXPECT_NE(DeveloperKey::pair(":").secretKey, DeveloperKey::pair("").secretKey);
+}
+
+}  // namespace
+}  // namespace geoloom::platform
