@@ -1,0 +1,81 @@
+#include <cstring>
+#include <limits>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "geoloom/platform/imaging/CVPixelBuffer.h"
+
+namespace geoloom::platform {
+namespace {
+
+TEST(CVPixelBuffer, LaysOutEveryFormatWithAlignedRowsThatHoldItsPixels) {
+  struct Case {
+    CVPixelFormatType format;
+    std::size_t planes;
+    std::size_t rowBytes[2];
+    std::size_t rows[2];
+  };
+  const Case cases[] = {{CVPixelFormatType::BGRA32, 1, {33 * 4, 0}, {7, 0}},
+                        {CVPixelFormatType::ARGB32, 1, {33 * 4, 0}, {7, 0}},
+                        {CVPixelFormatType::oneComponent8, 1, {33, 0}, {7, 0}},
+                        {CVPixelFormatType::biPlanarFullRange420, 2, {33, 34}, {7, 4}}};
+  for (const Case& c : cases) {
+    const auto buffer = CVPixelBuffer::create(33, 7, c.format);
+    ASSERT_TRUE(buffer);
+    EXPECT_EQ(buffer->width(), 33U);
+    EXPECT_EQ(buffer->height(), 7U);
+    EXPECT_EQ(buffer->pixelFormatType(), c.format);
+    ASSERT_EQ(buffer->planeCount(), c.planes);
+    buffer->lockBaseAddress();
+    for (std::size_t plane = 0; plane < c.planes; ++plane) {
+      EXPECT_GE(buffer->bytesPerRow(plane), c.rowBytes[plane]);
+      EXPECT_EQ(buffer->bytesPerRow(plane) % 64, 0U);
+      EXPECT_EQ(reinterpret_cast<std::uintptr_t>(buffer->baseAddress(plane)) % 64, 0U);
+      // A plane too small shows under AddressSanitizer; planes that overlap show below.
+      std::memset(buffer->baseAddress(plane), static_cast<int>(plane + 1),
+                  buffer->bytesPerRow(plane) * c.rows[plane]);
+    }
+    buffer->unlockBaseAddress();
+    EXPECT_EQ(buffer->baseAddress()[buffer->bytesPerRow() * 7 - 1], 1);
+    EXPECT_EQ(buffer->baseAddress(c.planes), nullptr);
+    EXPECT_EQ(buffer->bytesPerRow(c.planes), 0U);
+  }
+}
+
+TEST(CVPixelBuffer, RefusesWhatCannotBeMade) {
+  constexpr auto huge = std::numeric_limits<std::size_t>::max();
+  constexpr auto bgra = CVPixelFormatType::BGRA32;
+  EXPECT_FALSE(CVPixelBuffer::create(0, 4, bgra));
+  EXPECT_FALSE(CVPixelBuffer::create(4, 0, bgra));
+  EXPECT_FALSE(CVPixelBuffer::create(huge, 4, bgra));
+  EXPECT_FALSE(CVPixelBuffer::create(std::size_t{1} << 30, std::size_t{1} << 30, bgra));
+  EXPECT_FALSE(CVPixelBuffer::create(4, 4, static_cast<CVPixelFormatType>(7)));
+
+  int released = 0;
+  const auto release = [&] { ++released; };
+  std::vector<std::uint8_t> bytes(64);
+  EXPECT_FALSE(CVPixelBuffer::createWithBytes(4, 4, bgra, nullptr, 16, release));
+  EXPECT_FALSE(CVPixelBuffer::createWithBytes(4, 4, bgra, bytes.data(), 15, release));
+  EXPECT_FALSE(CVPixelBuffer::createWithBytes(4, 4, CVPixelFormatType::biPlanarFullRange420, bytes.data(), 16,
+                                              release));
+  EXPECT_EQ(released, 0) << "the bytes stay the caller's when nothing wraps them";
+}
+
+TEST(CVPixelBuffer, WrapsBytesInPlaceAndReleasesThemOnce) {
+  int released = 0;
+  std::vector<std::uint8_t> bytes(20 * 4);
+  auto buffer =
+      CVPixelBuffer::createWithBytes(4, 4, CVPixelFormatType::BGRA32, bytes.data(), 20, [&] { ++released; });
+  ASSERT_TRUE(buffer);
+  EXPECT_EQ(buffer->baseAddress(), bytes.data());
+  EXPECT_EQ(buffer->bytesPerRow(), 20U);
+  auto second = buffer;
+  buffer.reset();
+  EXPECT_EQ(released, 0);
+  second.reset();
+  EXPECT_EQ(released, 1);
+}
+
+}  // namespace
+}  // namespace geoloom::platform
