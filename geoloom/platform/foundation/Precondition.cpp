@@ -1,0 +1,13 @@
+#include "geoloom/platform/foundation/Precondition.h"
+
+#include <cstdio>
+#include <cstdlib>
+
+namespace geoloom::platform {
+
+void preconditionFailed(const char* file, int line, const char* message) {
+  std::fprintf(stderr, "%s:%d: precondition failed: %s\n", file, line, message);
+  std::abort();
+}
+
+}  // namespace geoloom::platform
