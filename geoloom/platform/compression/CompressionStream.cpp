@@ -1,0 +1,91 @@
+#include "geoloom/platform/compression/CompressionStream.h"
+
+#include <algorithm>
+#include <new>
+
+#include <zlib.h>
+
+namespace geoloom::platform {
+
+namespace {
+
+constexpr int level = 5;
+constexpr int rawDeflateWindow = -15;  // 32 KiB; negative: no header, no checksum
+constexpr int defaultMemory = 8;
+
+}  // namespace
+
+struct CompressionStreamState {
+  CompressionStreamState(compression_stream_operation work, std::size_t piece)
+      : operation(work), largestPiece(piece) {
+    initialised =
+        (operation == COMPRESSION_STREAM_ENCODE
+             ? deflateInit2(&zlib, level, Z_DEFLATED, rawDeflateWindow, defaultMemory, Z_DEFAULT_STRATEGY)
+             : inflateInit2(&zlib, rawDeflateWindow)) == Z_OK;
+  }
+  ~CompressionStreamState() {
+    if (!initialised) return;
+    if (operation == COMPRESSION_STREAM_ENCODE) {
+      deflateEnd(&zlib);
+    } else {
+      inflateEnd(&zlib);
+    }
+  }
+  CompressionStreamState(const CompressionStreamState&) = delete;
+  CompressionStreamState& operator=(const CompressionStreamState&) = delete;
+
+  compression_stream_operation operation;
+  std::size_t largestPiece;
+  bool initialised = false;
+  z_stream zlib = {};
+};
+
+compression_stream::compression_stream() = default;
+compression_stream::~compression_stream() = default;
+
+compression_status compression_stream_init(compression_stream* stream, compression_stream_operation operation,
+                                           compression_algorithm algorithm, std::size_t largestPiece) {
+  const bool known = operation == COMPRESSION_STREAM_ENCODE || operation == COMPRESSION_STREAM_DECODE;
+  if (!known || algorithm != COMPRESSION_ZLIB) return COMPRESSION_STATUS_ERROR;
+  const std::size_t piece = std::clamp(largestPiece, std::size_t{1}, largestCompressionPiece);
+  stream->state.reset(new (std::nothrow) CompressionStreamState(operation, piece));
+  if (stream->state && stream->state->initialised) return COMPRESSION_STATUS_OK;
+  stream->state.reset();
+  return COMPRESSION_STATUS_ERROR;
+}
+
+compression_status compression_stream_process(compression_stream* stream, std::int32_t flags) {
+  if (!stream->state) return COMPRESSION_STATUS_ERROR;
+  CompressionStreamState& state = *stream->state;
+  z_stream& zlib = state.zlib;
+  while (stream->dst_size > 0) {
+    const std::size_t input = std::min(stream->src_size, state.largestPiece);
+    const std::size_t room = std::min(stream->dst_size, state.largestPiece);
+    const bool last = (flags & COMPRESSION_STREAM_FINALIZE) != 0 && input == stream->src_size;
+    zlib.next_in = const_cast<Bytef*>(stream->src_ptr);  // zlib reads it only; its field lacks the const
+    zlib.avail_in = static_cast<uInt>(input);
+    zlib.next_out = stream->dst_ptr;
+    zlib.avail_out = static_cast<uInt>(room);
+    const int result = state.operation == COMPRESSION_STREAM_ENCODE
+                           ? deflate(&zlib, last ? Z_FINISH : Z_NO_FLUSH)
+                           : inflate(&zlib, Z_NO_FLUSH);
+    const std::size_t consumed = input - zlib.avail_in;
+    const std::size_t produced = room - zlib.avail_out;
+    stream->src_ptr += consumed;
+    stream->src_size -= consumed;
+    stream->dst_ptr += produced;
+    stream->dst_size -= produced;
+    if (result == Z_STREAM_END) return COMPRESSION_STATUS_END;
+    if (result != Z_OK && result != Z_BUF_ERROR) return COMPRESSION_STATUS_ERROR;
+    if (consumed == 0 && produced == 0) return COMPRESSION_STATUS_OK;
+  }
+  return COMPRESSION_STATUS_OK;
+}
+
+compression_status compression_stream_destroy(compression_stream* stream) {
+  if (!stream->state) return COMPRESSION_STATUS_ERROR;
+  stream->state.reset();
+  return COMPRESSION_STATUS_OK;
+}
+
+}  // namespace geoloom::platform
