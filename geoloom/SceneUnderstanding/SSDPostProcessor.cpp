@@ -1,0 +1,173 @@
+#include "geoloom/SceneUnderstanding/SSDPostProcessor.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <numeric>
+
+#include "geoloom/SceneUnderstanding/Ranking.h"
+#include "geoloom/SceneUnderstanding/SSDAnchors.h"
+#include "geoloom/SceneUnderstanding/ScoreOrder.h"
+#include "geoloom/platform/foundation/Precondition.h"
+
+namespace geoloom {
+namespace {
+
+constexpr const char* CLASS_NAMES =
+    "???,person,bicycle,car,motorcycle,airplane,bus,train,truck,boat,traffic light,fire hydrant,???,stop "
+    "sign,"
+    "parking "
+    "meter,bench,bird,cat,dog,horse,sheep,cow,elephant,bear,zebra,giraffe,???,backpack,umbrella,???,???,"
+    "handbag,tie,suitcase,frisbee,skis,snowboard,sports ball,kite,baseball bat,baseball "
+    "glove,skateboard,surfboard,"
+    "tennis racket,bottle,???,wine "
+    "glass,cup,fork,knife,spoon,bowl,banana,apple,sandwich,orange,broccoli,carrot,"
+    "hot dog,pizza,donut,cake,chair,couch,potted plant,bed,???,dining "
+    "table,???,???,toilet,???,tv,laptop,mouse,remote,"
+    "keyboard,cell phone,microwave,oven,toaster,sink,refrigerator,???,book,clock,vase,scissors,teddy "
+    "bear,hair drier,"
+    "toothbrush";
+
+constexpr std::int64_t MAX_BOXES_PER_CLASS = 10;
+constexpr float IOU_THRESHOLD = 0.3F;
+constexpr double INPUT_SIDE = 300;
+
+std::vector<std::string> split(const std::string& text, char separator) {
+  std::vector<std::string> parts;
+  std::size_t start = 0;
+  for (std::size_t end; (end = text.find(separator, start)) != std::string::npos; start = end + 1) {
+    parts.push_back(text.substr(start, end - start));
+  }
+  parts.push_back(text.substr(start));
+  return parts;
+}
+
+/// The least float that is above `threshold` when widened, NaN when there is none: `score >=
+/// lowestAbove(threshold)` in single precision decides exactly as `threshold < double(score)` does, at four
+/// or eight scores an instruction.
+float lowestAbove(double threshold) {
+  constexpr float infinity = std::numeric_limits<float>::infinity();
+  constexpr double largest = std::numeric_limits<float>::max();
+  if (std::isnan(threshold) || threshold == std::numeric_limits<double>::infinity()) {
+    return std::numeric_limits<float>::quiet_NaN();
+  }
+  if (threshold >= largest) return infinity;
+  if (threshold < -largest) return -std::numeric_limits<float>::max();
+  const auto nearest = static_cast<float>(threshold);
+  return static_cast<double>(nearest) > threshold ? nearest : std::nextafter(nearest, infinity);
+}
+
+constexpr std::size_t BLOCK = 64;
+
+/// One comparison a score and no branch, so that the compiler makes vector instructions of it.
+bool anyReaches(const float* scores, float lowest) {
+  int any = 0;
+  for (std::size_t i = 0; i < BLOCK; ++i) any |= static_cast<int>(scores[i] >= lowest);
+  return any != 0;
+}
+
+/// Calls `visit(anchor)` for every score that reaches `lowest`, in ascending order.
+template <class Visit>
+void forEachReaching(std::span<const float> scores, float lowest, Visit&& visit) {
+  std::size_t start = 0;
+  for (; start + BLOCK <= scores.size(); start += BLOCK) {
+    if (!anyReaches(scores.data() + start, lowest)) continue;
+    for (std::size_t a = start; a < start + BLOCK; ++a) {
+      if (scores[a] >= lowest) visit(a);
+    }
+  }
+  for (; start < scores.size(); ++start) {
+    if (scores[start] >= lowest) visit(start);
+  }
+}
+
+platform::CGRect pixelRect(const Prediction& prediction) {
+  const BoundingBox2 box = prediction.decodeBoundingBox();
+  return {{box.xMin * INPUT_SIDE, box.yMin * INPUT_SIDE},
+          {(box.xMax - box.xMin) * INPUT_SIDE, (box.yMax - box.yMin) * INPUT_SIDE}};
+}
+
+bool ranksBefore(const Prediction& a, const Prediction& b) {
+  return scoresHigher(a.score, b.score);
+}
+
+}  // namespace
+
+SSDPostProcessor::SSDPostProcessor(std::int64_t numAnchors, std::int64_t numClasses, double threshold)
+    : numAnchors_(numAnchors),
+      numClasses_(numClasses),
+      threshold_(threshold),
+      classNamesRaw_(CLASS_NAMES),
+      classNames_(split(classNamesRaw_, ',')) {
+  platform::precondition(numAnchors >= 0 && numAnchors <= static_cast<std::int64_t>(SSDAnchors::count),
+                         "SSDPostProcessor: numAnchors must lie between 0 and the rows of the anchor table");
+  platform::precondition(numClasses >= 0, "SSDPostProcessor: numClasses must not be negative");
+}
+
+std::vector<std::vector<Prediction>> SSDPostProcessor::postprocess(
+    std::span<const float> boxPredictions, std::span<const float> scorePredictions) const {
+  const auto anchors = static_cast<std::size_t>(numAnchors_);
+  const auto classes = static_cast<std::size_t>(numClasses_);
+  platform::precondition(boxPredictions.size() >= 4 * anchors,
+                         "postprocess: boxPredictions must hold 4 x numAnchors");
+  platform::precondition(scorePredictions.size() >= (classes + 1) * anchors,
+                         "postprocess: scorePredictions must hold (numClasses + 1) x numAnchors");
+
+  std::vector<std::vector<Prediction>> candidates(classes + 1);
+  const auto& rows = SSDAnchors::anchors();
+  const float lowest = lowestAbove(threshold_);
+  for (std::size_t c = 1; c <= classes; ++c) {
+    const auto scores = scorePredictions.subspan(c * anchors, anchors);
+    forEachReaching(scores, lowest, [&](std::size_t a) {
+      const SSDAnchors::Row& row = rows[a];
+      candidates[c].push_back(
+          {.index = static_cast<std::int64_t>(a),
+           .score = scores[a],
+           .anchor = {row[0], row[1], row[2], row[3], INPUT_SIDE, INPUT_SIDE},
+           .anchorEncoding = {boxPredictions[a], boxPredictions[anchors + a], boxPredictions[2 * anchors + a],
+                              boxPredictions[3 * anchors + a]},
+           .detectedClass = static_cast<std::int64_t>(c)});
+    });
+  }
+  return candidates;
+}
+
+std::vector<Prediction> SSDPostProcessor::suppressOverlaps(std::span<const Prediction> predictions,
+                                                           std::int64_t maxBoxes, float iouThreshold) {
+  std::vector<std::size_t> order(predictions.size());
+  std::iota(order.begin(), order.end(), std::size_t{0});
+  std::stable_sort(order.begin(), order.end(),
+                   [&](std::size_t a, std::size_t b) { return ranksBefore(predictions[a], predictions[b]); });
+
+  std::vector<Prediction> kept;
+  std::vector<platform::CGRect> keptRects;
+  for (const std::size_t candidate : order) {
+    if (static_cast<std::int64_t>(kept.size()) >= maxBoxes) break;
+    const platform::CGRect rect = pixelRect(predictions[candidate]);
+    const bool overlaps =
+        std::any_of(keptRects.begin(), keptRects.end(),
+                    [&](const platform::CGRect& better) { return IOU(rect, better) > iouThreshold; });
+    if (overlaps) continue;
+    kept.push_back(predictions[candidate]);
+    keptRects.push_back(rect);
+  }
+  return kept;
+}
+
+std::vector<Prediction> SSDPostProcessor::nonMaximumSuppression(
+    std::span<const std::vector<Prediction>> predictionsByClass) const {
+  const auto classes = static_cast<std::size_t>(numClasses_);
+  platform::precondition(
+      predictionsByClass.size() >= 2 && predictionsByClass.size() > classes,
+      "nonMaximumSuppression: predictionsByClass must have numClasses + 1 entries, at least 2");
+  std::vector<Prediction> survivors;
+  for (std::size_t c = 1; c <= classes; ++c) {
+    if (predictionsByClass[c].empty()) continue;
+    const auto kept = suppressOverlaps(predictionsByClass[c], MAX_BOXES_PER_CLASS, IOU_THRESHOLD);
+    survivors.insert(survivors.end(), kept.begin(), kept.end());
+  }
+  std::stable_sort(survivors.begin(), survivors.end(), ranksBefore);
+  return survivors;
+}
+
+}  // namespace geoloom

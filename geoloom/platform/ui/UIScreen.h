@@ -1,0 +1,16 @@
+#pragma once
+
+#include "geoloom/Export.h"
+#include "geoloom/platform/foundation/CoreGraphics.h"
+
+namespace geoloom::platform {
+
+/// The display that the application draws on. May be used from any thread.
+class GEOLOOM_EXPORT UIScreen {
+ public:
+  /// Pixels a point; 1 unless the application says otherwise.
+  [[nodiscard]] static CGFloat mainScale();
+  static void setMainScale(CGFloat scale);
+};
+
+}  // namespace geoloom::platform
