@@ -9,6 +9,7 @@
 #include "geoloom/SceneUnderstanding/SSDAnchors.h"
 #include "geoloom/SceneUnderstanding/ScoreOrder.h"
 #include "geoloom/platform/foundation/Precondition.h"
+#include "geoloom/platform/vision/MLMultiArray.h"
 
 namespace geoloom {
 namespace {
@@ -99,19 +100,19 @@ SSDPostProcessor::SSDPostProcessor(std::int64_t numAnchors, std::int64_t numClas
       threshold_(threshold),
       classNamesRaw_(CLASS_NAMES),
       classNames_(split(classNamesRaw_, ',')) {
-  platform::precondition(numAnchors >= 0 && numAnchors <= static_cast<std::int64_t>(SSDAnchors::count),
-                         "SSDPostProcessor: numAnchors must lie between 0 and the rows of the anchor table");
-  platform::precondition(numClasses >= 0, "SSDPostProcessor: numClasses must not be negative");
+  GEOLOOM_PRECONDITION(numAnchors >= 0 && numAnchors <= static_cast<std::int64_t>(SSDAnchors::count),
+                       "SSDPostProcessor: numAnchors must lie between 0 and the rows of the anchor table");
+  GEOLOOM_PRECONDITION(numClasses >= 0, "SSDPostProcessor: numClasses must not be negative");
 }
 
 std::vector<std::vector<Prediction>> SSDPostProcessor::postprocess(
     std::span<const float> boxPredictions, std::span<const float> scorePredictions) const {
   const auto anchors = static_cast<std::size_t>(numAnchors_);
   const auto classes = static_cast<std::size_t>(numClasses_);
-  platform::precondition(boxPredictions.size() >= 4 * anchors,
-                         "postprocess: boxPredictions must hold 4 x numAnchors");
-  platform::precondition(scorePredictions.size() >= (classes + 1) * anchors,
-                         "postprocess: scorePredictions must hold (numClasses + 1) x numAnchors");
+  GEOLOOM_PRECONDITION(boxPredictions.size() >= 4 * anchors,
+                       "postprocess: boxPredictions must hold 4 x numAnchors");
+  GEOLOOM_PRECONDITION(scorePredictions.size() >= (classes + 1) * anchors,
+                       "postprocess: scorePredictions must hold (numClasses + 1) x numAnchors");
 
   std::vector<std::vector<Prediction>> candidates(classes + 1);
   const auto& rows = SSDAnchors::anchors();
@@ -130,6 +131,23 @@ std::vector<std::vector<Prediction>> SSDPostProcessor::postprocess(
     });
   }
   return candidates;
+}
+
+std::vector<std::vector<Prediction>> SSDPostProcessor::postprocess(
+    const platform::MLMultiArray& boxPredictions, const platform::MLMultiArray& scorePredictions) const {
+  const auto boxes = floatElements(boxPredictions);
+  const auto scores = floatElements(scorePredictions);
+  GEOLOOM_PRECONDITION(boxes && scores, "postprocess: the arrays must hold 32-bit floats without gaps");
+  return postprocess(*boxes, *scores);
+}
+
+std::optional<std::span<const float>> SSDPostProcessor::floatElements(const platform::MLMultiArray& array) {
+  if (array.dataType() != platform::MLMultiArrayDataType::float32) return std::nullopt;
+  std::ptrdiff_t contiguous = 1;
+  for (std::size_t d = array.shape().size(); d-- > 0; contiguous *= array.shape()[d]) {
+    if (array.shape()[d] != 1 && array.strides()[d] != contiguous) return std::nullopt;
+  }
+  return std::span(static_cast<const float*>(array.dataPointer()), array.count());
 }
 
 std::vector<Prediction> SSDPostProcessor::suppressOverlaps(std::span<const Prediction> predictions,
@@ -157,7 +175,7 @@ std::vector<Prediction> SSDPostProcessor::suppressOverlaps(std::span<const Predi
 std::vector<Prediction> SSDPostProcessor::nonMaximumSuppression(
     std::span<const std::vector<Prediction>> predictionsByClass) const {
   const auto classes = static_cast<std::size_t>(numClasses_);
-  platform::precondition(
+  GEOLOOM_PRECONDITION(
       predictionsByClass.size() >= 2 && predictionsByClass.size() > classes,
       "nonMaximumSuppression: predictionsByClass must have numClasses + 1 entries, at least 2");
   std::vector<Prediction> survivors;

@@ -10,6 +10,10 @@
 
 namespace geoloom {
 
+namespace platform {
+class MLMultiArray;
+}
+
 /// Turns the network's two raw outputs into ranked predictions. Holds no state between calls: every operation
 /// may be called from any thread.
 class SSDPostProcessor {
@@ -32,6 +36,15 @@ class SSDPostProcessor {
   /// that many elements. Scores that are NaN or not above the threshold cost one comparison and no memory.
   [[nodiscard]] std::vector<std::vector<Prediction>> postprocess(
       std::span<const float> boxPredictions, std::span<const float> scorePredictions) const;
+
+  /// The same on the model's own arrays. Precondition: floatElements() can read both.
+  [[nodiscard]] std::vector<std::vector<Prediction>> postprocess(
+      const platform::MLMultiArray& boxPredictions, const platform::MLMultiArray& scorePredictions) const;
+
+  /// All elements of `array` in linear order; nothing unless they are 32-bit floats without gaps. Valid as
+  /// long as the array is.
+  [[nodiscard]] static std::optional<std::span<const float>> floatElements(
+      const platform::MLMultiArray& array);
 
   /// The best predictions of one class that do not overlap a better one by more than `iouThreshold`, at most
   /// `maxBoxes`, highest score first; equal scores keep their order, NaN comes last.
