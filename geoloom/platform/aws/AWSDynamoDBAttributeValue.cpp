@@ -1,0 +1,103 @@
+#include "geoloom/platform/aws/AWSDynamoDBAttributeValue.h"
+
+#include <charconv>
+#include <cmath>
+#include <type_traits>
+
+#include <fmt/format.h>
+
+#include "geoloom/platform/foundation/Text.h"
+
+namespace geoloom::platform {
+
+namespace {
+
+using Value = AWSDynamoDBAttributeValue;
+
+template <class Number>
+std::optional<Value> numberAttribute(const std::optional<Number>& value) {
+  if (!value) return std::nullopt;
+  if constexpr (std::is_floating_point_v<Number>)
+    if (!std::isfinite(*value)) return std::nullopt;
+  return Value::number(fmt::format("{}", *value));
+}
+
+std::optional<std::string> member(const JSON& item, std::string_view name, std::string_view type) {
+  const std::optional<JSON> attribute = item[name];
+  if (!attribute) return std::nullopt;
+  const std::optional<JSON> value = (*attribute)[type];
+  return value ? value->string() : std::nullopt;
+}
+
+template <class Number>
+std::optional<Number> numberMember(const JSON& item, std::string_view name) {
+  const std::optional<std::string> text = member(item, name, "N");
+  if (!text) return std::nullopt;
+  Number number{};
+  const char* end = text->data() + text->size();
+  const auto [read, error] = std::from_chars(text->data(), end, number);
+  if (error != std::errc{} || read != end) return std::nullopt;
+  return number;
+}
+
+std::optional<double> finite(std::optional<double> number) {
+  return number && std::isfinite(*number) ? number : std::nullopt;
+}
+
+}  // namespace
+
+Value Value::text(std::string value) {
+  return {Type::text, std::move(value)};
+}
+
+Value Value::number(std::string value) {
+  return {Type::number, std::move(value)};
+}
+
+std::optional<Value> toAttribute(const std::optional<std::string>& value) {
+  if (!value) return std::nullopt;
+  return Value::text(validUTF8(*value));
+}
+
+std::optional<Value> toAttribute(const std::optional<std::int64_t>& value) {
+  return numberAttribute(value);
+}
+
+std::optional<Value> toAttribute(const std::optional<float>& value) {
+  return numberAttribute(value);
+}
+
+std::optional<Value> toAttribute(const std::optional<double>& value) {
+  return numberAttribute(value);
+}
+
+std::optional<Value> toAttribute(const std::optional<bool>& value) {
+  if (!value) return std::nullopt;
+  return Value::number(*value ? "1" : "0");
+}
+
+void fromItem(const JSON& item, std::string_view name, std::optional<std::string>& property) {
+  property = member(item, name, "S");
+}
+
+void fromItem(const JSON& item, std::string_view name, std::optional<std::int64_t>& property) {
+  property = numberMember<std::int64_t>(item, name);
+}
+
+void fromItem(const JSON& item, std::string_view name, std::optional<float>& property) {
+  std::optional<double> number;
+  fromItem(item, name, number);
+  property = number ? std::optional(static_cast<float>(*number)) : std::nullopt;
+}
+
+void fromItem(const JSON& item, std::string_view name, std::optional<double>& property) {
+  property = finite(numberMember<double>(item, name));
+}
+
+void fromItem(const JSON& item, std::string_view name, std::optional<bool>& property) {
+  std::optional<double> number;
+  fromItem(item, name, number);
+  property = number ? std::optional(*number != 0) : std::nullopt;
+}
+
+}  // namespace geoloom::platform

@@ -1,0 +1,89 @@
+#pragma once
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "geoloom/Export.h"
+#include "geoloom/platform/aws/AWSDynamoDBObjectModel.h"
+#include "geoloom/platform/aws/AWSServiceConfiguration.h"
+#include "geoloom/platform/aws/AWSTask.h"
+
+namespace geoloom::platform {
+
+/// What to scan a table for.
+struct AWSDynamoDBScanExpression {
+  /// The last key of the page before; absent for the first page.
+  std::optional<AWSDynamoDBAttributes> exclusiveStartKey;
+  /// Items looked at a page, before the filter; absent leaves it to the service.
+  std::optional<int> limit;
+  std::optional<std::string> filterExpression;
+  std::map<std::string, std::string> expressionAttributeNames;
+  AWSDynamoDBAttributes expressionAttributeValues;
+};
+
+/// One page of a scan. A page with a last key, full or empty, is followed by another.
+template <class Row>
+struct AWSDynamoDBPage {
+  /// In the order of the service.
+  std::vector<Row> items;
+  std::optional<AWSDynamoDBAttributes> lastEvaluatedKey;
+};
+
+/// Reads and writes rows of cloud tables. A cheap value; may be used from any thread. Each request is tried
+/// once, with the configuration's deadline.
+class GEOLOOM_EXPORT AWSDynamoDBObjectMapper {
+ public:
+  /// The mapper of the default service configuration as it is now.
+  [[nodiscard]] static AWSDynamoDBObjectMapper defaultMapper();
+
+  explicit AWSDynamoDBObjectMapper(std::shared_ptr<const AWSServiceConfiguration> configuration);
+
+  /// Asks for one page of the row type's table.
+  template <AWSDynamoDBModeling Row>
+  requires std::default_initializable<Row>
+  [[nodiscard]] AWSTask<AWSDynamoDBPage<Row>> scan(const AWSDynamoDBScanExpression& expression) const;
+
+  /// Writes the row, replacing the one of the same key. `completion` runs once, on the mappers' own
+  /// completion queue, one at a time; the error is absent when the row was written.
+  template <AWSDynamoDBModeling Row>
+  void save(const Row& row, std::function<void(const std::optional<AWSError>&)> completion) const {
+    putItem(Row::dynamoDBTableName(), toAttributes(row), std::move(completion));
+  }
+
+ private:
+  void requestPage(std::string_view table, const AWSDynamoDBScanExpression& expression,
+                   std::function<void(AWSResult<AWSDynamoDBPage<JSON>>)> completion) const;
+  void putItem(std::string_view table, const AWSDynamoDBAttributes& item,
+               std::function<void(const std::optional<AWSError>&)> completion) const;
+
+  std::shared_ptr<const AWSServiceConfiguration> configuration_;
+};
+
+template <AWSDynamoDBModeling Row>
+requires std::default_initializable<Row> AWSTask<AWSDynamoDBPage<Row>> AWSDynamoDBObjectMapper::scan(
+    const AWSDynamoDBScanExpression& expression)
+const {
+  using Page = AWSDynamoDBPage<Row>;
+  auto promise = std::make_shared<std::promise<AWSResult<Page>>>();
+  AWSTask<Page> task(promise->get_future());
+  requestPage(Row::dynamoDBTableName(), expression, [promise](AWSResult<AWSDynamoDBPage<JSON>> answer) {
+    if (auto* error = std::get_if<AWSError>(&answer)) {
+      promise->set_value(std::move(*error));
+      return;
+    }
+    auto& untyped = std::get<AWSDynamoDBPage<JSON>>(answer);
+    Page page;
+    page.items.reserve(untyped.items.size());
+    for (const JSON& item : untyped.items) page.items.push_back(fromItem<Row>(item));
+    page.lastEvaluatedKey = std::move(untyped.lastEvaluatedKey);
+    promise->set_value(std::move(page));
+  });
+  return task;
+}
+
+}  // namespace geoloom::platform

@@ -1,0 +1,164 @@
+#include "geoloom/platform/aws/AWSDynamoDBWire.h"
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+
+#include "geoloom/platform/foundation/Text.h"
+
+namespace geoloom::platform::dynamodb {
+
+namespace {
+
+using Body = nlohmann::ordered_json;
+using Value = AWSDynamoDBAttributeValue;
+using Kind = AWSError::Kind;
+
+constexpr std::array<std::pair<Value::Type, const char*>, 3> typeNames{
+    {{Value::Type::text, "S"}, {Value::Type::number, "N"}, {Value::Type::binary, "B"}}};
+
+std::string dump(const Body& body) {
+  return body.dump(-1, ' ', false, Body::error_handler_t::replace);
+}
+
+Body toJSON(const AWSDynamoDBAttributes& attributes) {
+  Body result = Body::object();
+  for (const auto& [name, attribute] : attributes)
+    for (const auto& [type, typeName] : typeNames)
+      if (attribute.type == type) result[name] = Body{{typeName, attribute.value}};
+  return result;
+}
+
+std::optional<Value> readKeyAttribute(const JSON& attribute) {
+  for (const auto& [type, typeName] : typeNames)
+    if (const std::optional<JSON> value = attribute[typeName])
+      if (std::optional<std::string> text = value->string()) return Value{type, std::move(*text)};
+  return std::nullopt;
+}
+
+AWSError malformed(std::string_view what) {
+  return {Kind::transport, fmt::format("The answer is not a page of a table: {}", what)};
+}
+
+/// What an error body says, wherever it says it.
+struct ErrorText {
+  std::string type;
+  std::string message;
+};
+
+ErrorText readJSONError(const JSON& body) {
+  const auto text = [&body](const char* key) {
+    const std::optional<JSON> value = body[key];
+    return value ? value->string().value_or("") : std::string();
+  };
+  ErrorText result{text("__type"), text("message")};
+  if (const std::size_t mark = result.type.rfind('#'); mark != std::string::npos)
+    result.type.erase(0, mark + 1);
+  if (result.message.empty()) result.message = text("Message");
+  return result;
+}
+
+std::string between(std::string_view text, std::string_view open, std::string_view close) {
+  const std::size_t begin = text.find(open);
+  if (begin == std::string_view::npos) return {};
+  const std::size_t end = text.find(close, begin + open.size());
+  if (end == std::string_view::npos) return {};
+  return std::string(text.substr(begin + open.size(), end - begin - open.size()));
+}
+
+/// <ErrorResponse><Error><Code>..</Code><Message>..</Message>.. or <SomeException><Message>..</Message>..
+ErrorText readXMLError(std::string_view body) {
+  ErrorText result{between(body, "<Code>", "</Code>"), between(body, "<Message>", "</Message>")};
+  if (result.type.empty()) {
+    const std::size_t end = body.find("Exception>");
+    const std::size_t begin = end == std::string_view::npos ? end : body.rfind('<', end);
+    if (begin != std::string_view::npos) result.type = body.substr(begin + 1, end + 8 - begin);
+  }
+  return result;
+}
+
+/// Service texts go to a console line by line.
+std::string oneLine(std::string text) {
+  constexpr std::size_t longest = 500;
+  if (text.size() > longest) text.resize(longest);
+  std::replace_if(
+      text.begin(), text.end(), [](char c) { return (c >= 0 && c < ' ') || c == '\x7f'; }, ' ');
+  return validUTF8(text);
+}
+
+Kind kindOf(int status, std::string_view type) {
+  constexpr std::array<std::string_view, 7> throttlings{"ProvisionedThroughputExceededException",
+                                                        "ThrottlingException",
+                                                        "Throttling",
+                                                        "ThrottledException",
+                                                        "RequestLimitExceeded",
+                                                        "TooManyRequestsException",
+                                                        "SlowDown"};
+  constexpr int requestTimeout = 408;
+  constexpr int tooManyRequests = 429;
+  if (status == tooManyRequests ||
+      std::find(throttlings.begin(), throttlings.end(), type) != throttlings.end())
+    return Kind::throttling;
+  if (status >= 500) return Kind::unavailable;
+  return status >= 400 && status != requestTimeout ? Kind::rejected : Kind::transport;
+}
+
+}  // namespace
+
+std::string scanBody(std::string_view table, const AWSDynamoDBScanExpression& expression) {
+  Body body{{"TableName", table}};
+  if (expression.limit) body["Limit"] = *expression.limit;
+  if (expression.filterExpression) body["FilterExpression"] = *expression.filterExpression;
+  if (!expression.expressionAttributeNames.empty())
+    body["ExpressionAttributeNames"] = expression.expressionAttributeNames;
+  if (!expression.expressionAttributeValues.empty())
+    body["ExpressionAttributeValues"] = toJSON(expression.expressionAttributeValues);
+  if (expression.exclusiveStartKey) body["ExclusiveStartKey"] = toJSON(*expression.exclusiveStartKey);
+  return dump(body);
+}
+
+std::string putItemBody(std::string_view table, const AWSDynamoDBAttributes& item) {
+  return dump(Body{{"TableName", table}, {"Item", toJSON(item)}});
+}
+
+AWSResult<AWSDynamoDBPage<JSON>> readPage(std::string_view body,
+                                          const std::optional<AWSDynamoDBAttributes>& startKey) {
+  const std::optional<JSON> answer = JSON::parse(body);
+  if (!answer) return malformed("it is not JSON");
+  const std::optional<JSON> items = (*answer)["Items"];
+  if (!items || items->type() != JSON::Type::array) return malformed("it has no items");
+  AWSDynamoDBPage<JSON> page;
+  items->forEach([&page](const JSON& item) {
+    if (item.type() == JSON::Type::object) page.items.push_back(item);
+  });
+  const std::optional<JSON> key = (*answer)["LastEvaluatedKey"];
+  if (!key || key->type() == JSON::Type::null) return page;
+  AWSDynamoDBAttributes attributes;
+  bool readable = key->type() == JSON::Type::object;
+  key->forEachMember([&](std::string_view name, const JSON& attribute) {
+    std::optional<Value> value = readKeyAttribute(attribute);
+    readable = readable && value;
+    if (value) attributes.emplace(name, std::move(*value));
+  });
+  if (!readable) return malformed("its last key cannot be read");
+  if (attributes.empty()) return page;
+  if (startKey == attributes) return malformed("its last key is the one it began with");
+  page.lastEvaluatedKey = std::move(attributes);
+  return page;
+}
+
+std::optional<AWSError> readError(int status, std::string_view body) {
+  if (status == 200) return std::nullopt;
+  const std::optional<JSON> json = JSON::parse(body);
+  const ErrorText text = json ? readJSONError(*json) : readXMLError(body);
+  std::string description = text.type;
+  if (!text.message.empty()) description += (description.empty() ? "" : ": ") + text.message;
+  return AWSError{kindOf(status, text.type),
+                  fmt::format("{}{}HTTP {}{}", oneLine(description), description.empty() ? "" : " (", status,
+                              description.empty() ? "" : ")")};
+}
+
+}  // namespace geoloom::platform::dynamodb

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "geoloom/platform/aws/AWSDynamoDBObjectMapper.h"
+
+/// The table service's protocol as pure functions.
+namespace geoloom::platform::dynamodb {
+
+inline constexpr std::string_view SERVICE = "dynamodb";
+inline constexpr std::string_view SCAN_TARGET = "DynamoDB_20120810.Scan";
+inline constexpr std::string_view PUT_ITEM_TARGET = "DynamoDB_20120810.PutItem";
+
+[[nodiscard]] std::string scanBody(std::string_view table, const AWSDynamoDBScanExpression& expression);
+[[nodiscard]] std::string putItemBody(std::string_view table, const AWSDynamoDBAttributes& item);
+
+/// The page that a successful Scan was answered with, its items not yet rows. A body that is no page is a
+/// transport error, and so is a last key that equals `startKey`: following it would never end.
+[[nodiscard]] AWSResult<AWSDynamoDBPage<JSON>> readPage(std::string_view body,
+                                                        const std::optional<AWSDynamoDBAttributes>& startKey);
+
+/// The error that an answer with this status and body stands for; nothing for a success (a status of 200).
+/// The description is one line: type, message and status as far as they are known, from JSON or XML.
+[[nodiscard]] std::optional<AWSError> readError(int status, std::string_view body);
+
+}  // namespace geoloom::platform::dynamodb

@@ -1,0 +1,69 @@
+#pragma once
+
+#include <chrono>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "geoloom/Export.h"
+#include "geoloom/platform/foundation/Mutex.h"
+
+namespace geoloom::platform {
+
+enum AWSRegionType { AWSRegionUSWest2 };
+
+/// The region's name on the wire: "us-west-2".
+[[nodiscard]] GEOLOOM_EXPORT std::string_view regionName(AWSRegionType region);
+
+/// A credential pair that does not change. Never printed.
+class GEOLOOM_EXPORT AWSStaticCredentialsProvider {
+ public:
+  AWSStaticCredentialsProvider(std::string accessKey, std::string secretKey);
+
+  [[nodiscard]] const std::string& accessKey() const { return accessKey_; }
+  [[nodiscard]] const std::string& secretKey() const { return secretKey_; }
+
+ private:
+  std::string accessKey_;
+  std::string secretKey_;
+};
+
+/// Where the provider's services are: "https://<host>", or plain HTTP to this machine. An empty address is
+/// absent: table requests then fail, metrics are not sent.
+struct AWSServiceEndpoints {
+  std::string tables;
+  std::string metrics;
+};
+
+/// What a client of the provider's services needs to know. Immutable, shared by the clients.
+struct GEOLOOM_EXPORT AWSServiceConfiguration {
+  AWSServiceConfiguration(AWSRegionType serviceRegion,
+                          std::shared_ptr<const AWSStaticCredentialsProvider> serviceCredentials,
+                          AWSServiceEndpoints serviceEndpoints);
+
+  const AWSRegionType region;
+  const std::shared_ptr<const AWSStaticCredentialsProvider> credentialsProvider;
+  const AWSServiceEndpoints endpoints;
+  /// Deadline of each request, from hand-over to the last byte of the answer.
+  std::chrono::milliseconds timeoutIntervalForRequest = std::chrono::seconds(10);
+};
+
+/// Holds the configuration of clients that are not given one. May be used from any thread.
+class GEOLOOM_EXPORT AWSServiceManager {
+ public:
+  [[nodiscard]] static AWSServiceManager& defaultServiceManager();
+
+  /// The configuration set last; nullptr before the first.
+  [[nodiscard]] std::shared_ptr<const AWSServiceConfiguration> defaultServiceConfiguration() const;
+  void setDefaultServiceConfiguration(std::shared_ptr<const AWSServiceConfiguration> configuration);
+
+  AWSServiceManager(const AWSServiceManager&) = delete;
+  AWSServiceManager& operator=(const AWSServiceManager&) = delete;
+
+ private:
+  AWSServiceManager() = default;
+  mutable Mutex mutex_;
+  std::shared_ptr<const AWSServiceConfiguration> configuration_ GEOLOOM_GUARDED_BY(mutex_);
+};
+
+}  // namespace geoloom::platform
