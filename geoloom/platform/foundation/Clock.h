@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <functional>
 #include <memory>
 
@@ -32,7 +33,8 @@ class GEOLOOM_EXPORT Clock {
 
   [[nodiscard]] static std::shared_ptr<Clock> current();
 
-  /// Replaces the current clock; nullptr brings the system's back. Actions scheduled on the old one stay there.
+  /// Replaces the current clock; nullptr brings the system's back. Actions scheduled on the old one stay
+  /// there.
   static void install(std::shared_ptr<Clock> clock);
 };
 
@@ -46,8 +48,8 @@ class GEOLOOM_EXPORT ManualClock final : public Clock {
   [[nodiscard]] std::chrono::nanoseconds uptime() const override;
   void schedule(std::chrono::nanoseconds delay, std::function<void()> action) override;
 
-  /// Moves the time forward and runs what falls due on the caller's thread, in order of time, each action with
-  /// the clock at its own time; actions that they schedule within the span run too.
+  /// Moves the time forward and runs what falls due on the caller's thread, in order of time, each action
+  /// with the clock at its own time; actions that they schedule within the span run too.
   void advance(std::chrono::nanoseconds span);
 
   /// Number of actions not yet run.

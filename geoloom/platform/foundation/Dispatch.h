@@ -11,11 +11,13 @@ namespace geoloom::platform {
 
 enum class DispatchQoS { unspecified, background, utility, standard, userInitiated, userInteractive };
 
-/// A queue of tasks. Serial queues and the main queue run one task at a time, in the order given; global queues
-/// run theirs concurrently. Serial and global queues share one pool of threads that grows while tasks wait (a
-/// semaphore, `sync`), so that a waiting task never holds up another queue. Queues may be used from any thread; a
-/// queue lives at least until its last task has run. An exception that leaves a task is logged and swallowed.
-class GEOLOOM_EXPORT DispatchQueue {
+/// A queue of tasks. Serial queues and the main queue run one task at a time, in the order given; global
+/// queues run theirs concurrently. Serial and global queues share one pool of threads that grows while tasks
+/// wait (a semaphore, `sync`), so that a waiting task never holds up another queue; the quality of service is
+/// a label here. Queues may be used from any thread; a queue lives at least until its last task has run. An
+/// exception that leaves a task is logged and swallowed. The pool starts with the first task and lives until
+/// the process ends.
+class GEOLOOM_EXPORT DispatchQueue : public std::enable_shared_from_this<DispatchQueue> {
  public:
   virtual ~DispatchQueue();
 
@@ -43,14 +45,14 @@ class GEOLOOM_EXPORT DispatchQueue {
 /// Hands the main queue to an application's own loop.
 class GEOLOOM_EXPORT MainQueue {
  public:
-  /// `post` takes a task from any thread and arranges for it to run on the application's main thread, in order. It
-  /// must not run the task itself. Set before the first use of the main queue; returns false, and changes nothing,
-  /// when the queue is already in use.
+  /// `post` takes a task from any thread and arranges for it to run on the application's main thread, in
+  /// order. It must not run the task itself. Set before the first use of the main queue; returns false, and
+  /// changes nothing, when the queue is already in use.
   static bool handOver(std::function<void(std::function<void()>)> post);
 };
 
-/// Marks a stretch in which the calling task waits. On a thread of the queues' pool another thread takes its place
-/// for that long; elsewhere it does nothing.
+/// Marks a stretch in which the calling task waits. On a thread of the queues' pool another thread takes its
+/// place for that long; elsewhere it does nothing.
 class GEOLOOM_EXPORT BlockingScope {
  public:
   BlockingScope();
@@ -59,7 +61,7 @@ class GEOLOOM_EXPORT BlockingScope {
   BlockingScope& operator=(const BlockingScope&) = delete;
 
  private:
-  bool replaced_;
+  bool counted_;
 };
 
 /// A counting semaphore; waiting is a BlockingScope.

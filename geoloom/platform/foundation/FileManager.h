@@ -7,8 +7,9 @@
 
 namespace geoloom::platform {
 
-/// The application's directories, one set per main bundle identifier. They follow the XDG base directories, which
-/// only this class reads from the environment; a directory set in code wins. None of them is created here.
+/// The application's directories, one set per main bundle identifier. They follow the XDG base directories,
+/// which only this class reads from the environment; a directory set in code wins. None of them is created
+/// here.
 class GEOLOOM_EXPORT FileManager {
  public:
   /// <XDG data home>/<bundle identifier>/documents, or nothing where no home is known.

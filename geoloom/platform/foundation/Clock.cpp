@@ -1,0 +1,123 @@
+#include "geoloom/platform/foundation/Clock.h"
+
+#include <map>
+#include <mutex>
+#include <utility>
+
+#include <asio/post.hpp>
+#include <asio/steady_timer.hpp>
+
+#include "geoloom/platform/foundation/ThreadPool.h"
+
+namespace geoloom::platform {
+
+namespace {
+
+using std::chrono::nanoseconds;
+
+class SystemClock final : public Clock {
+ public:
+  Date date() const override { return std::chrono::system_clock::now(); }
+  nanoseconds uptime() const override { return std::chrono::steady_clock::now().time_since_epoch(); }
+
+  void schedule(nanoseconds delay, std::function<void()> action) override {
+    if (delay <= nanoseconds::zero()) {
+      asio::post(ThreadPool::shared().executor(), std::move(action));
+      return;
+    }
+    auto timer = std::make_unique<asio::steady_timer>(ThreadPool::shared().context(), delay);
+    asio::steady_timer& armed = *timer;
+    armed.async_wait([timer = std::move(timer), action = std::move(action)](const asio::error_code& error) {
+      if (!error) action();
+    });
+  }
+};
+
+struct CurrentClock {
+  std::mutex mutex;
+  std::shared_ptr<Clock> clock GEOLOOM_GUARDED_BY(mutex) = std::make_shared<SystemClock>();
+};
+
+CurrentClock& currentClock() {
+  static CurrentClock& current = *new CurrentClock;
+  return current;
+}
+
+}  // namespace
+
+double timeIntervalSince1970(Date date) {
+  return std::chrono::duration<double>(date.time_since_epoch()).count();
+}
+
+Clock::~Clock() = default;
+
+std::shared_ptr<Clock> Clock::current() {
+  CurrentClock& current = currentClock();
+  const std::lock_guard lock(current.mutex);
+  return current.clock;
+}
+
+void Clock::install(std::shared_ptr<Clock> clock) {
+  if (!clock) clock = std::make_shared<SystemClock>();
+  CurrentClock& current = currentClock();
+  const std::lock_guard lock(current.mutex);
+  current.clock = std::move(clock);
+}
+
+struct ManualClock::State {
+  explicit State(Date begin) : start(begin) {}
+
+  const Date start;
+  mutable std::mutex mutex;
+  nanoseconds now GEOLOOM_GUARDED_BY(mutex){0};
+  /// By time; actions of one time in the order given.
+  std::multimap<nanoseconds, std::function<void()>> actions GEOLOOM_GUARDED_BY(mutex);
+
+  /// The next action due by `target`, with the time moved to its own; with none left the time is `target`.
+  std::function<void()> takeDue(nanoseconds target) {
+    const std::lock_guard lock(mutex);
+    const auto first = actions.begin();
+    if (first == actions.end() || first->first > target) {
+      now = std::max(now, target);
+      return {};
+    }
+    now = std::max(now, first->first);
+    std::function<void()> action = std::move(first->second);
+    actions.erase(first);
+    return action;
+  }
+};
+
+ManualClock::ManualClock(Date start) : state_(std::make_unique<State>(start)) {}
+
+ManualClock::~ManualClock() = default;
+
+Date ManualClock::date() const {
+  return state_->start + std::chrono::duration_cast<Date::duration>(uptime());
+}
+
+nanoseconds ManualClock::uptime() const {
+  const std::lock_guard lock(state_->mutex);
+  return state_->now;
+}
+
+void ManualClock::schedule(nanoseconds delay, std::function<void()> action) {
+  if (delay <= nanoseconds::zero()) {
+    action();
+    return;
+  }
+  const std::lock_guard lock(state_->mutex);
+  state_->actions.emplace(state_->now + delay, std::move(action));
+}
+
+void ManualClock::advance(nanoseconds span) {
+  const nanoseconds target = uptime() + span;
+  while (const std::function<void()> action = state_->takeDue(target)) action();
+}
+
+std::size_t ManualClock::pending() const {
+  const std::lock_guard lock(state_->mutex);
+  return state_->actions.size();
+}
+
+}  // namespace geoloom::platform

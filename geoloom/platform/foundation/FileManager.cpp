@@ -1,0 +1,85 @@
+#include "geoloom/platform/foundation/FileManager.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <mutex>
+#include <string>
+#include <utility>
+
+#include "geoloom/platform/foundation/Bundle.h"
+
+namespace geoloom::platform {
+
+namespace {
+
+using Path = std::filesystem::path;
+
+struct Overrides {
+  std::mutex mutex;
+  std::optional<Path> documents GEOLOOM_GUARDED_BY(mutex);
+  std::optional<Path> state GEOLOOM_GUARDED_BY(mutex);
+};
+
+Overrides& overrides() {
+  static Overrides& value = *new Overrides;
+  return value;
+}
+
+/// An absolute path from the environment; a relative one does not count.
+std::optional<Path> pathFromEnvironment(const char* name) {
+  const char* const value = std::getenv(name);  // NOLINT(concurrency-mt-unsafe): nothing here writes it
+  if (value == nullptr || value[0] != '/') return std::nullopt;
+  return Path(value);
+}
+
+std::optional<Path> baseDirectory(const char* name, const char* belowHome) {
+  if (std::optional<Path> path = pathFromEnvironment(name)) return path;
+  if (const std::optional<Path> home = pathFromEnvironment("HOME")) return *home / belowHome;
+  return std::nullopt;
+}
+
+/// The bundle identifier as the name of one folder.
+std::string folderName() {
+  std::string name = Bundle::mainBundleIdentifier();
+  std::replace(name.begin(), name.end(), '/', '_');
+  std::replace(name.begin(), name.end(), '\0', '_');
+  return name == "." || name == ".." || name.empty() ? "_" : name;
+}
+
+}  // namespace
+
+std::optional<Path> FileManager::documentsDirectory() {
+  {
+    Overrides& set = overrides();
+    const std::lock_guard lock(set.mutex);
+    if (set.documents) return set.documents;
+  }
+  const std::optional<Path> base = baseDirectory("XDG_DATA_HOME", ".local/share");
+  if (!base) return std::nullopt;
+  return *base / folderName() / "documents";
+}
+
+std::optional<Path> FileManager::stateDirectory() {
+  {
+    Overrides& set = overrides();
+    const std::lock_guard lock(set.mutex);
+    if (set.state) return set.state;
+  }
+  const std::optional<Path> base = baseDirectory("XDG_STATE_HOME", ".local/state");
+  if (!base) return std::nullopt;
+  return *base / folderName();
+}
+
+void FileManager::setDocumentsDirectory(std::optional<Path> directory) {
+  Overrides& set = overrides();
+  const std::lock_guard lock(set.mutex);
+  set.documents = std::move(directory);
+}
+
+void FileManager::setStateDirectory(std::optional<Path> directory) {
+  Overrides& set = overrides();
+  const std::lock_guard lock(set.mutex);
+  set.state = std::move(directory);
+}
+
+}  // namespace geoloom::platform

@@ -1,0 +1,64 @@
+#include "geoloom/platform/foundation/ThreadPool.h"
+
+#include <algorithm>
+#include <system_error>
+#include <thread>
+
+namespace geoloom::platform {
+
+namespace {
+
+thread_local bool poolThread = false;
+
+/// Threads beyond the pool's size that may stay after a wait, so that short waits do not start one each.
+constexpr int spareThreads = 4;
+
+}  // namespace
+
+ThreadPool& ThreadPool::shared() {
+  static ThreadPool& pool = *new ThreadPool;
+  return pool;
+}
+
+bool ThreadPool::isPoolThread() {
+  return poolThread;
+}
+
+ThreadPool::ThreadPool() : size_(std::max(2, static_cast<int>(std::thread::hardware_concurrency()))) {
+  for (int i = 0; i < size_; ++i) addThread();
+}
+
+void ThreadPool::addThread() {
+  active_.fetch_add(1);
+  try {
+    std::thread([this] { work(); }).detach();
+  } catch (const std::system_error&) {
+    // The system has no thread left: what waits goes on waiting, the others run a little later.
+    active_.fetch_sub(1);
+  }
+}
+
+void ThreadPool::work() {
+  poolThread = true;
+  do {
+    context_.run_one();
+  } while (!retire());
+}
+
+bool ThreadPool::retire() {
+  int active = active_.load();
+  while (active > size_ + spareThreads) {
+    if (active_.compare_exchange_weak(active, active - 1)) return true;
+  }
+  return false;
+}
+
+void ThreadPool::beginWait() {
+  if (active_.fetch_sub(1) <= size_) addThread();
+}
+
+void ThreadPool::endWait() {
+  active_.fetch_add(1);
+}
+
+}  // namespace geoloom::platform
