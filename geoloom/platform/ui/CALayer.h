@@ -8,6 +8,7 @@
 
 #include "geoloom/Export.h"
 #include "geoloom/platform/foundation/NSObject.h"
+#include "geoloom/platform/ui/TextAlignment.h"
 #include "geoloom/platform/ui/UIColor.h"
 #include "geoloom/platform/ui/UIFont.h"
 
@@ -30,7 +31,7 @@ class GEOLOOM_EXPORT CALayer : public NSObject {
 
  private:
   mutable std::mutex mutex_;
-  std::vector<std::shared_ptr<CALayer>> sublayers_;
+  std::vector<std::shared_ptr<CALayer>> sublayers_ GEOLOOM_GUARDED_BY(mutex_);
   std::atomic<bool> hidden_ = false;
 };
 
@@ -43,8 +44,6 @@ class GEOLOOM_EXPORT CAShapeLayer final : public CALayer {
   UIColor strokeColor = UIColor::clearColor();
   double lineWidth = 1;
 };
-
-enum class TextAlignment { natural, left, right, center, justified };
 
 /// A line of text. The plain fields are set before the layer is added to another.
 class GEOLOOM_EXPORT CATextLayer final : public CALayer {

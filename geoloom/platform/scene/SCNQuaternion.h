@@ -1,0 +1,14 @@
+#pragma once
+
+namespace geoloom::platform {
+
+/// A rotation as a unit quaternion, w being its real part. Default: none.
+struct SCNQuaternion {
+  float x = 0;
+  float y = 0;
+  float z = 0;
+  float w = 1;
+  friend bool operator==(const SCNQuaternion&, const SCNQuaternion&) = default;
+};
+
+}  // namespace geoloom::platform

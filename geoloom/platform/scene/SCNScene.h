@@ -1,0 +1,26 @@
+#pragma once
+
+#include <memory>
+
+#include "geoloom/Export.h"
+#include "geoloom/platform/foundation/NSObject.h"
+#include "geoloom/platform/scene/SCNNode.h"
+
+namespace geoloom::platform {
+
+/// A tree of nodes in world coordinates: metres, y vertical. May be used from any thread (SCNNode says how).
+class GEOLOOM_EXPORT SCNScene final : public NSObject {
+ public:
+  SCNScene();
+  ~SCNScene() override;
+
+  [[nodiscard]] const std::shared_ptr<SCNNode>& rootNode() const { return rootNode_; }
+
+  /// The whole scene as it is now, for a renderer to walk while others go on editing.
+  [[nodiscard]] SCNNodeSnapshot snapshot() const { return rootNode_->snapshot(); }
+
+ private:
+  std::shared_ptr<SCNNode> rootNode_;
+};
+
+}  // namespace geoloom::platform
