@@ -41,3 +41,5 @@ find_library(HTTPLIB_LIBRARY cpp-httplib REQUIRED)
 add_library(geoloom_httplib INTERFACE)
 target_include_directories(geoloom_httplib SYSTEM INTERFACE ${HTTPLIB_INCLUDE_DIR})
 target_link_libraries(geoloom_httplib INTERFACE ${HTTPLIB_LIBRARY} OpenSSL::SSL OpenSSL::Crypto Threads::Threads)
+# As Debian builds the library: the classes in its header have other members without it.
+target_compile_definitions(geoloom_httplib INTERFACE CPPHTTPLIB_OPENSSL_SUPPORT)

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <string>
+
+#include "localcloud/Store.h"
+#include "localcloud/Text.h"
+
+/// Attribute values in the table protocol's JSON form, {"S": "text"}. All operations throw TableError.
+namespace geoloom::localcloud::attributes {
+
+/// Checks one value and brings it into the form in which it is given back and compared: numbers canonical,
+/// sets sorted.
+void canonicalize(Value& value);
+
+/// The same over an object of attributes; `parameter` is what the request calls it.
+void canonicalizeAll(Value& attributes, const std::string& parameter);
+
+/// The key of an item, taken from its canonical attributes.
+[[nodiscard]] ItemKey keyOfItem(const TableRecord& table, const Value& attributes);
+
+/// The key that a request names, which holds the key attributes and nothing else.
+[[nodiscard]] ItemKey keyOfRequest(const TableRecord& table, const Value& attributes);
+
+/// The key attributes of an item.
+[[nodiscard]] Body keyAttributes(const TableRecord& table, const Value& attributes);
+
+}  // namespace geoloom::localcloud::attributes

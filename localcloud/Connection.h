@@ -1,0 +1,65 @@
+#pragma once
+
+#include <chrono>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <httplib.h>
+#include <openssl/ssl.h>
+
+namespace geoloom::localcloud {
+
+/// One accepted connection as the HTTP library's stream, with deadlines for whole requests and answers
+/// instead of single reads, so that a client that drips bytes does not hold it. What is written is sent by
+/// `flush`, or before the next read waits. Used by one thread.
+class Connection final : public httplib::Stream {
+ public:
+  using Clock = std::chrono::steady_clock;
+
+  /// Owns `socket`. Waiting ends early when `stop` becomes readable. `tls` may be null.
+  Connection(int socket, int stop, SSL_CTX* tls);
+  ~Connection() override;
+  Connection(const Connection&) = delete;
+  Connection& operator=(const Connection&) = delete;
+
+  /// True when a byte of a request is there before the deadline; performs the TLS handshake the first time.
+  bool awaitRequest(Clock::time_point deadline);
+
+  /// From now on reads and writes fail at that time.
+  void setDeadline(Clock::time_point deadline) { deadline_ = deadline; }
+
+  /// Sends what was written. False when the client is gone or too slow.
+  bool flush();
+
+  [[nodiscard]] bool is_readable() const override { return true; }
+  [[nodiscard]] bool is_writable() const override { return true; }
+  ssize_t read(char* bytes, size_t size) override;
+  ssize_t write(const char* bytes, size_t size) override;
+  // Nobody asks who is at the other end.
+  void get_remote_ip_and_port(std::string& /*ip*/, int& /*port*/) const override {}
+  void get_local_ip_and_port(std::string& /*ip*/, int& /*port*/) const override {}
+  [[nodiscard]] socket_t socket() const override { return socket_; }
+
+ private:
+  /// Waits for what a call on the socket or the TLS layer wants. False at the deadline or when stopping.
+  bool await(short events);
+  bool handshake();
+  /// Fills the input buffer; false at the end of the stream, at the deadline or on an error.
+  bool fill();
+  /// 0 on an error, else the events to wait for.
+  [[nodiscard]] short wantedEvents(int result) const;
+
+  int socket_;
+  int stop_;
+  std::unique_ptr<SSL, void (*)(SSL*)> tls_;
+  bool secured_ = false;
+  Clock::time_point deadline_ = Clock::time_point::max();
+
+  std::vector<char> input_;
+  std::size_t inputAt_ = 0;
+  std::size_t inputEnd_ = 0;
+  std::string output_;
+};
+
+}  // namespace geoloom::localcloud

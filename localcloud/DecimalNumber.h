@@ -1,0 +1,27 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace geoloom::localcloud {
+
+/// A number attribute: up to 38 significant decimal digits with a magnitude from 1e-130 to just below 1e126,
+/// or zero.
+class DecimalNumber {
+ public:
+  /// Throws TableError when the text is no number or out of range.
+  explicit DecimalNumber(std::string_view text);
+
+  /// The form in which the service gives numbers back: no exponent, no needless zero or sign.
+  [[nodiscard]] std::string canonical() const;
+
+  /// Text whose byte order is the numbers' order.
+  [[nodiscard]] std::string orderKey() const;
+
+ private:
+  bool negative_ = false;
+  std::string digits_;  ///< without leading and trailing zeros; empty for zero
+  int exponent_ = 0;    ///< the value is 0.digits · 10^exponent
+};
+
+}  // namespace geoloom::localcloud

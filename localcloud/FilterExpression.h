@@ -1,0 +1,26 @@
+#pragma once
+
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "localcloud/Text.h"
+
+namespace geoloom::localcloud {
+
+/// A scan's filter: comparisons "attribute = :value" joined by AND. An attribute stands as itself or as a
+/// #name.
+class FilterExpression {
+ public:
+  /// `names` and `values` are the request's ExpressionAttributeNames and ExpressionAttributeValues, absent
+  /// ones null. Throws TableError when a name or value is missing, unused or malformed, or the expression is
+  /// of another form.
+  FilterExpression(const std::string& text, const Value& names, const Value& values);
+
+  [[nodiscard]] bool matches(const Value& attributes) const;
+
+ private:
+  std::vector<std::pair<std::string, Value>> equalities_;
+};
+
+}  // namespace geoloom::localcloud

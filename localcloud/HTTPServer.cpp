@@ -1,0 +1,313 @@
+#include "localcloud/HTTPServer.h"
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <cerrno>
+#include <list>
+#include <mutex>
+#include <system_error>
+#include <thread>
+#include <utility>
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <httplib.h>
+#include <netdb.h>
+#include <openssl/err.h>
+#include <openssl/ssl.h>
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include "geoloom/Export.h"
+
+#include "localcloud/Connection.h"
+
+namespace geoloom::localcloud {
+
+namespace {
+
+/// A file descriptor that is closed with its owner.
+class Descriptor {
+ public:
+  Descriptor() = default;
+  explicit Descriptor(int value) : value_(value) {}
+  Descriptor(Descriptor&& other) noexcept : value_(std::exchange(other.value_, -1)) {}
+  Descriptor& operator=(Descriptor&& other) noexcept {
+    std::swap(value_, other.value_);
+    return *this;
+  }
+  Descriptor(const Descriptor&) = delete;
+  Descriptor& operator=(const Descriptor&) = delete;
+  ~Descriptor() {
+    if (value_ >= 0) ::close(value_);
+  }
+  [[nodiscard]] int get() const { return value_; }
+
+ private:
+  int value_ = -1;
+};
+
+constexpr int BACKLOG = 512;
+
+std::string errorText(int error) {
+  return std::generic_category().message(error);
+}
+
+Descriptor listen(const std::string& host, int port) {
+  addrinfo hints{};
+  hints.ai_socktype = SOCK_STREAM;
+  hints.ai_flags = AI_PASSIVE | AI_NUMERICSERV;
+  addrinfo* found = nullptr;
+  const int lookup = ::getaddrinfo(host.c_str(), std::to_string(port).c_str(), &hints, &found);
+  if (lookup != 0) throw ListenError(fmt::format("cannot listen on {}: {}", host, ::gai_strerror(lookup)));
+  const std::unique_ptr<addrinfo, void (*)(addrinfo*)> address(found, &::freeaddrinfo);
+
+  Descriptor socket(::socket(address->ai_family, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+  const int on = 1;
+  // Lets a restarted service have its port back at once; a port that is listened on stays taken.
+  ::setsockopt(socket.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+  if (::bind(socket.get(), address->ai_addr, address->ai_addrlen) != 0 ||
+      ::listen(socket.get(), BACKLOG) != 0) {
+    const int error = errno;
+    throw ListenError(fmt::format("cannot listen on {} port {}: {}{}", host, port, errorText(error),
+                                  error == EADDRINUSE ? "; choose another with --port, or 0 for any" : ""));
+  }
+  return socket;
+}
+
+int portOf(int socket) {
+  sockaddr_storage address{};
+  socklen_t size = sizeof address;
+  std::array<char, NI_MAXSERV> service{};
+  ::getsockname(socket, reinterpret_cast<sockaddr*>(&address), &size);
+  ::getnameinfo(reinterpret_cast<sockaddr*>(&address), size, nullptr, 0, service.data(), service.size(),
+                NI_NUMERICSERV);
+  return std::stoi(service.data());
+}
+
+std::shared_ptr<SSL_CTX> tlsContext(const std::optional<TLSFiles>& files) {
+  if (!files) return nullptr;
+  std::shared_ptr<SSL_CTX> context(SSL_CTX_new(TLS_server_method()), &SSL_CTX_free);
+  SSL_CTX_set_min_proto_version(context.get(), TLS1_2_VERSION);
+  SSL_CTX_set_mode(context.get(), SSL_MODE_ENABLE_PARTIAL_WRITE | SSL_MODE_ACCEPT_MOVING_WRITE_BUFFER);
+  const auto require = [](bool done, const char* what, const std::filesystem::path& file) {
+    if (done) return;
+    const char* const reason = ERR_reason_error_string(ERR_peek_last_error());
+    ERR_clear_error();
+    throw ListenError(
+        fmt::format("cannot use the {} {}: {}", what, file.string(), reason ? reason : "unknown error"));
+  };
+  require(SSL_CTX_use_certificate_chain_file(context.get(), files->certificate.c_str()) == 1, "certificate",
+          files->certificate);
+  require(SSL_CTX_use_PrivateKey_file(context.get(), files->key.c_str(), SSL_FILETYPE_PEM) == 1,
+          "private key", files->key);
+  return context;
+}
+
+std::string lowerCase(std::string text) {
+  std::transform(text.begin(), text.end(), text.begin(),
+                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  return text;
+}
+
+Request requestOf(const httplib::Request& source) {
+  Request request{.method = source.method, .target = source.target, .headers = {}, .body = {}};
+  for (const auto& [name, value] : source.headers) request.headers.emplace(lowerCase(name), value);
+  return request;
+}
+
+void fill(httplib::Response& response, Answer answer) {
+  response.status = answer.status;
+  for (const auto& [name, value] : answer.headers) response.set_header(name, value);
+  response.set_content(std::move(answer.body), answer.contentType);
+}
+
+bool isChunked(const httplib::Request& request) {
+  return lowerCase(request.get_header_value("Transfer-Encoding")) == "chunked";
+}
+
+/// Of 18 digits at most, so that it is a number whoever reads it.
+bool isPlainNumber(const std::string& text) {
+  return !text.empty() && text.size() <= 18 &&
+         std::all_of(text.begin(), text.end(), [](unsigned char c) { return std::isdigit(c) != 0; });
+}
+
+/// Whether what follows the headers can be told from the next request, and is something we read.
+bool isFramed(const httplib::Request& request) {
+  const bool hasLength = request.has_header("Content-Length");
+  if (request.has_header("Transfer-Encoding")) return isChunked(request) && !hasLength;
+  return request.get_header_value_count("Content-Length") <= 1 &&
+         (!hasLength || isPlainNumber(request.get_header_value("Content-Length")));
+}
+
+/// The HTTP library's parser and writer; sockets and threads are the Listener's.
+class Protocol : private httplib::Server {
+ public:
+  Protocol(HTTPServer::Handler handler, std::size_t bodyLimit, std::chrono::seconds idleDeadline)
+      : handler_(std::move(handler)), bodyLimit_(bodyLimit) {
+    set_keep_alive_timeout(idleDeadline.count());
+    set_keep_alive_max_count(1'000'000);
+    set_pre_routing_handler([this](const httplib::Request& request, httplib::Response& response) {
+      return answerWithoutBody(request, response) ? HandlerResponse::Handled : HandlerResponse::Unhandled;
+    });
+    Post("/", [this](const httplib::Request& request, httplib::Response& response,
+                     const httplib::ContentReader& content) { answerPost(request, response, content); });
+    set_error_handler([](const httplib::Request&, httplib::Response& response) {
+      if (response.body.empty())
+        fill(response, mappingError(response.status, "The request is not HTTP as it should be"));
+    });
+  }
+
+  /// Reads a request and answers it. False when the connection is of no further use.
+  bool serve(Connection& connection) {
+    bool parsed = false;
+    bool last = false;
+    const bool done = process_request(connection, false, last, [&](httplib::Request& request) {
+      parsed = true;
+      if (request.method != "POST" || !isFramed(request)) {
+        last = true;
+        request.headers.erase("Connection");
+        request.set_header("Connection", "close");
+      }
+      // One route for all, so that no path meets a pattern matcher; the handlers go by the target.
+      request.path.assign(1, '/');
+    });
+    return connection.flush() && done && parsed && !last;
+  }
+
+ private:
+  bool answerWithoutBody(const httplib::Request& request, httplib::Response& response) const {
+    if (!isFramed(request)) {
+      fill(response, mappingError(400, "Content-Length or Transfer-Encoding is not valid"));
+    } else if (request.method != "POST") {
+      fill(response, handler_(requestOf(request)));
+    } else if (request.is_multipart_form_data()) {
+      fill(response, mappingError(415, "The body has to be JSON"));
+    } else {
+      return false;
+    }
+    return true;
+  }
+
+  void answerPost(const httplib::Request& request, httplib::Response& response,
+                  const httplib::ContentReader& content) const {
+    Request whole = requestOf(request);
+    if (request.has_header("Content-Length") || isChunked(request)) {
+      // A body over the limit is read to its end, so that the client gets to read the answer, but not kept.
+      const bool complete = content([&](const char* bytes, std::size_t size) {
+        whole.bodyTooLarge = whole.bodyTooLarge || whole.body.size() + size > bodyLimit_;
+        if (whole.bodyTooLarge) {
+          whole.body.clear();
+        } else {
+          whole.body.append(bytes, size);
+        }
+        return true;
+      });
+      if (!complete) return;
+    }
+    fill(response, handler_(whole));
+  }
+
+  HTTPServer::Handler handler_;
+  std::size_t bodyLimit_;
+};
+
+}  // namespace
+
+class HTTPServer::Listener {
+ public:
+  Listener(const Options& options, Handler handler)
+      : options_(options),
+        tls_(tlsContext(options.tls)),
+        socket_(listen(options.host, options.port)),
+        stop_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
+        protocol_(std::move(handler), options.bodyLimit,
+                  std::chrono::duration_cast<std::chrono::seconds>(options.idleDeadline)),
+        accepting_([this] { acceptAll(); }) {}
+
+  ~Listener() {
+    ::eventfd_write(stop_.get(), 1);
+    accepting_.join();
+    for (Slot& slot : slots_) slot.thread.join();
+  }
+  Listener(const Listener&) = delete;
+  Listener& operator=(const Listener&) = delete;
+
+  [[nodiscard]] int port() const { return portOf(socket_.get()); }
+
+ private:
+  struct Slot {
+    std::atomic<bool> ended = false;
+    std::thread thread = {};
+  };
+
+  void acceptAll() {
+    for (;;) {
+      joinEnded();
+      // Without room for another connection new ones wait in the system's queue; look again shortly.
+      const bool room = slots_.size() < options_.connectionLimit;
+      std::array<pollfd, 2> waiting = {pollfd{room ? socket_.get() : -1, POLLIN, 0},
+                                       pollfd{stop_.get(), POLLIN, 0}};
+      ::poll(waiting.data(), waiting.size(), room ? 1000 : 5);
+      if (waiting[1].revents != 0) return;
+      if (waiting[0].revents == 0) continue;
+      const int socket = ::accept4(socket_.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
+      if (socket >= 0) {
+        start(socket);
+      } else if (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));  // until a connection ends
+      }
+    }
+  }
+
+  void joinEnded() {
+    std::erase_if(slots_, [](Slot& slot) {
+      if (!slot.ended) return false;
+      slot.thread.join();
+      return true;
+    });
+  }
+
+  void start(int socket) {
+    Slot& slot = slots_.emplace_back();
+    try {
+      slot.thread = std::thread([this, &slot, socket] {
+        serve(socket);
+        slot.ended = true;
+      });
+    } catch (const std::system_error&) {  // no further threads: the client may try again
+      slots_.pop_back();
+      ::close(socket);
+    }
+  }
+
+  void serve(int socket) {
+    Connection connection(socket, stop_.get(), tls_.get());
+    while (connection.awaitRequest(Connection::Clock::now() + options_.idleDeadline)) {
+      connection.setDeadline(Connection::Clock::now() + options_.requestDeadline);
+      if (!protocol_.serve(connection)) break;
+    }
+  }
+
+  const Options options_;
+  const std::shared_ptr<SSL_CTX> tls_;
+  const Descriptor socket_;
+  const Descriptor stop_;
+  Protocol protocol_;
+  std::list<Slot> slots_;  // of the accepting thread until that has ended
+  std::thread accepting_;
+};
+
+HTTPServer::HTTPServer(const Options& options, Handler handler)
+    : listener_(std::make_unique<Listener>(options, std::move(handler))) {}
+
+HTTPServer::~HTTPServer() = default;
+
+int HTTPServer::port() const {
+  return listener_->port();
+}
+
+}  // namespace geoloom::localcloud

@@ -1,0 +1,63 @@
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+
+#include "localcloud/Message.h"
+
+namespace geoloom::localcloud {
+
+/// Files of a server's certificate chain and private key, PEM.
+struct TLSFiles {
+  std::filesystem::path certificate;
+  std::filesystem::path key;
+};
+
+/// The address cannot be listened on, or the certificate cannot be used; the text is one line that says why.
+class ListenError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+/// HTTP/1.1 over TCP or TLS: whole requests in, whole answers out. A connection has a thread of its own and
+/// is kept for further requests.
+class HTTPServer {
+ public:
+  struct Options {
+    std::string host = "127.0.0.1";
+    int port = 0;  ///< 0 lets the system choose
+    std::optional<TLSFiles> tls = {};
+    std::size_t bodyLimit = std::size_t{8} * 1024 * 1024;
+    /// Further connections wait until one ends.
+    std::size_t connectionLimit = 512;
+    /// For a request to come in whole, from its first byte, and again for its answer to go out.
+    std::chrono::milliseconds requestDeadline{15'000};
+    /// For the next request to begin.
+    std::chrono::milliseconds idleDeadline{120'000};
+  };
+
+  /// Called from the connections' threads; must not throw.
+  using Handler = std::function<Answer(const Request&)>;
+
+  /// Listens and answers from now on. Throws ListenError.
+  HTTPServer(const Options& options, Handler handler);
+
+  /// Finishes the requests being answered, drops the others and closes all connections.
+  ~HTTPServer();
+  HTTPServer(const HTTPServer&) = delete;
+  HTTPServer& operator=(const HTTPServer&) = delete;
+
+  [[nodiscard]] int port() const;
+
+ private:
+  class Listener;
+  std::unique_ptr<Listener> listener_;
+};
+
+}  // namespace geoloom::localcloud

@@ -1,0 +1,315 @@
+#include "localcloud/MappingService.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cmath>
+#include <limits>
+#include <numbers>
+#include <stdexcept>
+
+#include <fmt/format.h>
+
+#include "localcloud/DecimalNumber.h"
+#include "localcloud/Localization.h"
+#include "localcloud/Text.h"
+
+namespace geoloom::localcloud {
+
+namespace {
+
+/// Ends an operation with {"errorMessage": text}.
+class Refusal : public std::runtime_error {
+ public:
+  Refusal(int status, const std::string& message) : std::runtime_error(message), status_(status) {}
+  [[nodiscard]] int status() const { return status_; }
+
+ private:
+  int status_;
+};
+
+[[noreturn]] void mapNotFound(const std::string& identifier) {
+  throw Refusal(404, "Cannot find the map " + identifier);
+}
+
+/// Reads the members of a body; a refusal names the key by its path.
+class Fields {
+ public:
+  explicit Fields(const Value& object, std::string path = {}) : object_(object), path_(std::move(path)) {
+    if (!object_.is_object()) {
+      throw Refusal(400, path_.empty() ? "The body has to be an object" : path_ + " has to be an object");
+    }
+  }
+
+  [[nodiscard]] bool has(const char* key) const { return object_.contains(key); }
+
+  [[nodiscard]] std::string text(const char* key) const {
+    const Value& value = member(key);
+    if (!value.is_string()) refuse(key, "has to be text");
+    return value.get<std::string>();
+  }
+  [[nodiscard]] std::optional<std::string> optionalText(const char* key) const {
+    if (!has(key)) return std::nullopt;
+    return text(key);
+  }
+
+  [[nodiscard]] double number(const char* key, double low = std::numeric_limits<float>::lowest(),
+                              double high = std::numeric_limits<float>::max()) const {
+    const Value& value = member(key);
+    if (!value.is_number()) refuse(key, "has to be a number");
+    const double result = value.get<double>();
+    if (!(result >= low && result <= high))
+      refuse(key, fmt::format("has to be between {} and {}", low, high));
+    return result;
+  }
+
+  [[nodiscard]] const Value& array(const char* key) const {
+    const Value& value = member(key);
+    if (!value.is_array()) refuse(key, "has to be an array");
+    return value;
+  }
+
+  void optionalBoolean(const char* key) const {
+    if (has(key) && !object_.at(key).is_boolean()) refuse(key, "has to be true or false");
+  }
+
+ private:
+  [[noreturn]] void refuse(const char* key, const std::string& why) const {
+    throw Refusal(400, fmt::format("{}{}{} {}", path_, path_.empty() ? "" : ".", key, why));
+  }
+  [[nodiscard]] const Value& member(const char* key) const {
+    if (!has(key)) refuse(key, "is missing");
+    return object_.at(key);
+  }
+
+  const Value& object_;
+  std::string path_;
+};
+
+/// What the operations work on.
+struct Context {
+  Store& store;
+  std::chrono::system_clock::time_point now;
+  const std::optional<std::string>& developerKeyHash;
+};
+
+/// Checks the group of fields that several bodies share; what only describes the device is not kept.
+void checkCommonBlock(const Context& context, const Fields& body) {
+  const std::string developerKey = body.text("developer_key");
+  if (context.developerKeyHash && developerKey != *context.developerKeyHash) {
+    throw Refusal(403, "developer_key is not known to this service");
+  }
+  for (const char* const key :
+       {"pod_version", "data_version", "device_version", "device_model", "device_uuid"}) {
+    static_cast<void>(body.optionalText(key));
+  }
+}
+
+std::optional<Location> location(const Fields& body) {
+  static constexpr std::array KEYS = {"long", "lat", "alt", "horAccuracy", "verAccuracy"};
+  if (std::none_of(KEYS.begin(), KEYS.end(), [&](const char* key) { return body.has(key); }))
+    return std::nullopt;
+  return Location{.longitude = body.number("long", -180, 180),
+                  .latitude = body.number("lat", -90, 90),
+                  .altitude = body.number("alt"),
+                  .horizontalAccuracy = body.number("horAccuracy"),
+                  .verticalAccuracy = body.number("verAccuracy")};
+}
+
+Body createMap(const Context& context, const Fields& body) {
+  checkCommonBlock(context, body);
+  const MapRecord map{.uuid = randomUUID(),
+                      .appID = body.text("app_id"),
+                      .userID = body.text("user_id"),
+                      .mapID = body.text("map_id"),
+                      .location = location(body)};
+  context.store.addMap(map);
+  return {{"uuid", map.uuid}};
+}
+
+Body createLocalizationSession(const Context& context, const Fields& body) {
+  checkCommonBlock(context, body);
+  static_cast<void>(body.text("user_id"));
+  static_cast<void>(location(body));
+  body.optionalBoolean("use_beta");
+  const std::string mapID = body.text("map_id");
+  const std::string session = randomUUID();
+  const auto map = context.store.openLocalizationSession(session, body.text("app_id"), mapID);
+  if (!map) mapNotFound(mapID);
+  return {{"session_uuid", session}, {"map_uuid", *map}};
+}
+
+Body placeAssets(const Context& context, const Fields& body) {
+  const std::string map = body.text("map_uuid");
+  std::vector<PlacementRecord> placements;
+  for (const Value& element : body.array("placements")) {
+    const Fields placement(element, fmt::format("placements[{}]", placements.size()));
+    placements.push_back({.assetID = placement.text("asset_id"),
+                          .x = placement.number("x"),
+                          .y = placement.number("y"),
+                          .z = placement.number("z"),
+                          .orientation = placement.number("orientation")});
+  }
+  const std::string placementID = randomUUID();
+  if (!context.store.place(map, placementID, placements)) mapNotFound(map);
+  return {{"placement_id", placementID}};
+}
+
+Body findAssets(const Context& context, const Fields& body) {
+  const std::string map = body.text("map_uuid");
+  const auto placements = context.store.placements(map);
+  if (!placements) mapNotFound(map);
+  Body list = Body::array();
+  for (const PlacementRecord& p : *placements) {
+    list.push_back({{"placement", {{"x", p.x}, {"y", p.y}, {"z", p.z}, {"ori", p.orientation}}},
+                    {"asset", {{"id", p.assetID}}}});
+  }
+  return {{"placements", std::move(list)}};
+}
+
+/// Degrees from one longitude to another the short way round, 0 to 180.
+double longitudeDistance(double a, double b) {
+  return std::abs(std::remainder(a - b, 360.0));
+}
+
+/// Square of half the chord between two points of the unit sphere: grows with the distance over ground.
+double groundDistance(double latitude, double longitude, const Location& other) {
+  constexpr double radians = std::numbers::pi / 180;
+  const double across = std::sin((other.longitude - longitude) * radians / 2);
+  const double along = std::sin((other.latitude - latitude) * radians / 2);
+  return along * along + std::cos(latitude * radians) * std::cos(other.latitude * radians) * across * across;
+}
+
+Body listNearbyMaps(const Context& context, const Fields& body) {
+  checkCommonBlock(context, body);
+  const double latitude = body.number("latitude", -90, 90);
+  const double longitude = body.number("longitude");
+  const double latitudeSpan = body.number("latitude_delta", 0);
+  const double longitudeSpan = body.number("longitude_delta", 0);
+  auto maps = context.store.locatedMaps(body.text("app_id"), body.optionalText("user_id"),
+                                        latitude - latitudeSpan / 2, latitude + latitudeSpan / 2);
+  std::erase_if(maps, [&](const MapRecord& map) {
+    return longitudeDistance(map.location->longitude, longitude) > longitudeSpan / 2;
+  });
+  std::stable_sort(maps.begin(), maps.end(), [&](const MapRecord& a, const MapRecord& b) {
+    return groundDistance(latitude, longitude, *a.location) <
+           groundDistance(latitude, longitude, *b.location);
+  });
+  Body list = Body::array();
+  for (const MapRecord& map : maps) {
+    list.push_back({{"user_id", map.userID},
+                    {"map_id", map.mapID},
+                    {"latitude", map.location->latitude},
+                    {"longitude", map.location->longitude},
+                    {"altitude", map.location->altitude},
+                    {"vertical_accuracy", map.location->verticalAccuracy},
+                    {"horizontal_accuracy", map.location->horizontalAccuracy}});
+  }
+  return list;
+}
+
+std::optional<std::string> attribute(const Value& row, const char* name, const char* type) {
+  const auto found = row.find(name);
+  if (found == row.end() || !found->contains(type)) return std::nullopt;
+  return found->at(type).get<std::string>();
+}
+
+/// Of a stored number attribute, which is canonical.
+double number(const std::string& text) {
+  double value = 0;
+  std::from_chars(text.data(), text.data() + text.size(), value);
+  return value;
+}
+
+/// The sightings of a session; rows without a name or a position are left out.
+std::vector<Observation> observations(Store& store, const std::string& sessionID) {
+  std::vector<Observation> result;
+  for (const std::string& text : store.items(tables::SCENE_UNDERSTANDING, sessionID)) {
+    const auto row = readJSON(text);
+    if (!row) continue;
+    const auto name = attribute(*row, tables::OBJECT_NAME, "S");
+    const auto x = attribute(*row, tables::POSITION_X, "N");
+    const auto y = attribute(*row, tables::POSITION_Y, "N");
+    const auto z = attribute(*row, tables::POSITION_Z, "N");
+    if (name && x && y && z) result.push_back({*name, {number(*x), number(*y), number(*z)}});
+  }
+  return result;
+}
+
+ItemRecord transformRow(const std::string& mapUUID, std::chrono::system_clock::time_point now,
+                        const Localization& localization, double distance) {
+  const DecimalNumber timestamp(fmt::format("{:.6f}", secondsSince1970(now)));
+  // 1 for a perfect fit, 0 when the pairs are as far apart as is allowed.
+  const double quality = 1 - localization.residual / distance;
+  const Value row = {
+      {tables::SESSION_ID, {{"S", mapUUID}}},
+      {tables::TIMESTAMP, {{"N", timestamp.canonical()}}},
+      {tables::MATCH_COUNT, {{"N", std::to_string(localization.pairs.size())}}},
+      {tables::MATCH_VALUE, {{"S", fmt::format("{:.6f}", quality)}}},
+      {tables::TRANSFORM, {{"S", localization.transform.text()}}},
+  };
+  return {.key = {mapUUID, timestamp.orderKey()}, .text = write(row)};
+}
+
+Body localizeScene(const Context& context, const Fields& body) {
+  const std::string mapUUID = body.text("mapping_session_id");
+  const std::string session = body.text("localization_session_id");
+  const double distance = body.number("feature_match_distance_meters");
+  if (distance <= 0) throw Refusal(400, "feature_match_distance_meters has to be greater than 0");
+  if (!context.store.hasMap(mapUUID)) mapNotFound(mapUUID);
+  if (context.store.mapOfSession(session) != mapUUID) {
+    throw Refusal(404, "Cannot find the localization session " + session + " of the map " + mapUUID);
+  }
+
+  const auto localization =
+      localize(observations(context.store, mapUUID), observations(context.store, session), distance);
+  const bool written =
+      localization && context.store.replaceTransform(
+                          session, mapUUID, transformRow(mapUUID, context.now, *localization, distance));
+  return {{"match_count", localization ? localization->pairs.size() : 0}, {"transform_written", written}};
+}
+
+struct Operation {
+  std::string_view path;
+  Body (*answer)(const Context&, const Fields&);
+};
+
+constexpr std::array MAP_OPERATIONS = {
+    Operation{"/create_map", createMap},
+    Operation{"/create_localization_session", createLocalizationSession},
+    Operation{"/place_asset_on_map", placeAssets},
+    Operation{"/find_assets_on_the_map", findAssets},
+    Operation{"/list_nearby_maps", listNearbyMaps},
+};
+constexpr Operation LOCALIZE{"/dev/scene-understanding/localize", localizeScene};
+
+const Operation* operationAt(std::string_view path) {
+  if (path == LOCALIZE.path) return &LOCALIZE;
+  for (const std::string_view base : {"/prod/maps", "/beta/maps"}) {
+    if (!path.starts_with(base)) continue;
+    const auto* const found =
+        std::find_if(MAP_OPERATIONS.begin(), MAP_OPERATIONS.end(),
+                     [&](const Operation& o) { return o.path == path.substr(base.size()); });
+    if (found != MAP_OPERATIONS.end()) return found;
+  }
+  return nullptr;
+}
+
+}  // namespace
+
+MappingService::MappingService(Store& store, Now now, std::optional<std::string> developerKeyHash)
+    : store_(store), now_(std::move(now)), developerKeyHash_(std::move(developerKeyHash)) {}
+
+std::optional<Answer> MappingService::answer(std::string_view path, const std::string& body) const {
+  const Operation* const operation = operationAt(path);
+  if (operation == nullptr) return std::nullopt;
+  const auto value = readJSON(body);
+  if (!value) return mappingError(400, "The body is not JSON");
+  try {
+    return Answer{.body = write(operation->answer({store_, now_(), developerKeyHash_}, Fields(*value)))};
+  } catch (const Refusal& refusal) {
+    return mappingError(refusal.status(), refusal.what());
+  }
+}
+
+}  // namespace geoloom::localcloud

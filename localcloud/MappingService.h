@@ -1,0 +1,30 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "localcloud/Clock.h"
+#include "localcloud/Message.h"
+#include "localcloud/Store.h"
+
+namespace geoloom::localcloud {
+
+/// The mapping half: maps, localization sessions, placements, nearby maps and scene-understanding
+/// localization. Holds no state but the store; called from any thread. Throws DatabaseError when the store
+/// fails.
+class MappingService {
+ public:
+  /// `developerKeyHash` is the only hash accepted as "developer_key"; without one every key is.
+  MappingService(Store& store, Now now, std::optional<std::string> developerKeyHash);
+
+  /// The answer to a POST, or nothing when no operation has that path.
+  [[nodiscard]] std::optional<Answer> answer(std::string_view path, const std::string& body) const;
+
+ private:
+  Store& store_;
+  Now now_;
+  std::optional<std::string> developerKeyHash_;
+};
+
+}  // namespace geoloom::localcloud

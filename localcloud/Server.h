@@ -1,0 +1,40 @@
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string>
+
+#include "localcloud/Clock.h"
+#include "localcloud/HTTPServer.h"
+#include "localcloud/Service.h"
+#include "localcloud/Store.h"
+
+namespace geoloom::localcloud {
+
+/// The local cloud in this process: a store, the service over it and the server in front of it.
+class Server {
+ public:
+  struct Options {
+    std::filesystem::path data;                    ///< the directory of the store
+    std::optional<std::string> developerKey = {};  ///< with it, signatures are verified
+    HTTPServer::Options http = {};
+    Now now = &std::chrono::system_clock::now;
+  };
+
+  /// Listens and answers from now on. Throws StoreError or ListenError.
+  explicit Server(const Options& options);
+
+  /// "http://127.0.0.1:8080", without a slash at the end; "https" when it has a certificate.
+  [[nodiscard]] const std::string& url() const { return url_; }
+
+  /// For whoever wants to see what the service holds.
+  [[nodiscard]] Store& store() { return store_; }
+
+ private:
+  Store store_;
+  Service service_;
+  HTTPServer http_;
+  std::string url_;
+};
+
+}  // namespace geoloom::localcloud

@@ -1,0 +1,81 @@
+#include "localcloud/Service.h"
+
+#include <exception>
+
+#include <fmt/format.h>
+
+namespace geoloom::localcloud {
+
+namespace {
+
+constexpr std::string_view TOO_LARGE = "The body is larger than this service accepts";
+constexpr std::string_view TOO_LARGE_TYPE = "com.amazon.coral.service#RequestEntityTooLargeException";
+constexpr std::string_view FAILURE_TYPE = "com.amazon.coral.service#InternalServerError";
+
+std::string_view pathOf(const Request& request) {
+  return std::string_view(request.target).substr(0, request.target.find('?'));
+}
+
+bool isMetricTarget(std::string_view target) {
+  return target.starts_with(MetricService::TARGET_PREFIX);
+}
+
+Answer errorOfTarget(std::string_view target, int status, std::string_view type, std::string_view message) {
+  return isMetricTarget(target) ? MetricService::error(status, type, message)
+                                : TableService::error(status, type, message);
+}
+
+std::optional<std::string> hashOf(const std::optional<std::string>& developerKey) {
+  if (!developerKey) return std::nullopt;
+  return platform::DeveloperKey::hash(*developerKey);
+}
+
+}  // namespace
+
+Service::Service(Store& store, Now now, const std::optional<std::string>& developerKey)
+    : now_(std::move(now)), mapping_(store, now_, hashOf(developerKey)), table_(store, now_), metric_(store) {
+  if (developerKey) verifier_.emplace(platform::DeveloperKey::pair(*developerKey));
+}
+
+Answer Service::answer(const Request& request) const {
+  try {
+    return dispatch(request);
+  } catch (const std::exception& failure) {
+    const std::string message = fmt::format("The service failed: {}", failure.what());
+    const auto target = request.header("x-amz-target");
+    return target ? errorOfTarget(*target, 500, FAILURE_TYPE, message) : mappingError(500, message);
+  }
+}
+
+Answer Service::dispatch(const Request& request) const {
+  if (request.method != "POST") {
+    Answer answer = mappingError(405, "Every operation is a POST");
+    answer.headers.emplace_back("Allow", "POST");
+    return answer;
+  }
+  const std::string_view path = pathOf(request);
+  if (path == "/" || path.empty()) return answerTarget(request);
+  if (request.bodyTooLarge) return mappingError(413, TOO_LARGE);
+  if (auto answer = mapping_.answer(path, request.body)) return *std::move(answer);
+  return mappingError(404, fmt::format("No operation has the path {}", path));
+}
+
+Answer Service::answerTarget(const Request& request) const {
+  const std::string target = request.header("x-amz-target").value_or("");
+  const bool metric = isMetricTarget(target);
+  if (request.bodyTooLarge) return errorOfTarget(target, 413, TOO_LARGE_TYPE, TOO_LARGE);
+  if (!metric && !target.starts_with(TableService::TARGET_PREFIX)) {
+    return TableService::error(400, "com.amazon.coral.service#UnknownOperationException",
+                               "X-Amz-Target names no operation of this service");
+  }
+  if (verifier_) {
+    if (const auto refusal = verifier_->check(request, metric ? "monitoring" : "dynamodb", now_())) {
+      return errorOfTarget(target, 400, refusal->type, refusal->message);
+    }
+  }
+  const std::string_view name = target;
+  return metric ? metric_.answer(name.substr(MetricService::TARGET_PREFIX.size()), request.body)
+                : table_.answer(name.substr(TableService::TARGET_PREFIX.size()), request.body);
+}
+
+}  // namespace geoloom::localcloud

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "localcloud/Clock.h"
+#include "localcloud/MappingService.h"
+#include "localcloud/Message.h"
+#include "localcloud/MetricService.h"
+#include "localcloud/SignatureVerifier.h"
+#include "localcloud/Store.h"
+#include "localcloud/TableService.h"
+
+namespace geoloom::localcloud {
+
+/// All halves of the service behind one function from request to answer. Called from any thread.
+class Service {
+ public:
+  /// With a developer key, table and metric calls have to be signed with its pair, and what names a developer
+  /// key has to name its hash.
+  Service(Store& store, Now now, const std::optional<std::string>& developerKey);
+
+  /// Never throws; a failure of the store is an answer of status 500.
+  [[nodiscard]] Answer answer(const Request& request) const;
+
+ private:
+  [[nodiscard]] Answer dispatch(const Request& request) const;
+  [[nodiscard]] Answer answerTarget(const Request& request) const;
+
+  Now now_;
+  std::optional<SignatureVerifier> verifier_;
+  MappingService mapping_;
+  TableService table_;
+  MetricService metric_;
+};
+
+}  // namespace geoloom::localcloud

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <chrono>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "geoloom/platform/aws/DeveloperKey.h"
+
+#include "localcloud/Message.h"
+
+namespace geoloom::localcloud {
+
+/// Checks the Signature Version 4 of a request against one credential pair. Immutable, called from any
+/// thread.
+class SignatureVerifier {
+ public:
+  /// A signature is good for this long before and after its time.
+  static constexpr std::chrono::minutes ALLOWED_SKEW{15};
+
+  /// Why a request is not accepted, in the services' own terms.
+  struct Refusal {
+    std::string type;
+    std::string message;
+  };
+
+  explicit SignatureVerifier(platform::DeveloperKey::Pair pair) : pair_(std::move(pair)) {}
+
+  /// Nothing when the request is signed for `service` ("dynamodb", "monitoring"), whatever the region.
+  [[nodiscard]] std::optional<Refusal> check(const Request& request, std::string_view service,
+                                             std::chrono::system_clock::time_point now) const;
+
+ private:
+  platform::DeveloperKey::Pair pair_;
+};
+
+}  // namespace geoloom::localcloud

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "localcloud/Clock.h"
+#include "localcloud/Message.h"
+#include "localcloud/Store.h"
+
+namespace geoloom::localcloud {
+
+/// The table half: the operations CreateTable, DescribeTable, ListTables, PutItem, GetItem and Scan of the
+/// table service's JSON protocol, version 20120810. Holds no state but the store; called from any thread.
+/// Throws DatabaseError when the store fails.
+class TableService {
+ public:
+  static constexpr std::string_view TARGET_PREFIX = "DynamoDB_20120810.";
+
+  TableService(Store& store, Now now) : store_(store), now_(std::move(now)) {}
+
+  /// `operation` is the target without its prefix.
+  [[nodiscard]] Answer answer(std::string_view operation, const std::string& body) const;
+
+  /// An error in the table service's form.
+  [[nodiscard]] static Answer error(int status, std::string_view type, std::string_view message);
+
+ private:
+  Store& store_;
+  Now now_;
+};
+
+}  // namespace geoloom::localcloud

@@ -1,0 +1,53 @@
+#include "localcloud/Text.h"
+
+#include <array>
+#include <stdexcept>
+
+#include <openssl/rand.h>
+
+namespace geoloom::localcloud {
+
+std::optional<Value> readJSON(std::string_view text) {
+  try {
+    // The parser itself does not recurse; the limit spares whatever walks the value afterwards.
+    return Value::parse(text, [](int depth, Value::parse_event_t, const Value&) {
+      if (depth > MAXIMUM_NESTING) throw std::length_error("nested too deeply");
+      return true;
+    });
+  } catch (const Value::exception&) {
+    return std::nullopt;
+  } catch (const std::length_error&) {
+    return std::nullopt;
+  }
+}
+
+std::string write(const Body& body) {
+  return body.dump(-1, ' ', false, Body::error_handler_t::replace);
+}
+std::string write(const Value& value) {
+  return value.dump(-1, ' ', false, Value::error_handler_t::replace);
+}
+
+std::string hexadecimal(const unsigned char* bytes, std::size_t size) {
+  static constexpr std::string_view digits = "0123456789abcdef";
+  std::string text;
+  text.reserve(2 * size);
+  for (std::size_t i = 0; i < size; ++i) {
+    text += digits[bytes[i] >> 4U];
+    text += digits[bytes[i] & 15U];
+  }
+  return text;
+}
+
+std::string randomUUID() {
+  std::array<unsigned char, 16> bytes{};
+  if (RAND_bytes(bytes.data(), static_cast<int>(bytes.size())) != 1)
+    throw std::runtime_error("no random numbers");
+  bytes[6] = static_cast<unsigned char>((bytes[6] & 0x0FU) | 0x40U);
+  bytes[8] = static_cast<unsigned char>((bytes[8] & 0x3FU) | 0x80U);
+  std::string text = hexadecimal(bytes.data(), bytes.size());
+  for (const std::size_t at : {8U, 13U, 18U, 23U}) text.insert(at, 1, '-');
+  return text;
+}
+
+}  // namespace geoloom::localcloud

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include <nlohmann/json.hpp>
+
+/// Bodies and identifiers. Not included from other headers: it brings the JSON library in.
+namespace geoloom::localcloud {
+
+/// What is read: members sorted by key, so that a body of a million keys costs no more than it should.
+using Value = nlohmann::json;
+/// What is written: members in the order given.
+using Body = nlohmann::ordered_json;
+
+/// Bodies nested deeper than this are refused.
+constexpr int MAXIMUM_NESTING = 64;
+
+/// Any JSON value, or nothing when the text is not JSON, is not UTF-8 or is nested too deeply.
+[[nodiscard]] std::optional<Value> readJSON(std::string_view text);
+
+/// Compact text; a sequence that is not UTF-8 comes out as U+FFFD.
+[[nodiscard]] std::string write(const Body& body);
+[[nodiscard]] std::string write(const Value& value);
+
+/// A random version 4 UUID in lower case.
+[[nodiscard]] std::string randomUUID();
+
+[[nodiscard]] std::string hexadecimal(const unsigned char* bytes, std::size_t size);
+
+}  // namespace geoloom::localcloud

@@ -1,0 +1,47 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+#include "localcloud/Server.h"
+#include "tests/support/TemporaryDirectory.h"
+
+namespace geoloom::test {
+
+/// The local cloud in this process, on a free port of the loopback interface over a fresh store. Link
+/// geoloom_localcloud.
+class LocalCloud {
+ public:
+  /// With a developer key, signatures are verified.
+  explicit LocalCloud(const std::optional<std::string>& developerKey = {})
+      : server_({.data = directory_.path(), .developerKey = developerKey}) {}
+
+  [[nodiscard]] std::string production() const { return server_.url() + "/prod/maps"; }
+  [[nodiscard]] std::string beta() const { return server_.url() + "/beta/maps"; }
+  [[nodiscard]] std::string sceneUnderstanding() const {
+    return server_.url() + "/dev/scene-understanding/localize";
+  }
+  [[nodiscard]] std::string tables() const { return server_.url() + "/"; }
+  [[nodiscard]] std::string metrics() const { return server_.url() + "/"; }
+
+  [[nodiscard]] localcloud::Store& store() { return server_.store(); }
+
+  /// The rows of a table, in the form {"SessionId": {"S": "…"}, …}.
+  [[nodiscard]] std::vector<nlohmann::json> rows(const std::string& table) {
+    std::vector<nlohmann::json> rows;
+    store().scan(table, std::nullopt, [&](const localcloud::ItemRecord& item) {
+      rows.push_back(nlohmann::json::parse(item.text));
+      return true;
+    });
+    return rows;
+  }
+
+ private:
+  TemporaryDirectory directory_;
+  localcloud::Server server_;
+};
+
+}  // namespace geoloom::test
