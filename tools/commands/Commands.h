@@ -26,4 +26,6 @@ class CommandError : public std::runtime_error {
   ExitCode code_;
 };
 
+void addModelCommand(CLI::App& app);
+
 }  // namespace geoloom::tools

@@ -7,6 +7,8 @@
 #include <libyuv.h>
 #include <spng.h>
 
+#include "geoloom/platform/foundation/ReadFile.h"
+
 namespace geoloom::platform {
 
 namespace {
@@ -108,17 +110,9 @@ Result<PNGImage> decodePNG(std::span<const std::uint8_t> bytes, const std::strin
 }
 
 Result<PNGImage> readPNG(const std::filesystem::path& path) {
-  std::ifstream file(path, std::ios::binary | std::ios::ate);
-  const auto end = file ? static_cast<std::streamoff>(file.tellg()) : std::streamoff{-1};
-  if (end < 0) return Failure{path.string() + ": cannot be opened"};
-  const auto size = static_cast<std::uint64_t>(end);
-  if (size > maximumFileBytes) return Failure{path.string() + ": the file is too large for a picture"};
-  std::vector<std::uint8_t> bytes(size);
-  file.seekg(0);
-  // A folder opens and states a size, and fails here.
-  if (!file.read(reinterpret_cast<char*>(bytes.data()), end))
-    return Failure{path.string() + ": cannot be read"};
-  return decodePNG(bytes, path.string());
+  const auto bytes = readFile(path, maximumFileBytes);
+  if (!bytes) return bytes.failure();
+  return decodePNG({reinterpret_cast<const std::uint8_t*>(bytes->data()), bytes->size()}, path.string());
 }
 
 Result<std::vector<std::uint8_t>> encodePNG(const PNGImage& image, int compressionLevel) {

@@ -144,7 +144,7 @@ TEST(PNG, FilesAreReadAndWrittenAndNamedWhenTheyCannotBe) {
   ASSERT_TRUE(back) << back.failure().message;
   EXPECT_EQ(back->samples, image.samples);
 
-  EXPECT_EQ(readPNG(path).failure().message, path.string() + ": cannot be opened");
+  EXPECT_EQ(readPNG(path).failure().message, path.string() + ": there is no such file");
   EXPECT_FALSE(readPNG(std::filesystem::temp_directory_path()));
   const auto failure = writePNG("/nowhere/at/all.png", image);
   ASSERT_TRUE(failure);
