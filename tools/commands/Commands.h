@@ -1,11 +1,13 @@
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <stdexcept>
 #include <string>
 
-/// The sub-commands of `geoloom`. Each function adds its command to the application; the command's callback does the
-/// work and reports failure by throwing CommandError, which becomes one line on standard error and the exit code.
+#include <CLI/CLI.hpp>
+
+/// The sub-commands of `geoloom`. Each function adds its command to the application; the command's callback
+/// does the work and reports failure by throwing CommandError, which becomes one line on standard error and
+/// the exit code.
 namespace geoloom::tools {
 
 /// What a command exits with besides 0.

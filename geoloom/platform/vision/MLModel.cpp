@@ -1,0 +1,163 @@
+#include "geoloom/platform/vision/MLModel.h"
+
+#include <cstring>
+#include <map>
+#include <optional>
+
+#include <opencv2/core.hpp>
+#include <opencv2/dnn.hpp>
+
+#include "geoloom/platform/foundation/Mutex.h"
+#include "geoloom/platform/foundation/ReadFile.h"
+
+namespace geoloom::platform {
+
+namespace {
+
+constexpr std::uint64_t maximumManifestBytes = 1 << 20;
+
+/// Memory for outputs that comes back when an output is let go, on whatever thread that happens.
+class BufferPool : public std::enable_shared_from_this<BufferPool> {
+ public:
+  std::shared_ptr<MLMultiArray> array(const std::vector<std::ptrdiff_t>& shape) {
+    std::size_t count = 1;
+    for (const std::ptrdiff_t length : shape) count *= static_cast<std::size_t>(length);
+    auto memory = std::make_shared<std::vector<float>>(take(count));
+    std::vector<std::ptrdiff_t> strides(shape.size(), 1);
+    for (std::size_t i = shape.size(); i-- > 1;) strides[i - 1] = strides[i] * shape[i];
+    return MLMultiArray::createWithDataPointer(
+        memory->data(), shape, MLMultiArrayDataType::float32, std::move(strides),
+        [memory, pool = shared_from_this()] { pool->giveBack(std::move(*memory)); });
+  }
+
+ private:
+  static constexpr std::size_t maximumKept = 4;
+
+  std::vector<float> take(std::size_t count) {
+    const MutexLock guard(mutex_);
+    for (auto& kept : free_) {
+      if (kept.size() != count) continue;
+      std::swap(kept, free_.back());
+      std::vector<float> memory = std::move(free_.back());
+      free_.pop_back();
+      return memory;
+    }
+    return std::vector<float>(count);
+  }
+
+  void giveBack(std::vector<float> memory) {
+    const MutexLock guard(mutex_);
+    if (free_.size() < maximumKept) free_.push_back(std::move(memory));
+  }
+
+  Mutex mutex_;
+  std::vector<std::vector<float>> free_ GEOLOOM_GUARDED_BY(mutex_);
+};
+
+/// Runs `work` on this thread alone. Inside one of its parallel loops the engine starts no further threads,
+/// so that the process-wide number of threads, which is the application's to choose, stays as it is. `work`
+/// may throw.
+template <class Work>
+void runOnThisThread(const Work& work) {
+  cv::parallel_for_(cv::Range(0, 1), [&](const cv::Range&) { work(); });
+}
+
+}  // namespace
+
+struct MLModel::State {
+  ModelManifest manifest;
+  std::string name;  ///< of the network's file
+  std::vector<std::string> outputNames;
+  std::shared_ptr<BufferPool> pool = std::make_shared<BufferPool>();
+
+  Mutex mutex;
+  cv::dnn::Net net GEOLOOM_GUARDED_BY(mutex);
+  cv::Mat input GEOLOOM_GUARDED_BY(mutex);
+  std::vector<cv::Mat> results GEOLOOM_GUARDED_BY(mutex);
+
+  std::optional<Failure> load(const std::filesystem::path& bundle);
+};
+
+std::optional<Failure> MLModel::State::load(const std::filesystem::path& bundle) {
+  const auto manifestPath = bundle / "manifest.json";
+  const auto text = readFile(manifestPath, maximumManifestBytes);
+  if (!text) return text.failure();
+  auto parsed = parseModelManifest(*text, manifestPath.string());
+  if (!parsed) return parsed.failure();
+  manifest = *std::move(parsed);
+  name = (bundle / manifest.network).string();
+  const MutexLock guard(mutex);
+  try {
+    net = cv::dnn::readNetFromONNX(name);
+    const int shape[] = {1, 3, static_cast<int>(manifest.inputHeight), static_cast<int>(manifest.inputWidth)};
+    input = cv::Mat(4, shape, CV_32F, cv::Scalar(0));
+    net.setInput(input, manifest.inputName);
+    const auto known = net.getUnconnectedOutLayersNames();
+    for (const auto& output : manifest.outputs) {
+      if (std::find(known.begin(), known.end(), output.name) == known.end()) {
+        return Failure{name + ": the network has no output \"" + output.name + "\""};
+      }
+      outputNames.push_back(output.name);
+    }
+  } catch (const std::exception&) {
+    // The engine's own text names its source files and nothing that helps.
+    return Failure{name + ": cannot be loaded as a network with the input \"" + manifest.inputName + "\""};
+  }
+  return std::nullopt;
+}
+
+MLModel::MLModel(std::unique_ptr<State> state) : state_(std::move(state)) {}
+MLModel::~MLModel() = default;
+
+const ModelManifest& MLModel::manifest() const {
+  return state_->manifest;
+}
+
+Result<std::shared_ptr<MLModel>> MLModel::create(const std::filesystem::path& bundle) {
+  std::error_code error;
+  const auto canonical = std::filesystem::canonical(bundle, error);
+  if (error) return Failure{bundle.string() + ": there is no model here"};
+
+  // Kept until the process ends, as sessions are. Loading under the lock makes two that start together share
+  // one.
+  static auto& mutex = *new Mutex;
+  static auto& loaded = *new std::map<std::filesystem::path, std::weak_ptr<MLModel>>;
+  const MutexLock guard(mutex);
+  if (auto shared = loaded[canonical].lock()) return shared;
+  auto state = std::make_unique<State>();
+  if (auto failure = state->load(canonical)) return *failure;
+  std::shared_ptr<MLModel> model(new MLModel(std::move(state)));
+  loaded[canonical] = model;
+  return model;
+}
+
+Result<std::vector<std::shared_ptr<MLMultiArray>>> MLModel::prediction(
+    const std::function<void(float* planes)>& fill) {
+  State& state = *state_;
+  const MutexLock guard(state.mutex);
+  fill(state.input.ptr<float>());
+  try {
+    runOnThisThread([&net = state.net, &input = state.input, &results = state.results, &state] {
+      net.setInput(input, state.manifest.inputName);
+      net.forward(results, state.outputNames);
+    });
+  } catch (const std::exception& exception) {
+    return Failure{state.name + ": the network cannot be run: " + exception.what()};
+  }
+  std::vector<std::shared_ptr<MLMultiArray>> outputs;
+  for (std::size_t i = 0; i < state.manifest.outputs.size(); ++i) {
+    const cv::Mat& result = state.results[i];
+    auto array = state.pool->array(state.manifest.outputs[i].shape);
+    if (result.type() != CV_32F || !result.isContinuous() || result.total() != array->count()) {
+      return Failure{state.name + ": output \"" + state.outputNames[i] +
+                     "\" has not the shape that the manifest states"};
+    }
+    // The engine writes its next results into the same memory, and the caller may keep these for as long as
+    // it likes.
+    std::memcpy(array->dataPointer(), result.ptr<float>(), result.total() * sizeof(float));
+    outputs.push_back(std::move(array));
+  }
+  return outputs;
+}
+
+}  // namespace geoloom::platform

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "geoloom/platform/foundation/Result.h"
+
+namespace geoloom::platform {
+
+/// What docs/model-bundle.md says a bundle's manifest holds.
+struct ModelManifest {
+  static constexpr int version = 1;
+  static constexpr std::size_t maximumSide = 4096;
+
+  struct Output {
+    std::string name;
+    std::vector<std::ptrdiff_t> shape;
+    friend bool operator==(const Output&, const Output&) = default;
+  };
+
+  std::string network;  ///< file name inside the bundle
+  std::string inputName;
+  std::size_t inputWidth = 0;  ///< pixels
+  std::size_t inputHeight = 0;
+  bool blueFirst = false;  ///< the input's first plane is blue, not red
+  double divisor = 1;      ///< the network takes byte / divisor + offset
+  double offset = 0;
+  std::vector<Output> outputs;  ///< in the order in which results are given
+};
+
+/// Reads a manifest's text; `name` stands at the front of a failure's message.
+[[nodiscard]] Result<ModelManifest> parseModelManifest(std::string_view text, const std::string& name);
+
+}  // namespace geoloom::platform

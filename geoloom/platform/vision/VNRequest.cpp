@@ -1,0 +1,54 @@
+#include "geoloom/platform/vision/VNRequest.h"
+
+namespace geoloom::platform {
+
+VNCoreMLModel::VNCoreMLModel(std::shared_ptr<MLModel> model) : model_(std::move(model)) {}
+VNCoreMLModel::~VNCoreMLModel() = default;
+
+Result<std::shared_ptr<VNCoreMLModel>> VNCoreMLModel::create(std::shared_ptr<MLModel> model) {
+  if (!model) return Failure{"there is no model"};
+  return std::shared_ptr<VNCoreMLModel>(new VNCoreMLModel(std::move(model)));
+}
+
+Result<std::vector<std::shared_ptr<MLMultiArray>>> VNCoreMLModel::prediction(
+    const CVPixelBuffer& picture, CGImagePropertyOrientation orientation, VNImageCropAndScaleOption option) {
+  const ModelManifest& manifest = model_->manifest();
+  const NetworkInput input = {manifest.inputWidth, manifest.inputHeight, manifest.blueFirst,
+                              static_cast<float>(manifest.divisor), static_cast<float>(manifest.offset)};
+  // A thread keeps its tables from frame to frame.
+  thread_local ImagePreparation preparation;
+  return model_->prediction(
+      [&](float* planes) { preparation.prepare(picture, orientation, option, input, planes); });
+}
+
+VNCoreMLRequest::VNCoreMLRequest(std::shared_ptr<VNCoreMLModel> model, CompletionHandler completionHandler)
+    : model_(std::move(model)), completionHandler_(std::move(completionHandler)) {}
+
+std::optional<Failure> VNCoreMLRequest::perform(const CVPixelBuffer& picture,
+                                                CGImagePropertyOrientation orientation) {
+  results_.clear();
+  auto outputs = model_->prediction(picture, orientation, imageCropAndScaleOption);
+  if (!outputs) return outputs.failure();
+  const auto& names = model_->model()->manifest().outputs;
+  for (std::size_t i = 0; i < outputs->size(); ++i) {
+    results_.push_back(std::make_shared<VNCoreMLFeatureValueObservation>(
+        names[i].name, MLFeatureValue{nullptr, std::move((*outputs)[i])}));
+  }
+  if (completionHandler_) completionHandler_(*this);
+  return std::nullopt;
+}
+
+VNImageRequestHandler::VNImageRequestHandler(std::shared_ptr<CVPixelBuffer> picture,
+                                             CGImagePropertyOrientation orientation)
+    : picture_(std::move(picture)), orientation_(orientation) {}
+
+std::optional<Failure> VNImageRequestHandler::perform(
+    std::span<const std::shared_ptr<VNCoreMLRequest>> requests) {
+  if (!picture_) return Failure{"there is no picture to analyse"};
+  for (const auto& request : requests) {
+    if (auto failure = request->perform(*picture_, orientation_)) return failure;
+  }
+  return std::nullopt;
+}
+
+}  // namespace geoloom::platform

@@ -1,0 +1,111 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "geoloom/Export.h"
+#include "geoloom/platform/foundation/NSObject.h"
+#include "geoloom/platform/foundation/Result.h"
+#include "geoloom/platform/vision/ImagePreparation.h"
+#include "geoloom/platform/vision/MLModel.h"
+
+/// Requests of image analysis: a request says what is wanted of a model, a handler holds the picture and
+/// performs requests on it, the results are observations.
+namespace geoloom::platform {
+
+class GEOLOOM_EXPORT VNObservation : public NSObject {
+ public:
+  explicit VNObservation(float confidence) : confidence_(confidence) {}
+  /// 0 to 1; 1 where the model says nothing about it.
+  [[nodiscard]] float confidence() const { return confidence_; }
+
+ private:
+  float confidence_;
+};
+
+/// One output of a model, as it is.
+class GEOLOOM_EXPORT VNCoreMLFeatureValueObservation final : public VNObservation {
+ public:
+  VNCoreMLFeatureValueObservation(std::string featureName, MLFeatureValue featureValue)
+      : VNObservation(1), featureName_(std::move(featureName)), featureValue_(std::move(featureValue)) {}
+  [[nodiscard]] const std::string& featureName() const { return featureName_; }
+  [[nodiscard]] const MLFeatureValue& featureValue() const { return featureValue_; }
+
+ private:
+  std::string featureName_;
+  MLFeatureValue featureValue_;
+};
+
+/// A label that a classifier gave.
+class GEOLOOM_EXPORT VNClassificationObservation final : public VNObservation {
+ public:
+  VNClassificationObservation(std::string identifier, float confidence)
+      : VNObservation(confidence), identifier_(std::move(identifier)) {}
+  [[nodiscard]] const std::string& identifier() const { return identifier_; }
+
+ private:
+  std::string identifier_;
+};
+
+/// A model as the requests use it. Shared by any number of requests, from any thread.
+class GEOLOOM_EXPORT VNCoreMLModel final : public NSObject {
+ public:
+  /// Fails for a model that takes no picture or gives nothing.
+  [[nodiscard]] static Result<std::shared_ptr<VNCoreMLModel>> create(std::shared_ptr<MLModel> model);
+
+  ~VNCoreMLModel() override;
+  [[nodiscard]] const std::shared_ptr<MLModel>& model() const { return model_; }
+
+  /// The model's outputs for one picture, in the manifest's order. Runs on the caller's thread.
+  [[nodiscard]] Result<std::vector<std::shared_ptr<MLMultiArray>>> prediction(
+      const CVPixelBuffer& picture, CGImagePropertyOrientation orientation, VNImageCropAndScaleOption option);
+
+ private:
+  explicit VNCoreMLModel(std::shared_ptr<MLModel> model);
+  std::shared_ptr<MLModel> model_;
+};
+
+/// Asks for a model's outputs. One thread at a time.
+class GEOLOOM_EXPORT VNCoreMLRequest final : public NSObject {
+ public:
+  /// Called once each time the request was performed, on the thread that performs it and before that returns;
+  /// not when it failed.
+  using CompletionHandler = std::function<void(VNCoreMLRequest& request)>;
+
+  VNCoreMLRequest(std::shared_ptr<VNCoreMLModel> model, CompletionHandler completionHandler);
+
+  [[nodiscard]] const std::shared_ptr<VNCoreMLModel>& model() const { return model_; }
+
+  VNImageCropAndScaleOption imageCropAndScaleOption = VNImageCropAndScaleOption::centerCrop;
+
+  /// One observation an output in the manifest's order; empty until the request was performed.
+  [[nodiscard]] const std::vector<std::shared_ptr<VNObservation>>& results() const { return results_; }
+
+ private:
+  friend class VNImageRequestHandler;
+  std::optional<Failure> perform(const CVPixelBuffer& picture, CGImagePropertyOrientation orientation);
+
+  std::shared_ptr<VNCoreMLModel> model_;
+  CompletionHandler completionHandler_;
+  std::vector<std::shared_ptr<VNObservation>> results_;
+};
+
+/// One picture, and how it is turned. Nobody may write to the picture while a request is performed.
+class GEOLOOM_EXPORT VNImageRequestHandler final {
+ public:
+  VNImageRequestHandler(std::shared_ptr<CVPixelBuffer> picture, CGImagePropertyOrientation orientation);
+
+  /// Performs the requests in order, each on the caller's thread, and returns when all are done. The reason
+  /// of the first that fails; those after it are not performed.
+  [[nodiscard]] std::optional<Failure> perform(std::span<const std::shared_ptr<VNCoreMLRequest>> requests);
+
+ private:
+  std::shared_ptr<CVPixelBuffer> picture_;
+  CGImagePropertyOrientation orientation_;
+};
+
+}  // namespace geoloom::platform

@@ -1,0 +1,201 @@
+#include <algorithm>
+#include <thread>
+
+#include <gtest/gtest.h>
+
+#include "geoloom/SceneUnderstanding/SSDPostProcessor.h"
+#include "geoloom/SceneUnderstanding/feature_model.h"
+#include "geoloom/platform/imaging/PNG.h"
+#include "geoloom/platform/vision/VNRequest.h"
+
+#include "tests/support/Model.h"
+
+namespace geoloom::platform {
+namespace {
+
+/// A box in pixels of the photograph.
+struct Box {
+  double left, top, right, bottom;
+};
+
+double overlap(const Box& a, const Box& b) {
+  const auto area = [](const Box& box) {
+    return std::max(box.right - box.left, 0.0) * std::max(box.bottom - box.top, 0.0);
+  };
+  const double both = area({std::max(a.left, b.left), std::max(a.top, b.top), std::min(a.right, b.right),
+                            std::min(a.bottom, b.bottom)});
+  return both / (area(a) + area(b) - both);
+}
+
+class Photographs : public testing::Test {
+ protected:
+  void SetUp() override {
+    if (!test::haveModelAndPhotographs())
+      GTEST_SKIP() << "no model or photographs; run scripts/setup and build";
+    test::useBuiltModel();
+    auto loaded = feature_model::create();
+    ASSERT_TRUE(loaded) << loaded.failure().message;
+    model_ = loaded->model;
+    vision_ = *VNCoreMLModel::create(model_);
+  }
+
+  static std::shared_ptr<CVPixelBuffer> photograph(const std::string& name) {
+    const auto image = readPNG(test::photograph(name));
+    EXPECT_TRUE(image) << image.failure().message;
+    return makePixelBuffer(*image);
+  }
+
+  /// What the network finds, best first.
+  std::vector<Prediction> find(const std::shared_ptr<CVPixelBuffer>& picture,
+                               CGImagePropertyOrientation orientation) {
+    std::vector<Prediction> found;
+    const auto thread = std::this_thread::get_id();
+    auto request = std::make_shared<VNCoreMLRequest>(vision_, [&](VNCoreMLRequest& performed) {
+      EXPECT_EQ(std::this_thread::get_id(), thread);
+      std::vector<std::shared_ptr<MLMultiArray>> arrays;
+      for (const auto& result : performed.results()) {
+        const auto feature = std::dynamic_pointer_cast<VNCoreMLFeatureValueObservation>(result);
+        ASSERT_TRUE(feature);
+        names_.push_back(feature->featureName());
+        arrays.push_back(feature->featureValue().multiArrayValue);
+      }
+      ASSERT_EQ(arrays.size(), 2U);
+      found = reader_.nonMaximumSuppression(reader_.postprocess(*arrays[1], *arrays[0]));
+    });
+    const std::shared_ptr<VNCoreMLRequest> requests[] = {request};
+    const auto failure = VNImageRequestHandler(picture, orientation).perform(requests);
+    EXPECT_FALSE(failure) << failure->message;
+    return found;
+  }
+
+  /// In pixels of an upright picture of that size, of which the network saw the square in the middle.
+  static Box boxOf(const Prediction& prediction, double width, double height) {
+    const BoundingBox2 box = prediction.decodeBoundingBox();
+    const double side = std::min(width, height);
+    const double x = (width - side) / 2;
+    const double y = (height - side) / 2;
+    return {x + side * box.xMin, y + side * box.yMin, x + side * box.xMax, y + side * box.yMax};
+  }
+
+  [[nodiscard]] const std::string& nameOf(const Prediction& prediction) const {
+    return (*reader_.classNames())[static_cast<std::size_t>(prediction.detectedClass)];
+  }
+
+  SSDPostProcessor reader_{1917, 90, 0.01};
+  std::shared_ptr<MLModel> model_;
+  std::shared_ptr<VNCoreMLModel> vision_;
+  std::vector<std::string> names_;
+};
+
+/// The boxes were drawn by hand on the photographs, inside the square in the middle.
+TEST_F(Photographs, ShowWhatIsInThemWhereItIs) {
+  struct Case {
+    const char* photograph;
+    const char* name;
+    Box box;
+  };
+  const Case cases[] = {
+      {"dog", "dog", {28, 80, 458, 512}},           {"cat", "cat", {44, 112, 512, 380}},
+      {"car", "car", {0, 143, 418, 408}},           {"coffee", "cup", {172, 18, 410, 308}},
+      {"chelsea", "cat", {76, 0, 376, 300}},        {"astronaut", "person", {22, 14, 364, 512}},
+      {"spacesuit", "person", {157, 28, 370, 447}},
+  };
+  for (const Case& c : cases) {
+    const auto picture = photograph(c.photograph);
+    const auto found = find(picture, CGImagePropertyOrientation::up);
+    ASSERT_FALSE(found.empty()) << c.photograph;
+    EXPECT_EQ(nameOf(found[0]), c.name) << c.photograph;
+    const Box box =
+        boxOf(found[0], static_cast<double>(picture->width()), static_cast<double>(picture->height()));
+    EXPECT_GT(overlap(box, c.box), 0.75)
+        << c.photograph << ": " << box.left << " " << box.top << " " << box.right << " " << box.bottom;
+    for (std::size_t i = 1; i < found.size(); ++i) EXPECT_EQ(nameOf(found[i]), c.name) << c.photograph;
+  }
+  EXPECT_EQ(names_[0], "concat_1__0");
+  EXPECT_EQ(names_[1], "concat__0");
+}
+
+TEST_F(Photographs, WithoutKnownThingsShowNothing) {
+  for (const char* name : {"grass", "gravel", "brick", "sunflower"}) {
+    EXPECT_TRUE(find(photograph(name), CGImagePropertyOrientation::up).empty()) << name;
+  }
+}
+
+TEST_F(Photographs, ASidewaysSensorPictureIsTurnedUpright) {
+  const auto upright = photograph("chelsea");
+  // Turned left: what the sensor of a phone held upright delivers.
+  const auto sensor = CVPixelBuffer::create(upright->height(), upright->width(), CVPixelFormatType::BGRA32);
+  for (std::size_t y = 0; y < sensor->height(); ++y) {
+    for (std::size_t x = 0; x < sensor->width(); ++x) {
+      std::copy_n(upright->baseAddress() + x * upright->bytesPerRow() + 4 * (upright->width() - 1 - y), 4,
+                  sensor->baseAddress() + y * sensor->bytesPerRow() + 4 * x);
+    }
+  }
+  const auto expected = find(upright, CGImagePropertyOrientation::up);
+  const auto found = find(sensor, CGImagePropertyOrientation::right);
+  ASSERT_FALSE(expected.empty());
+  ASSERT_EQ(found.size(), expected.size());
+  EXPECT_EQ(found[0].index, expected[0].index);
+  EXPECT_NEAR(found[0].score, expected[0].score, 1e-3);
+}
+
+TEST_F(Photographs, ResultsStayWhenTheModelRunsAgainAndTheirMemoryComesBack) {
+  const auto run = [&](const char* name) {
+    return *vision_->prediction(*photograph(name), CGImagePropertyOrientation::up,
+                                VNImageCropAndScaleOption::centerCrop);
+  };
+  const auto elements = [](const std::shared_ptr<MLMultiArray>& array) {
+    const auto span = SSDPostProcessor::floatElements(*array);
+    return std::vector<float>(span->begin(), span->end());
+  };
+  auto first = run("cat");
+  EXPECT_EQ(first[0]->shape(), (std::vector<std::ptrdiff_t>{91, 1917}));
+  EXPECT_EQ(first[1]->shape(), (std::vector<std::ptrdiff_t>{4, 1917}));
+  const auto before = elements(first[0]);
+  auto second = run("dog");
+  EXPECT_EQ(elements(first[0]), before);
+  EXPECT_NE(elements(second[0]), before);
+  const void* memory = second[0]->dataPointer();
+  second.clear();
+  EXPECT_EQ(run("car")[0]->dataPointer(), memory);
+}
+
+TEST_F(Photographs, SessionsShareOneNetworkFromAnyThread) {
+  const auto again = feature_model::create();
+  ASSERT_TRUE(again);
+  EXPECT_EQ(again->model, model_);
+  const auto picture = photograph("cat");
+  const auto expected = find(picture, CGImagePropertyOrientation::up);
+  std::vector<std::vector<float>> scores(3);
+  std::vector<std::thread> threads;
+  for (auto& result : scores) {
+    threads.emplace_back([&] {
+      const auto outputs = vision_->prediction(*picture, CGImagePropertyOrientation::up,
+                                               VNImageCropAndScaleOption::centerCrop);
+      const auto span = SSDPostProcessor::floatElements(*(*outputs)[0]);
+      result.assign(span->begin(), span->end());
+    });
+  }
+  for (auto& thread : threads) thread.join();
+  EXPECT_EQ(scores[0], scores[1]);
+  EXPECT_EQ(scores[0], scores[2]);
+  const auto& best = expected[0];
+  EXPECT_EQ(static_cast<double>(scores[0][static_cast<std::size_t>(best.detectedClass * 1917 + best.index)]),
+            best.score);
+}
+
+TEST_F(Photographs, TheWrapperKnowsItsFeaturesByTheirNames) {
+  const auto picture = photograph("cat");
+  const feature_modelInput input{picture};
+  EXPECT_EQ(input.featureValue("Preprocessor__sub__0")->imageBufferValue, picture);
+  EXPECT_FALSE(input.featureValue("concat__0"));
+  const auto outputs =
+      *vision_->prediction(*picture, CGImagePropertyOrientation::up, VNImageCropAndScaleOption::centerCrop);
+  const feature_modelOutput output{outputs[0], outputs[1]};
+  EXPECT_EQ(output.featureValue("concat_1__0")->multiArrayValue, outputs[0]);
+  EXPECT_EQ(output.featureValue("concat__0")->multiArrayValue, outputs[1]);
+  EXPECT_FALSE(output.featureValue("Preprocessor__sub__0"));
+}
+
+}  // namespace
+}  // namespace geoloom::platform
