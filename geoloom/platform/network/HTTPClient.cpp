@@ -24,9 +24,6 @@ namespace {
 using Deadline = std::chrono::steady_clock::time_point;
 using Completion = std::function<void(HTTPResponse)>;
 
-/// Headers are stored by the library as they come; without a limit a service could send them for ever.
-constexpr std::size_t maximumHeaderBytes = std::size_t{1} << 20;
-
 struct EasyDeleter {
   void operator()(CURL* handle) const { curl_easy_cleanup(handle); }
 };
@@ -116,12 +113,12 @@ struct Transfer {
   std::shared_ptr<DispatchQueue> queue;
   Completion completion;
   Deadline deadline;
+  std::string certificateAuthorities;
 
   HTTPResponse response;
   Easy easy;
   List headers;
   std::array<char, CURL_ERROR_SIZE> detail{};
-  std::size_t headerBytes = 0;
   bool plain = false;
   bool sent = false;
   /// Set where we end the transfer ourselves and know better than the library why.
@@ -147,15 +144,6 @@ std::size_t receiveBody(char* data, std::size_t size, std::size_t count, void* c
   }
   transfer.response.body.append(data, bytes);
   return bytes;
-}
-
-std::size_t receiveHeader(char*, std::size_t size, std::size_t count, void* context) {
-  auto& transfer = *static_cast<Transfer*>(context);
-  const std::size_t bytes = size * count;
-  transfer.headerBytes += bytes;
-  if (transfer.headerBytes <= maximumHeaderBytes) return bytes;
-  transfer.reason = "The headers of the answer are longer than 1 MiB";
-  return 0;
 }
 
 /// The last word on where plain HTTP goes: whatever a name resolved to, the address itself must be loopback.
@@ -200,8 +188,6 @@ bool buildHeaders(Transfer& transfer) {
 void configureAnswer(CURL* easy, Transfer& transfer) {
   curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, receiveBody);
   curl_easy_setopt(easy, CURLOPT_WRITEDATA, &transfer);
-  curl_easy_setopt(easy, CURLOPT_HEADERFUNCTION, receiveHeader);
-  curl_easy_setopt(easy, CURLOPT_HEADERDATA, &transfer);
   curl_easy_setopt(easy, CURLOPT_OPENSOCKETFUNCTION, openSocket);
   curl_easy_setopt(easy, CURLOPT_OPENSOCKETDATA, &transfer);
   curl_easy_setopt(easy, CURLOPT_PREREQFUNCTION, beforeRequest);
@@ -222,6 +208,8 @@ void configureRequest(CURL* easy, const Transfer& transfer) {
   curl_easy_setopt(easy, CURLOPT_TCP_KEEPALIVE, 1L);
   curl_easy_setopt(easy, CURLOPT_SSL_VERIFYPEER, 1L);
   curl_easy_setopt(easy, CURLOPT_SSL_VERIFYHOST, 2L);
+  if (!transfer.certificateAuthorities.empty())
+    curl_easy_setopt(easy, CURLOPT_CAINFO, transfer.certificateAuthorities.c_str());
   curl_easy_setopt(easy, CURLOPT_POST, 1L);
   curl_easy_setopt(easy, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(request.body.size()));
   curl_easy_setopt(easy, CURLOPT_POSTFIELDS, request.body.data());
@@ -257,6 +245,7 @@ struct HTTPClient::State {
   Mutex mutex;
   CURLM* multi GEOLOOM_GUARDED_BY(mutex) = nullptr;
   std::vector<std::unique_ptr<Transfer>> handedOver GEOLOOM_GUARDED_BY(mutex);
+  std::string certificateAuthorities GEOLOOM_GUARDED_BY(mutex);
 
   // The rest belongs to the client's thread.
   std::unordered_map<CURL*, std::unique_ptr<Transfer>> running;
@@ -287,6 +276,7 @@ bool HTTPClient::State::start() {
 bool HTTPClient::State::handOver(std::unique_ptr<Transfer>& transfer) {
   const MutexLock lock(mutex);
   if (!start()) return false;
+  transfer->certificateAuthorities = certificateAuthorities;
   handedOver.push_back(std::move(transfer));
   // The one call that the library allows from another thread.
   curl_multi_wakeup(multi);
@@ -371,6 +361,11 @@ HTTPClient& HTTPClient::shared() {
   // Never destroyed: its thread and the queues may still be at work while the process ends.
   static HTTPClient* const client = new HTTPClient;
   return *client;
+}
+
+void HTTPClient::setCertificateAuthorities(std::string pemFile) {
+  const MutexLock lock(state_->mutex);
+  state_->certificateAuthorities.swap(pemFile);
 }
 
 void HTTPClient::post(HTTPRequest request, std::shared_ptr<DispatchQueue> queue, Completion completion) {

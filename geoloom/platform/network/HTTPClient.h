@@ -22,7 +22,8 @@ struct HTTPSignature {
   std::string secretKey;
 };
 
-/// One POST request. Redirects are not followed; TLS verification is always on; plain HTTP goes to loopback only.
+/// One POST request. Redirects are not followed; TLS verification is always on; plain HTTP goes to loopback
+/// only.
 struct HTTPRequest {
   std::string url;
   /// Name and value; values must not be blank.
@@ -49,11 +50,16 @@ class GEOLOOM_EXPORT HTTPClient {
 
   [[nodiscard]] static HTTPClient& shared();
 
-  /// Sends the request; `completion` runs exactly once, on `queue`.
-  void post(HTTPRequest request, std::shared_ptr<DispatchQueue> queue, std::function<void(HTTPResponse)> completion);
+  /// Trusts the certificate authorities of this PEM file instead of the system's, in requests sent from now
+  /// on; empty brings the system's back. Certificates are verified either way.
+  void setCertificateAuthorities(std::string pemFile);
 
-  /// Sends the request and parses the answer on a global queue; `completion` runs exactly once, on `queue`, with
-  /// nothing when the transfer failed or the body is not JSON. The HTTP status is not examined.
+  /// Sends the request; `completion` runs exactly once, on `queue`.
+  void post(HTTPRequest request, std::shared_ptr<DispatchQueue> queue,
+            std::function<void(HTTPResponse)> completion);
+
+  /// Sends the request and parses the answer on a global queue; `completion` runs exactly once, on `queue`,
+  /// with nothing when the transfer failed or the body is not JSON. The HTTP status is not examined.
   void postJSON(HTTPRequest request, std::shared_ptr<DispatchQueue> queue,
                 std::function<void(std::optional<JSON>)> completion);
 

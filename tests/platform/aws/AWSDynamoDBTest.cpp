@@ -1,0 +1,305 @@
+#include <future>
+#include <limits>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "geoloom/platform/aws/AWSDynamoDBObjectMapper.h"
+#include "geoloom/platform/aws/AWSDynamoDBWire.h"
+
+#include "tests/support/FakeService.h"
+#include "tests/support/SignatureV4.h"
+
+namespace {
+
+namespace dynamodb = geoloom::platform::dynamodb;
+using namespace geoloom::platform;
+using geoloom::testing::FakeAnswer;
+using geoloom::testing::FakeService;
+using geoloom::testing::RecordedRequest;
+using geoloom::testing::signatureFault;
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::Not;
+using Kind = AWSError::Kind;
+using Value = AWSDynamoDBAttributeValue;
+
+struct Row : AWSDynamoDBObjectModel {
+  std::optional<std::string> Name;
+  std::optional<std::int64_t> Count;
+  std::optional<float> Single;
+  std::optional<double> Double;
+  std::optional<bool> Flag;
+
+  static constexpr std::string_view dynamoDBTableName() { return "Rows"; }
+  static constexpr std::string_view hashKeyAttribute() { return "Name"; }
+  static constexpr std::string_view rangeKeyAttribute() { return "Count"; }
+  static constexpr auto attributes() {
+    return std::tuple{AWSDynamoDBAttribute{"Name", &Row::Name}, AWSDynamoDBAttribute{"Count", &Row::Count},
+                      AWSDynamoDBAttribute{"Single", &Row::Single},
+                      AWSDynamoDBAttribute{"Double", &Row::Double}, AWSDynamoDBAttribute{"Flag", &Row::Flag}};
+  }
+};
+
+Row row(std::string name, std::int64_t count, float single, double wide, bool flag) {
+  Row made;
+  made.Name = std::move(name);
+  made.Count = count;
+  made.Single = single;
+  made.Double = wide;
+  made.Flag = flag;
+  return made;
+}
+
+TEST(AWSDynamoDBRow, BecomesAnItemWithNumbersAsText) {
+  constexpr float nan = std::numeric_limits<float>::quiet_NaN();
+  constexpr double infinity = std::numeric_limits<double>::infinity();
+  Row absent;
+  absent.Name = "";
+  struct Case {
+    Row row;
+    std::string item;
+  };
+  const std::vector<Case> cases{
+      {row("a", -3, 0.1F, 1700000000.125, true),
+       R"({"Count":{"N":"-3"},"Double":{"N":"1700000000.125"},"Flag":{"N":"1"},"Name":{"S":"a"},"Single":{"N":"0.1"}})"},
+      {row("\xC3\xA9\"", 1LL << 62, -2.0F, 1e-7, false),
+       R"({"Count":{"N":"4611686018427387904"},"Double":{"N":"1e-07"},"Flag":{"N":"0"},"Name":{"S":"é\""},"Single":{"N":"-2"}})"},
+      {row("a\xffz", 0, nan, infinity, false), R"({"Count":{"N":"0"},"Flag":{"N":"0"},"Name":{"S":"a�z"}})"},
+      {absent, R"({"Name":{"S":""}})"},
+  };
+  for (const Case& c : cases)
+    EXPECT_EQ(dynamodb::putItemBody("Rows", toAttributes(c.row)),
+              R"({"TableName":"Rows","Item":)" + c.item + "}");
+}
+
+TEST(AWSDynamoDBRow, ReadsBackWhatItCanAndNothingElse) {
+  const auto read = [](const std::string& item) { return fromItem<Row>(*JSON::parse(item)); };
+  const Row whole = read(
+      R"({"Name":{"S":"a"},"Count":{"N":"-3"},"Single":{"N":"0.1"},"Double":{"N":"1E+2"},"Flag":{"N":"1"},"More":{"S":""}})");
+  EXPECT_EQ(whole.Name, "a");
+  EXPECT_EQ(whole.Count, -3);
+  EXPECT_EQ(whole.Single, 0.1F);
+  EXPECT_EQ(whole.Double, 100.0);
+  EXPECT_EQ(whole.Flag, true);
+  for (
+      const std::string text :
+      {R"({})", R"([])", R"("x")", R"({"Name":null,"Count":7,"Single":[],"Double":"1","Flag":true})",
+       R"({"Name":{"N":"1"},"Count":{"S":"1"},"Single":{"S":"1"},"Double":{"NULL":true},"Flag":{"BOOL":true}})",
+       R"({"Name":{"S":1},"Count":{"N":1},"Single":{"N":""},"Double":{"N":"1 "},"Flag":{"N":"x"}})",
+       R"({"Name":{},"Count":{"N":"1.5"},"Single":{"N":"nan"},"Double":{"N":"inf"},"Flag":{"N":"nan"}})"}) {
+    const Row empty = read(text);
+    EXPECT_FALSE(empty.Name || empty.Count || empty.Single || empty.Double || empty.Flag) << text;
+  }
+}
+
+TEST(AWSDynamoDBScan, WritesOnlyWhatItsExpressionHolds) {
+  EXPECT_EQ(dynamodb::scanBody("Rows", {}), R"({"TableName":"Rows"})");
+  AWSDynamoDBScanExpression expression;
+  expression.limit = 200;
+  expression.filterExpression = "#n = :n";
+  expression.expressionAttributeNames = {{"#n", "Name"}};
+  expression.expressionAttributeValues = {{":n", Value::text("a\"b")}};
+  expression.exclusiveStartKey = {{"Count", Value::number("00.10")},
+                                  {"Name", Value{Value::Type::binary, "AAE="}}};
+  EXPECT_EQ(
+      dynamodb::scanBody("Rows", expression),
+      R"({"TableName":"Rows","Limit":200,"FilterExpression":"#n = :n","ExpressionAttributeNames":{"#n":"Name"},)"
+      R"("ExpressionAttributeValues":{":n":{"S":"a\"b"}},)"
+      R"("ExclusiveStartKey":{"Count":{"N":"00.10"},"Name":{"B":"AAE="}}})");
+}
+
+TEST(AWSDynamoDBScan, ReadsPages) {
+  struct Case {
+    std::string body;
+    /// Number of items and last key, or nothing for a body that is no page.
+    std::optional<std::pair<std::size_t, AWSDynamoDBAttributes>> page;
+  };
+  const AWSDynamoDBAttributes key{{"Count", Value::number("1.50")}, {"Name", Value::text("a")}};
+  const std::vector<Case> cases{
+      {R"({"Count":0,"Items":[],"ScannedCount":0})", {{0, {}}}},
+      {R"({"Items":[{},{"Name":{"S":"a"}}]})", {{2, {}}}},
+      {R"({"Items":[{}],"LastEvaluatedKey":{"Name":{"S":"a"},"Count":{"N":"1.50"}}})", {{1, key}}},
+      {R"({"Items":[],"LastEvaluatedKey":{}})", {{0, {}}}},
+      {R"({"Items":[],"LastEvaluatedKey":null})", {{0, {}}}},
+      {R"({"Items":[1,null,{}]})", {{1, {}}}},
+      {R"({"Items":[],"LastEvaluatedKey":{"Name":{"S":"started here"}}})", {}},
+      {R"({"Items":[],"LastEvaluatedKey":"a"})", {}},
+      {R"({"Items":[],"LastEvaluatedKey":{"Name":{"S":1}}})", {}},
+      {R"({"Items":{}})", {}},
+      {"{}", {}},
+      {"[]", {}},
+      {"", {}},
+      {"<html>hotel login</html>", {}},
+  };
+  const AWSDynamoDBAttributes start{{"Name", Value::text("started here")}};
+  for (const Case& c : cases) {
+    const auto result = dynamodb::readPage(c.body, start);
+    const auto* page = std::get_if<AWSDynamoDBPage<JSON>>(&result);
+    ASSERT_EQ(page != nullptr, c.page.has_value()) << c.body;
+    if (!page) {
+      EXPECT_EQ(std::get<AWSError>(result).kind, Kind::transport) << c.body;
+      continue;
+    }
+    EXPECT_EQ(page->items.size(), c.page->first) << c.body;
+    EXPECT_EQ(page->lastEvaluatedKey.value_or(AWSDynamoDBAttributes{}), c.page->second) << c.body;
+    EXPECT_EQ(page->lastEvaluatedKey.has_value(), !c.page->second.empty()) << c.body;
+  }
+}
+
+TEST(AWSDynamoDBError, IsReadFromEveryShape) {
+  struct Case {
+    int status;
+    std::string body;
+    Kind kind;
+    std::string description;
+  };
+  const std::vector<Case> cases{
+      {400, R"({"__type":"com.amazonaws.dynamodb.v20120810#ResourceNotFoundException","message":"no table"})",
+       Kind::rejected, "ResourceNotFoundException: no table (HTTP 400)"},
+      {400, R"({"__type":"com.amazon.coral.validate#ValidationException","Message":"a\r\nb"})",
+       Kind::rejected, "ValidationException: a  b (HTTP 400)"},
+      {400, R"({"__type":"com.amazon.coral.service#UnrecognizedClientException"})", Kind::rejected,
+       "UnrecognizedClientException (HTTP 400)"},
+      {400, R"({"__type":"x#ProvisionedThroughputExceededException","message":"slow"})", Kind::throttling,
+       "ProvisionedThroughputExceededException: slow (HTTP 400)"},
+      {400, R"({"__type":"ThrottlingException"})", Kind::throttling, "ThrottlingException (HTTP 400)"},
+      {400, R"({"__type":7,"message":[]})", Kind::rejected, "HTTP 400"},
+      {403, "<AccessDeniedException>\n  <Message>Unable to say who</Message>\n</AccessDeniedException>",
+       Kind::rejected, "AccessDeniedException: Unable to say who (HTTP 403)"},
+      {400,
+       "<ErrorResponse><Error><Code>Throttling</Code><Message>Rate "
+       "exceeded</Message></Error></ErrorResponse>",
+       Kind::throttling, "Throttling: Rate exceeded (HTTP 400)"},
+      {429, "", Kind::throttling, "HTTP 429"},
+      {500, R"({"__type":"x#InternalServerError"})", Kind::unavailable, "InternalServerError (HTTP 500)"},
+      {502, "<html><body>Bad Gateway</body></html>", Kind::unavailable, "HTTP 502"},
+      {503, "", Kind::unavailable, "HTTP 503"},
+      {404, "", Kind::rejected, "HTTP 404"},
+      {307, "", Kind::transport, "HTTP 307"},
+      {408, "", Kind::transport, "HTTP 408"},
+  };
+  for (const Case& c : cases) {
+    const std::optional<AWSError> error = dynamodb::readError(c.status, c.body);
+    ASSERT_TRUE(error) << c.body;
+    EXPECT_EQ(error->kind, c.kind) << c.body;
+    EXPECT_EQ(error->isRetryable(), c.kind != Kind::rejected);
+    EXPECT_EQ(error->description, c.description) << c.body;
+  }
+  EXPECT_FALSE(dynamodb::readError(200, R"({"__type":"x#ValidationException"})"));
+  EXPECT_LT(
+      dynamodb::readError(400, R"({"message":")" + std::string(100'000, 'm') + "\"}")->description.size(),
+      600U);
+}
+
+class AWSDynamoDBObjectMapperTest : public testing::Test {
+ protected:
+  static std::shared_ptr<const AWSServiceConfiguration> configuration(std::string tables) {
+    return std::make_shared<const AWSServiceConfiguration>(
+        AWSRegionUSWest2,
+        std::make_shared<AWSStaticCredentialsProvider>("AKIDEXAMPLE", "wJalr/XUtnFEMI:K7MDENG"),
+        AWSServiceEndpoints{.tables = std::move(tables), .metrics = {}});
+  }
+  static void makeDefault(std::string tables) {
+    AWSServiceManager::defaultServiceManager().setDefaultServiceConfiguration(
+        configuration(std::move(tables)));
+  }
+  static std::optional<AWSError> save(const Row& saved) {
+    std::promise<std::optional<AWSError>> promise;
+    AWSDynamoDBObjectMapper::defaultMapper().save(
+        saved, [&promise](const std::optional<AWSError>& error) { promise.set_value(error); });
+    return promise.get_future().get();
+  }
+  static AWSResult<AWSDynamoDBPage<Row>> scan(const AWSDynamoDBScanExpression& expression = {}) {
+    return AWSDynamoDBObjectMapper::defaultMapper().scan<Row>(expression).waitUntilFinished();
+  }
+  static std::string descriptionOf(const AWSResult<AWSDynamoDBPage<Row>>& result) {
+    const auto* error = std::get_if<AWSError>(&result);
+    return error ? error->description : "a page";
+  }
+};
+
+TEST_F(AWSDynamoDBObjectMapperTest, SpeaksTheTableServicesProtocol) {
+  const FakeService service([](const RecordedRequest& request) {
+    return request.header("X-Amz-Target") == "DynamoDB_20120810.Scan"
+               ? FakeAnswer::json(R"({"Items":[{"Name":{"S":"x"},"Count":{"N":"2"}},{"Name":{"S":"y"}}],)"
+                                  R"("LastEvaluatedKey":{"Name":{"S":"y"}}})")
+               : FakeAnswer::json("{}");
+  });
+  makeDefault(service.url());
+  EXPECT_FALSE(save(row("a", 1, 0.5F, 2, true)));
+  const auto result = scan();
+  const auto& page = std::get<AWSDynamoDBPage<Row>>(result);
+  ASSERT_EQ(page.items.size(), 2U);
+  EXPECT_EQ(page.items[0].Name, "x");
+  EXPECT_EQ(page.items[0].Count, 2);
+  EXPECT_EQ(page.items[1].Name, "y");
+  EXPECT_EQ(page.lastEvaluatedKey, (AWSDynamoDBAttributes{{"Name", Value::text("y")}}));
+
+  const std::vector<std::pair<std::string, std::string>> expected{
+      {"DynamoDB_20120810.PutItem", dynamodb::putItemBody("Rows", toAttributes(row("a", 1, 0.5F, 2, true)))},
+      {"DynamoDB_20120810.Scan", dynamodb::scanBody("Rows", {})}};
+  const auto requests = service.requests();
+  ASSERT_EQ(requests.size(), expected.size());
+  for (std::size_t i = 0; i < expected.size(); ++i) {
+    EXPECT_EQ(requests[i].method + " " + requests[i].path, "POST /");
+    EXPECT_EQ(requests[i].header("X-Amz-Target"), expected[i].first);
+    EXPECT_EQ(requests[i].header("Content-Type"), "application/x-amz-json-1.0");
+    EXPECT_EQ(requests[i].body, expected[i].second);
+    EXPECT_EQ(signatureFault(requests[i], "AKIDEXAMPLE", "wJalr/XUtnFEMI:K7MDENG", "us-west-2", "dynamodb"),
+              "");
+    EXPECT_NE(signatureFault(requests[i], "AKIDEXAMPLE", "another secret", "us-west-2", "dynamodb"), "");
+    EXPECT_THAT(requests[i].head, Not(HasSubstr("wJalr")));
+  }
+}
+
+TEST_F(AWSDynamoDBObjectMapperTest, TakesTheConfigurationThatIsDefaultAtTheCall) {
+  const auto answer = [](const RecordedRequest&) { return FakeAnswer::json(R"({"Items":[]})"); };
+  const FakeService first(answer);
+  const FakeService second(answer);
+  makeDefault(first.url());
+  EXPECT_EQ(descriptionOf(scan()), "a page");
+  makeDefault(second.url());
+  EXPECT_EQ(descriptionOf(scan()), "a page");
+  EXPECT_EQ(first.requests().size(), 1U);
+  EXPECT_EQ(second.requests().size(), 1U);
+}
+
+TEST_F(AWSDynamoDBObjectMapperTest, FailsInWordsThatHoldNoSecret) {
+  const FakeService service([](const RecordedRequest& request) {
+    return FakeAnswer::json(R"({"__type":"x#IncompleteSignatureException","message":"in )" +
+                                request.header("Authorization").value_or("").substr(0, 60) +
+                                R"(, wJalr/XUtnFEMI:K7MDENG"})",
+                            400);
+  });
+  makeDefault(service.url());
+  const auto result = scan();
+  EXPECT_THAT(descriptionOf(result),
+              AllOf(HasSubstr("IncompleteSignatureException: in AWS4-HMAC-SHA256 Credential=***/"),
+                    Not(HasSubstr("AKIDEXAMPLE")), Not(HasSubstr("wJalr"))));
+  EXPECT_EQ(std::get<AWSError>(result).kind, Kind::rejected);
+  EXPECT_THAT(save({})->description, Not(HasSubstr("AKIDEXAMPLE")));
+}
+
+TEST_F(AWSDynamoDBObjectMapperTest, SaysWhyNothingCouldBeAsked) {
+  AWSServiceManager::defaultServiceManager().setDefaultServiceConfiguration(nullptr);
+  EXPECT_THAT(descriptionOf(scan()), HasSubstr("No default service configuration"));
+  makeDefault("");
+  EXPECT_THAT(descriptionOf(scan()), HasSubstr("No address"));
+  EXPECT_EQ(save({})->kind, Kind::rejected);
+  makeDefault(fmt::format("http://127.0.0.1:{}", geoloom::testing::unusedPort()));
+  EXPECT_EQ(std::get<AWSError>(scan()).kind, Kind::transport);
+  EXPECT_EQ(save({})->kind, Kind::transport);
+}
+
+TEST_F(AWSDynamoDBObjectMapperTest, GivesUpAtTheDeadline) {
+  const FakeService service([](const RecordedRequest&) { return FakeAnswer::silence(); });
+  auto patient = std::make_shared<AWSServiceConfiguration>(*configuration(service.url()));
+  patient->timeoutIntervalForRequest = std::chrono::milliseconds(200);
+  const auto result = AWSDynamoDBObjectMapper(patient).scan<Row>({}).waitUntilFinished();
+  EXPECT_EQ(std::get<AWSError>(result).kind, Kind::transport);
+}
+
+}  // namespace
