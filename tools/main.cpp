@@ -7,6 +7,7 @@ int main(int argc, char** argv) {
   CLI::App app{"Map rooms, localize in them and recognise what stands there.", "geoloom"};
   app.require_subcommand(1);
   addModelCommand(app);
+  addRecordCommand(app);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {

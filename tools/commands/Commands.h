@@ -29,5 +29,6 @@ class CommandError : public std::runtime_error {
 };
 
 void addModelCommand(CLI::App& app);
+void addRecordCommand(CLI::App& app);
 
 }  // namespace geoloom::tools

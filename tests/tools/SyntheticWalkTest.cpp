@@ -1,0 +1,215 @@
+#include <algorithm>
+#include <cmath>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "geoloom/platform/ar/ARFrame.h"
+#include "geoloom/platform/ar/ARRecording.h"
+#include "geoloom/platform/imaging/PNG.h"
+
+#include "tests/support/TemporaryDirectory.h"
+#include "tools/synthetic/CameraPath.h"
+#include "tools/synthetic/Random.h"
+#include "tools/synthetic/Renderer.h"
+#include "tools/synthetic/SyntheticWalk.h"
+
+namespace geoloom::tools {
+namespace {
+
+constexpr const char* smallScene = R"({
+  "version": 1,
+  "room": {"size": [4, 3, 2.5], "seed": 3},
+  "boards": [{"name": "picture", "photo": "noise.png", "at": [0.2, 1.1, 1.2], "facing": 250, "width": 0.8}],
+  "assets": [{"id": "lamp", "at": [1, 2, 0.5], "orientation": 0.25}],
+  "walks": [{"name": "only", "waypoints": [
+    {"at": [-0.4, -0.8, 1.3], "look": "picture"},
+    {"at": [0.3, -0.7, 1.5], "look": "picture", "seconds": 1},
+    {"at": [0.6, -0.5, 1.4], "look": [1, 1.2, 1], "seconds": 0.5}]}]
+})";
+
+SceneDescription scene() {
+  auto parsed = parseScene(smallScene, "scene");
+  EXPECT_TRUE(parsed) << (parsed ? "" : parsed.failure().message);
+  return *std::move(parsed);
+}
+
+std::string contentOf(const std::filesystem::path& path) {
+  std::ifstream stream(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+class SyntheticWalk : public testing::Test {
+ protected:
+  void SetUp() override {
+    Random random(1);
+    platform::PNGImage noise{96, 64, 3, std::vector<std::uint8_t>(96 * 64 * 3)};
+    for (std::uint8_t& v : std::get<0>(noise.samples)) v = static_cast<std::uint8_t>(255 * random());
+    ASSERT_FALSE(platform::writePNG(directory_.path() / "noise.png", noise));
+    options_.photos = directory_.path();
+    options_.walk = "only";
+    options_.framesPerSecond = 4;
+    options_.width = 320;
+    options_.height = 240;
+  }
+
+  platform::Result<SyntheticWalkSummary> write(const char* name) {
+    return writeSyntheticWalk(scene(), options_, directory_.path() / name, [](std::size_t, std::size_t) {});
+  }
+
+  geoloom::test::TemporaryDirectory directory_;
+  SyntheticWalkOptions options_;
+};
+
+/// Distance from a point of the recording, y up, to the nearest surface of the small scene.
+double distanceToSurface(const platform::simd_float3& p) {
+  const Vector q{p.x, -p.z, p.y};  // z up
+  double nearest = std::min({std::abs(q[2]), std::abs(q[2] - 2.5), std::abs(q[0] - 2), std::abs(q[0] + 2),
+                             std::abs(q[1] - 1.5), std::abs(q[1] + 1.5)});
+  const double facing = 250.0 * std::acos(-1.0) / 180;
+  const Vector fromCentre = q - Vector{0.2, 1.1, 1.2};
+  const double aside = -std::sin(facing) * fromCentre[0] + std::cos(facing) * fromCentre[1];
+  if (std::abs(aside) <= 0.42 && fromCentre[2] <= 0.28) {  // the board, or its foot below
+    nearest =
+        std::min(nearest, std::abs(std::cos(facing) * fromCentre[0] + std::sin(facing) * fromCentre[1]));
+  }
+  return nearest;
+}
+
+// What is drawn, the depth beside it and the poses agree with each other and with the reader's conventions
+// only if every feature point of every frame lies on a surface of the described room.
+TEST_F(SyntheticWalk, EveryFeaturePointOfTheRecordingLiesOnASurfaceOfTheScene) {
+  const auto summary = write("walk");
+  ASSERT_TRUE(summary) << summary.failure().message;
+  EXPECT_EQ(summary->frames, 7U);
+  const auto recording = platform::ARRecording::open(directory_.path() / "walk",
+                                                     {platform::ARRecordingOptions::Origin::recording});
+  ASSERT_TRUE(recording) << recording.failure().message;
+  ASSERT_EQ((*recording)->frameCount(), 7U);
+  std::size_t onBoard = 0;
+  for (std::size_t i = 0; i < 7; ++i) {
+    const auto frame = (*recording)->frame(i);
+    ASSERT_TRUE(frame);
+    EXPECT_GT(frame->rawFeaturePoints().size(), 500U) << i;
+    for (const auto& p : frame->rawFeaturePoints()) {
+      ASSERT_LT(distanceToSurface(p), 0.01) << p.x << ' ' << p.y << ' ' << p.z << " in frame " << i;
+      if (p.y > 1.0F && p.y < 1.4F && p.z > -1.2F && p.z < -1.0F) ++onBoard;
+    }
+    // The camera stands within a hand's breadth of the described way, at the described height.
+    EXPECT_NEAR(frame->camera().transform().columns[3].y, 1.4, 0.15);
+  }
+  EXPECT_GT(onBoard, 300U);
+  EXPECT_THAT((*recording)->problems(), testing::IsEmpty());
+}
+
+TEST_F(SyntheticWalk, TheCentreOfTheBoardIsSeenWhereItIsLookedAt) {
+  WalkDescription still{"still",
+                        {{{-0.4, -0.8, 1.3}, {0.2, 1.1, 1.2}, 0}, {{-0.4, -0.8, 1.3}, {0.2, 1.1, 1.2}, 1}}};
+  const View view = CameraPath(still, 5).at(0.5);
+  const Vector toBoard = Vector{0.2, 1.1, 1.2} - view.position;
+  // A trembling hand: near the middle of the picture, never exactly there.
+  EXPECT_NEAR(dot(toBoard, view.right) / dot(toBoard, view.forward), 0, 0.05);
+  EXPECT_NEAR(dot(toBoard, view.down) / dot(toBoard, view.forward), 0, 0.05);
+  EXPECT_NE(dot(toBoard, view.right), 0);
+}
+
+TEST_F(SyntheticWalk, TheSeedAloneDecidesHowTheHandTrembles) {
+  options_.frames = 2;
+  ASSERT_TRUE(write("a"));
+  ASSERT_TRUE(write("b"));
+  options_.seed = 2;
+  ASSERT_TRUE(write("c"));
+  const auto file = [&](const char* walk, const char* name) {
+    return contentOf(directory_.path() / walk / name);
+  };
+  for (const char* name : {"groundtruth.txt", "rgb/0001.250000.png", "depth/0001.250000.png"}) {
+    EXPECT_FALSE(file("a", name).empty()) << name;
+    EXPECT_EQ(file("a", name), file("b", name)) << name;
+    EXPECT_NE(file("a", name), file("c", name)) << name;
+  }
+  EXPECT_EQ(file("a", "truth.json"), file("c", "truth.json"));
+  EXPECT_THAT(file("a", "truth.json"), testing::HasSubstr(R"("id": "lamp",
+      "x": 1.0,
+      "y": 0.5,
+      "z": -2.0,
+      "orientation": 0.25)"));
+}
+
+TEST_F(SyntheticWalk, WhatCannotBeDoneIsSaidInOneLine) {
+  using testing::HasSubstr;
+  options_.walk = "other";
+  EXPECT_THAT(write("walk").failure().message, HasSubstr("no walk \"other\"; the scene has: only"));
+  options_.walk = "only";
+  EXPECT_THAT(write(".").failure().message, HasSubstr("is not empty"));
+  options_.photos = directory_.path() / "nowhere";
+  EXPECT_THAT(write("walk").failure().message, HasSubstr("noise.png"));
+}
+
+TEST(Renderer, DrawsTheNearerOfTwoAndTheirDepth) {
+  const auto plain = [](float v) { return std::make_shared<const Texture>(plainTexture({v, v, v})); };
+  // Looking along +y from the origin: a wall at 2 m, before its left half a smaller one at 1 m.
+  const std::vector<Quad> quads{{{-3, 2, 3}, {6, 0, 0}, {0, 0, -6}, plain(200)},
+                                {{-1, 1, 0.2}, {1, 0, 0}, {0, 0, -0.4}, plain(50)}};
+  const View view{{0, 0, 0}, {1, 0, 0}, {0, 0, -1}, {0, 1, 0}};
+  for (const bool reversed : {false, true}) {
+    std::vector<Quad> order = quads;
+    if (reversed) std::reverse(order.begin(), order.end());
+    const Rendered r = render(order, {64, 48, 50, 31.5, 23.5}, view);
+    const auto at = [&](std::size_t x, std::size_t y) {
+      return std::pair<int, int>((*r.colours.samples8())[(y * 64 + x) * 3],
+                                 (*r.depth.samples16())[y * 64 + x]);
+    };
+    EXPECT_EQ(at(10, 24), (std::pair<int, int>(50, 5000)));
+    EXPECT_EQ(at(50, 24), (std::pair<int, int>(200, 10000)));
+    EXPECT_EQ(at(10, 4), (std::pair<int, int>(200, 10000)));
+  }
+}
+
+TEST(Renderer, TexturesKeepTheirPlaceInPerspective) {
+  // Black left half, white right half: on a board that recedes the border stands where its middle projects.
+  std::vector<Colour> halves;
+  for (int i = 0; i < 64 * 64; ++i) halves.push_back(i % 64 < 32 ? Colour{0, 0, 0} : Colour{255, 255, 255});
+  const std::vector<Quad> quads{
+      {{-1, 1, 1}, {2, 2, 0}, {0, 0, -2}, std::make_shared<const Texture>(std::move(halves), 64)}};
+  const View view{{0, 0, 0}, {1, 0, 0}, {0, 0, -1}, {0, 1, 0}};
+  const Rendered r = render(quads, {201, 101, 100, 100, 50}, view);
+  const auto gray = [&](std::size_t x) { return (*r.colours.samples8())[(50 * 201 + x) * 3]; };
+  EXPECT_EQ(gray(20), 0);
+  EXPECT_LT(gray(96), 40);  // the middle, (0, 2, 0), projects to column 100
+  EXPECT_GT(gray(104), 215);
+  EXPECT_EQ(gray(130), 255);
+  EXPECT_EQ(gray(140), 0);  // past the far edge at (1, 3, 0), column 133
+}
+
+TEST(Scene, TheDefaultIsSoundAndFlawsAreNamed) {
+  const auto room = parseScene(defaultScene(), "default");
+  ASSERT_TRUE(room) << room.failure().message;
+  EXPECT_GE(room->boards.size(), 5U);
+  ASSERT_EQ(room->walks.size(), 2U);
+  for (const Board& board : room->boards) {  // turned against the axes
+    const double turn = std::abs(std::remainder(board.facing, 90));
+    EXPECT_GT(turn, 15) << board.name;
+  }
+
+  const auto failure = [](std::string text, const std::string& from, const std::string& to) {
+    text.replace(text.find(from), from.size(), to);
+    const auto parsed = parseScene(text, "file");
+    return parsed ? std::string("none") : parsed.failure().message;
+  };
+  EXPECT_EQ(failure(smallScene, "{", "["), "file: is not JSON");
+  EXPECT_EQ(failure(smallScene, "\"version\": 1", "\"version\": 2"), "file: version must be 1");
+  EXPECT_EQ(failure(smallScene, "[4, 3, 2.5]", "[4, 3]"),
+            "file: room.size must be three numbers, metres along x, y and up");
+  EXPECT_EQ(failure(smallScene, "\"noise.png\"", "7"), "file: boards[0].photo must be a text");
+  EXPECT_EQ(failure(smallScene, "\"look\": \"picture\"", "\"look\": \"door\""),
+            "file: walks[0].waypoints[0].look names no board: \"door\"");
+  EXPECT_EQ(failure(smallScene, "\"seconds\": 1}", "\"seconds\": 0}"),
+            "file: walks[0].waypoints[1].seconds must be above 0");
+}
+
+}  // namespace
+}  // namespace geoloom::tools

@@ -1,0 +1,220 @@
+#include "tools/synthetic/Texture.h"
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cmath>
+#include <utility>
+
+#include "tools/synthetic/Random.h"
+
+namespace geoloom::tools {
+namespace {
+
+std::uint32_t pack(const Colour& c) {
+  const auto byte = [](float v) {
+    return static_cast<std::uint32_t>(std::lround(std::clamp(v, 0.0F, 255.0F)));
+  };
+  return byte(c.red) | byte(c.green) << 8U | byte(c.blue) << 16U;
+}
+
+Colour unpack(std::uint32_t packed) {
+  return {static_cast<float>(packed & 0xFFU), static_cast<float>(packed >> 8U & 0xFFU),
+          static_cast<float>(packed >> 16U & 0xFFU)};
+}
+
+Colour mix(const Colour& a, const Colour& b, float share) {
+  return {a.red + (b.red - a.red) * share, a.green + (b.green - a.green) * share,
+          a.blue + (b.blue - a.blue) * share};
+}
+
+Colour scaled(const Colour& c, float factor) {
+  return {c.red * factor, c.green * factor, c.blue * factor};
+}
+
+/// Smooth noise of the given number of cells a side that repeats without a seam, -1 to 1.
+class ValueNoise {
+ public:
+  ValueNoise(Random& random, std::size_t cells) : cells_(cells), values_(cells * cells) {
+    for (float& v : values_) v = 2 * random() - 1;
+  }
+
+  [[nodiscard]] float at(float s, float t) const {
+    const float x = s * static_cast<float>(cells_);
+    const float y = t * static_cast<float>(cells_);
+    const auto column = static_cast<std::size_t>(x);
+    const auto row = static_cast<std::size_t>(y);
+    const float fx = smooth(x - static_cast<float>(column));
+    const float fy = smooth(y - static_cast<float>(row));
+    const float upper = value(column, row) + (value(column + 1, row) - value(column, row)) * fx;
+    const float lower = value(column, row + 1) + (value(column + 1, row + 1) - value(column, row + 1)) * fx;
+    return upper + (lower - upper) * fy;
+  }
+
+ private:
+  static float smooth(float f) { return f * f * (3 - 2 * f); }
+  [[nodiscard]] float value(std::size_t column, std::size_t row) const {
+    return values_[row % cells_ * cells_ + column % cells_];
+  }
+
+  std::size_t cells_;
+  std::vector<float> values_;
+};
+
+constexpr std::size_t side = 1024;
+
+std::vector<Colour> stained(Random& random, const Colour& base, float contrast) {
+  const ValueNoise coarse(random, 6);
+  const ValueNoise middle(random, 23);
+  const ValueNoise fine(random, 128);
+  std::vector<Colour> texels(side * side);
+  for (std::size_t y = 0; y < side; ++y) {
+    for (std::size_t x = 0; x < side; ++x) {
+      const float s = static_cast<float>(x) / side;
+      const float t = static_cast<float>(y) / side;
+      const float n = 0.5F * coarse.at(s, t) + 0.3F * middle.at(s, t) + 0.35F * fine.at(s, t);
+      texels[y * side + x] = scaled(base, 1 + contrast * n);
+    }
+  }
+  return texels;
+}
+
+/// Small round specks, dark and light.
+void addSpecks(std::vector<Colour>& texels, Random& random, int count) {
+  for (int i = 0; i < count; ++i) {
+    const float cx = random() * side;
+    const float cy = random() * side;
+    const float radius = 1.5F + 4.5F * random() * random();
+    const float factor = random() < 0.5F ? 0.55F + 0.25F * random() : 1.12F + 0.15F * random();
+    const int reach = static_cast<int>(std::ceil(radius));
+    for (int dy = -reach; dy <= reach; ++dy) {
+      for (int dx = -reach; dx <= reach; ++dx) {
+        if (static_cast<float>(dx * dx + dy * dy) > radius * radius) continue;
+        const auto x = static_cast<std::size_t>(static_cast<int>(cx) + dx + static_cast<int>(side)) % side;
+        const auto y = static_cast<std::size_t>(static_cast<int>(cy) + dy + static_cast<int>(side)) % side;
+        Colour& texel = texels[y * side + x];
+        texel = scaled(texel, factor);
+      }
+    }
+  }
+}
+
+}  // namespace
+
+Texture::Texture(const platform::PNGImage& picture) {
+  const std::size_t width = std::bit_ceil(picture.width);
+  const std::size_t height = std::bit_ceil(picture.height);
+  const std::vector<std::uint8_t>& samples = *picture.samples8();
+  const std::size_t channels = picture.channels;
+  const auto at = [&](std::size_t x, std::size_t y) {
+    const std::uint8_t* p =
+        &samples[(std::min(y, picture.height - 1) * picture.width + std::min(x, picture.width - 1)) *
+                 channels];
+    const Colour c =
+        channels < 3 ? Colour{static_cast<float>(p[0]), static_cast<float>(p[0]), static_cast<float>(p[0])}
+                     : Colour{static_cast<float>(p[0]), static_cast<float>(p[1]), static_cast<float>(p[2])};
+    const float alpha = channels == 4 ? static_cast<float>(p[3]) / 255.0F : 1.0F;
+    return mix({255, 255, 255}, c, alpha);
+  };
+  std::vector<Colour> texels(width * height);
+  for (std::size_t y = 0; y < height; ++y) {
+    const double v = std::max(0.0, (static_cast<double>(y) + 0.5) * static_cast<double>(picture.height) /
+                                           static_cast<double>(height) -
+                                       0.5);
+    const auto row = static_cast<std::size_t>(v);
+    const auto fy = static_cast<float>(v - static_cast<double>(row));
+    for (std::size_t x = 0; x < width; ++x) {
+      const double u = std::max(0.0, (static_cast<double>(x) + 0.5) * static_cast<double>(picture.width) /
+                                             static_cast<double>(width) -
+                                         0.5);
+      const auto column = static_cast<std::size_t>(u);
+      const auto fx = static_cast<float>(u - static_cast<double>(column));
+      texels[y * width + x] = mix(mix(at(column, row), at(column + 1, row), fx),
+                                  mix(at(column, row + 1), at(column + 1, row + 1), fx), fy);
+    }
+  }
+  addHalvings(width, height, std::move(texels));
+}
+
+Texture::Texture(std::vector<Colour> texels, std::size_t size) {
+  addHalvings(size, size, std::move(texels));
+}
+
+void Texture::addLevel(std::size_t width, std::size_t height, const std::vector<Colour>& texels) {
+  Level& level = levels_.emplace_back(Level{width, height, {}});
+  level.texels.reserve(texels.size());
+  for (const Colour& c : texels) level.texels.push_back(pack(c));
+}
+
+void Texture::addHalvings(std::size_t width, std::size_t height, std::vector<Colour> texels) {
+  addLevel(width, height, texels);
+  while (width > 1 || height > 1) {
+    const std::size_t w = std::max<std::size_t>(1, width / 2);
+    const std::size_t h = std::max<std::size_t>(1, height / 2);
+    std::vector<Colour> half(w * h);
+    for (std::size_t y = 0; y < h; ++y) {
+      for (std::size_t x = 0; x < w; ++x) {
+        const std::size_t x1 = std::min(2 * x + 1, width - 1);
+        const std::size_t y1 = std::min(2 * y + 1, height - 1);
+        const Colour upper = mix(texels[2 * y * width + 2 * x], texels[2 * y * width + x1], 0.5F);
+        const Colour lower = mix(texels[y1 * width + 2 * x], texels[y1 * width + x1], 0.5F);
+        half[y * w + x] = mix(upper, lower, 0.5F);
+      }
+    }
+    texels = std::move(half);
+    width = w;
+    height = h;
+    addLevel(width, height, texels);
+  }
+}
+
+Colour Texture::sample(float s, float t, float footprint) const {
+  // The level whose texels are at most as large as the pixel: a little sharp rather than blurred.
+  const auto wanted = static_cast<std::size_t>(footprint < 2 ? 0 : std::ilogb(footprint));
+  const Level& level = levels_[std::min(wanted, levels_.size() - 1)];
+  const float x =
+      (s - std::floor(s)) * static_cast<float>(level.width) - 0.5F + static_cast<float>(level.width);
+  const float y =
+      (t - std::floor(t)) * static_cast<float>(level.height) - 0.5F + static_cast<float>(level.height);
+  const auto column = static_cast<std::size_t>(x);
+  const auto row = static_cast<std::size_t>(y);
+  const auto texel = [&](std::size_t c, std::size_t r) {
+    return unpack(level.texels[(r & (level.height - 1)) * level.width + (c & (level.width - 1))]);
+  };
+  const float fx = x - static_cast<float>(column);
+  const float fy = y - static_cast<float>(row);
+  return mix(mix(texel(column, row), texel(column + 1, row), fx),
+             mix(texel(column, row + 1), texel(column + 1, row + 1), fx), fy);
+}
+
+Texture plasterTexture(unsigned seed, Colour base) {
+  Random random(seed);
+  std::vector<Colour> texels = stained(random, base, 0.22F);
+  addSpecks(texels, random, 5000);
+  return {std::move(texels), side};
+}
+
+Texture tileTexture(unsigned seed, Colour base) {
+  Random random(seed);
+  std::vector<Colour> texels = stained(random, base, 0.3F);
+  addSpecks(texels, random, 3000);
+  constexpr std::size_t tiles = 4;
+  constexpr std::size_t joint = 6;
+  constexpr std::size_t tile = side / tiles;
+  std::array<float, tiles * tiles> tint{};
+  for (float& t : tint) t = 0.85F + 0.3F * random();
+  for (std::size_t y = 0; y < side; ++y) {
+    for (std::size_t x = 0; x < side; ++x) {
+      const bool inJoint = x % tile < joint || y % tile < joint;
+      const float factor = inJoint ? 0.45F : tint[y / tile * tiles + x / tile];
+      texels[y * side + x] = scaled(texels[y * side + x], factor);
+    }
+  }
+  return {std::move(texels), side};
+}
+
+Texture plainTexture(Colour colour) {
+  return {{colour}, 1};
+}
+
+}  // namespace geoloom::tools

@@ -1,0 +1,54 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "geoloom/platform/imaging/PNG.h"
+
+namespace geoloom::tools {
+
+/// An opaque colour, 0 to 255.
+struct Colour {
+  float red = 0;
+  float green = 0;
+  float blue = 0;
+};
+
+/// A picture with its halvings, so that it can be looked up from far away without flicker. Its sides are
+/// brought to powers of two. Immutable.
+class Texture {
+ public:
+  /// A photograph, or any picture with 8 bits a sample; what is transparent becomes white.
+  explicit Texture(const platform::PNGImage& picture);
+
+  /// Rows of colours from the top; `side` is a power of two.
+  Texture(std::vector<Colour> texels, std::size_t side);
+
+  [[nodiscard]] float width() const { return static_cast<float>(levels_.front().width); }
+  [[nodiscard]] float height() const { return static_cast<float>(levels_.front().height); }
+
+  /// The colour at (s, t), 0 to 1 from the top left, repeating beyond; `footprint` is the side of the pixel
+  /// that asks, in texels of the largest level.
+  [[nodiscard]] Colour sample(float s, float t, float footprint) const;
+
+ private:
+  struct Level {
+    std::size_t width;
+    std::size_t height;
+    std::vector<std::uint32_t> texels;
+  };
+  void addLevel(std::size_t width, std::size_t height, const std::vector<Colour>& texels);
+  void addHalvings(std::size_t width, std::size_t height, std::vector<Colour> texels);
+
+  std::vector<Level> levels_;
+};
+
+/// The look of plaster: soft stains and many small specks, which give a tracker its corners; `base` tints it.
+[[nodiscard]] Texture plasterTexture(unsigned seed, Colour base);
+/// Stone tiles with joints.
+[[nodiscard]] Texture tileTexture(unsigned seed, Colour base);
+/// One colour.
+[[nodiscard]] Texture plainTexture(Colour colour);
+
+}  // namespace geoloom::tools
