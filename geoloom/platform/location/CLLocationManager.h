@@ -1,0 +1,67 @@
+#pragma once
+
+#include <memory>
+#include <vector>
+
+#include "geoloom/Export.h"
+#include "geoloom/platform/location/CLLocation.h"
+#include "geoloom/platform/location/CLLocationProvider.h"
+
+namespace geoloom::platform {
+
+class CLLocationManager;
+
+/// What a location service tells its owner, on the main queue.
+class GEOLOOM_EXPORT CLLocationManagerDelegate {
+ public:
+  virtual ~CLLocationManagerDelegate();
+  virtual void didChangeAuthorization(CLLocationManager& manager, CLAuthorizationStatus status) = 0;
+  virtual void didUpdateLocations(CLLocationManager& manager,
+                                  const std::vector<std::shared_ptr<const CLLocation>>& locations) = 0;
+  virtual void didUpdateHeading(CLLocationManager& manager,
+                                const std::shared_ptr<const CLHeading>& newHeading) = 0;
+  /// Whether a panel that helps to calibrate the compass may be shown.
+  virtual bool shouldDisplayHeadingCalibration(CLLocationManager& manager) = 0;
+};
+
+inline constexpr double kCLLocationAccuracyBest = -1;
+inline constexpr double kCLDistanceFilterNone = -1;
+inline constexpr double kCLHeadingFilterNone = -1;
+
+/// One user's view of the device's location. Configured and started from one thread; `location` may be read
+/// from any. Updates end when the manager or its delegate is destroyed.
+class GEOLOOM_EXPORT CLLocationManager final : public NSObject {
+ public:
+  /// Uses the process's current provider.
+  [[nodiscard]] static std::shared_ptr<CLLocationManager> create();
+  ~CLLocationManager() override;
+
+  /// What stands behind every manager created from now on; nullptr brings back the default, which knows no
+  /// location.
+  static void setProvider(std::shared_ptr<CLLocationProvider> provider);
+
+  /// Wishes that a provider honours as far as its source lets it: metres, metres, degrees.
+  double desiredAccuracy = kCLLocationAccuracyBest;
+  double distanceFilter = kCLDistanceFilterNone;
+  double headingFilter = kCLHeadingFilterNone;
+  bool pausesLocationUpdatesAutomatically = true;
+
+  void setDelegate(std::weak_ptr<CLLocationManagerDelegate> delegate);
+  void startUpdatingHeading();
+  void startUpdatingLocation();
+  /// The delegate is told the outcome.
+  void requestWhenInUseAuthorization();
+
+  /// The latest fix, or nullptr.
+  [[nodiscard]] std::shared_ptr<const CLLocation> location() const;
+
+ private:
+  explicit CLLocationManager(std::shared_ptr<CLLocationProvider> provider);
+
+  const std::shared_ptr<CLLocationProvider> provider_;
+  std::weak_ptr<CLLocationManagerDelegate> delegate_;
+  std::shared_ptr<void> headings_;
+  std::shared_ptr<void> locations_;
+};
+
+}  // namespace geoloom::platform
