@@ -1,0 +1,228 @@
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <random>
+#include <set>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <httplib.h>
+#include <nlohmann/json.hpp>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "tests/support/TemporaryDirectory.h"
+
+// The executable as it is shipped: its one line, its exit codes, and what is left after it was killed.
+namespace geoloom::localcloud {
+namespace {
+
+using ::testing::HasSubstr;
+using ::testing::StartsWith;
+using JSON = nlohmann::json;
+
+/// A running geoloom-localcloud. What it prints comes through pipes.
+class Process {
+ public:
+  explicit Process(const std::vector<std::string>& arguments) {
+    std::array<int, 2> output{};
+    std::array<int, 2> error{};
+    EXPECT_EQ(::pipe2(output.data(), O_CLOEXEC), 0);
+    EXPECT_EQ(::pipe2(error.data(), O_CLOEXEC), 0);
+    std::vector<std::string> all = {GEOLOOM_LOCALCLOUD};
+    all.insert(all.end(), arguments.begin(), arguments.end());
+    std::vector<char*> argv;
+    for (std::string& argument : all) argv.push_back(argument.data());
+    argv.push_back(nullptr);
+    id_ = ::fork();
+    if (id_ == 0) {
+      ::dup2(output[1], STDOUT_FILENO);
+      ::dup2(error[1], STDERR_FILENO);
+      ::execv(argv[0], argv.data());
+      ::_exit(127);
+    }
+    ::close(output[1]);
+    ::close(error[1]);
+    output_ = output[0];
+    error_ = error[0];
+  }
+  ~Process() {
+    if (id_ > 0) end(SIGKILL);
+    ::close(output_);
+    ::close(error_);
+  }
+  Process(const Process&) = delete;
+  Process& operator=(const Process&) = delete;
+
+  /// Up to the end of a line, or all there is.
+  [[nodiscard]] std::string line() const { return read(output_, true); }
+  [[nodiscard]] std::string errors() const { return read(error_, false); }
+
+  void signal(int number) const { ::kill(id_, number); }
+  /// Waits for the end and returns the wait status.
+  int wait() {
+    int status = 0;
+    ::waitpid(std::exchange(id_, -1), &status, 0);
+    return status;
+  }
+  int end(int number) {
+    signal(number);
+    return wait();
+  }
+
+ private:
+  static std::string read(int from, bool oneLine) {
+    std::string text;
+    for (char c = 0; ::read(from, &c, 1) == 1 && !(oneLine && c == '\n');) text += c;
+    return text;
+  }
+
+  pid_t id_ = -1;
+  int output_ = -1;
+  int error_ = -1;
+};
+
+std::string addressOf(const Process& process) {
+  const std::string line = process.line();
+  EXPECT_THAT(line, StartsWith("listening on http://127.0.0.1:"));
+  return line.substr(std::string("listening on ").size());
+}
+
+TEST(LocalCloudProcess, SaysWhereItListensAndEndsWhenToldTo) {
+  for (const int number : {SIGTERM, SIGINT}) {
+    const test::TemporaryDirectory directory;
+    Process process({"--port", "0", "--data", (directory.path() / "new" / "deep").string()});
+    httplib::Client client(addressOf(process));
+    const auto answer =
+        client.Post("/prod/maps/find_assets_on_the_map", R"({"map_uuid":"M"})", "application/json");
+    ASSERT_TRUE(answer);
+    EXPECT_EQ(answer->body, R"({"errorMessage":"Cannot find the map M"})");
+    const int status = process.end(number);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+    EXPECT_EQ(process.errors(), "");
+  }
+}
+
+TEST(LocalCloudProcess, EndsWithOneLineAndACodeWhenItCannotStart) {
+  const test::TemporaryDirectory directory;
+  const std::string data = directory.path().string();
+  Process running({"--port", "0", "--data", data});
+  const std::string address = addressOf(running);
+  const std::string port = address.substr(address.rfind(':') + 1);
+  const std::string other = (directory.path() / "other").string();
+  struct Case {
+    std::vector<std::string> arguments;
+    int code;
+    const char* message;
+  };
+  const Case cases[] = {
+      {{"--port", "0"}, 2, "--data"},
+      {{"--port", "-1", "--data", other}, 2, "--port"},
+      {{"--port", "0", "--data", other, "--nonsense"}, 2, "--nonsense"},
+      {{"--port", "0", "--data", other, "--host", "0.0.0.0"}, 2, "--developer-key"},
+      {{"--port", "0", "--data", other, "--developer-key-file", "/nowhere"}, 2, "/nowhere"},
+      {{"--port", "0", "--data", data}, 3, "in use"},
+      {{"--port", "0", "--data", "/proc/nothing"}, 3, "/proc/nothing"},
+      {{"--port", port, "--data", other}, 4, "--port"},
+      {{"--port", "0", "--data", other, "--tls", "/nowhere", "/nowhere"}, 4, "/nowhere"},
+  };
+  for (const Case& c : cases) {
+    Process process(c.arguments);
+    const std::string errors = process.errors();
+    const int status = process.wait();
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == c.code)
+        << c.message << ": " << WEXITSTATUS(status);
+    EXPECT_THAT(errors, StartsWith("geoloom-localcloud: "));
+    EXPECT_THAT(errors, HasSubstr(c.message));
+    EXPECT_EQ(std::count(errors.begin(), errors.end(), '\n'), 1) << errors;
+  }
+}
+
+JSON tableCall(httplib::Client& client, const std::string& operation, const JSON& body) {
+  const auto answer = client.Post("/", {{"X-Amz-Target", "DynamoDB_20120810." + operation}}, body.dump(),
+                                  "application/x-amz-json-1.0");
+  return answer && answer->status == 200 ? JSON::parse(answer->body) : JSON();
+}
+
+/// Writes rows of its own as fast as they are acknowledged, however often the service goes.
+class Writer {
+ public:
+  explicit Writer(std::string session) : session_(std::move(session)) {}
+
+  void writeUntilItEnds(const std::string& address, std::atomic<int>& written) {
+    httplib::Client client(address);
+    client.set_keep_alive(true);
+    client.set_tcp_nodelay(true);
+    for (;; ++frame_) {
+      const std::string frame = std::to_string(frame_);
+      const JSON item = {{"SessionId", {{"S", session_}}}, {"FrameId", {{"N", frame}}}};
+      if (tableCall(client, "PutItem", {{"TableName", "SceneUnderstanding"}, {"Item", item}}).is_null())
+        break;
+      acknowledged_.push_back(session_ + " " + frame);
+      ++written;
+    }
+    ++frame_;  // the row that was under way is there or it is not
+  }
+
+  [[nodiscard]] const std::vector<std::string>& acknowledged() const { return acknowledged_; }
+
+ private:
+  std::string session_;
+  int frame_ = 0;
+  std::vector<std::string> acknowledged_;
+};
+
+std::set<std::string> storedRows(const std::string& address) {
+  httplib::Client client(address);
+  std::set<std::string> rows;
+  JSON body = {{"TableName", "SceneUnderstanding"}};
+  for (;;) {
+    const JSON page = tableCall(client, "Scan", body);
+    if (page.is_null()) return rows;
+    for (const JSON& item : page.at("Items")) {
+      rows.insert(item.at("SessionId").at("S").get<std::string>() + " " +
+                  item.at("FrameId").at("N").get<std::string>());
+    }
+    if (!page.contains("LastEvaluatedKey")) return rows;
+    body["ExclusiveStartKey"] = page.at("LastEvaluatedKey");
+  }
+}
+
+TEST(LocalCloudProcess, LosesNothingItAcknowledgedHoweverOftenItIsKilled) {
+  constexpr int KILLS = 200;
+  // A machine that is busy with other things gets through fewer.
+  const auto enough = std::chrono::steady_clock::now() + std::chrono::seconds(75);
+  const test::TemporaryDirectory directory;
+  const std::vector<std::string> arguments = {"--port", "0", "--data", directory.path().string()};
+  std::mt19937 random(7);
+  std::array<Writer, 2> writers = {Writer("first"), Writer("second")};
+  int kills = 0;
+  for (; kills < KILLS && std::chrono::steady_clock::now() < enough; ++kills) {
+    Process process(arguments);
+    const std::string address = addressOf(process);
+    std::atomic<int> written = 0;
+    std::vector<std::thread> threads;
+    for (Writer& writer : writers) threads.emplace_back([&] { writer.writeUntilItEnds(address, written); });
+    const int wanted = std::uniform_int_distribution(0, 20)(random);
+    while (written < wanted) std::this_thread::sleep_for(std::chrono::microseconds(100));
+    std::this_thread::sleep_for(std::chrono::microseconds(std::uniform_int_distribution(0, 2000)(random)));
+    process.end(SIGKILL);
+    for (std::thread& thread : threads) thread.join();
+  }
+  RecordProperty("kills", kills);
+  Process process(arguments);
+  const std::set<std::string> stored = storedRows(addressOf(process));
+  for (const Writer& writer : writers) {
+    EXPECT_GT(std::ssize(writer.acknowledged()), kills) << "too little was written to say anything";
+    for (const std::string& row : writer.acknowledged())
+      ASSERT_TRUE(stored.contains(row)) << row << " is lost";
+  }
+}
+
+}  // namespace
+}  // namespace geoloom::localcloud

@@ -1,0 +1,336 @@
+#include <algorithm>
+
+#include <gmock/gmock.h>
+
+#include "localcloud/DecimalNumber.h"
+#include "localcloud/TableError.h"
+#include "localcloud/TableService.h"
+#include "tests/localcloud/ServiceFixture.h"
+
+namespace geoloom::localcloud {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::EndsWith;
+using ::testing::HasSubstr;
+
+class TableServiceTest : public ServiceFixture {
+ protected:
+  using JSON = nlohmann::json;
+
+  static JSON row(const std::string& session, const std::string& time, const JSON& more = JSON::object()) {
+    JSON item = {{"SessionId", {{"S", session}}}, {"Timestamp", {{"N", time}}}};
+    item.update(more);
+    return item;
+  }
+  JSON put(const JSON& item) { return table("PutItem", {{"TableName", "Transformations"}, {"Item", item}}); }
+
+  static JSON scanOf(const std::string& session) {
+    return {{"TableName", "Transformations"},
+            {"FilterExpression", "#sessionId = :sessionId"},
+            {"ExpressionAttributeNames", {{"#sessionId", "SessionId"}}},
+            {"ExpressionAttributeValues", {{":sessionId", {{"S", session}}}}}};
+  }
+
+  /// The "__type" after the "#", having checked the form of the error.
+  std::string refusal(const std::string& operation, const JSON& body) {
+    const JSON error = table(operation, body);
+    EXPECT_EQ(status_, 400) << error;
+    if (!error.contains("__type") || !error.at("message").is_string()) return error.dump();
+    const std::string type = error.at("__type");
+    return type.substr(type.find('#') + 1);
+  }
+};
+
+TEST_F(TableServiceTest, TheTwoTablesExistFromTheStart) {
+  EXPECT_EQ(table("ListTables", JSON::object()),
+            (JSON{{"TableNames", {"SceneUnderstanding", "Transformations"}}}));
+  for (const auto& [name, range] :
+       {std::pair("Transformations", "Timestamp"), {"SceneUnderstanding", "FrameId"}}) {
+    const JSON description = table("DescribeTable", {{"TableName", name}}).at("Table");
+    EXPECT_EQ(description.at("KeySchema"), (JSON{{{"AttributeName", "SessionId"}, {"KeyType", "HASH"}},
+                                                 {{"AttributeName", range}, {"KeyType", "RANGE"}}}));
+    EXPECT_EQ(description.at("AttributeDefinitions"),
+              (JSON{{{"AttributeName", "SessionId"}, {"AttributeType", "S"}},
+                    {{"AttributeName", range}, {"AttributeType", "N"}}}));
+    EXPECT_EQ(description.at("TableStatus"), "ACTIVE");
+  }
+}
+
+TEST_F(TableServiceTest, AnswersInTheServicesContentType) {
+  const Answer answer = post("/", "{}", "DynamoDB_20120810.ListTables");
+  EXPECT_EQ(answer.contentType, "application/x-amz-json-1.0");
+  EXPECT_EQ(post("/", "{", "DynamoDB_20120810.ListTables").contentType, "application/x-amz-json-1.0");
+}
+
+TEST_F(TableServiceTest, GivesBackWhatWasPutWithNumbersCanonical) {
+  const JSON put = {{"MatchCount", {{"N", "1.50e1"}}},
+                    {"Flag", {{"BOOL", true}}},
+                    {"Nothing", {{"NULL", true}}},
+                    {"Data", {{"B", "aGk="}}},
+                    {"Names", {{"SS", {"b", "a"}}}},
+                    {"List", {{"L", {{{"N", "007"}}, {{"S", "é\n"}}}}}},
+                    {"Map", {{"M", {{"x", {{"N", "-0.0"}}}}}}}};
+  EXPECT_EQ(this->put(row("M", "12.0", put)), JSON::object());
+  EXPECT_EQ(status_, 200);
+  const JSON expected = row("M", "12",
+                            {{"MatchCount", {{"N", "15"}}},
+                             {"Flag", {{"BOOL", true}}},
+                             {"Nothing", {{"NULL", true}}},
+                             {"Data", {{"B", "aGk="}}},
+                             {"Names", {{"SS", {"a", "b"}}}},
+                             {"List", {{"L", {{{"N", "7"}}, {{"S", "é\n"}}}}}},
+                             {"Map", {{"M", {{"x", {{"N", "0"}}}}}}}});
+  EXPECT_EQ(table("GetItem", {{"TableName", "Transformations"}, {"Key", row("M", "1.2e1")}}),
+            (JSON{{"Item", expected}}));
+  EXPECT_EQ(table("GetItem", {{"TableName", "Transformations"}, {"Key", row("M", "13")}}), JSON::object());
+}
+
+TEST_F(TableServiceTest, PutReplacesAndCanReturnTheOld) {
+  put(row("M", "1", {{"Transform", {{"S", "old"}}}}));
+  const JSON answer = table("PutItem", {{"TableName", "Transformations"},
+                                        {"Item", row("M", "1")},
+                                        {"ReturnValues", "ALL_OLD"},
+                                        {"ReturnConsumedCapacity", "TOTAL"}});
+  EXPECT_EQ(answer.at("Attributes"), row("M", "1", {{"Transform", {{"S", "old"}}}}));
+  EXPECT_EQ(answer.at("ConsumedCapacity").at("TableName"), "Transformations");
+  EXPECT_EQ(table("DescribeTable", {{"TableName", "Transformations"}}).at("Table").at("ItemCount"), 1);
+}
+
+TEST_F(TableServiceTest, ScanFiltersAndCounts) {
+  put(row("M", "1"));
+  put(row("N", "1"));
+  put(row("M", "2"));
+  const JSON page = table("Scan", scanOf("M"));
+  EXPECT_EQ(page, (JSON{{"Count", 2}, {"ScannedCount", 3}, {"Items", {row("M", "1"), row("M", "2")}}}));
+  JSON body = scanOf("M");
+  body["Select"] = "COUNT";
+  EXPECT_EQ(table("Scan", body), (JSON{{"Count", 2}, {"ScannedCount", 3}}));
+  EXPECT_EQ(table("Scan", scanOf("nobody")),
+            (JSON{{"Count", 0}, {"ScannedCount", 3}, {"Items", JSON::array()}}));
+}
+
+TEST_F(TableServiceTest, ScanLimitsWhatItEvaluatesAndResumesAfterTheLastKey) {
+  for (const char* const time : {"-5", "-0.5", "0", "2", "10"}) put(row("M", time));
+  put(row("N", "1"));
+  JSON body = scanOf("M");
+  body["Limit"] = 3;
+  std::vector<std::string> times;
+  std::vector<std::size_t> sizes;
+  for (int pages = 0; pages < 9; ++pages) {
+    const JSON page = table("Scan", body);
+    sizes.push_back(page.at("Items").size());
+    EXPECT_EQ(page.at("Count"), page.at("Items").size());
+    for (const JSON& item : page.at("Items")) times.push_back(item.at("Timestamp").at("N"));
+    if (!page.contains("LastEvaluatedKey")) {
+      EXPECT_EQ(page.at("ScannedCount"), 0);
+      break;
+    }
+    EXPECT_EQ(page.at("LastEvaluatedKey").size(), 2U);
+    body["ExclusiveStartKey"] = page.at("LastEvaluatedKey");
+  }
+  EXPECT_THAT(times, ElementsAre("-5", "-0.5", "0", "2", "10")) << "range keys in the order of numbers";
+  EXPECT_THAT(sizes, ElementsAre(3, 2, 0))
+      << "a full last page is followed by an empty one, as nobody looked ahead";
+}
+
+TEST_F(TableServiceTest, APageEndsAtAMegabyte) {
+  const std::string large(300'000, 'x');
+  for (int i = 0; i < 5; ++i) put(row("M", std::to_string(i), {{"Transform", {{"S", large}}}}));
+  const JSON page = table("Scan", {{"TableName", "Transformations"}});
+  EXPECT_EQ(page.at("Count"), 4);
+  EXPECT_TRUE(page.contains("LastEvaluatedKey"));
+}
+
+TEST_F(TableServiceTest, FilterIsConjunctionOfEqualitiesInEitherOrder) {
+  put(row("M", "1", {{"A", {{"N", "1.0"}}}, {"B", {{"S", "x"}}}}));
+  put(row("M", "2", {{"A", {{"N", "1"}}}}));
+  const auto count = [&](const std::string& filter, const JSON& names, const JSON& values) {
+    JSON body = {{"TableName", "Transformations"},
+                 {"FilterExpression", filter},
+                 {"ExpressionAttributeValues", values}};
+    if (!names.empty()) body["ExpressionAttributeNames"] = names;
+    return table("Scan", body).value("Count", -1);
+  };
+  const JSON one = {{"N", "1e0"}};
+  const JSON x = {{"S", "x"}};
+  EXPECT_EQ(count("A = :a", {}, {{":a", one}}), 2);
+  EXPECT_EQ(count(":a=A and #b =:b", {{"#b", "B"}}, {{":a", one}, {":b", x}}), 1);
+  EXPECT_EQ(count("A = :a", {}, {{":a", {{"S", "1"}}}}), 0) << "text is no number";
+}
+
+TEST_F(TableServiceTest, ExpressionsOutsideTheFormAreClearErrors) {
+  const JSON values = {{":v", {{"S", "x"}}}};
+  struct Case {
+    const char* filter;
+    JSON names, values;
+    const char* message;
+  };
+  const Case cases[] = {
+      {"", {}, {}, "can not be empty"},
+      {"A > :v", {}, values, "only comparisons of the form"},
+      {"begins_with(A, :v)", {}, values, "only comparisons of the form"},
+      {"A = :v OR B = :v", {}, values, "only AND may join"},
+      {"A = :v AND", {}, values, "only comparisons of the form"},
+      {"A = B", {}, {}, "only comparisons of the form"},
+      {"A = :w", {}, values, "not defined; attribute value: :w"},
+      {"#a = :v", {}, values, "not defined; attribute name: #a"},
+      {"A = :v", {{"#a", "A"}}, values, "unused in expressions: keys: {#a}"},
+      {"A = :v", {}, {{":v", {{"S", "x"}}}, {":w", {{"S", "x"}}}}, "unused in expressions: keys: {:w}"},
+  };
+  for (const Case& c : cases) {
+    JSON body = {{"TableName", "Transformations"}, {"FilterExpression", c.filter}};
+    if (!c.names.empty()) body["ExpressionAttributeNames"] = c.names;
+    if (!c.values.empty()) body["ExpressionAttributeValues"] = c.values;
+    const JSON error = table("Scan", body);
+    EXPECT_EQ(status_, 400) << c.filter;
+    EXPECT_THAT(error.value("__type", ""), EndsWith("#ValidationException"));
+    EXPECT_THAT(error.value("message", ""), HasSubstr(c.message));
+  }
+}
+
+TEST_F(TableServiceTest, ErrorsHaveTheServicesTypes) {
+  const JSON key = {{"AttributeName", "Id"}, {"KeyType", "HASH"}};
+  const auto create = [&](const std::string& name, const JSON& schema, const char* type) {
+    return JSON{{"TableName", name},
+                {"KeySchema", schema},
+                {"AttributeDefinitions", {{{"AttributeName", "Id"}, {"AttributeType", type}}}}};
+  };
+  struct Case {
+    const char* operation;
+    JSON body;
+    const char* type;
+  };
+  JSON tooLarge = row("M", "1", {{"A", {{"S", std::string(410'000, 'x')}}}});
+  const auto item = [](const JSON& attributes) {
+    return JSON{{"TableName", "Transformations"}, {"Item", attributes}};
+  };
+  const Case cases[] = {
+      {"Scan", {{"TableName", "Nowhere"}}, "ResourceNotFoundException"},
+      {"PutItem", {{"TableName", "Nowhere"}, {"Item", row("M", "1")}}, "ResourceNotFoundException"},
+      {"DescribeTable", {{"TableName", "Nowhere"}}, "ResourceNotFoundException"},
+      {"CreateTable", create("Transformations", JSON::array({key}), "S"), "ResourceInUseException"},
+      {"CreateTable", create("no spaces", JSON::array({key}), "S"), "ValidationException"},
+      {"CreateTable", create("Fine", JSON::array(), "S"), "ValidationException"},
+      {"CreateTable", create("Fine", JSON::array({key}), "BOOL"), "ValidationException"},
+      {"DropTable", JSON::object(), "UnknownOperationException"},
+      {"Query", JSON::object(), "UnknownOperationException"},
+      {"Scan", JSON::array(), "SerializationException"},
+      {"Scan", {{"TableName", 7}}, "SerializationException"},
+      {"Scan", {{"TableName", nullptr}}, "ValidationException"},
+      {"Scan", {{"TableName", "Transformations"}, {"Limit", 0}}, "ValidationException"},
+      {"Scan", {{"TableName", "Transformations"}, {"ScanFilter", JSON::object()}}, "ValidationException"},
+      {"Scan",
+       {{"TableName", "Transformations"}, {"ExclusiveStartKey", {{"SessionId", {{"S", "M"}}}}}},
+       "ValidationException"},
+      {"PutItem", item({{"SessionId", {{"S", "M"}}}}), "ValidationException"},
+      {"PutItem", item({{"SessionId", {{"S", ""}}}, {"Timestamp", {{"N", "1"}}}}), "ValidationException"},
+      {"PutItem", item({{"SessionId", {{"N", "1"}}}, {"Timestamp", {{"N", "1"}}}}), "ValidationException"},
+      {"PutItem", item(row("M", "one")), "ValidationException"},
+      {"PutItem", item(row("M", "1", {{"A", JSON::object()}})), "ValidationException"},
+      {"PutItem", item(row("M", "1", {{"A", {{"S", "x"}, {"N", "1"}}}})), "ValidationException"},
+      {"PutItem", item(row("M", "1", {{"A", {{"X", "x"}}}})), "ValidationException"},
+      {"PutItem", item(row("M", "1", {{"A", {{"S", 1}}}})), "SerializationException"},
+      {"PutItem", item(row("M", "1", {{"A", {{"B", "?"}}}})), "SerializationException"},
+      {"PutItem", item(row("M", "1", {{"A", {{"SS", JSON::array()}}}})), "ValidationException"},
+      {"PutItem", item(row("M", "1", {{"A", {{"NS", {"1", "1.0"}}}}})), "ValidationException"},
+      {"PutItem", item(tooLarge), "ValidationException"},
+      {"PutItem",
+       {{"TableName", "Transformations"},
+        {"Item", row("M", "1")},
+        {"ConditionExpression", "attribute_exists(A)"}},
+       "ValidationException"},
+      {"GetItem",
+       {{"TableName", "Transformations"}, {"Key", {{"SessionId", {{"S", "M"}}}}}},
+       "ValidationException"},
+  };
+  for (const Case& c : cases)
+    EXPECT_EQ(refusal(c.operation, c.body), c.type) << c.operation << c.body.dump().substr(0, 200);
+  EXPECT_EQ(JSON::parse(post("/", "{}").body).at("__type"),
+            "com.amazon.coral.service#UnknownOperationException");
+  EXPECT_EQ(JSON::parse(post("/", "{", "DynamoDB_20120810.Scan").body).at("__type"),
+            "com.amazon.coral.service#SerializationException");
+  EXPECT_EQ(table("Scan", {{"TableName", "Nowhere"}}).at("__type"),
+            "com.amazonaws.dynamodb.v20120810#ResourceNotFoundException");
+}
+
+TEST_F(TableServiceTest, TablesOfOtherKeysCanBeMade) {
+  const JSON answer =
+      table("CreateTable", {{"TableName", "Blobs"},
+                            {"KeySchema", {{{"AttributeName", "Id"}, {"KeyType", "HASH"}}}},
+                            {"AttributeDefinitions", {{{"AttributeName", "Id"}, {"AttributeType", "B"}}}},
+                            {"BillingMode", "PAY_PER_REQUEST"}});
+  EXPECT_EQ(answer.at("TableDescription").at("TableName"), "Blobs");
+  for (const char* const id : {"/w==", "AA==", "AAA="}) {
+    table("PutItem", {{"TableName", "Blobs"}, {"Item", {{"Id", {{"B", id}}}}}});
+    ASSERT_EQ(status_, 200);
+  }
+  std::vector<std::string> ids;
+  const JSON page = table("Scan", {{"TableName", "Blobs"}});
+  for (const JSON& item : page.at("Items")) ids.push_back(item.at("Id").at("B"));
+  EXPECT_THAT(ids, ElementsAre("AA==", "AAA=", "/w==")) << "keys in the order of their bytes";
+  EXPECT_EQ(table("ListTables", {{"Limit", 1}}),
+            (JSON{{"TableNames", {"Blobs"}}, {"LastEvaluatedTableName", "Blobs"}}));
+  EXPECT_EQ(table("ListTables", {{"ExclusiveStartTableName", "Blobs"}}).at("TableNames").size(), 2U);
+}
+
+TEST(DecimalNumber, IsCanonicalAndOrdered) {
+  const std::pair<const char*, const char*> forms[] = {
+      {"0", "0"},
+      {"-0.00e5", "0"},
+      {"1", "1"},
+      {"+1.0", "1"},
+      {"0012.3400", "12.34"},
+      {"1e3", "1000"},
+      {"1E-10", "0.0000000001"},
+      {"-.5", "-0.5"},
+      {"5.", "5"},
+      {"123.456e2", "12345.6"},
+      {"1e-3", "0.001"},
+      {"12345678901234567890123456789012345678", "12345678901234567890123456789012345678"}};
+  for (const auto& [text, canonical] : forms) EXPECT_EQ(DecimalNumber(text).canonical(), canonical) << text;
+
+  const std::vector<std::string> ordered = {
+      "-9e125", "-100", "-99.5", "-99", "-1.5", "-1", "-0.12", "-0.1", "-1e-130", "0",    "1e-130",
+      "0.1",    "0.12", "0.9",   "1",   "1.5",  "9",  "10",    "99",   "100",     "1e20", "9e125"};
+  for (std::size_t i = 1; i < ordered.size(); ++i) {
+    EXPECT_LT(DecimalNumber(ordered[i - 1]).orderKey(), DecimalNumber(ordered[i]).orderKey()) << ordered[i];
+  }
+  for (const char* const text :
+       {"", "-", ".", "e1", "1e", "1 ", " 1", "0x1", "nan", "inf", "1,5", "1e126", "1e-131",
+        "1e99999999999999999999", "123456789012345678901234567890123456789"}) {
+    EXPECT_THROW(DecimalNumber{text}, TableError) << text;
+  }
+}
+
+TEST_F(TableServiceTest, MetricsAreCountedByNameAndDimensions) {
+  const auto send = [&](const char* name, const char* key) {
+    return metric("PutMetricData", {{"Namespace", "YeltMaps"},
+                                    {"MetricData",
+                                     {{{"MetricName", name},
+                                       {"Dimensions", {{{"Name", "devKey"}, {"Value", key}}}},
+                                       {"Value", 1},
+                                       {"Unit", "Count"}}}}});
+  };
+  send("YeltMaps.AssetSaved", "k1");
+  EXPECT_EQ(status_, 200);
+  send("YeltMaps.AssetSaved", "k1");
+  send("YeltMaps.AssetSaved", "k2");
+  const auto metrics = store_.metrics();
+  ASSERT_EQ(metrics.size(), 2U);
+  EXPECT_EQ(metrics[0].samples, 2);
+  EXPECT_EQ(metrics[0].sum, 2);
+  EXPECT_EQ(metrics[0].dimensions, R"([{"Name":"devKey","Value":"k1"}])");
+  EXPECT_EQ(metric("ListMetrics", {{"MetricName", "YeltMaps.AssetSaved"}}).at("Metrics").size(), 2U);
+  EXPECT_EQ(metric("ListMetrics", {{"Namespace", "Other"}}).at("Metrics"), JSON::array());
+
+  const Answer error = post("/", R"({"Namespace":"N"})", "GraniteServiceVersion20100801.PutMetricData");
+  EXPECT_EQ(error.status, 400);
+  EXPECT_EQ(JSON::parse(error.body).at("__type"),
+            "com.amazonaws.cloudwatch.v2010_08_01#MissingRequiredParameterException");
+  EXPECT_THAT(error.headers, ::testing::Contains(std::pair<std::string, std::string>(
+                                 "x-amzn-query-error", "MissingRequiredParameterException;Sender")));
+}
+
+}  // namespace
+}  // namespace geoloom::localcloud
