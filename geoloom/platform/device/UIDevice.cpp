@@ -1,0 +1,140 @@
+#include "geoloom/platform/device/UIDevice.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string_view>
+#include <system_error>
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <sys/utsname.h>
+#include <unistd.h>
+
+#include "geoloom/platform/device/OSRelease.h"
+#include "geoloom/platform/foundation/FileManager.h"
+
+namespace geoloom::platform {
+
+namespace {
+
+constexpr std::size_t uuidLength = 36;
+
+/// A file descriptor, closed at the end of its scope.
+class Descriptor {
+ public:
+  explicit Descriptor(int value) : value_(value) {}
+  ~Descriptor() {
+    if (value_ >= 0) ::close(value_);
+  }
+  Descriptor(const Descriptor&) = delete;
+  Descriptor& operator=(const Descriptor&) = delete;
+
+  explicit operator bool() const { return value_ >= 0; }
+  [[nodiscard]] int get() const { return value_; }
+
+ private:
+  int value_;
+};
+
+bool isUUID(std::string_view text) {
+  if (text.size() != uuidLength) return false;
+  for (std::size_t i = 0; i < uuidLength; ++i) {
+    const bool hyphen = i == 8 || i == 13 || i == 18 || i == 23;
+    const bool hexadecimal = (text[i] >= '0' && text[i] <= '9') || (text[i] >= 'A' && text[i] <= 'F');
+    if (hyphen ? text[i] != '-' : !hexadecimal) return false;
+  }
+  return true;
+}
+
+/// A version 4 UUID, or nothing where the system has no randomness.
+std::optional<std::string> randomUUID() {
+  std::array<std::uint8_t, 16> bytes{};
+  if (::getentropy(bytes.data(), bytes.size()) != 0) return std::nullopt;
+  bytes[6] = static_cast<std::uint8_t>((bytes[6] & 0x0FU) | 0x40U);
+  bytes[8] = static_cast<std::uint8_t>((bytes[8] & 0x3FU) | 0x80U);
+  std::string text;
+  for (std::size_t i = 0; i < bytes.size(); ++i) {
+    if (i == 4 || i == 6 || i == 8 || i == 10) text.push_back('-');
+    fmt::format_to(std::back_inserter(text), "{:02X}", bytes[i]);
+  }
+  return text;
+}
+
+std::optional<std::string> readUUID(const Descriptor& file) {
+  std::array<char, uuidLength> text{};
+  if (::pread(file.get(), text.data(), text.size(), 0) != static_cast<ssize_t>(text.size()))
+    return std::nullopt;
+  const std::string_view read(text.data(), text.size());
+  return isUUID(read) ? std::optional<std::string>(read) : std::nullopt;
+}
+
+bool writeUUID(const Descriptor& file, const std::string& uuid) {
+  const std::string line = uuid + "\n";
+  return ::fchmod(file.get(), S_IRUSR | S_IWUSR) == 0 && ::ftruncate(file.get(), 0) == 0 &&
+         ::pwrite(file.get(), line.data(), line.size(), 0) == static_cast<ssize_t>(line.size()) &&
+         ::fsync(file.get()) == 0;
+}
+
+/// Creates the directory and what is missing above it, for the user alone.
+void createDirectories(const std::filesystem::path& directory) {
+  std::error_code error;
+  if (directory.empty() || std::filesystem::exists(directory, error)) return;
+  createDirectories(directory.parent_path());
+  ::mkdir(directory.c_str(), S_IRWXU);
+}
+
+/// The UUID kept in `path`; a new one is written where there is none yet or the file does not hold one.
+std::optional<std::string> keptUUID(const std::filesystem::path& path) {
+  const Descriptor file(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, S_IRUSR | S_IWUSR));
+  if (!file) {
+    const Descriptor readOnly(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
+    return readOnly ? readUUID(readOnly) : std::nullopt;
+  }
+  // Whoever gets the lock first writes; the others, in this process or another, read what it wrote.
+  if (::flock(file.get(), LOCK_EX) != 0) return std::nullopt;
+  if (std::optional<std::string> kept = readUUID(file)) return kept;
+  std::optional<std::string> made = randomUUID();
+  return made && writeUUID(file, *made) ? made : std::nullopt;
+}
+
+std::string contentOf(const char* path) {
+  std::ifstream file(path);
+  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+}  // namespace
+
+const UIDevice& UIDevice::current() {
+  static const UIDevice device;
+  return device;
+}
+
+std::string UIDevice::systemVersion() const {
+  std::string text = contentOf("/etc/os-release");
+  if (text.empty()) text = contentOf("/usr/lib/os-release");
+  return osReleaseValue(text, "VERSION_ID");
+}
+
+std::string UIDevice::modelIdentifier() const {
+  utsname system{};
+  ::uname(&system);
+  std::string identifier;
+  std::copy_if(std::begin(system.machine), std::end(system.machine), std::back_inserter(identifier),
+               [](char c) { return c != '\0'; });
+  return identifier;
+}
+
+std::optional<std::string> UIDevice::identifierForVendor() const {
+  const std::optional<std::filesystem::path> directory = FileManager::stateDirectory();
+  if (!directory) return std::nullopt;
+  createDirectories(*directory);
+  return keptUUID(*directory / "vendor-identifier");
+}
+
+}  // namespace geoloom::platform
