@@ -6,7 +6,6 @@
 #include <cstdlib>
 #include <limits>
 #include <new>
-#include <optional>
 #include <utility>
 
 namespace geoloom::platform {
@@ -27,18 +26,23 @@ struct Layout {
   std::array<PlaneSize, 2> plane;
 };
 
-std::optional<Layout> layoutOf(std::size_t width, std::size_t height, CVPixelFormatType format) {
-  if (width == 0 || height == 0 || width > largestSide || height > largestSide) return std::nullopt;
+/// The layout of one plane or two, or why there is none.
+CVReturn layOut(std::size_t width, std::size_t height, CVPixelFormatType format, Layout& layout) {
+  if (width == 0 || height == 0) return kCVReturnInvalidArgument;
+  if (width > largestSide || height > largestSide) return kCVReturnInvalidSize;
   switch (format) {
     case CVPixelFormatType::ARGB32:
     case CVPixelFormatType::BGRA32:
-      return Layout{1, {PlaneSize{width * 4, height}, PlaneSize{}}};
+      layout = {1, {PlaneSize{width * 4, height}, PlaneSize{}}};
+      return kCVReturnSuccess;
     case CVPixelFormatType::oneComponent8:
-      return Layout{1, {PlaneSize{width, height}, PlaneSize{}}};
+      layout = {1, {PlaneSize{width, height}, PlaneSize{}}};
+      return kCVReturnSuccess;
     case CVPixelFormatType::biPlanarFullRange420:
-      return Layout{2, {PlaneSize{width, height}, PlaneSize{(width + 1) / 2 * 2, (height + 1) / 2}}};
+      layout = {2, {PlaneSize{width, height}, PlaneSize{(width + 1) / 2 * 2, (height + 1) / 2}}};
+      return kCVReturnSuccess;
   }
-  return std::nullopt;
+  return kCVReturnInvalidPixelFormat;
 }
 
 std::size_t aligned(std::size_t bytes) {
@@ -67,20 +71,29 @@ CVPixelBuffer::~CVPixelBuffer() {
 }
 
 std::shared_ptr<CVPixelBuffer> CVPixelBuffer::create(std::size_t width, std::size_t height,
-                                                     CVPixelFormatType format) {
-  const auto layout = layoutOf(width, height, format);
-  if (!layout) return nullptr;
+                                                     CVPixelFormatType format, CVReturn* status) {
+  CVReturn ignored = kCVReturnSuccess;
+  CVReturn& outcome = status != nullptr ? *status : ignored;
+  Layout layout;
+  outcome = layOut(width, height, format, layout);
+  if (outcome != kCVReturnSuccess) return nullptr;
   std::array<std::size_t, 2> offset = {};
   std::size_t total = 0;
-  for (std::size_t i = 0; i < layout->planes; ++i) {
-    const PlaneSize& plane = layout->plane[i];
+  for (std::size_t i = 0; i < layout.planes; ++i) {
+    const PlaneSize& plane = layout.plane[i];
     offset[i] = total;
     // Sides fit 31 bits and a pixel 4 bytes, so that a plane stays below 2^64.
     total += aligned(plane.rowBytes) * plane.rows;
   }
-  if (total > static_cast<std::size_t>(std::numeric_limits<std::ptrdiff_t>::max())) return nullptr;
+  if (total > static_cast<std::size_t>(std::numeric_limits<std::ptrdiff_t>::max())) {
+    outcome = kCVReturnInvalidSize;
+    return nullptr;
+  }
   void* memory = std::aligned_alloc(rowAlignment, total);
-  if (memory == nullptr) return nullptr;
+  if (memory == nullptr) {
+    outcome = kCVReturnAllocationFailed;
+    return nullptr;
+  }
 
   std::shared_ptr<CVPixelBuffer> buffer(new CVPixelBuffer);
   State& state = *buffer->state_;
@@ -88,10 +101,10 @@ std::shared_ptr<CVPixelBuffer> CVPixelBuffer::create(std::size_t width, std::siz
   state.width = width;
   state.height = height;
   state.format = format;
-  state.planes = layout->planes;
-  for (std::size_t i = 0; i < layout->planes; ++i) {
+  state.planes = layout.planes;
+  for (std::size_t i = 0; i < layout.planes; ++i) {
     state.base[i] = static_cast<std::uint8_t*>(memory) + offset[i];
-    state.rowBytes[i] = aligned(layout->plane[i].rowBytes);
+    state.rowBytes[i] = aligned(layout.plane[i].rowBytes);
   }
   return buffer;
 }
@@ -100,8 +113,9 @@ std::shared_ptr<CVPixelBuffer> CVPixelBuffer::createWithBytes(std::size_t width,
                                                               CVPixelFormatType format, void* bytes,
                                                               std::size_t bytesPerRow,
                                                               std::function<void()> release) {
-  const auto layout = layoutOf(width, height, format);
-  if (!layout || layout->planes != 1 || bytes == nullptr || bytesPerRow < layout->plane[0].rowBytes) {
+  Layout layout;
+  if (layOut(width, height, format, layout) != kCVReturnSuccess || layout.planes != 1 || bytes == nullptr ||
+      bytesPerRow < layout.plane[0].rowBytes) {
     return nullptr;
   }
   std::shared_ptr<CVPixelBuffer> buffer(new CVPixelBuffer);

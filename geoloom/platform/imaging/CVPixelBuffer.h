@@ -17,14 +17,25 @@ enum class CVPixelFormatType : std::uint32_t {
   biPlanarFullRange420 = 875704422,  ///< "420f": full-range luma plane, then interleaved CbCr at half size
 };
 
+/// Outcomes of making a buffer, by the platform's published codes.
+enum CVReturn : std::int32_t {
+  kCVReturnSuccess = 0,
+  kCVReturnInvalidArgument = -6661,  ///< a size of 0
+  kCVReturnAllocationFailed = -6662,
+  kCVReturnInvalidPixelFormat = -6680,
+  kCVReturnInvalidSize = -6681,  ///< a size beyond what can be addressed
+};
+
 /// An image in memory: rows of pixels, one or two planes, each row possibly padded. Shared, never copied. The
 /// bytes may be written only while the buffer is locked and nobody else reads it.
 class GEOLOOM_EXPORT CVPixelBuffer {
  public:
   /// Rows are aligned to 64 bytes and hold nothing in particular until they are written. Nothing for a size
-  /// that is not positive, a format that is not one of the above or an allocation that fails.
+  /// that is not positive, a format that is not one of the above or an allocation that fails; `status`, when
+  /// given, says which.
   [[nodiscard]] static std::shared_ptr<CVPixelBuffer> create(std::size_t width, std::size_t height,
-                                                             CVPixelFormatType format);
+                                                             CVPixelFormatType format,
+                                                             CVReturn* status = nullptr);
 
   /// Wraps the caller's bytes of a one-plane format without a copy; `release` (which may be empty) runs once,
   /// when the buffer is destroyed. Nothing for absent bytes or rows shorter than their pixels; `release` does

@@ -1,0 +1,250 @@
+#include "geoloom/platform/imaging/CGContext.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <optional>
+#include <utility>
+
+#include <libyuv.h>
+
+#include "geoloom/platform/imaging/Pixels.h"
+#include "geoloom/platform/imaging/Scaler.h"
+
+namespace geoloom::platform {
+
+namespace {
+
+bool alphaFirst(CGImageAlphaInfo alpha) {
+  return alpha == CGImageAlphaInfo::premultipliedFirst || alpha == CGImageAlphaInfo::first ||
+         alpha == CGImageAlphaInfo::noneSkipFirst;
+}
+bool alphaSkipped(CGImageAlphaInfo alpha) {
+  return alpha == CGImageAlphaInfo::noneSkipFirst || alpha == CGImageAlphaInfo::noneSkipLast;
+}
+bool alphaStraight(CGImageAlphaInfo alpha) {
+  return alpha == CGImageAlphaInfo::first || alpha == CGImageAlphaInfo::last;
+}
+
+/// a * b / 255, rounded.
+std::uint8_t times(std::uint32_t a, std::uint32_t b) {
+  const std::uint32_t product = a * b + 128;
+  return static_cast<std::uint8_t>((product + (product >> 8)) >> 8);
+}
+
+void makeOpaque(std::uint8_t* alpha, std::size_t width) {
+  for (std::size_t x = 0; x < width; ++x) alpha[4 * x] = 255;
+}
+
+// Between drawing and memory every pixel stands as B, G, R, A, which libyuv calls ARGB.
+
+/// One row of a layout as B, G, R, A; alpha that is skipped is 255.
+void readRow(const std::uint8_t* in, CGPixelLayout layout, std::uint8_t* out, std::size_t width) {
+  const int n = static_cast<int>(width);
+  if (layout.space == CGColorSpace::deviceGray) {
+    libyuv::J400ToARGB(in, 0, out, 0, n, 1);
+    return;
+  }
+  const bool little = layout.order == CGByteOrder::little;
+  if (alphaFirst(layout.alpha)) {
+    (little ? libyuv::ARGBCopy : libyuv::BGRAToARGB)(in, 0, out, 0, n, 1);
+  } else {
+    (little ? libyuv::RGBAToARGB : libyuv::ABGRToARGB)(in, 0, out, 0, n, 1);
+  }
+  if (alphaSkipped(layout.alpha)) makeOpaque(out + 3, width);
+}
+
+void writeRow(const std::uint8_t* in, CGPixelLayout layout, std::uint8_t* out, std::size_t width) {
+  const int n = static_cast<int>(width);
+  if (layout.space == CGColorSpace::deviceGray) {
+    libyuv::ARGBToJ400(in, 0, out, 0, n, 1);
+    return;
+  }
+  const bool little = layout.order == CGByteOrder::little;
+  if (alphaFirst(layout.alpha)) {
+    (little ? libyuv::ARGBCopy : libyuv::ARGBToBGRA)(in, 0, out, 0, n, 1);
+  } else {
+    (little ? libyuv::ARGBToRGBA : libyuv::ARGBToABGR)(in, 0, out, 0, n, 1);
+  }
+  if (alphaSkipped(layout.alpha)) makeOpaque(out + (alphaFirst(layout.alpha) != little ? 0 : 3), width);
+}
+
+void premultiplyRow(std::uint8_t* row, std::size_t width) {
+  for (std::size_t x = 0; x < width; ++x, row += 4) {
+    for (std::size_t c = 0; c < 3; ++c) row[c] = times(row[c], row[3]);
+  }
+}
+
+/// Lays `over` on `row`, both B, G, R, A and premultiplied.
+void blendRow(const std::uint8_t* over, std::uint8_t* row, std::size_t width) {
+  for (std::size_t i = 0; i < 4 * width; ++i) {
+    const std::uint32_t through = 255U - over[i / 4 * 4 + 3];
+    row[i] = static_cast<std::uint8_t>(std::min<std::uint32_t>(255, over[i] + times(row[i], through)));
+  }
+}
+
+bool isOpaque(const CGPixelLayout& layout) {
+  return layout.space == CGColorSpace::deviceGray || alphaSkipped(layout.alpha);
+}
+
+/// One axis of a drawing: the pixels [begin, end) that are painted, and the span of the image they show.
+struct Span {
+  std::size_t begin = 0;
+  std::size_t end = 0;
+  double imageBegin = 0;
+  double imageSize = 0;
+};
+
+/// `from` and `to` are where the image's first and last edge come to lie, in pixels. Nothing to paint gives
+/// an empty span; what is no place gives none.
+std::optional<Span> spanOf(double from, double to, std::size_t imagePixels, std::size_t limit) {
+  if (!std::isfinite(from) || !std::isfinite(to)) return std::nullopt;
+  const double last = static_cast<double>(limit);
+  const double begin = std::clamp(std::ceil(std::min(from, to) - 0.5), 0.0, last);
+  const double end = std::clamp(std::ceil(std::max(from, to) - 0.5), 0.0, last);
+  Span span{static_cast<std::size_t>(begin), static_cast<std::size_t>(end), 0, 0};
+  if (span.begin >= span.end) return span;
+  const double imagePixelsPerPixel = static_cast<double>(imagePixels) / std::abs(to - from);
+  span.imageBegin = (from < to ? begin - from : from - end) * imagePixelsPerPixel;
+  span.imageSize = (end - begin) * imagePixelsPerPixel;
+  return span;
+}
+
+/// The image's bytes with straight alpha multiplied in, which must come before pixels are mixed; else none.
+PixelMemory premultiplied(const CGImage& image, CGPixelLayout& layout) {
+  const std::size_t rowBytes = image.width() * 4;
+  PixelMemory memory = allocatePixels(rowBytes * image.height());
+  if (!memory) return nullptr;
+  for (std::size_t y = 0; y < image.height(); ++y) {
+    std::uint8_t* row = memory.get() + y * rowBytes;
+    readRow(image.bytes() + y * image.bytesPerRow(), image.layout(), row, image.width());
+    premultiplyRow(row, image.width());
+  }
+  layout = {CGColorSpace::deviceRGB, CGImageAlphaInfo::premultipliedFirst, CGByteOrder::little};
+  return memory;
+}
+
+/// Pixels of a layout without padding.
+struct Part {
+  PixelMemory memory;
+  CGPixelLayout layout;
+  std::size_t width = 0;
+  std::size_t height = 0;
+
+  [[nodiscard]] const std::uint8_t* row(std::size_t y) const {
+    return memory.get() + y * width * layout.bytesPerPixel();
+  }
+};
+
+/// What the spans show of the image, at the size they have, alpha premultiplied or skipped. Without memory on
+/// failure.
+Part scaledPart(const CGImage& image, const Span& across, const Span& down) {
+  Part part{nullptr, image.layout(), across.end - across.begin, down.end - down.begin};
+  PixelSource source{image.bytes(), image.width(), image.height(), image.bytesPerRow()};
+  PixelMemory multiplied;
+  if (alphaStraight(part.layout.alpha)) {
+    multiplied = premultiplied(image, part.layout);
+    if (!multiplied) return part;
+    source.data = multiplied.get();
+    source.rowBytes = image.width() * 4;
+  }
+  const std::size_t channels = part.layout.bytesPerPixel();
+  PixelMemory memory = allocatePixels(part.width * part.height * channels);
+  if (!memory) return part;
+  const PixelTarget target{memory.get(), part.width, part.height, part.width * channels};
+  const SourceRegion region{across.imageBegin, down.imageBegin, across.imageSize, down.imageSize};
+  if (scale(source, region, channels, target) == ScalerResult::done) part.memory = std::move(memory);
+  return part;
+}
+
+}  // namespace
+
+CGContext::CGContext(std::uint8_t* data, std::size_t width, std::size_t height, std::size_t bytesPerRow,
+                     CGPixelLayout layout)
+    : data_(data), width_(width), height_(height), bytesPerRow_(bytesPerRow), layout_(layout), states_(1) {}
+
+void CGContext::saveGState() {
+  states_.push_back(states_.back());
+}
+
+void CGContext::restoreGState() {
+  if (states_.size() > 1) states_.pop_back();
+}
+
+void CGContext::concatenate(const CGAffineTransform& first) {
+  states_.back().transform = first.concatenated(states_.back().transform);
+}
+
+void CGContext::setBlendMode(CGBlendMode mode) {
+  states_.back().blendMode = mode;
+}
+
+bool CGContext::draw(const CGImage& image, const CGRect& rect) {
+  const CGPoint bottomLeft = transform().apply(CGPoint{rect.minX(), rect.minY()});
+  const CGPoint topRight = transform().apply(CGPoint{rect.maxX(), rect.maxY()});
+  const double top = static_cast<double>(height_);
+  const auto across = spanOf(bottomLeft.x, topRight.x, image.width(), width_);
+  const auto down = spanOf(top - topRight.y, top - bottomLeft.y, image.height(), height_);
+  if (!across || !down) return false;
+  if (across->begin == across->end || down->begin == down->end) return true;
+  const Part part = scaledPart(image, *across, *down);
+  const PixelMemory lines = allocatePixels(part.width * 4 * 3);
+  if (!part.memory || !lines) return false;
+
+  std::uint8_t* const drawn = lines.get();
+  std::uint8_t* const mirrored = drawn + part.width * 4;
+  std::uint8_t* const there = mirrored + part.width * 4;
+  const bool mirroredAcross = topRight.x < bottomLeft.x;
+  const bool mirroredDown = topRight.y < bottomLeft.y;
+  const bool replace = states_.back().blendMode == CGBlendMode::copy || isOpaque(part.layout);
+  for (std::size_t y = 0; y < part.height; ++y) {
+    std::uint8_t* const out =
+        data_ + (down->begin + y) * bytesPerRow_ + across->begin * layout_.bytesPerPixel();
+    std::uint8_t* row = drawn;
+    readRow(part.row(mirroredDown ? part.height - 1 - y : y), part.layout, row, part.width);
+    if (mirroredAcross) {
+      libyuv::ARGBMirror(drawn, 0, mirrored, 0, static_cast<int>(part.width), 1);
+      row = mirrored;
+    }
+    if (!replace) {
+      readRow(out, layout_, there, part.width);
+      blendRow(row, there, part.width);
+      row = there;
+    }
+    writeRow(row, layout_, out, part.width);
+  }
+  return true;
+}
+
+std::shared_ptr<CGImage> CGContext::makeImage() const {
+  const std::size_t rowBytes = width_ * layout_.bytesPerPixel();
+  PixelMemory memory = allocatePixels(rowBytes * height_);
+  if (!memory) return nullptr;
+  for (std::size_t y = 0; y < height_; ++y)
+    std::memcpy(memory.get() + y * rowBytes, data_ + y * bytesPerRow_, rowBytes);
+  return CGImage::create(width_, height_, rowBytes, layout_, std::move(memory), rowBytes * height_);
+}
+
+std::shared_ptr<CGContext> CGBitmapContextCreate(void* data, std::size_t width, std::size_t height,
+                                                 std::size_t bitsPerComponent, std::size_t bytesPerRow,
+                                                 CGColorSpace space, CGImageAlphaInfo alpha,
+                                                 CGByteOrder order) {
+  const CGPixelLayout layout{space, alpha, order};
+  if (data == nullptr || bitsPerComponent != 8 || !layout.isValid() || alphaStraight(alpha)) return nullptr;
+  if (!isPicture(width, height, bytesPerRow, layout.bytesPerPixel())) return nullptr;
+  return std::make_shared<CGContext>(static_cast<std::uint8_t*>(data), width, height, bytesPerRow, layout);
+}
+
+std::shared_ptr<CGImage> CGBitmapContextCreateImage(const CGContext& context) {
+  return context.makeImage();
+}
+
+void CGContextTranslateCTM(CGContext& context, CGFloat tx, CGFloat ty) {
+  context.concatenate(CGAffineTransformMakeTranslation(tx, ty));
+}
+
+void CGContextScaleCTM(CGContext& context, CGFloat sx, CGFloat sy) {
+  context.concatenate(CGAffineTransformMakeScale(sx, sy));
+}
+
+}  // namespace geoloom::platform

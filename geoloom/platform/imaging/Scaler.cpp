@@ -1,0 +1,238 @@
+#include "geoloom/platform/imaging/Scaler.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+#include <memory>
+#include <mutex>
+#include <new>
+#include <utility>
+#include <vector>
+
+#include <libyuv.h>
+#include <zimg.h>
+
+#include "geoloom/Export.h"
+#include "geoloom/platform/foundation/Mutex.h"
+
+namespace geoloom::platform {
+
+namespace {
+
+constexpr std::size_t alignment = 64;
+constexpr std::size_t graphsKept = 8;
+constexpr std::size_t largestScratchKept = std::size_t{16} << 20;
+
+struct Free {
+  void operator()(void* memory) const { std::free(memory); }
+};
+struct FreeGraph {
+  void operator()(zimg_filter_graph* graph) const { zimg_filter_graph_free(graph); }
+};
+
+std::size_t aligned(std::size_t bytes) {
+  return (bytes + alignment - 1) / alignment * alignment;
+}
+
+struct Sizes {
+  std::size_t sourceWidth = 0;
+  std::size_t sourceHeight = 0;
+  SourceRegion region;
+  std::size_t channels = 0;
+  std::size_t targetWidth = 0;
+  std::size_t targetHeight = 0;
+  friend bool operator==(const Sizes&, const Sizes&) = default;
+};
+
+zimg_image_format format(std::size_t width, std::size_t height, std::size_t channels) {
+  zimg_image_format result;
+  zimg_image_format_default(&result, ZIMG_API_VERSION);
+  result.width = static_cast<unsigned>(width);
+  result.height = static_cast<unsigned>(height);
+  result.pixel_type = ZIMG_PIXEL_BYTE;
+  result.pixel_range = ZIMG_RANGE_FULL;
+  if (channels == 4) {
+    result.color_family = ZIMG_COLOR_RGB;
+    result.matrix_coefficients = ZIMG_MATRIX_RGB;
+    result.alpha =
+        ZIMG_ALPHA_PREMULTIPLIED;  // the one of its kinds that leaves all four channels independent
+  }
+  return result;
+}
+
+zimg_filter_graph* buildGraph(const Sizes& sizes) {
+  zimg_image_format source = format(sizes.sourceWidth, sizes.sourceHeight, sizes.channels);
+  source.active_region = {sizes.region.left, sizes.region.top, sizes.region.width, sizes.region.height};
+  const zimg_image_format target = format(sizes.targetWidth, sizes.targetHeight, sizes.channels);
+  zimg_graph_builder_params parameters;
+  zimg_graph_builder_params_default(&parameters, ZIMG_API_VERSION);
+  parameters.resample_filter = ZIMG_RESIZE_LANCZOS;
+  parameters.filter_param_a = 3;
+  return zimg_filter_graph_build(&source, &target, &parameters);
+}
+
+/// Rows of separate channels on their way into or out of a graph, as many at a time as it asks for.
+struct PlaneRows {
+  std::unique_ptr<std::uint8_t, Free> memory;
+  std::size_t rowBytes = 0;
+  std::size_t planeBytes = 0;
+  unsigned mask = 0;
+
+  [[nodiscard]] bool allocate(std::size_t width, std::size_t height, std::size_t channels,
+                              unsigned rowsNeeded) {
+    mask = rowsNeeded == ZIMG_BUFFER_MAX ? ZIMG_BUFFER_MAX : zimg_select_buffer_mask(rowsNeeded);
+    const std::size_t rows = mask == ZIMG_BUFFER_MAX ? height : std::size_t{mask} + 1;
+    rowBytes = aligned(width);
+    planeBytes = rowBytes * rows;
+    memory.reset(static_cast<std::uint8_t*>(std::aligned_alloc(alignment, planeBytes * channels)));
+    return memory != nullptr;
+  }
+  [[nodiscard]] std::uint8_t* row(std::size_t channel, unsigned y) const {
+    return memory.get() + channel * planeBytes + std::size_t{y & mask} * rowBytes;
+  }
+};
+
+/// What is prepared for one pair of sizes; used by one call at a time.
+struct Graph {
+  Sizes sizes;
+  std::unique_ptr<zimg_filter_graph, FreeGraph> filter;
+  PlaneRows in;
+  PlaneRows out;
+  std::unique_ptr<std::uint8_t, Free> scratch;
+  std::size_t scratchBytes = 0;
+};
+
+ScalerResult failure() {
+  return zimg_get_last_error(nullptr, 0) == ZIMG_ERROR_OUT_OF_MEMORY ? ScalerResult::outOfMemory
+                                                                     : ScalerResult::refused;
+}
+
+ScalerResult prepare(const Sizes& sizes, std::unique_ptr<Graph>& result) {
+  std::unique_ptr<Graph> graph(new (std::nothrow) Graph);
+  if (!graph) return ScalerResult::outOfMemory;
+  graph->sizes = sizes;
+  graph->filter.reset(buildGraph(sizes));
+  if (!graph->filter) return failure();
+  unsigned rowsIn = 0;
+  unsigned rowsOut = 0;
+  zimg_filter_graph_get_input_buffering(graph->filter.get(), &rowsIn);
+  zimg_filter_graph_get_output_buffering(graph->filter.get(), &rowsOut);
+  zimg_filter_graph_get_tmp_size(graph->filter.get(), &graph->scratchBytes);
+  graph->scratchBytes = std::max(aligned(graph->scratchBytes), alignment);
+  graph->scratch.reset(static_cast<std::uint8_t*>(std::aligned_alloc(alignment, graph->scratchBytes)));
+  if (!graph->scratch || !graph->in.allocate(sizes.sourceWidth, sizes.sourceHeight, sizes.channels, rowsIn) ||
+      !graph->out.allocate(sizes.targetWidth, sizes.targetHeight, sizes.channels, rowsOut)) {
+    return ScalerResult::outOfMemory;
+  }
+  result = std::move(graph);
+  return ScalerResult::done;
+}
+
+/// The graphs of the last sizes, each either here or with the one call that uses it.
+class GraphCache {
+ public:
+  std::unique_ptr<Graph> take(const Sizes& sizes) {
+    const MutexLock lock(mutex_);
+    const auto found =
+        std::find_if(graphs_.begin(), graphs_.end(), [&](const auto& g) { return g->sizes == sizes; });
+    if (found == graphs_.end()) return nullptr;
+    std::unique_ptr<Graph> graph = std::move(*found);
+    graphs_.erase(found);
+    return graph;
+  }
+
+  void giveBack(std::unique_ptr<Graph> graph) {
+    const std::size_t bytes =
+        graph->scratchBytes + (graph->in.planeBytes + graph->out.planeBytes) * graph->sizes.channels;
+    if (bytes > largestScratchKept) return;
+    const MutexLock lock(mutex_);
+    if (graphs_.size() == graphsKept) {
+      graph.swap(graphs_.front());
+      std::rotate(graphs_.begin(), graphs_.begin() + 1, graphs_.end());
+    } else {
+      graphs_.push_back(std::move(graph));
+    }
+  }
+
+ private:
+  Mutex mutex_;
+  std::vector<std::unique_ptr<Graph>> graphs_ GEOLOOM_GUARDED_BY(mutex_);  ///< the one used last at the end
+};
+
+GraphCache& cache() {
+  // Never destroyed: a thread may still be scaling while the process ends.
+  static GraphCache& instance = *new GraphCache;
+  return instance;
+}
+
+struct Pass {
+  const PixelSource* source;
+  const PixelTarget* target;
+  const Graph* graph;
+};
+
+int unpackRow(void* user, unsigned y, unsigned left, unsigned right) {
+  const Pass& pass = *static_cast<const Pass*>(user);
+  const PlaneRows& planes = pass.graph->in;
+  const std::size_t channels = pass.graph->sizes.channels;
+  const std::uint8_t* row = pass.source->data + y * pass.source->rowBytes + left * channels;
+  if (channels == 1) {
+    std::memcpy(planes.row(0, y) + left, row, right - left);
+  } else {
+    libyuv::SplitARGBPlane(row, 0, planes.row(0, y) + left, 0, planes.row(1, y) + left, 0,
+                           planes.row(2, y) + left, 0, planes.row(3, y) + left, 0,
+                           static_cast<int>(right - left), 1);
+  }
+  return 0;
+}
+
+int packRow(void* user, unsigned y, unsigned left, unsigned right) {
+  const Pass& pass = *static_cast<const Pass*>(user);
+  const PlaneRows& planes = pass.graph->out;
+  const std::size_t channels = pass.graph->sizes.channels;
+  std::uint8_t* row = pass.target->data + y * pass.target->rowBytes + left * channels;
+  if (channels == 1) {
+    std::memcpy(row, planes.row(0, y) + left, right - left);
+  } else {
+    libyuv::MergeARGBPlane(planes.row(0, y) + left, 0, planes.row(1, y) + left, 0, planes.row(2, y) + left, 0,
+                           planes.row(3, y) + left, 0, row, 0, static_cast<int>(right - left), 1);
+  }
+  return 0;
+}
+
+ScalerResult run(const Graph& graph, const PixelSource& source, const PixelTarget& target) {
+  zimg_image_buffer_const in = {};
+  zimg_image_buffer out = {};
+  in.version = ZIMG_API_VERSION;
+  out.version = ZIMG_API_VERSION;
+  for (std::size_t c = 0; c < graph.sizes.channels; ++c) {
+    in.plane[c] = {graph.in.row(c, 0), static_cast<std::ptrdiff_t>(graph.in.rowBytes), graph.in.mask};
+    out.plane[c] = {graph.out.row(c, 0), static_cast<std::ptrdiff_t>(graph.out.rowBytes), graph.out.mask};
+  }
+  Pass pass{&source, &target, &graph};
+  const auto status = zimg_filter_graph_process(graph.filter.get(), &in, &out, graph.scratch.get(), unpackRow,
+                                                &pass, packRow, &pass);
+  return status == ZIMG_ERROR_SUCCESS ? ScalerResult::done : failure();
+}
+
+}  // namespace
+
+ScalerResult scale(const PixelSource& source, const SourceRegion& region, std::size_t channels,
+                   const PixelTarget& target) {
+  constexpr std::size_t largestSide = std::numeric_limits<std::int32_t>::max() / 4;
+  if (std::max({source.width, source.height, target.width, target.height}) > largestSide)
+    return ScalerResult::refused;
+  const Sizes sizes{source.width, source.height, region, channels, target.width, target.height};
+  std::unique_ptr<Graph> graph = cache().take(sizes);
+  if (!graph) {
+    const ScalerResult prepared = prepare(sizes, graph);
+    if (prepared != ScalerResult::done) return prepared;
+  }
+  const ScalerResult result = run(*graph, source, target);
+  cache().giveBack(std::move(graph));
+  return result;
+}
+
+}  // namespace geoloom::platform

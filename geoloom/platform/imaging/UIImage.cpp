@@ -1,0 +1,110 @@
+#include "geoloom/platform/imaging/UIImage.h"
+
+#include <utility>
+
+#include <libyuv.h>
+
+#include "geoloom/platform/imaging/Pixels.h"
+
+namespace geoloom::platform {
+
+namespace {
+
+/// An orientation as a quarter turn clockwise, if any, and what is mirrored after it.
+struct Turn {
+  bool quarter = false;
+  bool across = false;
+  bool down = false;
+};
+
+Turn turnOf(UIImageOrientation orientation) {
+  switch (orientation) {
+    case UIImageOrientation::up:
+      return {false, false, false};
+    case UIImageOrientation::down:
+      return {false, true, true};
+    case UIImageOrientation::left:
+      return {true, true, true};
+    case UIImageOrientation::right:
+      return {true, false, false};
+    case UIImageOrientation::upMirrored:
+      return {false, true, false};
+    case UIImageOrientation::downMirrored:
+      return {false, false, true};
+    case UIImageOrientation::leftMirrored:
+      return {true, true, false};
+    case UIImageOrientation::rightMirrored:
+      return {true, false, true};
+  }
+  return {};
+}
+
+/// The picture turned by 90 degrees clockwise; null without memory.
+std::shared_ptr<CGImage> turned(const CGImage& image) {
+  const std::size_t pixelBytes = image.layout().bytesPerPixel();
+  const std::size_t rowBytes = image.height() * pixelBytes;
+  const std::size_t bytes = rowBytes * image.width();
+  if (!isPicture(image.height(), image.width(), rowBytes, pixelBytes)) return nullptr;
+  PixelMemory memory = allocatePixels(bytes);
+  if (!memory) return nullptr;
+  const int width = static_cast<int>(image.width());
+  const int height = static_cast<int>(image.height());
+  const int stride = static_cast<int>(image.bytesPerRow());
+  if (pixelBytes == 4) {
+    libyuv::ARGBRotate(image.bytes(), stride, memory.get(), static_cast<int>(rowBytes), width, height,
+                       libyuv::kRotate90);
+  } else {
+    libyuv::RotatePlane90(image.bytes(), stride, memory.get(), static_cast<int>(rowBytes), width, height);
+  }
+  return CGImage::create(image.height(), image.width(), rowBytes, image.layout(), std::move(memory), bytes);
+}
+
+thread_local std::vector<std::shared_ptr<CGContext>> contexts;
+
+}  // namespace
+
+UIImage::UIImage(std::shared_ptr<CGImage> cgImage, CGFloat scale, UIImageOrientation orientation)
+    : cgImage_(std::move(cgImage)), scale_(scale == 0 ? 1 : scale), orientation_(orientation) {}
+
+std::shared_ptr<UIImage> UIImage::create(std::shared_ptr<CGImage> cgImage, CGFloat scale,
+                                         UIImageOrientation orientation) {
+  if (!cgImage) return nullptr;
+  return std::shared_ptr<UIImage>(new UIImage(std::move(cgImage), scale, orientation));
+}
+
+CGSize UIImage::size() const {
+  const CGSize stored{static_cast<CGFloat>(cgImage_->width()) / scale_,
+                      static_cast<CGFloat>(cgImage_->height()) / scale_};
+  return turnOf(orientation_).quarter ? CGSize{stored.height, stored.width} : stored;
+}
+
+bool UIImage::draw(const CGRect& rect) const {
+  const auto context = UIGraphicsGetCurrentContext();
+  const Turn turn = turnOf(orientation_);
+  const auto picture = turn.quarter ? turned(*cgImage_) : cgImage_;
+  if (!context || !picture) return false;
+  context->saveGState();
+  // Turned over again, so that the picture's own coordinates have y upwards, with the rectangle's corner as
+  // origin.
+  CGContextTranslateCTM(*context, rect.minX(), rect.maxY());
+  CGContextScaleCTM(*context, 1, -1);
+  if (turn.across) context->concatenate({-1, 1, rect.width(), 0});
+  if (turn.down) context->concatenate({1, -1, 0, rect.height()});
+  const bool drawn = context->draw(*picture, {{0, 0}, {rect.width(), rect.height()}});
+  context->restoreGState();
+  return drawn;
+}
+
+void UIGraphicsPushContext(std::shared_ptr<CGContext> context) {
+  contexts.push_back(std::move(context));
+}
+
+void UIGraphicsPopContext() {
+  if (!contexts.empty()) contexts.pop_back();
+}
+
+std::shared_ptr<CGContext> UIGraphicsGetCurrentContext() {
+  return contexts.empty() ? nullptr : contexts.back();
+}
+
+}  // namespace geoloom::platform
