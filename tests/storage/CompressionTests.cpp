@@ -59,7 +59,7 @@ TEST(CompressionTest, ResultDoesNotDependOnThePiecesZlibIsFed) {
   const Bytes source = make(Content::prose, 200000);
   const auto whole = transcode(COMPRESSION_STREAM_ENCODE, source);
   ASSERT_TRUE(whole);
-  for (const std::size_t piece : {1, 7, 4096, 65535, 199999}) {
+  for (const std::size_t piece : {1U, 7U, 4096U, 65535U, 199999U}) {
     EXPECT_EQ(transcode(COMPRESSION_STREAM_ENCODE, source, piece), whole) << piece;
     EXPECT_EQ(transcode(COMPRESSION_STREAM_DECODE, *whole, piece), source) << piece;
   }

@@ -1,0 +1,331 @@
+#include <clocale>
+#include <cmath>
+#include <limits>
+#include <numeric>
+#include <random>
+#include <sstream>
+#include <string>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "geoloom/platform/foundation/Log.h"
+#include "geoloom/utilities/MultiArray.h"
+
+namespace geoloom {
+namespace {
+
+using platform::MLMultiArray;
+using platform::MLMultiArrayDataType;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using Bytes = std::vector<std::uint8_t>;
+using Shape = std::vector<std::ptrdiff_t>;
+
+template <class T>
+class MultiArrayTest : public testing::Test {};
+using ElementTypes = testing::Types<double, float, std::int32_t>;
+TYPED_TEST_SUITE(MultiArrayTest, ElementTypes);
+
+/// Elements 0, 1, 2, ... in storage order.
+template <class T>
+MultiArray<T> counting(const Shape& shape) {
+  MultiArray<T> view(shape);
+  std::iota(view.pointer(), view.pointer() + view.count(), T(0));
+  return view;
+}
+
+TYPED_TEST(MultiArrayTest, IsMadeOfZerosOrAValue) {
+  const MultiArray<TypeParam> zeros(Shape{2, 3});
+  EXPECT_EQ(zeros.array()->dataType(), multiArrayDataType<TypeParam>);
+  EXPECT_EQ(zeros.pointer(), zeros.array()->dataPointer());
+  EXPECT_EQ(zeros.strides(), (Shape{3, 1}));
+  const MultiArray<TypeParam> sevens(Shape{2, 3}, 7);
+  for (std::ptrdiff_t i = 0; i < 6; ++i) {
+    EXPECT_EQ(zeros[i], 0);
+    EXPECT_EQ(sevens[i], 7);
+  }
+  EXPECT_EQ((MultiArray<TypeParam>(Shape{}, 3).count()), 1);
+  EXPECT_EQ((MultiArray<TypeParam>(Shape{2, 0, 3}).count()), 0);
+}
+
+TYPED_TEST(MultiArrayTest, AddressesElementsThroughStrides) {
+  const auto view = counting<TypeParam>({2, 3, 4, 5});
+  const std::size_t dimensions = view.shape().size();
+  EXPECT_EQ(view[37], 37);
+  EXPECT_EQ(view(1, 2), 60 + 2 * 20);
+  EXPECT_EQ(view(1, 2, 3), 60 + 2 * 20 + 3 * 5);
+  EXPECT_EQ(view(1, 2, 3, 4), 119);
+  const auto turned = view.transposed({3, 1, 0, 2});
+  EXPECT_EQ(turned.shape(), (Shape{5, 3, 2, 4}));
+  EXPECT_EQ(turned.shape().size(), dimensions);
+  EXPECT_EQ(turned(4, 2, 1, 3), 119);
+  EXPECT_EQ(turned(4, 2, 1), 4 + 40 + 60);
+  EXPECT_EQ(turned({}), 0);
+  EXPECT_EQ(turned({4}), 4);
+  EXPECT_EQ(turned({4, 2, 1, 3}), 119);
+  EXPECT_EQ(turned[37], 37) << "one index is a position in storage";
+  turned(4, 2, 1, 3) = 5;
+  EXPECT_EQ(view(1, 2, 3, 4), 5) << "views share their storage";
+}
+
+TYPED_TEST(MultiArrayTest, ReshapesAndTransposesWithoutMovingElements) {
+  const auto view = counting<TypeParam>({2, 3});
+  EXPECT_EQ(view.reshaped({6}).strides(), (Shape{1}));
+  EXPECT_EQ(view.reshaped({3, 2}).strides(), (Shape{2, 1}));
+  const auto turned = view.transposed({1, 0});
+  EXPECT_EQ(turned.shape(), (Shape{3, 2}));
+  EXPECT_EQ(turned.strides(), (Shape{1, 3}));
+  EXPECT_EQ(&turned(2, 1), view.pointer() + 5);
+  const auto again = turned.reshaped({2, 3});
+  EXPECT_EQ(again(0, 1), 1) << "reshaping reads the storage in its own order";
+  EXPECT_EQ(again.array(), view.array());
+  EXPECT_EQ(view.reshaped({1, 6, 1}).strides(), (Shape{6, 1, 1}));
+}
+
+TYPED_TEST(MultiArrayTest, SharesForeignMemory) {
+  std::vector<TypeParam> memory(12);
+  std::iota(memory.begin(), memory.end(), TypeParam(0));
+  int released = 0;
+  {
+    const MultiArray<TypeParam> view(MLMultiArray::createWithDataPointer(
+        memory.data(), {3, 2}, multiArrayDataType<TypeParam>, {4, 2}, [&released] { ++released; }));
+    EXPECT_EQ(view(2, 1), 10);
+    const auto turned = view.transposed({1, 0});
+    EXPECT_EQ(turned(1, 2), 10);
+    EXPECT_EQ(released, 0);
+  }
+  EXPECT_EQ(released, 1);
+}
+
+TEST(MultiArrayDescriptionTest, PrintsNestedRows) {
+  auto view = counting<float>({2, 3});
+  for (std::ptrdiff_t i = 0; i < 6; ++i) view[i] += 1;
+  EXPECT_EQ(view.description(), "[[ 1.0, 2.0, 3.0 ],\n [ 4.0, 5.0, 6.0 ]]");
+  std::ostringstream stream;
+  stream << view.transposed({1, 0});
+  EXPECT_EQ(stream.str(), "[[ 1.0, 4.0 ],\n [ 2.0, 5.0 ],\n [ 3.0, 6.0 ]]");
+  EXPECT_EQ(counting<std::int32_t>({2, 2, 1}).description(), "[[[ 0 ],\n  [ 1 ]],\n [[ 2 ],\n  [ 3 ]]]");
+}
+
+TEST(MultiArrayDescriptionTest, BreaksLinesAfterElevenElements) {
+  EXPECT_EQ(counting<std::int32_t>({12}).description(), "[ 0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, \n  11 ]");
+  EXPECT_EQ(counting<std::int32_t>({11}).description(), "[ 0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10 ]");
+  EXPECT_EQ(
+      counting<std::int32_t>({1, 23}).description(),
+      "[[ 0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, \n   11, 12, 13, 14, 15, 16, 17, 18, 19, 20, 21, \n   22 ]]");
+}
+
+TEST(MultiArrayDescriptionTest, PrintsDimensionsOfSizeZero) {
+  EXPECT_EQ(MultiArray<float>(Shape({0})).description(), "[  ]");
+  EXPECT_EQ(MultiArray<float>(Shape{2, 0}).description(), "[[  ],\n [  ]]");
+  EXPECT_EQ(MultiArray<float>(Shape{0, 2}).description(), "[]");
+}
+
+TEST(MultiArrayDescriptionTest, IsTheSameInEveryLocale) {
+  MultiArray<double> doubles(Shape{4});
+  doubles[0] = 0.1;
+  doubles[1] = -1234567.5;
+  doubles[2] = 1e16;
+  doubles[3] = -0.0;
+  MultiArray<float> floats(Shape{3});
+  floats[0] = 0.1F;
+  floats[1] = std::numeric_limits<float>::infinity();
+  floats[2] = std::nanf("");
+  const std::locale before = std::locale::global(std::locale::classic());
+  struct Grouping : std::numpunct<char> {
+    [[nodiscard]] char do_decimal_point() const override { return ','; }
+    [[nodiscard]] char do_thousands_sep() const override { return '.'; }
+    [[nodiscard]] std::string do_grouping() const override { return "\3"; }
+  };
+  for (int i = 0; i < 2; ++i) {
+    EXPECT_EQ(doubles.description(), "[ 0.1, -1234567.5, 1e+16, -0.0 ]");
+    EXPECT_EQ(floats.description(), "[ 0.1, inf, nan ]");
+    EXPECT_EQ(MultiArray<std::int32_t>(Shape({1}), -1234567).description(), "[ -1234567 ]");
+    std::locale::global(std::locale(std::locale::classic(), new Grouping));
+    std::setlocale(LC_ALL, "de_DE.UTF-8");  // NOLINT(concurrency-mt-unsafe): the only thread
+  }
+  std::locale::global(before);
+  std::setlocale(LC_ALL, "C");  // NOLINT(concurrency-mt-unsafe)
+}
+
+class MultiArrayBytesTest : public testing::Test {
+ protected:
+  MultiArrayBytesTest() {
+    platform::Console::setSink([this](std::string_view line) { lines.emplace_back(line); });
+  }
+  ~MultiArrayBytesTest() override { platform::Console::setSink({}); }
+
+  std::vector<std::string> lines;
+};
+
+/// The mapping as it is stated, one element at a time.
+template <class T>
+std::uint8_t mapped(T v, T offset, T scale) {
+  const T value = (v + offset) * scale;
+  return static_cast<std::uint8_t>(value < 0 ? T(0) : value > 255 ? T(255) : value);
+}
+
+template <class T>
+void fillAtRandom(const MultiArray<T>& view, std::size_t storage) {
+  std::mt19937 random(8);
+  std::uniform_real_distribution<double> values(-100, 400);
+  for (std::size_t i = 0; i < storage; ++i) view.pointer()[i] = static_cast<T>(values(random));
+}
+
+template <class T>
+void expectColours(const MultiArray<T>& view, T offset, T scale) {
+  const auto raw = view.toRawBytesRGBA(offset, scale);
+  ASSERT_TRUE(raw);
+  ASSERT_EQ(raw->height, static_cast<std::size_t>(view.shape()[1]));
+  ASSERT_EQ(raw->width, static_cast<std::size_t>(view.shape()[2]));
+  Bytes expected;
+  for (std::ptrdiff_t y = 0; y < view.shape()[1]; ++y) {
+    for (std::ptrdiff_t x = 0; x < view.shape()[2]; ++x) {
+      for (std::ptrdiff_t c = 0; c < 3; ++c) expected.push_back(mapped(view(c, y, x), offset, scale));
+      expected.push_back(255);
+    }
+  }
+  EXPECT_EQ(raw->bytes, expected);
+}
+
+template <class T>
+void expectGray(const MultiArray<T>& view, T offset, T scale) {
+  const auto raw = view.toRawBytesGray(offset, scale);
+  ASSERT_TRUE(raw);
+  ASSERT_EQ(raw->width, static_cast<std::size_t>(view.shape()[1]));
+  Bytes expected;
+  for (std::ptrdiff_t y = 0; y < view.shape()[0]; ++y) {
+    for (std::ptrdiff_t x = 0; x < view.shape()[1]; ++x)
+      expected.push_back(mapped(view(y, x), offset, scale));
+  }
+  EXPECT_EQ(raw->bytes, expected);
+}
+
+template <class T>
+void expectSameBytesThroughAnyStrides() {
+  const MultiArray<T> first(Shape{3, 19, 37});
+  fillAtRandom(first, 3 * 19 * 37);
+  expectColours<T>(first, 0, 1);
+  expectColours<T>(first, 10, 2);
+  expectColours<T>(first.reshaped({19, 37, 3}).transposed({2, 0, 1}), 10, 2);  // channels last
+  expectColours<T>(first.reshaped({3, 37, 19}).transposed({0, 2, 1}), -3, 1);
+  const MultiArray<T> plane(Shape{19, 37});
+  fillAtRandom(plane, 19 * 37);
+  expectGray<T>(plane, 0, 1);
+  expectGray<T>(plane.transposed({1, 0}), 10, 3);
+}
+
+TEST_F(MultiArrayBytesTest, StridesDoNotChangeTheBytes) {
+  expectSameBytesThroughAnyStrides<float>();
+  expectSameBytesThroughAnyStrides<double>();
+  expectSameBytesThroughAnyStrides<std::int32_t>();
+  expectColours<float>(MultiArray<float>(Shape{3, 0, 4}), 0, 1);
+  EXPECT_THAT(lines, IsEmpty());
+}
+
+TEST_F(MultiArrayBytesTest, LimitsAndTruncates) {
+  const MultiArray<double> view(Shape{3, 2, 2}, 9);
+  view(0, 0, 0) = -5;
+  view(1, 0, 0) = 300;
+  view(2, 0, 0) = 7.9;
+  const auto raw = view.toRawBytesRGBA(0, 1);
+  EXPECT_EQ(raw->bytes, (Bytes{0, 255, 7, 255, 9, 9, 9, 255, 9, 9, 9, 255, 9, 9, 9, 255}));
+
+  const MultiArray<float> edges(Shape{1, 7});
+  const float values[] = {
+      254.99998F, 255, 255.5F, -0.0F, 1e38F, -1e38F, std::numeric_limits<float>::infinity()};
+  for (std::ptrdiff_t i = 0; i < 7; ++i) edges[i] = values[i];
+  EXPECT_EQ(edges.toRawBytesGray(0, 1)->bytes, (Bytes{254, 255, 255, 0, 255, 0, 255}));
+
+  const MultiArray<std::int32_t> wide(Shape{1, 4});
+  wide[0] = std::numeric_limits<std::int32_t>::max();
+  wide[1] = std::numeric_limits<std::int32_t>::min();
+  wide[2] = 3;
+  wide[3] = -1;
+  EXPECT_EQ(wide.toRawBytesGray(100, 1000000)->bytes, (Bytes{255, 0, 255, 255}));
+}
+
+TEST_F(MultiArrayBytesTest, SaysWhichShapeItExpected) {
+  EXPECT_FALSE(MultiArray<float>(Shape{2, 3}).toRawBytesRGBA(0, 1));
+  EXPECT_FALSE(MultiArray<float>(Shape{4, 2, 3}).toRawBytesRGBA(0, 1));
+  EXPECT_FALSE(MultiArray<float>(Shape{}).toRawBytesRGBA(0, 1));
+  EXPECT_FALSE(MultiArray<float>(Shape{3, 2, 3}).toRawBytesGray(0, 1));
+  EXPECT_THAT(lines, ElementsAre("Expected a multi-array with 3 dimensions, got [2, 3]",
+                                 "Expected first dimension to have 3 channels, got 4",
+                                 "Expected a multi-array with 3 dimensions, got []",
+                                 "Expected a multi-array with 2 dimensions, got [3, 2, 3]"));
+}
+
+TEST_F(MultiArrayBytesTest, BecomesAPicture) {
+  const auto colours = counting<float>({3, 2, 2}).image(1, 10);
+  ASSERT_TRUE(colours);
+  const platform::CGImage& picture = *colours->cgImage();
+  EXPECT_EQ(Bytes(picture.bytes(), picture.bytes() + 8), (Bytes{10, 50, 90, 255, 20, 60, 100, 255}));
+  EXPECT_EQ(picture.layout(), (platform::CGPixelLayout{platform::CGColorSpace::deviceRGB,
+                                                       platform::CGImageAlphaInfo::premultipliedLast}));
+  EXPECT_EQ(picture.bytesPerRow(), 8U);
+
+  const auto gray = counting<float>({2, 3}).array()->image<float>(1, 10);
+  ASSERT_TRUE(gray);
+  EXPECT_EQ(gray->size(), (platform::CGSize{3, 2}));
+  EXPECT_EQ(Bytes(gray->cgImage()->bytes(), gray->cgImage()->bytes() + 6), (Bytes{10, 20, 30, 40, 50, 60}));
+
+  EXPECT_FALSE(MultiArray<float>(Shape{1, 3, 2, 2}).image(0, 1));
+  EXPECT_FALSE(MultiArray<float>(Shape{0, 4}).image(0, 1));
+  EXPECT_THAT(lines, IsEmpty());
+  EXPECT_FALSE(MultiArray<float>(Shape{2, 2, 2}).image(0, 1));
+  EXPECT_THAT(lines, ElementsAre("Expected first dimension to have 3 channels, got 2"));
+}
+
+TEST_F(MultiArrayBytesTest, OneChannelBecomesAGrayPicture) {
+  const auto view = counting<std::int32_t>({4, 2, 3}).transposed({0, 2, 1});
+  const auto gray = view.image(std::ptrdiff_t{2}, 0, 1);
+  ASSERT_TRUE(gray);
+  EXPECT_EQ(gray->size(), (platform::CGSize{2, 3}));
+  EXPECT_EQ(Bytes(gray->cgImage()->bytes(), gray->cgImage()->bytes() + 6), (Bytes{12, 15, 13, 16, 14, 17}));
+  EXPECT_THAT(lines, IsEmpty());
+
+  EXPECT_FALSE(MultiArray<float>(Shape{3, 2, 2}).image(3, 0, 1));
+  EXPECT_FALSE(MultiArray<float>(Shape{3, 2, 2}).image(-1, 0, 1));
+  EXPECT_FALSE(MultiArray<float>(Shape{3, 2}).image(0, 0, 1));
+  EXPECT_THAT(lines, ElementsAre("Channel must be between 0 and 2", "Channel must be between 0 and 2",
+                                 "Expected a multi-array with 3 dimensions, got [3, 2]"));
+}
+
+TEST(MultiArrayTypeTest, CodesAndBytes) {
+  EXPECT_EQ(static_cast<int>(multiArrayDataType<double>), 65600);
+  EXPECT_EQ(static_cast<int>(multiArrayDataType<float>), 65568);
+  EXPECT_EQ(static_cast<int>(multiArrayDataType<std::int32_t>), 131104);
+  EXPECT_EQ(toUInt8(-0.99), 0);
+  EXPECT_EQ(toUInt8(255.99F), 255);
+  EXPECT_EQ(toUInt8(255), 255);
+}
+
+#ifdef NDEBUG
+TEST(MultiArrayPreconditionTest, RefusedArraysLeaveAnEmptyView) {
+  const MultiArray<float> view(Shape{-1, 2}, 3);
+  EXPECT_FALSE(view.array());
+  EXPECT_EQ(view.count(), 0);
+  EXPECT_EQ(view.description(), "[  ]");
+}
+#else
+TEST(MultiArrayPreconditionDeathTest, AreCheckedInDebugBuilds) {
+  const auto view = counting<float>({2, 3});
+  EXPECT_DEATH((void)view.reshaped({7}), "reshaped to as many elements");
+  EXPECT_DEATH((void)view.reshaped({}), "at least one dimension");
+  EXPECT_DEATH((void)view.transposed({0}), "names every dimension once");
+  EXPECT_DEATH((void)view.transposed({0, 0}), "names every dimension once");
+  EXPECT_DEATH((void)view.transposed({1, 2}), "names every dimension once");
+  EXPECT_DEATH((void)view(0, 0, 0), "more indices");
+  EXPECT_DEATH((void)view({0, 0, 0}), "more indices");
+  EXPECT_DEATH((void)MultiArray<float>(Shape{}).description(), "without dimensions");
+  EXPECT_DEATH((void)MultiArray<float>(Shape{-1}), "negative size");
+  EXPECT_DEATH((void)MultiArray<float>(std::shared_ptr<MLMultiArray>()), "needs an array");
+  EXPECT_DEATH((void)MultiArray<float>(Shape{1, 1}, std::nanf("")).toRawBytesGray(0, 1), "toUInt8");
+  EXPECT_DEATH((void)toUInt8(256), "toUInt8");
+}
+#endif
+
+}  // namespace
+}  // namespace geoloom
