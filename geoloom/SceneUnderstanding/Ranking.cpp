@@ -1,6 +1,7 @@
 #include "geoloom/SceneUnderstanding/Ranking.h"
 
 #include "geoloom/SceneUnderstanding/ScoreOrder.h"
+#include "geoloom/platform/vision/VNRequest.h"
 
 namespace geoloom {
 namespace {
@@ -103,6 +104,17 @@ std::vector<RankedLabel> top(std::int64_t k, const std::unordered_map<std::strin
                     });
   ranked.resize(static_cast<std::size_t>(kept));
   return ranked;
+}
+
+std::vector<RankedLabel> top(
+    std::int64_t k, std::span<const std::shared_ptr<platform::VNClassificationObservation>> observations) {
+  GEOLOOM_PRECONDITION(k >= 0, "top: k must not be negative");
+  std::vector<RankedLabel> best;
+  for (const auto& observation :
+       observations.first(std::min(static_cast<std::size_t>(k), observations.size()))) {
+    best.emplace_back(observation->identifier(), static_cast<double>(observation->confidence()));
+  }
+  return best;
 }
 
 }  // namespace geoloom

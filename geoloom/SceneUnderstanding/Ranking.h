@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <numeric>
 #include <ranges>
 #include <span>
@@ -18,6 +19,10 @@
 /// Ranking utilities for applications that run models of their own. Pure functions, usable from any thread.
 /// Equal scores keep the order of their indices; a NaN score ranks last.
 namespace geoloom {
+
+namespace platform {
+class VNClassificationObservation;
+}
 
 /// A scored rectangle, in any unit of length.
 struct NMSPrediction {
@@ -49,6 +54,10 @@ using RankedLabel = std::pair<std::string, double>;
 /// The `k` most probable labels, best first; equal ones in the order of their labels.
 [[nodiscard]] GEOLOOM_EXPORT std::vector<RankedLabel> top(
     std::int64_t k, const std::unordered_map<std::string, double>& probabilities);
+
+/// The first `k` of what a classifier gave, which is ordered best first. Precondition: k is not negative.
+[[nodiscard]] GEOLOOM_EXPORT std::vector<RankedLabel> top(
+    std::int64_t k, std::span<const std::shared_ptr<platform::VNClassificationObservation>> observations);
 
 /// Index and value of the largest element, the first of equal ones. Precondition: `array` is not empty.
 template <std::ranges::random_access_range Array>

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "geoloom/SceneUnderstanding/Ranking.h"
+#include "geoloom/platform/vision/VNRequest.h"
 
 namespace geoloom {
 namespace {
@@ -88,6 +89,15 @@ TEST(Ranking, TopOfADictionary) {
   EXPECT_EQ(top(2, probabilities), (std::vector<RankedLabel>{{"b", 0.7}, {"c", 0.2}}));
   EXPECT_EQ(top(9, probabilities).size(), 3U);
   EXPECT_TRUE(top(0, probabilities).empty());
+}
+
+TEST(Ranking, TopOfObservationsKeepsTheirOrder) {
+  using Observation = platform::VNClassificationObservation;
+  const std::vector observations{std::make_shared<Observation>("cat", 0.25F),
+                                 std::make_shared<Observation>("dog", 0.5F)};
+  EXPECT_EQ(top(1, observations), (std::vector<RankedLabel>{{"cat", 0.25}}));
+  EXPECT_EQ(top(3, observations), (std::vector<RankedLabel>{{"cat", 0.25}, {"dog", 0.5}}));
+  EXPECT_TRUE(top(0, observations).empty());
 }
 
 TEST(Ranking, ArrayHelpers) {

@@ -95,18 +95,19 @@ void SCNNode::addChildNode(const std::shared_ptr<SCNNode>& child) {
   for (const SCNNode* above = this; above != nullptr; above = above->parent_) {
     GEOLOOM_PRECONDITION(above != child.get(), "addChildNode: a node cannot stand below itself");
   }
-  child->detach();
-  append(child);
+  auto detached = child->detach();
+  if (!detached) detached = child;
+  append(std::move(detached));
 }
 
 void SCNNode::removeFromParentNode() {
   // The parent may hold the last reference: it must not fall before the lock is released.
-  const std::shared_ptr<NSObject> self = weak_from_this().lock();
+  std::shared_ptr<SCNNode> self;
   const std::lock_guard lock(graphMutex);
-  detach();
+  self = detach();
 }
 
-void SCNNode::append(const std::shared_ptr<SCNNode>& child) {
+void SCNNode::append(std::shared_ptr<SCNNode> child) {
   if (blocks_.empty() || blocks_.back()->slots.size() == BLOCK_SIZE) {
     blocks_.push_back(std::make_unique<Block>());
     blocks_.back()->slots.reserve(BLOCK_SIZE);
@@ -115,21 +116,24 @@ void SCNNode::append(const std::shared_ptr<SCNNode>& child) {
   child->parent_ = this;
   child->block_ = &last;
   child->slot_ = last.slots.size();
-  last.slots.push_back(child);
+  last.slots.push_back(std::move(child));
   last.snapshot.reset();
   ++childCount_;
   markChanged();
 }
 
-void SCNNode::detach() {
+/// What the parent held, nothing for a node without one.
+std::shared_ptr<SCNNode> SCNNode::detach() {
   SCNNode* const parent = std::exchange(parent_, nullptr);
-  if (parent == nullptr) return;
-  block_->slots[slot_].reset();
+  if (parent == nullptr) return nullptr;
+  auto self = std::move(block_->slots[slot_]);
   block_->snapshot.reset();
   --parent->childCount_;
   parent->markChanged();
-  if (parent->childCount_ * 4 < parent->blocks_.size() * BLOCK_SIZE && parent->blocks_.size() > 1)
+  if (parent->childCount_ * 4 < parent->blocks_.size() * BLOCK_SIZE && parent->blocks_.size() > 1) {
     parent->compact();
+  }
+  return self;
 }
 
 /// Closes the gaps once three quarters of the slots are empty: as many removals have paid for it as it moves
@@ -139,8 +143,8 @@ void SCNNode::compact() {
   sparse.swap(blocks_);
   childCount_ = 0;
   for (const auto& block : sparse) {
-    for (const auto& child : block->slots) {
-      if (child) append(child);
+    for (auto& child : block->slots) {
+      if (child) append(std::move(child));
     }
   }
 }

@@ -56,8 +56,8 @@ class GEOLOOM_EXPORT SCNNode final : public NSObject {
   template <class Edit>
   void edit(Edit&& change);
   void markChanged();
-  void append(const std::shared_ptr<SCNNode>& child);
-  void detach();
+  void append(std::shared_ptr<SCNNode> child);
+  std::shared_ptr<SCNNode> detach();
   void compact();
   [[nodiscard]] SCNNodeSnapshot takeSnapshot() const;
   static void refresh(Block& block);

@@ -9,12 +9,12 @@ CAShapeLayer::~CAShapeLayer() = default;
 CATextLayer::~CATextLayer() = default;
 
 void CALayer::addSublayer(std::shared_ptr<CALayer> layer) {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   sublayers_.push_back(std::move(layer));
 }
 
 std::vector<std::shared_ptr<CALayer>> CALayer::sublayers() const {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   return sublayers_;
 }
 

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+
+#include "geoloom/platform/foundation/simd.h"
+
+namespace geoloom {
+
+/// The last values of something that moves, and how far it moves on the average between two of them.
+class MotionHistory {
+ public:
+  /// Appends `value`. From the fifth value on: the three steps between the last four, added and divided by 4,
+  /// in single precision; zero before.
+  [[nodiscard]] platform::simd_float3 meanStepAfter(const platform::simd_float3& value);
+
+ private:
+  std::array<platform::simd_float3, 4> last_{};  ///< oldest first
+  std::size_t count_ = 0;                        ///< as far as 5
+};
+
+/// Whether the camera moves enough for another look: by more than about a millimetre or a milliradian a
+/// frame. Sees every frame, analysed or not. One thread at a time.
+class MotionGate {
+ public:
+  /// `position` in metres, `eulerAngles` in radians.
+  [[nodiscard]] bool hasMoved(const platform::simd_float3& position,
+                              const platform::simd_float3& eulerAngles);
+
+ private:
+  MotionHistory positions_;
+  MotionHistory angles_;
+};
+
+}  // namespace geoloom

@@ -1,0 +1,190 @@
+#include "geoloom/SceneUnderstanding/SSDObjectDetector.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdlib>
+#include <limits>
+#include <utility>
+
+#include "geoloom/SceneUnderstanding/DetectionOverlay.h"
+#include "geoloom/SceneUnderstanding/EXIFOrientation.h"
+#include "geoloom/SceneUnderstanding/SSDAnchors.h"
+#include "geoloom/SceneUnderstanding/SampleGrid.h"
+#include "geoloom/SceneUnderstanding/feature_model.h"
+#include "geoloom/platform/ar/ARFrame.h"
+#include "geoloom/platform/foundation/Log.h"
+#include "geoloom/platform/ui/UIView.h"
+#include "geoloom/platform/vision/VNRequest.h"
+#include "geoloom/session/DetectedObjectFactory.h"
+
+namespace geoloom {
+namespace {
+
+using platform::SCNVector3;
+
+constexpr std::int64_t CLASS_COUNT = 90;
+constexpr double SCORE_THRESHOLD = 0.01;
+constexpr float LEAST_DISTANCE = 0.3F;
+
+[[noreturn]] void failToLoad(const platform::Failure& failure) {
+  platform::SystemLog::log(failure.message);
+  platform::SystemLog::log("SceneUnderstanding/SSDObjectDetector: Fatal error: Can't load VisionML model");
+  std::abort();
+}
+
+std::shared_ptr<platform::VNCoreMLModel> loadVisionModel() {
+  const auto network = feature_model::create();
+  if (!network) failToLoad(network.failure());
+  auto visionModel = platform::VNCoreMLModel::create(network->model);
+  if (!visionModel) failToLoad(visionModel.failure());
+  return *std::move(visionModel);
+}
+
+SSDObjectDetector::Vision visionOf(std::shared_ptr<platform::VNCoreMLModel> visionModel) {
+  return [visionModel = std::move(visionModel)](const platform::ARFrame& frame, const auto& completion) {
+    const std::array request{std::make_shared<platform::VNCoreMLRequest>(
+        visionModel, [&](platform::VNCoreMLRequest& performed) { completion(performed.results()); })};
+    request[0]->imageCropAndScaleOption = platform::VNImageCropAndScaleOption::centerCrop;
+    // The sensor's image is landscape, the view upright.
+    constexpr auto orientation = static_cast<platform::CGImagePropertyOrientation>(EXIFOrientation::rightTop);
+    return platform::VNImageRequestHandler(frame.capturedImage(), orientation).perform(request);
+  };
+}
+
+SCNVector3 translationOf(const platform::simd_float4x4& transform) {
+  return {transform.columns[3].x, transform.columns[3].y, transform.columns[3].z};
+}
+
+/// Gives the semaphore back once, however its scope is left.
+class SignalAtEnd {
+ public:
+  explicit SignalAtEnd(platform::DispatchSemaphore& semaphore) : semaphore_(semaphore) {}
+  ~SignalAtEnd() { semaphore_.signal(); }
+  SignalAtEnd(const SignalAtEnd&) = delete;
+  SignalAtEnd& operator=(const SignalAtEnd&) = delete;
+
+ private:
+  platform::DispatchSemaphore& semaphore_;
+};
+
+/// Bounds that hold nothing yet.
+constexpr BoundingBox3D emptyBounds() {
+  constexpr float largest = std::numeric_limits<float>::max();
+  return {largest, -largest, largest, -largest, largest, -largest};
+}
+
+void extend(BoundingBox3D& bounds, const SCNVector3& p) {
+  bounds.minX = std::min(bounds.minX, p.x);
+  bounds.maxX = std::max(bounds.maxX, p.x);
+  bounds.minY = std::min(bounds.minY, p.y);
+  bounds.maxY = std::max(bounds.maxY, p.y);
+  bounds.minZ = std::min(bounds.minZ, p.z);
+  bounds.maxZ = std::max(bounds.maxZ, p.z);
+}
+
+/// The elements of one result where it is an array that can be read.
+std::optional<std::span<const float>> elementsOf(
+    const std::shared_ptr<platform::VNObservation>& observation) {
+  const auto* value = dynamic_cast<const platform::VNCoreMLFeatureValueObservation*>(observation.get());
+  if (value == nullptr || !value->featureValue().multiArrayValue) return std::nullopt;
+  return SSDPostProcessor::floatElements(*value->featureValue().multiArrayValue);
+}
+
+}  // namespace
+
+SSDObjectDetector::SSDObjectDetector(double height, double width, Callback onDetections)
+    : SSDObjectDetector(height, width, std::move(onDetections), visionOf(loadVisionModel())) {}
+
+SSDObjectDetector::SSDObjectDetector(double height, double width, Callback onDetections, Vision vision)
+    : screenHeight(height),
+      screenWidth(width),
+      callback(std::move(onDetections)),
+      updateQueue(platform::DispatchQueue::serial("com.yelt.objectdetector.updatequeue")),
+      lastExecution_(platform::Clock::current()->date()),
+      ssdPostProcessor_(static_cast<std::int64_t>(SSDAnchors::count), CLASS_COUNT, SCORE_THRESHOLD),
+      vision_(std::move(vision)),
+      boundingBoxes_(std::make_shared<BoundingBoxPool>()) {}
+
+SSDObjectDetector::~SSDObjectDetector() = default;
+
+bool SSDObjectDetector::cameraMoved(const platform::ARFrame& frame) {
+  const SCNVector3 position = translationOf(frame.camera().transform());
+  return motionGate_.hasMoved({position.x, position.y, position.z}, frame.camera().eulerAngles());
+}
+
+void SSDObjectDetector::predict(const std::shared_ptr<const platform::ARFrame>& frame) {
+  semaphore_.wait();
+  const SignalAtEnd signal(semaphore_);
+  const auto failure =
+      vision_(*frame, [&](const Observations& observations) { handleResults(observations, *frame); });
+  if (failure) platform::Console::print(failure->message);
+}
+
+void SSDObjectDetector::handleResults(const Observations& observations, const platform::ARFrame& frame) {
+  const auto predictions = processResults(observations);
+  if (!predictions) return;
+  locateObjects(*predictions, frame);
+  platform::DispatchQueue::main()->async([boxes = boundingBoxes_] { boxes->hide(); });
+}
+
+std::optional<std::vector<Prediction>> SSDObjectDetector::processResults(const Observations& observations) {
+  lastExecution_ = platform::Clock::current()->date();
+  if (observations.size() != 2) return std::nullopt;
+  const auto scores = elementsOf(observations[0]);
+  const auto boxes = elementsOf(observations[1]);
+  constexpr std::size_t classes = CLASS_COUNT + 1;
+  if (!scores || !boxes || scores->size() < classes * SSDAnchors::count ||
+      boxes->size() < 4 * SSDAnchors::count) {
+    return std::nullopt;
+  }
+  return ssdPostProcessor_.nonMaximumSuppression(ssdPostProcessor_.postprocess(*boxes, *scores));
+}
+
+void SSDObjectDetector::locateObjects(std::span<const Prediction> predictions,
+                                      const platform::ARFrame& frame) {
+  const auto currentScene = scene.load();
+  const bool draws = drawBoundingBoxes;
+  std::function<void(SCNVector3)> onHit;
+  if (VISUALIZE_HITTEST_LOCS && currentScene) onHit = [&](SCNVector3 p) { hitMarker(p, *currentScene); };
+
+  std::vector<std::shared_ptr<DetectedObject>> objects;
+  for (const Prediction& prediction : predictions) {
+    if (!ssdPostProcessor_.classNames()) continue;
+    const std::string& name =
+        (*ssdPostProcessor_.classNames())[static_cast<std::size_t>(prediction.detectedClass)];
+    const auto bounds = locateBox(prediction.decodeBoundingBox(), frame, screenWidth, screenHeight, onHit);
+    if (!bounds) continue;
+    const auto confidence = static_cast<float>(1 / (1 + std::exp(-prediction.score)));
+    const float height = std::abs(bounds->minY - bounds->maxY);
+    objects.push_back(DetectedObjectFactory::make(name, confidence, bounds->center(), height));
+    semanticNetwork_.observe(name, static_cast<double>(confidence), *bounds, currentScene, draws);
+  }
+  if (currentScene) semanticNetwork_.drawVisualEdges(*currentScene);
+  if (callback) callback(objects);
+}
+
+void SSDObjectDetector::setUpBoundingBoxes(const std::shared_ptr<platform::UIView>& view) {
+  boundingBoxes_->setUp(*view->layer());
+}
+
+std::optional<BoundingBox3D> locateBox(const BoundingBox2& box, const platform::ARFrame& frame,
+                                       double screenWidth, double screenHeight,
+                                       const std::function<void(SCNVector3)>& onHit) {
+  const SCNVector3 camera = translationOf(frame.camera().transform());
+  BoundingBox3D bounds = emptyBounds();
+  const platform::CGRect rect =
+      imageRect(screenRect(box, screenWidth, screenHeight), screenWidth, screenHeight);
+  forEachSample(rect, [&](platform::CGPoint sample) {
+    const auto hits = frame.hitTest(sample, platform::ARHitTestResultType::featurePoint);
+    if (hits.empty()) return;
+    const SCNVector3 p = translationOf(hits.front().worldTransform);
+    if (!(p.distance(camera) >= LEAST_DISTANCE)) return;
+    extend(bounds, p);
+    if (onHit) onHit(p);
+  });
+  if (bounds.minX == emptyBounds().minX) return std::nullopt;
+  return bounds;
+}
+
+}  // namespace geoloom

@@ -1,0 +1,108 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <span>
+#include <vector>
+
+#include "geoloom/SceneUnderstanding/BoundingBoxPool.h"
+#include "geoloom/SceneUnderstanding/MotionGate.h"
+#include "geoloom/SceneUnderstanding/SSDPostProcessor.h"
+#include "geoloom/SceneUnderstanding/SemanticNetwork.h"
+#include "geoloom/platform/foundation/AtomicValue.h"
+#include "geoloom/platform/foundation/Clock.h"
+#include "geoloom/platform/foundation/Dispatch.h"
+#include "geoloom/platform/foundation/NSLock.h"
+#include "geoloom/platform/foundation/Result.h"
+
+namespace geoloom {
+
+namespace platform {
+class ARFrame;
+class UIView;
+class VNObservation;
+}  // namespace platform
+
+class DetectedObject;
+
+/// Finds objects in camera frames and places them in the world.
+///
+/// Whoever delivers frames asks cameraMoved() of each, takes `lock` without waiting, queues predict() on
+/// `updateQueue` and unlocks after it: one frame is in work at a time, those that come meanwhile are dropped.
+/// cameraMoved() belongs to the thread that delivers frames; predict() and all it does, the callback
+/// included, to `updateQueue`.
+class SSDObjectDetector {
+ public:
+  using Callback = std::function<void(const std::vector<std::shared_ptr<DetectedObject>>&)>;
+  using Observations = std::vector<std::shared_ptr<platform::VNObservation>>;
+  /// Looks at a frame's picture: calls `completion` once with the observations, before it returns, or gives
+  /// the reason why there are none.
+  using Vision = std::function<std::optional<platform::Failure>(
+      const platform::ARFrame& frame, const std::function<void(const Observations&)>& completion)>;
+
+  /// The size of the application's view, upright, in points. Loads the compiled network; where that cannot be
+  /// done, the process ends with the line "Can't load VisionML model" in the system log.
+  SSDObjectDetector(double screenHeight, double screenWidth, Callback callback);
+  /// With something else that looks at pictures.
+  SSDObjectDetector(double screenHeight, double screenWidth, Callback callback, Vision vision);
+  ~SSDObjectDetector();
+  SSDObjectDetector(const SSDObjectDetector&) = delete;
+  SSDObjectDetector& operator=(const SSDObjectDetector&) = delete;
+
+  /// Whether the camera has moved enough for another detection; takes note of every frame.
+  [[nodiscard]] bool cameraMoved(const platform::ARFrame& frame);
+
+  /// One detection on the frame's picture; returns when the callback has. No callback where the picture
+  /// cannot be analysed.
+  void predict(const std::shared_ptr<const platform::ARFrame>& frame);
+
+  /// Puts the boxes of the 2D overlay on the view, hidden.
+  void setUpBoundingBoxes(const std::shared_ptr<platform::UIView>& view);
+  /// Hides the 2D overlay; belongs to the main queue.
+  void hideBoundingBoxes() { boundingBoxes_->hide(); }
+
+  [[nodiscard]] const SSDPostProcessor& ssdPostProcessor() const { return ssdPostProcessor_; }
+  [[nodiscard]] std::vector<BoundingBox> boundingBoxes() const { return boundingBoxes_->boxes(); }
+  /// What is tracked. To be read on `updateQueue` only, from the callback for example: it has all objects of
+  /// its frame.
+  [[nodiscard]] const SemanticNetwork& semanticNetwork() const { return semanticNetwork_; }
+  /// When results were last handled; at first the time of construction. For `updateQueue` only.
+  [[nodiscard]] platform::Date lastExecution() const { return lastExecution_; }
+
+  const double screenHeight;
+  const double screenWidth;
+  const Callback callback;
+  const std::shared_ptr<platform::DispatchQueue> updateQueue;
+  platform::NSLock lock;
+
+  /// What is drawn, and where. Switched on at any time from any thread; a frame goes by what it finds at its
+  /// start.
+  std::atomic<bool> drawBoundingBoxes = false;
+  std::atomic<bool> VISUALIZE_HITTEST_LOCS = false;
+  platform::AtomicValue<std::shared_ptr<platform::SCNScene>> scene;
+
+ private:
+  void handleResults(const Observations& observations, const platform::ARFrame& frame);
+  [[nodiscard]] std::optional<std::vector<Prediction>> processResults(const Observations& observations);
+  void locateObjects(std::span<const Prediction> predictions, const platform::ARFrame& frame);
+
+  platform::DispatchSemaphore semaphore_{1};
+  platform::Date lastExecution_;
+  SSDPostProcessor ssdPostProcessor_;
+  Vision vision_;
+  std::shared_ptr<BoundingBoxPool> boundingBoxes_;
+  MotionGate motionGate_;
+  SemanticNetwork semanticNetwork_;
+};
+
+/// The bounds of what stands in the world behind a box: of the feature points that the box's samples hit
+/// first, but for those nearer than 0.3 m to the camera. Nothing where no sample hits. `onHit` hears of every
+/// point that counts.
+[[nodiscard]] std::optional<BoundingBox3D> locateBox(
+    const BoundingBox2& box, const platform::ARFrame& frame, double screenWidth, double screenHeight,
+    const std::function<void(platform::SCNVector3)>& onHit = {});
+
+}  // namespace geoloom

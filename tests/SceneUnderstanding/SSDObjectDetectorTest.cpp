@@ -1,0 +1,444 @@
+#include <cmath>
+#include <limits>
+#include <random>
+#include <stdexcept>
+
+#include <gtest/gtest.h>
+
+#include "geoloom/SceneUnderstanding/EXIFOrientation.h"
+#include "geoloom/SceneUnderstanding/SSDAnchors.h"
+#include "geoloom/SceneUnderstanding/SSDObjectDetector.h"
+#include "geoloom/SceneUnderstanding/SampleGrid.h"
+#include "geoloom/SceneUnderstanding/feature_model.h"
+#include "geoloom/platform/ar/ARFrame.h"
+#include "geoloom/platform/foundation/Log.h"
+#include "geoloom/platform/imaging/PNG.h"
+#include "geoloom/platform/ui/UIView.h"
+#include "geoloom/platform/vision/VNRequest.h"
+#include "geoloom/session/DetectedObject.h"
+
+#include "tests/support/Model.h"
+
+namespace geoloom {
+namespace {
+
+using platform::ARFrame;
+using platform::CGPoint;
+using platform::CGRect;
+using platform::MLMultiArray;
+using platform::simd_float3;
+
+constexpr double NOT_A_NUMBER = std::numeric_limits<double>::quiet_NaN();
+
+void expectNear(const CGRect& actual, const CGRect& expected) {
+  EXPECT_NEAR(actual.origin.x, expected.origin.x, 1e-12);
+  EXPECT_NEAR(actual.origin.y, expected.origin.y, 1e-12);
+  EXPECT_NEAR(actual.size.width, expected.size.width, 1e-12);
+  EXPECT_NEAR(actual.size.height, expected.size.height, 1e-12);
+}
+
+TEST(SampleGrid, BoxesOnTheScreenAndInTheSidewaysImage) {
+  const CGRect whole = screenRect({0, 0, 1, 1}, 375, 812);
+  EXPECT_EQ(whole, (CGRect{{0, 218.5}, {375, 375}}));
+  expectNear(imageRect(whole, 375, 812), {{218.5 / 812, 0}, {375.0 / 812, 1}});
+
+  // The left third of the screen's width is the lower third of the image.
+  const CGRect left = screenRect({0.5, 0, 1, 0.25}, 400, 800);
+  EXPECT_EQ(left, (CGRect{{0, 400}, {100, 200}}));
+  expectNear(imageRect(left, 400, 800), {{0.5, 0.75}, {0.25, 0.25}});
+}
+
+std::vector<CGPoint> samplesOf(const CGRect& rect) {
+  std::vector<CGPoint> samples;
+  forEachSample(rect, [&](CGPoint p) { samples.push_back(p); });
+  return samples;
+}
+
+TEST(SampleGrid, SamplesAreWholeStepsFromTheStart) {
+  const auto samples = samplesOf({{0, 10}, {5, 50}});
+  ASSERT_EQ(samples.size(), 16U);
+  EXPECT_EQ(samples[0], (CGPoint{1, 20}));
+  EXPECT_EQ(samples[1], (CGPoint{1, 30})) << "y is the inner loop";
+  EXPECT_EQ(samples[15], (CGPoint{4, 50}));
+
+  std::mt19937 random(2);
+  std::uniform_real_distribution<double> number(0, 1);
+  int fives = 0;
+  for (int i = 0; i < 4000; ++i) {
+    const CGRect rect{{number(random), number(random)}, {number(random), number(random)}};
+    std::vector<CGPoint> expected;
+    const double stepX = rect.size.width / 5;
+    const double stepY = rect.size.height / 5;
+    for (int k = 0; rect.origin.x + stepX + k * stepX < rect.origin.x + rect.size.width; ++k) {
+      for (int m = 0; rect.origin.y + stepY + m * stepY < rect.origin.y + rect.size.height; ++m) {
+        expected.push_back({rect.origin.x + stepX + k * stepX, rect.origin.y + stepY + m * stepY});
+      }
+    }
+    ASSERT_EQ(samplesOf(rect), expected);
+    fives += expected.size() > 16 ? 1 : 0;
+  }
+  EXPECT_GT(fives, 0) << "rounding puts a fifth sample inside now and then";
+}
+
+TEST(SampleGrid, WithoutSizeThereAreNone) {
+  const double infinity = std::numeric_limits<double>::infinity();
+  const double least = std::numeric_limits<double>::denorm_min();
+  for (const CGRect& rect : std::vector<CGRect>{{{0, 0}, {0, 1}},
+                                                {{0, 0}, {1, 0}},
+                                                {{0, 0}, {least, 1}},
+                                                {{0, 0}, {NOT_A_NUMBER, 1}},
+                                                {{NOT_A_NUMBER, 0}, {1, 1}},
+                                                {{0, 0}, {infinity, 1}},
+                                                {{infinity, 0}, {1, 1}}}) {
+    EXPECT_TRUE(samplesOf(rect).empty());
+  }
+}
+
+/// How many of `frames` frames with these steps the gate lets through.
+int passed(simd_float3 step, simd_float3 turn, int frames) {
+  MotionGate gate;
+  int count = 0;
+  for (int i = 0; i < frames; ++i) {
+    const auto n = static_cast<float>(i);
+    count +=
+        gate.hasMoved({n * step.x, n * step.y, n * step.z}, {n * turn.x, n * turn.y, n * turn.z}) ? 1 : 0;
+  }
+  return count;
+}
+
+TEST(MotionGate, OpensForAMillimetreOrAMilliradian) {
+  EXPECT_EQ(passed({1, 0, 0}, {}, 4), 0) << "never before the fifth frame";
+  EXPECT_EQ(passed({1, 0, 0}, {}, 5), 1);
+  EXPECT_EQ(passed({0.0012F, 0, 0}, {}, 100), 0) << "three steps, but a quarter of their sum";
+  EXPECT_EQ(passed({0, 0, 0.0015F}, {}, 100), 96);
+  EXPECT_EQ(passed({0.0005F, 0, 0}, {}, 100), 0);
+  EXPECT_EQ(passed({}, {0, 0.0015F, 0}, 100), 96);
+  EXPECT_EQ(passed({}, {}, 100), 0);
+}
+
+/// A frame whose camera stands at `camera` and looks along -z; 640 x 480, 90 degrees wide.
+std::shared_ptr<const ARFrame> frameOf(std::vector<simd_float3> points, simd_float3 camera = {}) {
+  platform::simd_float4x4 pose;
+  pose.columns[3] = {camera.x, camera.y, camera.z, 1};
+  platform::simd_float3x3 intrinsics;
+  intrinsics.columns = {{{320, 0, 0}, {0, 320, 0}, {319.5F, 239.5F, 1}}};
+  return std::make_shared<const ARFrame>(
+      platform::CVPixelBuffer::create(64, 48, platform::CVPixelFormatType::BGRA32),
+      std::make_shared<platform::ARCamera>(pose, intrinsics, platform::CGSize{640, 480}), std::move(points),
+      0);
+}
+
+/// Points of a wall across the view, `spacing` apart.
+std::vector<simd_float3> wall(float z, float spacing = 0.02F) {
+  std::vector<simd_float3> points;
+  const float side = std::abs(z);
+  for (float x = -side; x <= side; x += spacing) {
+    for (float y = -side; y <= side; y += spacing) points.push_back({x, y, z});
+  }
+  return points;
+}
+
+/// The view of a phone whose aspect is that of the frames.
+constexpr double SCREEN_WIDTH = 360;
+constexpr double SCREEN_HEIGHT = 480;
+
+TEST(LocateBox, BoundsOfWhatIsHit) {
+  // The middle of the screen is the middle of the image: the wall's middle.
+  const BoundingBox2 middle{0.4, 0.4, 0.6, 0.6};
+  const auto found = locateBox(middle, *frameOf(wall(-2)), SCREEN_WIDTH, SCREEN_HEIGHT);
+  ASSERT_TRUE(found);
+  // The square spans 480 of the image's 640 columns; a fifth of it is 96 pixels, of which the samples span
+  // three fifths.
+  // Of the points near a sample the one nearest to the camera is taken, up to 8 pixels further in.
+  const float half = 2 * (96 * 0.6F / 2 - 4) / 320;
+  EXPECT_NEAR(found->minX, -half, 0.035);
+  EXPECT_NEAR(found->maxX, half, 0.035);
+  EXPECT_NEAR(found->minY, -half, 0.035);
+  EXPECT_NEAR(found->maxY, half, 0.035);
+  EXPECT_EQ(found->minZ, -2);
+  EXPECT_EQ(found->maxZ, -2);
+
+  EXPECT_FALSE(locateBox(middle, *frameOf({}), SCREEN_WIDTH, SCREEN_HEIGHT)) << "nothing is known there";
+  EXPECT_FALSE(locateBox({0.5, 0.5, 0.5, 0.6}, *frameOf(wall(-2)), SCREEN_WIDTH, SCREEN_HEIGHT)) << "no size";
+  EXPECT_FALSE(locateBox({NOT_A_NUMBER, 0, 1, 1}, *frameOf(wall(-2)), SCREEN_WIDTH, SCREEN_HEIGHT));
+}
+
+TEST(LocateBox, UpOnTheScreenIsLeftInTheImage) {
+  // Upper left corner of the screen's square: left in the image, and low.
+  const auto found = locateBox({0, 0, 0.2, 0.2}, *frameOf(wall(-1)), SCREEN_WIDTH, SCREEN_HEIGHT);
+  ASSERT_TRUE(found);
+  EXPECT_LT(found->maxX, -0.4);
+  EXPECT_LT(found->maxY, -0.4);
+}
+
+TEST(LocateBox, OnlyTheNearestPointOfASampleCountsAndNotIfItIsTooNear) {
+  const BoundingBox2 middle{0.4, 0.4, 0.6, 0.6};
+  const auto at = [&](std::vector<simd_float3> points) {
+    return locateBox(middle, *frameOf(std::move(points)), SCREEN_WIDTH, SCREEN_HEIGHT);
+  };
+  EXPECT_FALSE(at(wall(-0.29F, 0.002F)));
+  EXPECT_TRUE(at(wall(-0.31F, 0.002F)));
+  auto both = wall(-0.25F, 0.002F);
+  const auto behind = wall(-2);
+  both.insert(both.end(), behind.begin(), behind.end());
+  EXPECT_FALSE(at(both)) << "what is behind a point that is too near does not take its place";
+
+  auto staggered = wall(-1, 0.01F);
+  staggered.insert(staggered.end(), behind.begin(), behind.end());
+  const auto found = at(staggered);
+  ASSERT_TRUE(found);
+  EXPECT_EQ(found->minZ, -1);
+}
+
+TEST(LocateBox, DistanceIsFromTheCameraNotFromTheOrigin) {
+  const BoundingBox2 middle{0.4, 0.4, 0.6, 0.6};
+  auto points = wall(-0.25F, 0.002F);
+  for (auto& p : points) p.z += 5;
+  EXPECT_FALSE(locateBox(middle, *frameOf(points, {0, 0, 5}), SCREEN_WIDTH, SCREEN_HEIGHT));
+  points = wall(-1, 0.01F);
+  for (auto& p : points) p.z += 1;  // at the world's origin, a metre from the camera
+  EXPECT_TRUE(locateBox(middle, *frameOf(points, {0, 0, 1}), SCREEN_WIDTH, SCREEN_HEIGHT));
+}
+
+struct Seen {
+  std::size_t anchor;
+  std::size_t detectedClass;
+  float score;
+};
+
+std::shared_ptr<platform::VNObservation> observationOf(std::vector<float> values,
+                                                       std::vector<std::ptrdiff_t> shape) {
+  auto array = MLMultiArray::create(std::move(shape), platform::MLMultiArrayDataType::float32);
+  std::copy(values.begin(), values.end(), static_cast<float*>(array->dataPointer()));
+  return std::make_shared<platform::VNCoreMLFeatureValueObservation>(
+      "", platform::MLFeatureValue{nullptr, array});
+}
+
+/// What the network would give if it saw just this; boxes are the anchors themselves.
+SSDObjectDetector::Observations observationsOf(const std::vector<Seen>& seen) {
+  std::vector<float> scores(91 * SSDAnchors::count, -20);
+  for (const Seen& s : seen) scores[s.detectedClass * SSDAnchors::count + s.anchor] = s.score;
+  return {observationOf(std::move(scores), {91, 1917}),
+          observationOf(std::vector<float>(4 * SSDAnchors::count), {4, 1917})};
+}
+
+/// A detector whose network is a script, and what its callback heard.
+class ScriptedDetector : public testing::Test {
+ protected:
+  using Objects = std::vector<std::shared_ptr<DetectedObject>>;
+
+  std::optional<platform::Failure> look(
+      const std::function<void(const SSDObjectDetector::Observations&)>& completion) {
+    if (failure_) return failure_;
+    completion(observations_);
+    return std::nullopt;
+  }
+
+  std::optional<platform::Failure> failure_;
+  SSDObjectDetector::Observations observations_;
+  std::function<void()> onCallback_;
+  std::vector<Objects> batches_;
+  SSDObjectDetector detector_{SCREEN_HEIGHT, SCREEN_WIDTH,
+                              [this](const Objects& objects) {
+                                if (onCallback_) onCallback_();
+                                batches_.push_back(objects);
+                              },
+                              [this](const ARFrame&, const auto& completion) { return look(completion); }};
+};
+
+constexpr std::size_t WHOLE_VIEW = 1911;
+constexpr std::size_t PERSON = 1;
+constexpr std::size_t CHAIR = 62;
+
+TEST_F(ScriptedDetector, ReportsNameConfidenceAndPlace) {
+  observations_ = observationsOf({{WHOLE_VIEW, CHAIR, 2}, {WHOLE_VIEW, PERSON, 0.02F}, {0, CHAIR, 0.01F}});
+  const auto frame = frameOf(wall(-2));
+  detector_.predict(frame);
+  ASSERT_EQ(batches_.size(), 1U);
+  const Objects& objects = batches_[0];
+  ASSERT_EQ(objects.size(), 2U);
+  EXPECT_EQ(objects[0]->name, "chair");
+  EXPECT_EQ(objects[0]->confidence, static_cast<float>(1 / (1 + std::exp(-2.0))));
+  EXPECT_EQ(objects[1]->name, "person") << "ranked by score over all classes";
+  const auto bounds = locateBox({0.025, 0.025, 0.975, 0.975}, *frame, SCREEN_WIDTH, SCREEN_HEIGHT);
+  ASSERT_TRUE(bounds);
+  EXPECT_EQ(objects[0]->center, bounds->center());
+  EXPECT_EQ(objects[0]->height, bounds->maxY - bounds->minY);
+  EXPECT_EQ(detector_.semanticNetwork().totalTrackedObjectCount(), 2);
+}
+
+TEST_F(ScriptedDetector, WithoutAHitNothingIsReportedButTheCallbackComes) {
+  observations_ = observationsOf({{WHOLE_VIEW, CHAIR, 2}});
+  detector_.predict(frameOf({}));
+  ASSERT_EQ(batches_.size(), 1U);
+  EXPECT_TRUE(batches_[0].empty());
+  EXPECT_EQ(detector_.semanticNetwork().totalTrackedObjectCount(), 0);
+}
+
+TEST_F(ScriptedDetector, GoesOnAfterEveryKindOfFailure) {
+  std::vector<std::string> lines;
+  platform::Console::setSink([&](std::string_view line) { lines.emplace_back(line); });
+  const auto frame = frameOf(wall(-2));
+  const auto good = observationsOf({{WHOLE_VIEW, CHAIR, 2}});
+  auto array = std::make_shared<platform::VNCoreMLFeatureValueObservation>("", platform::MLFeatureValue{});
+  auto label = std::make_shared<platform::VNClassificationObservation>("cat", 1.0F);
+  auto small = observationOf({1, 2, 3}, {3});
+  const std::vector<SSDObjectDetector::Observations> unusable{{},
+                                                              {good[0]},
+                                                              {good[0], good[1], good[1]},
+                                                              {good[0], array},
+                                                              {label, good[1]},
+                                                              {small, good[1]},
+                                                              {good[0], small}};
+  for (const auto& observations : unusable) {
+    observations_ = observations;
+    detector_.predict(frame);
+  }
+  EXPECT_TRUE(batches_.empty());
+
+  failure_ = platform::Failure{"the picture is torn"};
+  detector_.predict(frame);
+  EXPECT_TRUE(batches_.empty());
+  EXPECT_EQ(lines, std::vector<std::string>{"the picture is torn"});
+  failure_.reset();
+
+  observations_ = good;
+  onCallback_ = [] { throw std::runtime_error("the application's own"); };
+  EXPECT_THROW(detector_.predict(frame), std::runtime_error);
+  onCallback_ = nullptr;
+
+  detector_.predict(frame);  // would wait for ever if a request had kept the semaphore
+  EXPECT_EQ(batches_.size(), 1U);
+  platform::Console::setSink({});
+}
+
+TEST_F(ScriptedDetector, DrawsOnlyWhatIsAskedFor) {
+  observations_ = observationsOf({{WHOLE_VIEW, CHAIR, 2}});
+  auto points = wall(-2, 0.05F);
+  for (auto& p : points) p.z += 0.3F * p.x;  // turned, so that its bounds have depth and overlap
+  const auto frame = frameOf(points);
+  const auto scene = std::make_shared<platform::SCNScene>();
+  detector_.predict(frame);
+  detector_.scene.store(scene);
+  detector_.predict(frame);
+  EXPECT_EQ(detector_.semanticNetwork().totalTrackedObjectCount(), 1);
+  EXPECT_TRUE(scene->rootNode()->childNodes().empty());
+
+  detector_.drawBoundingBoxes = true;
+  for (int i = 0; i < 4; ++i) detector_.predict(frame);
+  EXPECT_EQ(scene->rootNode()->childNodes().size(), 15U)
+      << "the box, and the line to itself after five matches";
+
+  detector_.VISUALIZE_HITTEST_LOCS = true;
+  const auto before = scene->rootNode()->childNodes().size();
+  detector_.predict(frame);
+  const auto markers = scene->rootNode()->childNodes().size() - before;
+  EXPECT_GT(markers, 0U);
+  EXPECT_LE(markers, 25U);
+}
+
+TEST_F(ScriptedDetector, HidesTheOverlayOnTheMainQueue) {
+  const auto mainQueue = platform::DispatchQueue::main();
+  detector_.hideBoundingBoxes();
+  const auto view = std::make_shared<platform::UIView>();
+  detector_.setUpBoundingBoxes(view);
+  detector_.setUpBoundingBoxes(view);
+  const auto boxes = detector_.boundingBoxes();
+  ASSERT_EQ(boxes.size(), 200U);
+  ASSERT_EQ(view->layer()->sublayers().size(), 400U);
+  EXPECT_EQ(view->layer()->sublayers()[2], boxes[1].shapeLayer);
+  EXPECT_EQ(view->layer()->sublayers()[3], boxes[1].textLayer);
+  for (const auto& box : boxes) box.shapeLayer->setHidden(false);
+
+  observations_ = {};
+  detector_.predict(frameOf({}));
+  mainQueue->sync([] {});
+  EXPECT_FALSE(boxes[0].shapeLayer->isHidden()) << "no result, nothing to hide";
+
+  observations_ = observationsOf({});
+  detector_.predict(frameOf({}));
+  mainQueue->sync([] {});
+  EXPECT_TRUE(boxes[0].shapeLayer->isHidden());
+  EXPECT_TRUE(boxes[99].shapeLayer->isHidden());
+  EXPECT_FALSE(boxes[100].shapeLayer->isHidden()) << "a hundred boxes are all that is ever used";
+}
+
+TEST(FeatureModel, FeaturesGoByTheirNames) {
+  const auto array = MLMultiArray::create({1}, platform::MLMultiArrayDataType::float32);
+  const feature_modelOutput output{array, nullptr};
+  ASSERT_TRUE(output.featureValue("concat_1__0"));
+  EXPECT_EQ(output.featureValue("concat_1__0")->multiArrayValue, array);
+  EXPECT_TRUE(output.featureValue("concat__0"));
+  EXPECT_FALSE(output.featureValue("concat"));
+  EXPECT_TRUE(feature_modelInput{}.featureValue("Preprocessor__sub__0"));
+  EXPECT_FALSE(feature_modelInput{}.featureValue(""));
+  EXPECT_EQ(static_cast<int>(EXIFOrientation::rightTop), 6);
+}
+
+TEST(SSDObjectDetectorDeathTest, WithoutItsNetworkTheProcessEnds) {
+  testing::FLAGS_gtest_death_test_style = "threadsafe";
+  EXPECT_DEATH(
+      {
+        platform::LibraryBundle::setPathForResource("feature_model", "mlmodelc",
+                                                    "/nonexistent/feature_model.mlmodelc");
+        const SSDObjectDetector detector(SCREEN_HEIGHT, SCREEN_WIDTH, {});
+      },
+      "Can't load VisionML model");
+}
+
+/// A photograph as the sensor of a phone held upright would deliver it: its top edge at the right of what the
+/// user sees.
+std::shared_ptr<platform::CVPixelBuffer> sensorImageOf(const platform::CVPixelBuffer& upright) {
+  auto sensor = platform::CVPixelBuffer::create(upright.height(), upright.width(), upright.pixelFormatType());
+  for (std::size_t y = 0; y < upright.height(); ++y) {
+    for (std::size_t x = 0; x < upright.width(); ++x) {
+      std::copy_n(upright.baseAddress() + y * upright.bytesPerRow() + 4 * x, 4,
+                  sensor->baseAddress() + (upright.width() - 1 - x) * sensor->bytesPerRow() + 4 * y);
+    }
+  }
+  return sensor;
+}
+
+TEST(SSDObjectDetector, SeesADogAndSaysWhereItStands) {
+  if (!test::haveModelAndPhotographs())
+    GTEST_SKIP() << "no model or photographs; run scripts/setup and build";
+  test::useBuiltModel();
+  const auto image = platform::readPNG(test::photograph("dog"));
+  ASSERT_TRUE(image) << image.failure().message;
+  const auto sensor = sensorImageOf(*platform::makePixelBuffer(*image));
+  const auto side = static_cast<float>(sensor->width());
+  ASSERT_EQ(sensor->width(), sensor->height());
+
+  // The photograph hangs two metres away, and every fourth pixel of it is a feature point.
+  const float f = side;
+  const float c = (side - 1) / 2;
+  const auto pointAt = [&](float u, float v) { return simd_float3{(u - c) * 2 / f, -(v - c) * 2 / f, -2}; };
+  std::vector<simd_float3> points;
+  for (float u = 0; u < side; u += 4) {
+    for (float v = 0; v < side; v += 4) points.push_back(pointAt(u, v));
+  }
+  platform::simd_float3x3 intrinsics;
+  intrinsics.columns = {{{f, 0, 0}, {0, f, 0}, {c, c, 1}}};
+  const auto frame = std::make_shared<const ARFrame>(
+      sensor,
+      std::make_shared<platform::ARCamera>(platform::simd_float4x4{}, intrinsics,
+                                           platform::CGSize{side, side}),
+      std::move(points), 0);
+
+  std::vector<std::shared_ptr<DetectedObject>> objects;
+  SSDObjectDetector detector(400, 400, [&](const auto& found) { objects = found; });
+  detector.predict(frame);
+  ASSERT_FALSE(objects.empty());
+  EXPECT_EQ(objects[0]->name, "dog");
+  EXPECT_GT(objects[0]->confidence, 0.5F);
+  // Upright, the dog fills x 28 to 458 and y 80 to 512; the image's x is the upright y, its y counts x from
+  // the right.
+  const simd_float3 center = pointAt((80 + 512) / 2.0F, side - 1 - (28 + 458) / 2.0F);
+  EXPECT_NEAR(objects[0]->center.x, center.x, 0.1);
+  EXPECT_NEAR(objects[0]->center.y, center.y, 0.1);
+  EXPECT_NEAR(objects[0]->center.z, -2, 1e-6);
+  EXPECT_NEAR(objects[0]->height, 0.6 * (458 - 28) * 2 / static_cast<double>(f), 0.15);
+}
+
+}  // namespace
+}  // namespace geoloom
