@@ -1,0 +1,348 @@
+#include <filesystem>
+#include <future>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include "geoloom/cloud/CloudAPI.h"
+#include "geoloom/platform/aws/AWSCloudWatch.h"
+#include "geoloom/platform/foundation/Dispatch.h"
+#include "geoloom/platform/foundation/FileManager.h"
+#include "geoloom/platform/foundation/Log.h"
+#include "geoloom/session/MapSessionSettings.h"
+#include "geoloom/session/ServiceEndpoints.h"
+
+#include "tests/support/FakeService.h"
+#include "tests/support/SignatureV4.h"
+
+namespace {
+
+using namespace geoloom;
+using geoloom::testing::FakeAnswer;
+using geoloom::testing::FakeConnection;
+using geoloom::testing::FakeService;
+using geoloom::testing::Gate;
+using geoloom::testing::patience;
+using geoloom::testing::RecordedRequest;
+using platform::DispatchQueue;
+using platform::JSON;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+/// The lines that reached the console.
+class Lines {
+ public:
+  Lines() {
+    platform::Console::setSink([this](std::string_view line) {
+      const std::lock_guard lock(mutex_);
+      lines_.emplace_back(line);
+    });
+  }
+  Lines(const Lines&) = delete;
+  Lines& operator=(const Lines&) = delete;
+  ~Lines() { platform::Console::setSink({}); }
+  [[nodiscard]] std::vector<std::string> all() const {
+    const std::lock_guard lock(mutex_);
+    return lines_;
+  }
+
+ private:
+  mutable std::mutex mutex_;
+  std::vector<std::string> lines_;
+};
+
+/// One operation, called with plain arguments. `heard` is told of every callback with the text of what it
+/// received.
+struct Operation {
+  std::string name;
+  std::string path;
+  void (*call)(CloudAPI& api, std::function<void(std::string)> heard);
+  /// What is heard when there is no answer.
+  std::vector<std::string> withoutAnswer;
+  /// What is heard of the answer [].
+  std::vector<std::string> ofEmptyArray;
+};
+
+JSONCallback telling(std::function<void(std::string)> heard) {
+  return [heard = std::move(heard)](const JSON& answer) { heard(answer.description()); };
+}
+
+std::string listed(const std::vector<std::shared_ptr<Map>>& maps) {
+  std::string text = "maps";
+  for (const auto& map : maps) text += " " + map->mapID;
+  return text;
+}
+
+const std::vector<Operation> operations{
+    {"createMap",
+     "/maps/create_map",
+     [](CloudAPI& api, std::function<void(std::string)> heard) {
+       api.createMap("a", "u", "m", "k", {}, {}, {}, {}, {}, telling(std::move(heard)));
+     },
+     {"[]"},
+     {"[]"}},
+    {"createLocalizationSession",
+     "/maps/create_localization_session",
+     [](CloudAPI& api, std::function<void(std::string)> heard) {
+       api.createLocalizationSession("a", "u", "m", "k", 1, 2, 3, 4, 5, telling(std::move(heard)));
+     },
+     {"[]"},
+     {"[]"}},
+    {"placeAssetsOnMap",
+     "/maps/place_asset_on_map",
+     [](CloudAPI& api, std::function<void(std::string)> heard) {
+       api.placeAssetsOnMap("M1", {}, telling(std::move(heard)));
+     },
+     {},
+     {"[]"}},
+    {"findAssetsOnTheMap",
+     "/maps/find_assets_on_the_map",
+     [](CloudAPI& api, std::function<void(std::string)> heard) {
+       api.findAssetsOnTheMap("M1", telling(std::move(heard)));
+     },
+     {},
+     {"[]"}},
+    {"listNearbyMaps",
+     "/maps/list_nearby_maps",
+     [](CloudAPI& api, std::function<void(std::string)> heard) {
+       api.listNearbyMaps("a", std::nullopt, 1, 2, 3, 4, "k",
+                          [heard = std::move(heard)](const std::vector<std::shared_ptr<Map>>& maps) {
+                            heard(listed(maps));
+                          });
+     },
+     {"maps"},
+     {"maps"}},
+    {"requestSceneLocalization",
+     "/localize",
+     [](CloudAPI& api, std::function<void(std::string)>) { api.requestSceneLocalization("M1", "L1", 0.3F); },
+     {},
+     {}},
+};
+
+class CloudAPITest : public ::testing::Test {
+ protected:
+  CloudAPITest() {
+    platform::FileManager::setStateDirectory(std::filesystem::temp_directory_path() /
+                                             ("geoloom-cloud-test-" + std::to_string(getpid())));
+  }
+  ~CloudAPITest() override { std::filesystem::remove_all(*platform::FileManager::stateDirectory()); }
+
+  static std::shared_ptr<CloudAPI> api(const FakeService& service) {
+    return api(service.url("/maps"), service.url("/localize"));
+  }
+  static std::shared_ptr<CloudAPI> api(std::string maps, std::string localize) {
+    ServiceEndpoints::setCurrent({.production = std::move(maps),
+                                  .beta = "http://127.0.0.1:1/beta/maps",
+                                  .sceneUnderstanding = std::move(localize),
+                                  .tables = {},
+                                  .metrics = {}});
+    return std::make_shared<CloudAPI>(false);
+  }
+
+  /// What the operation's callback hears until a later request of the same client has been answered too:
+  /// anything heard twice, or late, would be among it.
+  static std::vector<std::string> heardOf(const Operation& operation, const FakeAnswer& answer) {
+    const FakeService service([&answer](const RecordedRequest& request) {
+      return request.path == "/later/create_map" ? FakeAnswer::json("[]") : answer;
+    });
+    return heardOf(operation, api(service), &service);
+  }
+  static std::vector<std::string> heardOf(const Operation& operation, const std::shared_ptr<CloudAPI>& client,
+                                          const FakeService* service) {
+    std::mutex mutex;
+    std::vector<std::string> heard;
+    operation.call(*client, [&](std::string text) {
+      EXPECT_TRUE(DispatchQueue::main()->isCurrent());
+      const std::lock_guard lock(mutex);
+      heard.push_back(std::move(text));
+    });
+    // The request is over when nobody holds the client any longer but us.
+    const auto deadline = std::chrono::steady_clock::now() + patience;
+    while (client.use_count() > 1 && std::chrono::steady_clock::now() < deadline)
+      DispatchQueue::main()->sync([] {});
+    EXPECT_EQ(client.use_count(), 1) << operation.name << " never ended";
+    DispatchQueue::main()->sync([] {});
+    if (service) {
+      EXPECT_EQ(service->requests().size(), 1U) << operation.name;
+    }
+    const std::lock_guard lock(mutex);
+    return heard;
+  }
+};
+
+TEST_F(CloudAPITest, EveryOperationPostsJSONToItsPlace) {
+  for (const Operation& operation : operations) {
+    const FakeService service([](const RecordedRequest&) { return FakeAnswer::json("[]"); });
+    EXPECT_EQ(heardOf(operation, api(service), &service), operation.ofEmptyArray) << operation.name;
+    const RecordedRequest sent = service.requests().at(0);
+    EXPECT_EQ(
+        sent.head.substr(0, sent.head.find("Content-Length")),
+        fmt::format(
+            "POST {} HTTP/1.1\r\nHost: 127.0.0.1:{}\r\nAccept: */*\r\nContent-Type: application/json\r\n",
+            operation.path, service.port()));
+    EXPECT_TRUE(sent.json().is_object()) << sent.body;
+  }
+}
+
+TEST_F(CloudAPITest, HandsAnswersOnWhateverTheirStatus) {
+  const std::string refusal = R"({"errorMessage":"Cannot find the map m3"})";
+  const std::string map =
+      R"([{"user_id":"u","map_id":"near","latitude":1,"longitude":2,"altitude":3,"vertical_accuracy":4,"horizontal_accuracy":5}])";
+  for (const Operation& operation : operations) {
+    const bool list = operation.name == "listNearbyMaps";
+    const bool silent = operation.name == "requestSceneLocalization";
+    for (const int status : {200, 404, 502}) {
+      std::vector<std::string> expected{list ? "maps" : refusal};
+      if (silent) expected.clear();
+      EXPECT_EQ(heardOf(operation, FakeAnswer::json(refusal, status)), expected) << operation.name << status;
+    }
+    if (list) {
+      EXPECT_THAT(heardOf(operation, FakeAnswer::json(map)), ElementsAre("maps near"));
+    }
+  }
+}
+
+struct Hostility {
+  std::string name;
+  FakeAnswer answer;
+};
+
+const std::vector<Hostility> hostilities{
+    {"closed at once", FakeAnswer::bytes("")},
+    {"reset", FakeAnswer::reset()},
+    {"reset after headers", FakeAnswer::reset("HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\n")},
+    {"truncated", FakeAnswer::bytes("HTTP/1.1 200 OK\r\nContent-Length: 90\r\n\r\n{\"uuid\":\"M1\"}")},
+    {"empty", FakeAnswer::json("")},
+    {"no content", FakeAnswer::bytes("HTTP/1.1 204 No Content\r\n\r\n")},
+    {"HTML 502", FakeAnswer::json("<html>Bad Gateway</html>", 502)},
+    {"100,000 deep", FakeAnswer::json(std::string(100'000, '[') + std::string(100'000, ']'))},
+    {"not UTF-8", FakeAnswer::json("{\"uuid\":\"\xff\"}")},
+    {"1e400", FakeAnswer::json("{\"uuid\":1e400}")},
+    {"two values", FakeAnswer::json("{}{}")},
+    {"65 MiB", FakeAnswer::acting([](const FakeConnection& connection) {
+       if (!connection.send("HTTP/1.1 200 OK\r\nContent-Length: 68157440\r\n\r\n")) return;
+       const std::string blank(1 << 20, ' ');
+       for (int i = 0; i < 65 && connection.send(blank); ++i) {
+       }
+     })},
+    {"not HTTP", FakeAnswer::bytes("+OK POP3 ready\r\n")},
+    {"redirect",
+     [] {
+       FakeAnswer answer = FakeAnswer::json("", 308);
+       answer.headers = {{"Location", "http://127.0.0.1:1/"}};
+       return answer;
+     }()},
+};
+
+TEST_F(CloudAPITest, OutlivesHostileServices) {
+  for (const Operation& operation : operations)
+    for (const Hostility& hostility : hostilities)
+      EXPECT_EQ(heardOf(operation, hostility.answer), operation.withoutAnswer)
+          << operation.name << ", " << hostility.name;
+}
+
+TEST_F(CloudAPITest, HearsNothingFromWhereItMustNotOrCannotGo) {
+  const std::string nobody = fmt::format("http://127.0.0.1:{}", geoloom::testing::unusedPort());
+  for (const std::string& address :
+       {std::string(), nobody, std::string("http://192.0.2.1"), std::string("nonsense")})
+    for (const Operation& operation : operations)
+      EXPECT_EQ(heardOf(operation, api(address, address), nullptr), operation.withoutAnswer)
+          << operation.name << " " << address;
+}
+
+TEST_F(CloudAPITest, BetaChoosesTheAddressOnceAndTheKeyAtEveryCall) {
+  const FakeService service([](const RecordedRequest&) { return FakeAnswer::json("[]"); });
+  ServiceEndpoints::setCurrent({.production = service.url("/prod/maps"),
+                                .beta = service.url("/beta/maps"),
+                                .sceneUnderstanding = service.url("/localize"),
+                                .tables = {},
+                                .metrics = {}});
+  const auto production = std::make_shared<CloudAPI>(false);
+  const auto beta = std::make_shared<CloudAPI>(true);
+  EXPECT_EQ(production->address, service.url("/prod/maps"));
+  EXPECT_EQ(beta->address, service.url("/beta/maps"));
+  EXPECT_FALSE(beta->printApiCalls);
+  std::size_t sent = 0;
+  for (const bool use : {false, true}) {
+    MapSessionSettings::USE_BETA_ALGO = use;
+    for (const auto& client : {production, beta})
+      for (const Operation& operation : {operations[0], operations[1]}) {
+        operation.call(*client, [](const std::string&) {});
+        ASSERT_TRUE(service.waitForRequests(++sent));
+        const RecordedRequest request = service.requests().back();
+        EXPECT_TRUE(request.path.starts_with(client == beta ? "/beta/maps/" : "/prod/maps/")) << request.path;
+        EXPECT_EQ(request.json().contains("use_beta"), use && operation.name == "createLocalizationSession");
+      }
+  }
+  MapSessionSettings::USE_BETA_ALGO = false;
+}
+
+TEST_F(CloudAPITest, TellsTheConsoleOfPlacementsBeforeAndOfLocalizationsAfter) {
+  Gate arrived;
+  Gate answer;
+  const FakeService service([&](const RecordedRequest&) {
+    arrived.open();
+    EXPECT_TRUE(answer.wait());
+    return FakeAnswer::json("{}");
+  });
+  const Lines lines;
+  const auto client = api(service);
+  client->placeAssetsOnMap("M1",
+                           {std::make_shared<MapAsset>("lamp", platform::SCNVector3{0.1F, -2.0F, 3.0F}, 0.5F),
+                            std::make_shared<MapAsset>("chair", platform::SCNVector3{}, 0.0F)},
+                           [](const JSON&) {});
+  EXPECT_THAT(lines.all(),
+              ElementsAre("Placing asset: lamp, 0.1, -2.0, 3.0", "Placing asset: chair, 0.0, 0.0, 0.0"));
+  ASSERT_TRUE(arrived.wait());
+  EXPECT_EQ(service.requests()[0].json()["placements"].size(), 2U);
+  answer.open();
+  client->requestSceneLocalization("M1", "L1", 0.3F);
+  ASSERT_TRUE(service.waitForRequests(2));
+  while (client.use_count() > 1) DispatchQueue::main()->sync([] {});
+  EXPECT_EQ(lines.all().back(), "result");
+  EXPECT_EQ(lines.all().size(), 3U);
+}
+
+TEST_F(CloudAPITest, LivesUntilItsAnswerWasHandledAndOutlivesItsCallers) {
+  Gate answer;
+  const FakeService service([&](const RecordedRequest&) {
+    EXPECT_TRUE(answer.wait());
+    return FakeAnswer::json(R"({"uuid":"M1"})");
+  });
+  auto client = api(service);
+  const std::weak_ptr<CloudAPI> weak = client;
+  std::promise<std::string> heard;
+  client->createMap("a", "u", "m", "k", {}, {}, {}, {}, {}, [&heard](const JSON& value) {
+    heard.set_value(value["uuid"]->stringValue());
+    throw std::runtime_error("the application's own");
+  });
+  client.reset();
+  EXPECT_FALSE(weak.expired());
+  answer.open();
+  EXPECT_EQ(heard.get_future().get(), "M1");
+  while (!weak.expired()) DispatchQueue::main()->sync([] {});
+}
+
+TEST_F(CloudAPITest, CountsEventsOfTheDeveloper) {
+  const FakeService service([](const RecordedRequest&) { return FakeAnswer::json("not even JSON", 500); });
+  const auto client = api("", "");
+  client->sendMetric("nobody is registered", "k");
+  platform::AWSCloudWatch::registerCloudWatch(
+      std::make_shared<const platform::AWSServiceConfiguration>(
+          platform::AWSRegionUSWest2,
+          std::make_shared<platform::AWSStaticCredentialsProvider>("access", "secret"),
+          platform::AWSServiceEndpoints{.tables = {}, .metrics = service.url()}),
+      "GeoloomLib");
+  client->sendMetric("YeltMaps.AssetSaved", "hash");
+  ASSERT_TRUE(service.waitForRequests(1));
+  const RecordedRequest sent = service.requests()[0];
+  EXPECT_EQ(sent.body, R"({"Namespace":"YeltMaps","MetricData":[{"MetricName":"YeltMaps.AssetSaved",)"
+                       R"("Dimensions":[{"Name":"devKey","Value":"hash"}],"Value":1,"Unit":"Count"}]})");
+  EXPECT_EQ(geoloom::testing::signatureFault(sent, "access", "secret", "us-west-2", "monitoring"), "");
+}
+
+}  // namespace
