@@ -1,6 +1,7 @@
 #include "geoloom/platform/vision/ImagePreparation.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <cstring>
 
@@ -10,12 +11,40 @@ namespace {
 
 /// Four floats in one register; the compilers we build with know it on every machine.
 using Four = float __attribute__((vector_size(16)));
-using FourBytes = std::uint8_t __attribute__((vector_size(4)));
 
+/// The four bytes of a pixel. Spelt as two interleavings with zeros, which GCC 12 makes three instructions
+/// of; it takes a plain conversion apart byte by byte.
 Four loadFour(const std::uint8_t* pixel) {
-  FourBytes bytes;
-  std::memcpy(&bytes, pixel, sizeof bytes);
-  return __builtin_convertvector(bytes, Four);
+  using Bytes = std::uint8_t __attribute__((vector_size(16)));
+  using Shorts = std::int16_t __attribute__((vector_size(16)));
+  using Words = std::int32_t __attribute__((vector_size(16)));
+  static_assert(std::endian::native == std::endian::little);
+  std::int32_t word = 0;
+  std::memcpy(&word, pixel, sizeof word);
+  const Bytes bytes = __builtin_shufflevector(reinterpret_cast<Bytes>(Words{word, 0, 0, 0}), Bytes{}, 0, 16,
+                                              1, 17, 2, 18, 3, 19, 4, 20, 5, 21, 6, 22, 7, 23);
+  const Shorts shorts =
+      __builtin_shufflevector(reinterpret_cast<Shorts>(bytes), Shorts{}, 0, 8, 1, 9, 2, 10, 3, 11);
+  return __builtin_convertvector(reinterpret_cast<Words>(shorts), Four);
+}
+
+Four splat(float value) {
+  return Four{value, value, value, value};
+}
+
+Four between(Four a, Four b, Four weight) {
+  return a + (b - a) * weight;
+}
+
+/// Rows for columns.
+std::array<Four, 4> turned(const std::array<Four, 4>& m) {
+  const Four low = __builtin_shufflevector(m[0], m[1], 0, 4, 1, 5);
+  const Four lower = __builtin_shufflevector(m[2], m[3], 0, 4, 1, 5);
+  const Four high = __builtin_shufflevector(m[0], m[1], 2, 6, 3, 7);
+  const Four higher = __builtin_shufflevector(m[2], m[3], 2, 6, 3, 7);
+  return {__builtin_shufflevector(low, lower, 0, 1, 4, 5), __builtin_shufflevector(low, lower, 2, 3, 6, 7),
+          __builtin_shufflevector(high, higher, 0, 1, 4, 5),
+          __builtin_shufflevector(high, higher, 2, 3, 6, 7)};
 }
 
 /// How an axis of the upright picture lies in the stored one.
@@ -107,11 +136,12 @@ struct ColourSampler {
   template <class Tap>
   Four operator()(const Tap& x, const Tap& y, const Tap&, const Tap&) const {
     const std::uint8_t* pixel = base + x.first + y.first;
-    const Four near = loadFour(pixel) * (1 - x.weight) + loadFour(pixel + x.second) * x.weight;
+    const Four across = splat(x.weight);
+    const Four near = between(loadFour(pixel), loadFour(pixel + x.second), across);
     pixel += y.second;
-    const Four far = loadFour(pixel) * (1 - x.weight) + loadFour(pixel + x.second) * x.weight;
-    const Four value = near * (1 - y.weight) + far * y.weight;
-    return Four{value[red], value[green], value[blue], 0};
+    const Four far = between(loadFour(pixel), loadFour(pixel + x.second), across);
+    const Four value = between(near, far, splat(y.weight));
+    return __builtin_shufflevector(value, value, red, green, blue, red);
   }
 };
 
@@ -163,17 +193,38 @@ void ImagePreparation::fill(const Sampler& sample, const NetworkInput& input, fl
   float* const first = planes + (input.blueFirst ? 2 * plane : 0);
   float* const second = planes + plane;
   float* const third = planes + (input.blueFirst ? 0 : 2 * plane);
-  const float scale = 1 / input.divisor;
-  for (std::size_t j = begin_[1]; j < end_[1]; ++j) {
-    const Tap& y = axes_[1].taps[j - begin_[1]];
-    const Tap& chromaY = axes_[1].chromaTaps[j - begin_[1]];
-    for (std::size_t i = begin_[0]; i < end_[0]; ++i) {
-      const Four value =
-          sample(axes_[0].taps[i - begin_[0]], y, axes_[0].chromaTaps[i - begin_[0]], chromaY) * scale;
-      const std::size_t place = j * input.width + i;
-      first[place] = value[0] + input.offset;
-      second[place] = value[1] + input.offset;
-      third[place] = value[2] + input.offset;
+  const Four scale = splat(1 / input.divisor);
+  const Four offset = splat(input.offset);
+  const auto fillTile = [&](std::size_t left, std::size_t top, std::size_t right, std::size_t bottom) {
+    for (std::size_t j = top; j < bottom; ++j) {
+      const Tap& y = axes_[1].taps[j - begin_[1]];
+      const Tap& chromaY = axes_[1].chromaTaps[j - begin_[1]];
+      const auto at = [&](std::size_t i) {
+        const std::size_t place = i - begin_[0];
+        return sample(axes_[0].taps[place], y, axes_[0].chromaTaps[place], chromaY) * scale + offset;
+      };
+      std::size_t i = left;
+      for (; i + 4 <= right; i += 4) {
+        const auto colours = turned({at(i), at(i + 1), at(i + 2), at(i + 3)});
+        const std::size_t place = j * input.width + i;
+        std::memcpy(first + place, &colours[0], sizeof(Four));
+        std::memcpy(second + place, &colours[1], sizeof(Four));
+        std::memcpy(third + place, &colours[2], sizeof(Four));
+      }
+      for (; i < right; ++i) {
+        const Four value = at(i);
+        const std::size_t place = j * input.width + i;
+        first[place] = value[0];
+        second[place] = value[1];
+        third[place] = value[2];
+      }
+    }
+  };
+  // In tiles, since a picture that lies on its side is read across its rows: a tile's rows stay in the cache.
+  constexpr std::size_t tile = 32;
+  for (std::size_t top = begin_[1]; top < end_[1]; top += tile) {
+    for (std::size_t left = begin_[0]; left < end_[0]; left += tile) {
+      fillTile(left, top, std::min(left + tile, end_[0]), std::min(top + tile, end_[1]));
     }
   }
 }

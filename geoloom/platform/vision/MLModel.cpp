@@ -54,12 +54,15 @@ class BufferPool : public std::enable_shared_from_this<BufferPool> {
   std::vector<std::vector<float>> free_ GEOLOOM_GUARDED_BY(mutex_);
 };
 
-/// Runs `work` on this thread alone. Inside one of its parallel loops the engine starts no further threads,
-/// so that the process-wide number of threads, which is the application's to choose, stays as it is. `work`
-/// may throw.
-template <class Work>
-void runOnThisThread(const Work& work) {
-  cv::parallel_for_(cv::Range(0, 1), [&](const cv::Range&) { work(); });
+/// Runs the network on this thread alone. Inside one of its parallel loops the engine starts no further
+/// threads, so that the process-wide number of threads, which is the application's to choose, stays as it is.
+/// May throw.
+void forwardOnThisThread(cv::dnn::Net& net, const cv::Mat& input, const std::string& inputName,
+                         std::vector<cv::Mat>& results, const std::vector<std::string>& outputNames) {
+  cv::parallel_for_(cv::Range(0, 1), [&](const cv::Range&) {
+    net.setInput(input, inputName);
+    net.forward(results, outputNames);
+  });
 }
 
 }  // namespace
@@ -137,10 +140,7 @@ Result<std::vector<std::shared_ptr<MLMultiArray>>> MLModel::prediction(
   const MutexLock guard(state.mutex);
   fill(state.input.ptr<float>());
   try {
-    runOnThisThread([&net = state.net, &input = state.input, &results = state.results, &state] {
-      net.setInput(input, state.manifest.inputName);
-      net.forward(results, state.outputNames);
-    });
+    forwardOnThisThread(state.net, state.input, state.manifest.inputName, state.results, state.outputNames);
   } catch (const std::exception& exception) {
     return Failure{state.name + ": the network cannot be run: " + exception.what()};
   }

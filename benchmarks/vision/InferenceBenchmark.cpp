@@ -1,0 +1,56 @@
+#include <benchmark/benchmark.h>
+#include <opencv2/core.hpp>
+#include <opencv2/dnn.hpp>
+
+#include "geoloom/platform/vision/VNRequest.h"
+
+// One analysed frame, from the camera's picture to the network's outputs, beside the engine alone on a tensor
+// that is ready: the difference is what the kit adds. The engine is given one thread, as the kit gives it.
+
+namespace geoloom::platform {
+namespace {
+
+std::shared_ptr<CVPixelBuffer> cameraPicture() {
+  auto picture = CVPixelBuffer::create(1920, 1440, CVPixelFormatType::BGRA32);
+  for (std::size_t i = 0; i < picture->bytesPerRow() * picture->height(); ++i) {
+    picture->baseAddress()[i] = static_cast<std::uint8_t>(i * 2654435761U >> 13);
+  }
+  return picture;
+}
+
+void requestHandler(benchmark::State& state) {
+  const auto model = MLModel::create(GEOLOOM_MODEL);
+  if (!model) return state.SkipWithError(model.failure().message.c_str());
+  const auto vision = *VNCoreMLModel::create(*model);
+  const auto picture = cameraPicture();
+  for (auto _ : state) {
+    const std::shared_ptr<VNCoreMLRequest> requests[] = {std::make_shared<VNCoreMLRequest>(vision, nullptr)};
+    VNImageRequestHandler handler(picture, CGImagePropertyOrientation::right);
+    if (handler.perform(requests)) return state.SkipWithError("the request failed");
+    benchmark::DoNotOptimize(requests[0]->results());
+  }
+}
+BENCHMARK(requestHandler)->Unit(benchmark::kMillisecond);
+
+void bareEngine(benchmark::State& state) {
+  const auto model = MLModel::create(GEOLOOM_MODEL);
+  if (!model) return state.SkipWithError(model.failure().message.c_str());
+  cv::dnn::Net net =
+      cv::dnn::readNetFromONNX(std::string(GEOLOOM_MODEL) + "/" + (*model)->manifest().network);
+  const int shape[] = {1, 3, 300, 300};
+  cv::Mat input(4, shape, CV_32F);
+  cv::randu(input, -1, 1);
+  std::vector<cv::Mat> outputs;
+  const std::vector<std::string> names = {"concat_1__0", "concat__0"};
+  for (auto _ : state) {
+    cv::parallel_for_(cv::Range(0, 1), [&](const cv::Range&) {
+      net.setInput(input);
+      net.forward(outputs, names);
+    });
+    benchmark::DoNotOptimize(outputs[0].data);
+  }
+}
+BENCHMARK(bareEngine)->Unit(benchmark::kMillisecond);
+
+}  // namespace
+}  // namespace geoloom::platform
