@@ -9,7 +9,7 @@
 namespace geoloom::platform {
 
 std::string formatDate(Date date, std::string_view pattern) {
-  const std::time_t seconds = std::chrono::system_clock::to_time_t(date);
+  const std::time_t seconds = std::chrono::floor<std::chrono::seconds>(date).time_since_epoch().count();
   std::tm local{};
   localtime_r(&seconds, &local);
   const std::array<std::pair<std::string_view, int>, 6> fields{{{"yy", local.tm_year % 100},

@@ -1,10 +1,10 @@
 #include "geoloom/platform/foundation/Dispatch.h"
 
+#include <algorithm>
 #include <condition_variable>
 #include <deque>
 #include <exception>
 #include <mutex>
-#include <thread>
 #include <utility>
 
 #include <asio/post.hpp>
@@ -12,6 +12,7 @@
 
 #include "geoloom/platform/foundation/Clock.h"
 #include "geoloom/platform/foundation/Log.h"
+#include "geoloom/platform/foundation/Thread.h"
 #include "geoloom/platform/foundation/ThreadPool.h"
 
 namespace geoloom::platform {
@@ -69,7 +70,7 @@ class GlobalQueue final : public DispatchQueue {
 class MainThread {
  public:
   MainThread() {
-    std::thread([this] { loop(); }).detach();
+    if (!startThread("geoloom-main", [this] { loop(); })) SystemLog::log("The main queue has no thread");
   }
 
   void post(Task task) {
@@ -207,6 +208,8 @@ void DispatchSemaphore::wait() {
 
 bool DispatchSemaphore::wait(std::chrono::nanoseconds timeout) {
   if (state_->take()) return true;
+  // Beyond this the sum with the present time overflows.
+  timeout = std::min<std::chrono::nanoseconds>(timeout, std::chrono::hours(24 * 365));
   const BlockingScope waiting;
   std::unique_lock lock(state_->mutex);
   if (!state_->raised.wait_for(lock, timeout, [this] { return state_->value > 0; })) return false;

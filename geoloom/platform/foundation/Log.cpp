@@ -1,5 +1,6 @@
 #include "geoloom/platform/foundation/Log.h"
 
+#include <cerrno>
 #include <condition_variable>
 #include <cstdio>
 #include <memory>
@@ -7,32 +8,49 @@
 #include <string>
 #include <utility>
 
+#include <unistd.h>
+
 namespace geoloom::platform {
 
 namespace {
 
+class LineStream;
+
+/// The sinks that this thread is in, innermost first.
+struct SinkCall {
+  const LineStream* stream;
+  const SinkCall* outer;
+};
+thread_local const SinkCall* sinkCalls = nullptr;
+
 /// A stream of lines behind a replaceable sink.
 class LineStream {
  public:
-  explicit LineStream(std::FILE* file) : sink_(makeSink({}, file)), file_(file) {}
+  explicit LineStream(std::FILE* file) : file_(file) {}
 
   void print(std::string_view line) {
-    const std::shared_ptr<Sink> sink = enter();
-    const std::shared_ptr<Sink> outer = std::exchange(callingSink, sink);
+    // What a sink prints on its own stream would come back to it.
+    const std::shared_ptr<Sink> sink = isInSink() ? nullptr : enter();
+    if (!sink) {
+      writeLine(line);
+      return;
+    }
+    const SinkCall call{this, sinkCalls};
+    sinkCalls = &call;
     try {
       sink->call(line);
     } catch (...) {
       // A line that the sink cannot take is lost; there is nowhere else to say so.
     }
-    callingSink = outer;
+    sinkCalls = call.outer;
     leave(*sink);
   }
 
   void setSink(LineSink call) {
-    const std::shared_ptr<Sink> next = makeSink(std::move(call), file_);
     std::unique_lock lock(mutex_);
-    const std::shared_ptr<Sink> old = std::exchange(sink_, next);
-    if (callingSink == old) return;
+    const std::shared_ptr<Sink> old =
+        std::exchange(sink_, call ? std::make_shared<Sink>(Sink{std::move(call)}) : nullptr);
+    if (!old || sinkCalls != nullptr) return;
     idle_.wait(lock, [&old] { return old->running == 0; });
   }
 
@@ -43,26 +61,15 @@ class LineStream {
     int running = 0;
   };
 
-  /// The sink that this thread is in.
-  static thread_local std::shared_ptr<Sink> callingSink;
-
-  static std::shared_ptr<Sink> makeSink(LineSink call, std::FILE* file) {
-    if (!call) call = [file](std::string_view line) { writeLine(file, line); };
-    return std::make_shared<Sink>(Sink{std::move(call)});
-  }
-
-  /// The whole line in one call, which stdio keeps together and in order with the application's own output.
-  static void writeLine(std::FILE* file, std::string_view line) {
-    std::string whole;
-    whole.reserve(line.size() + 1);
-    whole.append(line).push_back('\n');
-    std::fwrite(whole.data(), 1, whole.size(), file);
-    std::fflush(file);
+  bool isInSink() const {
+    const SinkCall* call = sinkCalls;
+    while (call != nullptr && call->stream != this) call = call->outer;
+    return call != nullptr;
   }
 
   std::shared_ptr<Sink> enter() {
     const std::lock_guard lock(mutex_);
-    ++sink_->running;
+    if (sink_) ++sink_->running;
     return sink_;
   }
 
@@ -71,13 +78,30 @@ class LineStream {
     if (--sink.running == 0) idle_.notify_all();
   }
 
+  /// The whole line in one system call, after what the application's own stdio holds back. The stream's lock
+  /// keeps lines apart where the system takes a long one in pieces.
+  void writeLine(std::string_view line) {
+    std::string whole;
+    whole.reserve(line.size() + 1);
+    whole.append(line).push_back('\n');
+    std::string_view rest = whole;
+    flockfile(file_);
+    std::fflush(file_);
+    while (!rest.empty()) {
+      const ssize_t written = ::write(fileno(file_), rest.data(), rest.size());
+      if (written < 0 && errno == EINTR) continue;
+      if (written <= 0) break;
+      rest.remove_prefix(static_cast<std::size_t>(written));
+    }
+    funlockfile(file_);
+  }
+
   std::mutex mutex_;
   std::condition_variable idle_;
+  /// Nothing for the default.
   std::shared_ptr<Sink> sink_ GEOLOOM_GUARDED_BY(mutex_);
   std::FILE* const file_;
 };
-
-thread_local std::shared_ptr<LineStream::Sink> LineStream::callingSink;
 
 LineStream& console() {
   static LineStream& stream = *new LineStream(stdout);

@@ -8,15 +8,16 @@
 namespace geoloom::platform {
 
 /// Receives one line without its line break. Called from any thread, perhaps from several at once; no lock is
-/// held meanwhile. What it throws is swallowed.
+/// held meanwhile. What it throws is swallowed. What it prints on the stream that it serves goes to the
+/// default.
 using LineSink = std::function<void(std::string_view line)>;
 
 /// Service answers and progress. Standard output unless a sink is set; a line is written whole.
 class GEOLOOM_EXPORT Console {
  public:
   static void print(std::string_view line);
-  /// Replaces the sink; an empty one brings the default back. Returns when the old sink runs no more (unless
-  /// it is the old sink that calls).
+  /// Replaces the sink; an empty one brings the default back. Returns when the old sink runs no more
+  /// (at once when a sink calls).
   static void setSink(LineSink sink);
 };
 

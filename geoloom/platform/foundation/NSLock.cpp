@@ -1,8 +1,12 @@
 #include "geoloom/platform/foundation/NSLock.h"
 
+#include "geoloom/platform/foundation/Dispatch.h"
+
 namespace geoloom::platform {
 
 void NSLock::lock() {
+  if (tryLock()) return;
+  const BlockingScope waiting;
   std::unique_lock guard(mutex_);
   released_.wait(guard, [this] { return !held_; });
   held_ = true;

@@ -121,6 +121,24 @@ std::optional<std::string> composed(std::string_view text) {
   return std::string(reinterpret_cast<const char*>(mapped), static_cast<std::size_t>(length));
 }
 
+/// Length of what one U+FFFD stands for where `text` does not begin with a character: the part of one that is
+/// cut off, else a single byte.
+std::size_t brokenLength(std::string_view text) {
+  const auto byte = [&](std::size_t at) { return static_cast<unsigned char>(text[at]); };
+  const unsigned char lead = byte(0);
+  const std::size_t length = lead >= 0xF0 && lead <= 0xF4 ? 4 : lead >= 0xE0 && lead < 0xF0 ? 3 : 1;
+  // The second byte rules out overlong forms, surrogates and what lies above the last character.
+  unsigned char lowest = lead == 0xE0 ? 0xA0 : lead == 0xF0 ? 0x90 : 0x80;
+  unsigned char highest = lead == 0xED ? 0x9F : lead == 0xF4 ? 0x8F : 0xBF;
+  std::size_t at = 1;
+  while (at < length && at < text.size() && byte(at) >= lowest && byte(at) <= highest) {
+    ++at;
+    lowest = 0x80;
+    highest = 0xBF;
+  }
+  return at;
+}
+
 }  // namespace
 
 std::string text(float value) {
@@ -170,12 +188,9 @@ std::string validUTF8(std::string_view text) {
     utf8proc_int32_t point = 0;
     const utf8proc_ssize_t length = utf8proc_iterate(reinterpret_cast<const utf8proc_uint8_t*>(text.data()),
                                                      static_cast<utf8proc_ssize_t>(text.size()), &point);
-    if (length > 0) {
-      result.append(text.substr(0, static_cast<std::size_t>(length)));
-    } else {
-      result.append("\xEF\xBF\xBD");
-    }
-    text.remove_prefix(length > 0 ? static_cast<std::size_t>(length) : 1);
+    const std::size_t taken = length > 0 ? static_cast<std::size_t>(length) : brokenLength(text);
+    result.append(length > 0 ? text.substr(0, taken) : "\xEF\xBF\xBD");
+    text.remove_prefix(taken);
   }
   return result;
 }

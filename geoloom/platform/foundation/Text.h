@@ -32,7 +32,8 @@ namespace geoloom::platform {
 /// Agrees with canonicallyEqual.
 [[nodiscard]] GEOLOOM_EXPORT std::size_t canonicalHash(std::string_view text);
 
-/// The same text with every sequence that is not UTF-8 replaced by U+FFFD.
+/// The same text with every sequence that is not UTF-8 replaced by U+FFFD, a character that is cut off by
+/// one.
 [[nodiscard]] GEOLOOM_EXPORT std::string validUTF8(std::string_view text);
 
 }  // namespace geoloom::platform

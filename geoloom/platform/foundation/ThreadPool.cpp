@@ -1,14 +1,18 @@
 #include "geoloom/platform/foundation/ThreadPool.h"
 
 #include <algorithm>
-#include <system_error>
 #include <thread>
+
+#include "geoloom/platform/foundation/Thread.h"
 
 namespace geoloom::platform {
 
 namespace {
 
 thread_local bool poolThread = false;
+
+/// Depth of the waits that the thread's task is in; only the outermost is counted.
+thread_local int waits = 0;
 
 /// Threads beyond the pool's size that may stay after a wait, so that short waits do not start one each.
 constexpr int spareThreads = 4;
@@ -30,12 +34,8 @@ ThreadPool::ThreadPool() : size_(std::max(2, static_cast<int>(std::thread::hardw
 
 void ThreadPool::addThread() {
   active_.fetch_add(1);
-  try {
-    std::thread([this] { work(); }).detach();
-  } catch (const std::system_error&) {
-    // The system has no thread left: what waits goes on waiting, the others run a little later.
-    active_.fetch_sub(1);
-  }
+  // Where the system has no thread left, what waits goes on waiting and the others run a little later.
+  if (!startThread("geoloom-queue", [this] { work(); })) active_.fetch_sub(1);
 }
 
 void ThreadPool::work() {
@@ -54,10 +54,12 @@ bool ThreadPool::retire() {
 }
 
 void ThreadPool::beginWait() {
+  if (waits++ > 0) return;
   if (active_.fetch_sub(1) <= size_) addThread();
 }
 
 void ThreadPool::endWait() {
+  if (--waits > 0) return;
   active_.fetch_add(1);
 }
 

@@ -20,6 +20,7 @@ class ThreadPool {
   Executor executor() { return context_.get_executor(); }
   asio::io_context& context() { return context_; }
 
+  /// On a thread of the pool, in pairs, which may be nested.
   void beginWait();
   void endWait();
 

@@ -1,21 +1,18 @@
 #include "geoloom/platform/network/HTTPClient.h"
 
 #include <algorithm>
-#include <csignal>
 #include <cstring>
 #include <string_view>
-#include <system_error>
-#include <thread>
 #include <unordered_map>
 
 #include <arpa/inet.h>
 #include <curl/curl.h>
 #include <netinet/in.h>
-#include <pthread.h>
 #include <strings.h>
 #include <sys/socket.h>
 
 #include "geoloom/platform/foundation/Mutex.h"
+#include "geoloom/platform/foundation/Thread.h"
 
 namespace geoloom::platform {
 
@@ -223,22 +220,6 @@ void configureRequest(CURL* easy, const Transfer& transfer) {
   }
 }
 
-/// The thread must never run the application's signal handlers, nor die of a closed connection.
-std::thread threadWithoutSignals(std::function<void()> run) {
-  sigset_t all;
-  sigset_t before;
-  sigfillset(&all);
-  pthread_sigmask(SIG_SETMASK, &all, &before);
-  try {
-    std::thread thread(std::move(run));
-    pthread_sigmask(SIG_SETMASK, &before, nullptr);
-    return thread;
-  } catch (...) {
-    pthread_sigmask(SIG_SETMASK, &before, nullptr);
-    throw;
-  }
-}
-
 }  // namespace
 
 struct HTTPClient::State {
@@ -263,9 +244,8 @@ bool HTTPClient::State::start() {
   if (curl_global_init(CURL_GLOBAL_DEFAULT) != CURLE_OK) return false;
   CURLM* handles = curl_multi_init();
   if (!handles) return false;
-  try {
-    threadWithoutSignals([this, handles] { run(handles); }).detach();
-  } catch (const std::system_error&) {
+  // With all signals blocked, a closed connection cannot end the process either.
+  if (!startThread("geoloom-http", [this, handles] { run(handles); })) {
     curl_multi_cleanup(handles);
     return false;
   }
@@ -284,7 +264,6 @@ bool HTTPClient::State::handOver(std::unique_ptr<Transfer>& transfer) {
 }
 
 void HTTPClient::State::run(CURLM* handles) {
-  pthread_setname_np(pthread_self(), "geoloom-http");
   constexpr int idleMilliseconds = 60'000;
   while (true) {
     std::vector<std::unique_ptr<Transfer>> arrived;

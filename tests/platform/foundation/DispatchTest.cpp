@@ -1,11 +1,17 @@
 #include <algorithm>
 #include <atomic>
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <memory>
+#include <mutex>
 #include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
+#include <pthread.h>
 
 #include "geoloom/platform/foundation/Clock.h"
 #include "geoloom/platform/foundation/Dispatch.h"
@@ -49,6 +55,128 @@ TEST(Dispatch, WaitingTasksDelayNoOtherQueue) {
   for (int i = 0; i < waiting; ++i) ASSERT_TRUE(left.wait(30s));
 }
 
+std::ptrdiff_t threadCount() {
+  const std::filesystem::directory_iterator tasks("/proc/self/task");
+  return std::distance(begin(tasks), end(tasks));
+}
+
+/// Lets `count` tasks wait at once, nested waits among them, until all have arrived.
+void waitTogether(int count) {
+  DispatchSemaphore gate(0);
+  DispatchSemaphore arrived(0);
+  DispatchSemaphore left(0);
+  for (int i = 0; i < count; ++i)
+    DispatchQueue::global()->async([&] {
+      {
+        const BlockingScope outer;
+        arrived.signal();
+        gate.wait();
+      }
+      left.signal();
+    });
+  for (int i = 0; i < count; ++i) ASSERT_TRUE(arrived.wait(30s));
+  for (int i = 0; i < count; ++i) gate.signal();
+  for (int i = 0; i < count; ++i) ASSERT_TRUE(left.wait(30s));
+}
+
+TEST(Dispatch, ThreadsThatReplacedWaitingOnesDoNotPileUp) {
+  for (int i = 0; i < 20; ++i) waitTogether(50);
+  // Those of one round, and some on their way out.
+  EXPECT_LE(threadCount(), 150);
+}
+
+TEST(Dispatch, GlobalQueueRunsItsTasksConcurrently) {
+  DispatchSemaphore first(0);
+  DispatchSemaphore second(0);
+  DispatchSemaphore done(0);
+  DispatchQueue::global()->async([&] {
+    first.signal();
+    if (second.wait(30s)) done.signal();
+  });
+  DispatchQueue::global()->async([&] {
+    second.signal();
+    if (first.wait(30s)) done.signal();
+  });
+  EXPECT_TRUE(done.wait(30s));
+  EXPECT_TRUE(done.wait(30s));
+}
+
+TEST(Dispatch, SerialQueueRunsOneTaskAtATimeForManyCallers) {
+  constexpr int callers = 4;
+  constexpr int tasks = 500;
+  const auto queue = DispatchQueue::serial("one at a time");
+  // Read and written without a lock: the queue is what orders them.
+  std::vector<std::vector<int>> seen(callers);
+  int running = 0;
+  std::vector<std::thread> threads;
+  for (int caller = 0; caller < callers; ++caller)
+    threads.emplace_back([&, caller] {
+      for (int i = 0; i < tasks; ++i)
+        queue->async([&, caller, i] {
+          EXPECT_EQ(++running, 1);
+          seen[static_cast<std::size_t>(caller)].push_back(i);
+          --running;
+        });
+    });
+  for (std::thread& thread : threads) thread.join();
+  queue->sync([] {});
+  for (const std::vector<int>& order : seen) {
+    EXPECT_EQ(order.size(), static_cast<std::size_t>(tasks));
+    EXPECT_TRUE(std::is_sorted(order.begin(), order.end()));
+  }
+}
+
+TEST(Dispatch, QueueLivesUntilItsLastTaskHasRun) {
+  DispatchSemaphore gate(0);
+  DispatchSemaphore ran(0);
+  auto queue = DispatchQueue::serial("dropped");
+  const std::weak_ptr<DispatchQueue> watched = queue;
+  queue->async([&] { gate.wait(); });
+  queue->async([&, &label = queue->label()] {
+    EXPECT_EQ(label, "dropped");
+    ran.signal();
+  });
+  queue = nullptr;
+  EXPECT_FALSE(watched.expired());
+  gate.signal();
+  EXPECT_TRUE(ran.wait(30s));
+}
+
+TEST(Dispatch, SemaphoreCountsAndTimesOut) {
+  DispatchSemaphore semaphore(2);
+  EXPECT_TRUE(semaphore.wait(0ns));
+  semaphore.wait();
+  EXPECT_FALSE(semaphore.wait(1ms));
+  EXPECT_FALSE(semaphore.wait(-1s));
+  DispatchQueue::global()->async([&] { semaphore.signal(); });
+  EXPECT_TRUE(semaphore.wait(std::chrono::nanoseconds::max()));
+}
+
+TEST(Dispatch, ThreadsLeaveSignalsToTheApplication) {
+  for (const auto& queue : {DispatchQueue::global(), DispatchQueue::main()})
+    queue->sync([] {
+      sigset_t blocked;
+      pthread_sigmask(SIG_SETMASK, nullptr, &blocked);
+      for (const int signal : {SIGINT, SIGTERM, SIGCHLD, SIGUSR1, SIGPIPE})
+        EXPECT_EQ(sigismember(&blocked, signal), 1);
+    });
+}
+
+void tick(const std::shared_ptr<DispatchQueue>& queue) {
+  queue->asyncAfter(100us, [queue] { tick(queue); });
+}
+
+TEST(DispatchDeathTest, ProcessThatStillTicksEndsCleanly) {
+  testing::FLAGS_gtest_death_test_style = "threadsafe";
+  EXPECT_EXIT(
+      {
+        for (int i = 0; i < 50; ++i) tick(DispatchQueue::serial("ticking"));
+        DispatchQueue::main()->sync([] {});
+        std::exit(3);  // NOLINT(concurrency-mt-unsafe): the very thing that is tested
+      },
+      testing::ExitedWithCode(3), "");
+}
+
 TEST(Dispatch, ExceptionsAreLoggedWithTheQueueAndTheQueueGoesOn) {
   std::vector<std::string> lines;
   SystemLog::setSink([&](std::string_view line) { lines.emplace_back(line); });
@@ -78,6 +206,23 @@ TEST(Dispatch, TimersFollowTheManualClockInOrderOfTime) {
   EXPECT_EQ(clock->pending(), 1U);
   EXPECT_EQ(clock->uptime(), 2s);
   Clock::install(nullptr);
+}
+
+TEST(ManualClock, RunsWhatFallsDueWithTheTimeOfEachAction) {
+  ManualClock clock(Date(1h));
+  std::vector<std::chrono::nanoseconds> times;
+  const std::function<void()> repeat = [&] {
+    times.push_back(clock.uptime());
+    clock.schedule(10ms, repeat);
+  };
+  clock.schedule(5ms, repeat);
+  clock.schedule(0ns, [&] { times.push_back(-1ns); });
+  EXPECT_EQ(times, std::vector<std::chrono::nanoseconds>{-1ns});
+  clock.advance(30ms);
+  EXPECT_EQ(times, (std::vector<std::chrono::nanoseconds>{-1ns, 5ms, 15ms, 25ms}));
+  EXPECT_EQ(clock.uptime(), 30ms);
+  EXPECT_EQ(clock.date(), Date(1h) + 30ms);
+  EXPECT_EQ(clock.pending(), 1U);
 }
 
 TEST(Dispatch, SystemTimersFire) {

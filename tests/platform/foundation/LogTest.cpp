@@ -1,0 +1,146 @@
+#include <atomic>
+#include <cstdio>
+#include <future>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include "geoloom/platform/foundation/Log.h"
+
+namespace geoloom::platform {
+namespace {
+
+/// Takes over a standard stream for as long as it lives.
+class Captured {
+ public:
+  explicit Captured(int descriptor) : descriptor_(descriptor), original_(::dup(descriptor)) {
+    int ends[2];
+    if (::pipe(ends) != 0) throw std::runtime_error("no pipe");
+    ::dup2(ends[1], descriptor_);
+    ::close(ends[1]);
+    reader_ = std::async(std::launch::async, [end = ends[0]] {
+      std::string all;
+      char bytes[1 << 16];
+      for (ssize_t count = 0; (count = ::read(end, bytes, sizeof bytes)) > 0;)
+        all.append(bytes, static_cast<std::size_t>(count));
+      ::close(end);
+      return all;
+    });
+  }
+  /// Gives the stream back; what was written meanwhile.
+  std::string finish() {
+    ::dup2(original_, descriptor_);
+    ::close(original_);
+    return reader_.get();
+  }
+
+ private:
+  int descriptor_;
+  int original_;
+  std::future<std::string> reader_;
+};
+
+TEST(Log, LinesOfConcurrentWritersStayWhole) {
+  constexpr int writers = 4;
+  constexpr int lines = 100;
+  // Longer than what a pipe takes in one piece.
+  constexpr std::size_t length = 9000;
+  Captured output(STDOUT_FILENO);
+  std::vector<std::thread> threads;
+  for (int i = 0; i < writers; ++i)
+    threads.emplace_back([letter = static_cast<char>('a' + i)] {
+      const std::string line(length, letter);
+      for (int n = 0; n < lines; ++n) Console::print(line);
+    });
+  for (std::thread& thread : threads) thread.join();
+  const std::string all = output.finish();
+  ASSERT_EQ(all.size(), writers * lines * (length + 1));
+  for (std::size_t start = 0; start < all.size(); start += length + 1) {
+    ASSERT_EQ(all.find_first_not_of(all[start], start), start + length);
+    ASSERT_EQ(all[start + length], '\n');
+  }
+}
+
+TEST(Log, KeepsItsPlaceAmongTheApplicationsOwnOutput) {
+  Captured output(STDOUT_FILENO);
+  std::fputs("before ", stdout);
+  Console::print("line");
+  std::fputs("after", stdout);
+  std::fflush(stdout);
+  EXPECT_EQ(output.finish(), "before line\nafter");
+}
+
+TEST(Log, StreamsAndTheirSinksAreApart) {
+  std::vector<std::string> seen;
+  Console::setSink([&](std::string_view line) { seen.push_back("console " + std::string(line)); });
+  SystemLog::setSink([&](std::string_view line) { seen.push_back("log " + std::string(line)); });
+  Console::print("1");
+  SystemLog::log("2");
+  Console::print("");
+  Console::setSink({});
+  SystemLog::setSink({});
+  EXPECT_EQ(seen, (std::vector<std::string>{"console 1", "log 2", "console "}));
+}
+
+TEST(Log, ASinkThatThrowsLosesItsLineOnly) {
+  int calls = 0;
+  Console::setSink([&](std::string_view /*line*/) {
+    if (++calls == 1) throw std::runtime_error("no");
+  });
+  Console::print("lost");
+  Console::print("kept");
+  Console::setSink({});
+  EXPECT_EQ(calls, 2);
+}
+
+TEST(Log, WhatASinkPrintsItselfGoesToTheDefault) {
+  Captured output(STDOUT_FILENO);
+  Console::setSink([](std::string_view line) {
+    Console::print("from the sink: " + std::string(line));
+    SystemLog::log(line);
+  });
+  SystemLog::setSink(
+      [](std::string_view line) { Console::print("by way of the log: " + std::string(line)); });
+  Console::print("x");
+  Console::setSink({});
+  SystemLog::setSink({});
+  EXPECT_EQ(output.finish(), "from the sink: x\nby way of the log: x\n");
+}
+
+TEST(Log, ReplacingASinkWaitsForItsLastCall) {
+  std::promise<void> entered;
+  std::promise<void> release;
+  std::atomic<bool> finished{false};
+  Console::setSink([&](std::string_view /*line*/) {
+    entered.set_value();
+    release.get_future().wait();
+    finished = true;
+  });
+  std::thread writer([] { Console::print("slow"); });
+  entered.get_future().wait();
+  std::thread opener([&] { release.set_value(); });
+  Console::setSink([](std::string_view /*line*/) {});
+  EXPECT_TRUE(finished);
+  writer.join();
+  opener.join();
+  Console::setSink({});
+}
+
+TEST(Log, ASinkMayReplaceItself) {
+  std::vector<std::string> seen;
+  Console::setSink([&](std::string_view first) {
+    seen.emplace_back(first);
+    Console::setSink([&seen](std::string_view line) { seen.push_back("second " + std::string(line)); });
+  });
+  Console::print("1");
+  Console::print("2");
+  Console::setSink({});
+  EXPECT_EQ(seen, (std::vector<std::string>{"1", "second 2"}));
+}
+
+}  // namespace
+}  // namespace geoloom::platform
