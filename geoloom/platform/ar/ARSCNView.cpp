@@ -1,0 +1,11 @@
+#include "geoloom/platform/ar/ARSCNView.h"
+
+#include "geoloom/platform/scene/SCNScene.h"
+
+namespace geoloom::platform {
+
+ARSCNView::ARSCNView() : scene(std::make_shared<SCNScene>()) {}
+
+ARSCNView::~ARSCNView() = default;
+
+}  // namespace geoloom::platform

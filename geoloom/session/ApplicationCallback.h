@@ -1,0 +1,30 @@
+#pragma once
+
+#include <exception>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "geoloom/platform/foundation/Log.h"
+
+namespace geoloom {
+
+/// Runs a callback of the application if there is one. An exception that leaves it ends here, as a line in
+/// the system log that names the callback.
+template <class Callback, class... Arguments>
+void callApplication(std::string_view name, const Callback& callback, Arguments&&... arguments) {
+  if (!callback) return;
+  const auto report = [name](std::string_view what) {
+    platform::SystemLog::log(
+        std::string("exception out of the ").append(name).append(" callback: ").append(what));
+  };
+  try {
+    callback(std::forward<Arguments>(arguments)...);
+  } catch (const std::exception& exception) {
+    report(exception.what());
+  } catch (...) {
+    report("not a std::exception");
+  }
+}
+
+}  // namespace geoloom

@@ -1,0 +1,122 @@
+// MapSession: assets that are placed in the map and come back from it.
+#include <algorithm>
+#include <chrono>
+#include <string>
+#include <utility>
+
+#include "geoloom/platform/foundation/Log.h"
+#include "geoloom/platform/foundation/Text.h"
+#include "geoloom/session/ApplicationCallback.h"
+#include "geoloom/session/MapSessionState.h"
+#include "geoloom/session/Relocalization.h"
+
+namespace geoloom {
+namespace {
+
+using platform::Console;
+using platform::JSON;
+using platform::SystemLog;
+using Assets = std::vector<std::shared_ptr<MapAsset>>;
+
+constexpr std::chrono::seconds TICK_PERIOD{1};
+/// Ticks from one request for a localization by objects to the next.
+constexpr long SCENE_LOCALIZATION_TICKS = 8;
+constexpr std::size_t TRANSFORM_NUMBERS = 4;
+
+void logNotInitialized(MapMode mode) {
+  SystemLog::log(
+      "MapSession has not yet been fully initialized. Wait for statusCallback with .initialized before "
+      "storing any "
+      "assets. (mode - " +
+      std::to_string(rawValue(mode)) + ")");
+}
+
+}  // namespace
+
+bool MapSession::storePlacement(const Assets& assets, std::function<void(bool)> callback) {
+  state_->cloudApi->sendMetric("YeltMaps.AssetSaved", developerKeyHash());
+  Assets placed = assets;
+  if (isLocalizationMode()) {
+    if (!state_->resolvedTranslation || !state_->resolvedConfidence) {
+      SystemLog::log(
+          "Cannot store new assets in localization mode until previous assets have been localized");
+      return false;
+    }
+    placed = resolved(assets, *state_->resolvedTranslation, *state_->resolvedConfidence);
+  }
+  const auto mapUUID = mappingUUID();
+  if (!mapUUID) {
+    logNotInitialized(mapSessionMode());
+    return false;
+  }
+  state_->cloudApi->placeAssetsOnMap(*mapUUID, placed, [callback = std::move(callback)](const JSON& answer) {
+    callApplication("placement", callback, answer.contains("placement_id"));
+  });
+  return true;
+}
+
+bool MapSession::listNearbyMaps(std::optional<std::string> userID, double longitude, double latitude,
+                                double longitudeDelta, double latitudeDelta,
+                                MapsFoundCallback mapsFoundCallback) {
+  const auto dataManager = state_->dataManager.load();
+  if (!dataManager) {
+    logNotInitialized(mapSessionMode());
+    return false;
+  }
+  dataManager->cloudAPI()->listNearbyMaps(
+      appID(), userID, longitude, latitude, longitudeDelta, latitudeDelta, developerKeyHash(),
+      [callback = std::move(mapsFoundCallback)](const std::vector<std::shared_ptr<Map>>& maps) {
+        callApplication("nearby maps", callback, maps);
+      });
+  return true;
+}
+
+void MapSession::scheduleTick() {
+  const auto self = std::static_pointer_cast<MapSession>(shared_from_this());
+  state_->reloadAssetQueue->asyncAfter(TICK_PERIOD, [self] { self->tick(); });
+}
+
+void MapSession::tick() {
+  if (const auto dataManager = state_->dataManager.load()) {
+    lookForTransform(dataManager);
+    if (isLocalizationMode() && state_->queryAssetsCounter % SCENE_LOCALIZATION_TICKS == 0) {
+      requestSceneLocalization(*dataManager);
+    }
+  }
+  ++state_->queryAssetsCounter;
+  scheduleTick();
+}
+
+void MapSession::lookForTransform(const std::shared_ptr<DataManager>& dataManager) {
+  State::Transform& pending = state_->pendingTransform;
+  std::string found = dataManager->scanTransform();
+  if (!found.empty()) pending = {dataManager, std::move(found)};
+  // A transform belongs to the assets of its own data manager, which `reset` may have replaced.
+  if (pending.dataManager.lock() != dataManager) pending = {};
+  if (pending.text.empty()) return;
+
+  const auto numbers = parseTransform(pending.text);
+  if (numbers.size() < TRANSFORM_NUMBERS) {
+    SystemLog::log("dropped a transform with fewer than four numbers: " + pending.text);
+    pending = {};
+    return;
+  }
+  const auto callback = state_->callbacks.load()->assetsFound;
+  if (!callback) return;
+  pending = {};
+  const auto stored = dataManager->preloadedAssetJSON();
+  callApplication("assets", callback, stored ? relocalize(*stored, numbers, &Console::print) : Assets{});
+}
+
+void MapSession::requestSceneLocalization(const DataManager& dataManager) {
+  const auto mapUUID = dataManager.mapUUID();
+  const auto localizationSessionUUID = dataManager.localizationSessionUUID();
+  if (!mapUUID || !localizationSessionUUID) return;
+  Console::print("asking for new transform. Assets saved: " + std::to_string(state_->savedAssetCount) +
+                 ". Mapping session id: " + platform::text(mapUUID) +
+                 ", localitzation session id: " + *localizationSessionUUID);
+  state_->cloudApi->requestSceneLocalization(*mapUUID, *localizationSessionUUID,
+                                             state_->mapSessionConfiguration->featureMatchDistanceMeters);
+}
+
+}  // namespace geoloom

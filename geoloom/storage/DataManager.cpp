@@ -1,0 +1,124 @@
+#include "geoloom/storage/DataManager.h"
+
+#include <utility>
+
+#include "geoloom/cloud/CloudAPI.h"
+#include "geoloom/platform/foundation/Clock.h"
+#include "geoloom/platform/foundation/DateFormatter.h"
+#include "geoloom/platform/foundation/Log.h"
+#include "geoloom/session/MapSession.h"
+#include "geoloom/storage/TransformRow.h"
+#include "geoloom/storage/TransformScan.h"
+#include "geoloom/storage/directories.h"
+
+namespace geoloom {
+namespace {
+
+using platform::Console;
+using platform::JSON;
+
+constexpr char DATA_ROOT_DIRECTORY[] = "yelt";
+constexpr char MAP_NOT_FOUND[] = "Cannot find the map";
+
+std::optional<std::string> textMember(const JSON& answer, std::string_view key) {
+  const auto member = answer[key];
+  return member ? member->string() : std::nullopt;
+}
+
+// `operation` is CloudAPI::createMap or CloudAPI::createLocalizationSession.
+template <class Operation>
+void sendHandshake(CloudAPI& api, Operation operation, const MapSession& session,
+                   const platform::CLLocation* location, std::function<void(const JSON&)> handler) {
+  const auto measured = [location](auto read) {
+    return location == nullptr ? std::nullopt : std::optional<double>(read(*location));
+  };
+  (api.*operation)(session.appID(), session.userID(), session.mapID(), session.developerKeyHash(),
+                   measured([](const auto& fix) { return fix.coordinate.longitude; }),
+                   measured([](const auto& fix) { return fix.coordinate.latitude; }),
+                   measured([](const auto& fix) { return fix.altitude; }),
+                   measured([](const auto& fix) { return fix.horizontalAccuracy; }),
+                   measured([](const auto& fix) { return fix.verticalAccuracy; }), std::move(handler));
+}
+
+}  // namespace
+
+DataManager::DataManager(std::shared_ptr<platform::ARSession> arSession, std::shared_ptr<MapSession> session,
+                         std::shared_ptr<CloudAPI> cloudAPI)
+    : dataDirectory_(std::string(DATA_ROOT_DIRECTORY) + "/" +
+                     platform::formatDate(platform::Clock::current()->date(), "yyMMdd_HHmmss")),
+      arSession_(std::move(arSession)),
+      locManager_(LocationManager::create()),
+      cloudAPI_(std::move(cloudAPI)),
+      session_(std::move(session)) {
+  removeDirectory(DATA_ROOT_DIRECTORY);
+  createDirectory(dataDirectory_);
+}
+
+void DataManager::createMap(StatusCallback report) {
+  sendHandshake(*cloudAPI_, &CloudAPI::createMap, *session_, locManager_->currentLocation().get(),
+                [self = shared_from_this(), report = std::move(report)](const JSON& answer) {
+                  report(self->takeMapAnswer(answer));
+                });
+}
+
+void DataManager::createLocalizationSession(StatusCallback report) {
+  sendHandshake(*cloudAPI_, &CloudAPI::createLocalizationSession, *session_,
+                locManager_->currentLocation().get(),
+                [self = shared_from_this(), report = std::move(report)](const JSON& answer) {
+                  const MapStatus status = self->takeLocalizationAnswer(answer);
+                  report(status);
+                  if (status == MapStatus::initialized) self->retrieveAssets({});
+                });
+}
+
+MapStatus DataManager::takeMapAnswer(const JSON& answer) {
+  Console::print(answer.description());
+  if (answer.contains("uuid")) {
+    auto map = textMember(answer, "uuid");
+    if (!map) return MapStatus::serviceError;
+    identifiers_.store({.map = std::move(map), .localizationSession = {}});
+    return MapStatus::initialized;
+  }
+  return answer.contains("errorMessage") ? MapStatus::serviceError : MapStatus::connectionFailed;
+}
+
+MapStatus DataManager::takeLocalizationAnswer(const JSON& answer) {
+  Console::print(answer.description());
+  if (answer.contains("session_uuid")) {
+    auto session = textMember(answer, "session_uuid");
+    auto map = textMember(answer, "map_uuid");
+    if (!session || !map) return MapStatus::serviceError;
+    identifiers_.store({.map = std::move(map), .localizationSession = std::move(session)});
+    return MapStatus::initialized;
+  }
+  const auto error = answer["errorMessage"];
+  if (!error) return MapStatus::connectionFailed;
+  const bool unknownMap = error->stringValue().find(MAP_NOT_FOUND) != std::string::npos;
+  return unknownMap ? MapStatus::mapNotFound : MapStatus::serviceError;
+}
+
+void DataManager::retrieveAssets(std::function<void(const JSON&)> completion) {
+  Console::print("retrieve assets");
+  const auto map = mapUUID();
+  if (!map) return;
+  cloudAPI_->findAssetsOnTheMap(
+      *map, [self = shared_from_this(), completion = std::move(completion)](const JSON& answer) {
+        self->preloadedAssetJSON_.store(answer);
+        if (completion) completion(answer);
+      });
+}
+
+std::string DataManager::scanTransform() {
+  const auto map = mapUUID();
+  if (!map) return {};
+  const auto rows = scanTransformRows(*map);
+  if (!rows) return {};
+  Console::print("Transform DB scan result " + std::to_string(rows->size()));
+  const TransformRow* best = bestRow(*rows);
+  if (best == nullptr || *best->Transform == lastMatchTransform_) return {};
+  lastMatchTransform_ = *best->Transform;
+  Console::print(description(*best));
+  return lastMatchTransform_;
+}
+
+}  // namespace geoloom

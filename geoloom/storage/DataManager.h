@@ -1,0 +1,86 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "geoloom/platform/foundation/AtomicValue.h"
+#include "geoloom/platform/foundation/Dispatch.h"
+#include "geoloom/platform/foundation/JSON.h"
+#include "geoloom/session/MapStatus.h"
+#include "geoloom/storage/LocationManager.h"
+
+namespace geoloom {
+
+class CloudAPI;
+class MapSession;
+namespace platform {
+class ARSession;
+}
+
+/// One opening of a session: prepares the data directory, asks the service to create a map or a localization
+/// session, keeps what it answers and looks for transforms. The session holds its current one; it holds the
+/// session.
+///
+/// Answers arrive on the main queue. What they bring may be read from any thread.
+class DataManager final : public std::enable_shared_from_this<DataManager> {
+ public:
+  using StatusCallback = std::function<void(MapStatus)>;
+
+  /// Empties the kit's directory in the application's documents directory and makes this session's in it.
+  DataManager(std::shared_ptr<platform::ARSession> arSession, std::shared_ptr<MapSession> session,
+              std::shared_ptr<CloudAPI> cloudAPI);
+
+  /// Asks the service to create a map (mapping). Returns at once; `report` is called once, on the main queue.
+  void createMap(StatusCallback report);
+
+  /// Asks the service to open a localization session (localization); after success also for the map's assets.
+  /// Returns at once; `report` is called once, on the main queue.
+  void createLocalizationSession(StatusCallback report);
+
+  /// Asks for the assets stored in the map and keeps the answer. `completion` receives it on the main queue,
+  /// or is not called when there is none or the map is not known.
+  void retrieveAssets(std::function<void(const platform::JSON&)> completion);
+
+  /// The transform text of the best match for the map when it differs from the one returned before; else
+  /// empty. Waits for the table service, with pauses and retries. Call on the session's asset queue only.
+  [[nodiscard]] std::string scanTransform();
+
+  [[nodiscard]] std::optional<std::string> mapUUID() const { return identifiers_.load().map; }
+  /// Localization only.
+  [[nodiscard]] std::optional<std::string> localizationSessionUUID() const {
+    return identifiers_.load().localizationSession;
+  }
+  /// The answer that holds the map's assets.
+  [[nodiscard]] std::optional<platform::JSON> preloadedAssetJSON() const {
+    return preloadedAssetJSON_.load();
+  }
+  [[nodiscard]] const std::shared_ptr<CloudAPI>& cloudAPI() const { return cloudAPI_; }
+  /// Relative to the application's documents directory: "yelt/240315_142501".
+  [[nodiscard]] const std::string& dataDirectory() const { return dataDirectory_; }
+
+ private:
+  /// Both come in one answer and are replaced together.
+  struct Identifiers {
+    std::optional<std::string> map;
+    std::optional<std::string> localizationSession;
+  };
+
+  [[nodiscard]] MapStatus takeMapAnswer(const platform::JSON& answer);
+  [[nodiscard]] MapStatus takeLocalizationAnswer(const platform::JSON& answer);
+
+  const std::string dataDirectory_;
+  const std::shared_ptr<platform::ARSession> arSession_;
+  const std::shared_ptr<LocationManager> locManager_;
+  const std::shared_ptr<CloudAPI> cloudAPI_;
+  const std::shared_ptr<MapSession> session_;
+  platform::AtomicValue<Identifiers> identifiers_;
+  platform::AtomicValue<std::optional<platform::JSON>> preloadedAssetJSON_;
+  /// Only `scanTransform` touches it.
+  std::string lastMatchTransform_;
+};
+
+}  // namespace geoloom

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <chrono>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "geoloom/storage/TransformRow.h"
+
+namespace geoloom {
+
+/// Tries of one page before a scan gives up.
+inline constexpr int MAXIMUM_SCAN_TRIES = 5;
+
+/// Pause after the given number of failed tries of a page: 250 ms, doubled with each, at most 4 s, of which a
+/// random half may be missing so that many devices do not come back at once. `random` is in [0, 1].
+[[nodiscard]] std::chrono::nanoseconds scanPause(int failedTries, double random);
+
+/// All rows of the map, page by page, in the table's order. Waits for the default table service; pauses run
+/// on the current clock. Each failed try is a line on the console. Nothing when a page was given up.
+[[nodiscard]] std::optional<std::vector<TransformRow>> scanTransformRows(const std::string& mapUUID);
+
+}  // namespace geoloom

@@ -1,0 +1,263 @@
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "tests/session/SessionTest.h"
+
+namespace geoloom::testing {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using Lines = std::vector<std::string>;
+using platform::SCNVector3;
+
+const char STORED[] = R"({"placements": [
+    {"placement": {"x": 1, "y": 0, "z": 0, "ori": 0.3}, "asset": {"id": "lamp"}},
+    {"placement": {"x": 2, "y": 0, "z": 0, "ori": 0.5}},
+    {"placement": {"x": 0, "y": 1, "z": 0, "ori": -1}, "asset": {"id": "vase"}}]})";
+
+const char REFUSAL[] =
+    "MapSession has not yet been fully initialized. Wait for statusCallback with .initialized before storing "
+    "any "
+    "assets. (mode - ";
+
+class MapSessionAssets : public SessionTest {
+ protected:
+  long count(const std::string& line) {
+    const auto lines = journal.entries();
+    return std::count(lines.begin(), lines.end(), line);
+  }
+  [[nodiscard]] std::vector<std::string> metricNames() const {
+    std::vector<std::string> names;
+    for (const auto& request : requests("PutMetricData"))
+      names.push_back(request.json()["MetricData"][0]["MetricName"]);
+    return names;
+  }
+  static std::vector<std::shared_ptr<MapAsset>> lamp() {
+    return {std::make_shared<MapAsset>("lamp", SCNVector3{1, 2, -3}, 0.5F)};
+  }
+};
+
+TEST_F(MapSessionAssets, StoringTellsWhetherTheServiceTookThem) {
+  const auto session = openInitialized(MapMode::mapping);
+  Recorder<bool> taken;
+  const auto store = [&] {
+    return session->storePlacement(lamp(), [&](bool success) {
+      EXPECT_TRUE(platform::DispatchQueue::main()->isCurrent());
+      taken.add(success);
+    });
+  };
+  const std::string path = "/prod/maps/place_asset_on_map";
+  answer(path, R"({"placement_id": null})");
+  EXPECT_TRUE(store());
+  ASSERT_TRUE(taken.waitForCount(1));
+  answer(path, R"({"errorMessage": "no"})");
+  EXPECT_TRUE(store());
+  ASSERT_TRUE(taken.waitForCount(2));
+  answer(path, FakeAnswer::json("no JSON"));
+  EXPECT_TRUE(store());
+  ASSERT_TRUE(waitForRequests(path, 3));
+  answer(path, R"([])");
+  EXPECT_TRUE(store());
+  ASSERT_TRUE(taken.waitForCount(3));
+  EXPECT_THAT(taken.entries(), ElementsAre(true, false, false));
+  EXPECT_EQ(requests(path).front().json(), nlohmann::json::parse(R"({"map_uuid": "M1", "placements": [
+      {"asset_id": "lamp", "x": 1, "y": 2, "z": -3, "orientation": 0.5}]})"));
+
+  ASSERT_TRUE(waitForRequests("PutMetricData", 5));
+  EXPECT_EQ(std::ranges::count(metricNames(), "YeltMaps.AssetSaved"), 4);
+}
+
+TEST_F(MapSessionAssets, StoringRefusesUntilTheMapIsKnown) {
+  answer("/prod/maps/create_map", R"({"errorMessage": "no"})");
+  const auto session = open(MapMode::mapping);
+  ASSERT_TRUE(statuses.waitForCount(1));
+  EXPECT_FALSE(session->storePlacement(lamp(), [](bool) { ADD_FAILURE(); }));
+  EXPECT_EQ(count(std::string("! ") + REFUSAL + "0)"), 1);
+  ASSERT_TRUE(waitForRequests("PutMetricData", 2));
+  EXPECT_EQ(std::ranges::count(metricNames(), "YeltMaps.AssetSaved"), 1);
+  EXPECT_THAT(requests("/prod/maps/place_asset_on_map"), IsEmpty());
+}
+
+TEST_F(MapSessionAssets, StoringRefusesInLocalizationMode) {
+  const auto session = openInitialized(MapMode::localization);
+  EXPECT_FALSE(session->storePlacement(lamp(), [](bool) { ADD_FAILURE(); }));
+  EXPECT_EQ(count("! Cannot store new assets in localization mode until previous assets have been localized"),
+            1);
+  ASSERT_TRUE(waitForRequests("PutMetricData", 2));
+  EXPECT_THAT(requests("/prod/maps/place_asset_on_map"), IsEmpty());
+}
+
+TEST_F(MapSessionAssets, StoringMovesAssetsOnceALocalizationSessionIsResolved) {
+  const auto session = openInitialized(MapMode::localization);
+  auto& state = MapSessionInternals::state(*session);
+  state.resolvedTranslation = {1, 2, 3};
+  EXPECT_FALSE(session->storePlacement(lamp(), {}));
+  state.resolvedConfidence = 0.75F;
+  EXPECT_TRUE(session->storePlacement(lamp(), {}));
+  ASSERT_TRUE(waitForRequests("/prod/maps/place_asset_on_map", 1));
+  const auto placed = requests("/prod/maps/place_asset_on_map").front().json()["placements"][0];
+  EXPECT_EQ(placed,
+            nlohmann::json::parse(R"({"asset_id": "lamp", "x": 2, "y": 4, "z": 0, "orientation": 0.5})"));
+}
+
+TEST_F(MapSessionAssets, NearbyMapsNeedOnlyAStartedSession) {
+  answer("/prod/maps/create_map", R"({"errorMessage": "no"})");
+  answer("/prod/maps/list_nearby_maps", R"([{"user_id": "u1", "map_id": "m1", "latitude": 1, "longitude": 2,
+      "altitude": 3, "vertical_accuracy": 4, "horizontal_accuracy": 5}])");
+  const auto session = open(MapMode::mapping);
+  ASSERT_TRUE(statuses.waitForCount(1));
+  Recorder<std::vector<std::shared_ptr<Map>>> maps;
+  const auto list = [&](const std::optional<std::string>& user) {
+    return session->listNearbyMaps(user, 11, 48, 0.5, 0.25, [&](const auto& found) { maps.add(found); });
+  };
+  EXPECT_TRUE(list(std::nullopt));
+  ASSERT_TRUE(maps.waitForCount(1));
+  ASSERT_EQ(maps.entries().front().size(), 1U);
+  EXPECT_EQ(maps.entries().front().front()->horizontalAccuracy, 5);
+  EXPECT_TRUE(list("u9"));
+  ASSERT_TRUE(maps.waitForCount(2));
+  const auto sent = requests("/prod/maps/list_nearby_maps");
+  EXPECT_FALSE(sent[0].json().contains("user_id"));
+  EXPECT_EQ(sent[1].json()["user_id"], "u9");
+  const auto expected = nlohmann::json::parse(R"({"app_id": "demo", "longitude": 11, "latitude": 48,
+      "longitude_delta": 0.5, "latitude_delta": 0.25, "developer_key": "900150983cd24fb0d6963f7d28e17f72"})");
+  for (const auto& [key, value] : expected.items()) EXPECT_EQ(sent[0].json()[key], value) << key;
+
+  MapSessionInternals::state(*session).dataManager.store(nullptr);
+  EXPECT_FALSE(list(std::nullopt));
+  EXPECT_EQ(count(std::string("! ") + REFUSAL + "0)"), 1);
+}
+
+TEST_F(MapSessionAssets, ATransformBringsTheAssetsOnceAndABetterOneBringsThemAllAgain) {
+  answer("/prod/maps/find_assets_on_the_map", STORED);
+  answer("Scan", page({{"12", "0.4", "9,9,9,9"}, {"15", "0.3", "1,2,3,0"}}));
+  const auto session = openInitialized(MapMode::localization);
+  tick(*session, 2);
+  ASSERT_EQ(assets.entries().size(), 1U);
+  const auto first = assets.entries().front();
+  ASSERT_EQ(first.size(), 2U);
+  EXPECT_EQ(first[0]->assetID, "lamp");
+  EXPECT_EQ(first[0]->position, (SCNVector3{2, 2, 3}));
+  EXPECT_EQ(first[0]->orientation, 0.3F);
+  EXPECT_EQ(first[0]->confidence, 0.5F);
+  EXPECT_EQ(first[1]->assetID, "vase");
+  EXPECT_EQ(first[1]->position, (SCNVector3{1, 3, 3}));
+
+  // Another row with the same transform changes nothing.
+  answer("Scan", page({{"20", "1", "1,2,3,0"}}));
+  tick(*session);
+  EXPECT_EQ(assets.entries().size(), 1U);
+
+  answer("Scan", page({{"20", "1", "1,2,3,0"}, {"20", "1.5", "0,0,0,0"}}));
+  tick(*session);
+  ASSERT_EQ(assets.entries().size(), 2U);
+  EXPECT_EQ(assets.entries()[1][0]->position, (SCNVector3{1, 0, 0}));
+  EXPECT_GE(count("> Transform DB scan result 2"), 3);
+}
+
+TEST_F(MapSessionAssets, ATransformWithoutStoredAssetsBringsAnEmptyList) {
+  answer("Scan", page({{"1", "1", "1,2,3,0"}}));
+  const auto session = openInitialized(MapMode::mapping);
+  tick(*session);
+  ASSERT_EQ(assets.entries().size(), 1U);
+  EXPECT_THAT(assets.entries().front(), IsEmpty());
+  EXPECT_THAT(requests("/prod/maps/find_assets_on_the_map"), IsEmpty());
+}
+
+TEST_F(MapSessionAssets, ATransformWaitsForACallback) {
+  answer("/prod/maps/find_assets_on_the_map", STORED);
+  answer("Scan", page({{"1", "1", "1,2,3,0"}}));
+  const auto session = openInitialized(MapMode::localization);
+  session->registerCallbacks({}, {}, {});
+  tick(*session, 2);
+  registerCallbacks(*session);
+  tick(*session, 2);
+  ASSERT_EQ(assets.entries().size(), 1U);
+  EXPECT_EQ(assets.entries().front().size(), 2U);
+}
+
+TEST_F(MapSessionAssets, AWaitingTransformIsForgottenByAReset) {
+  answer("Scan", page({{"1", "1", "1,2,3,0"}}));
+  const auto session = openInitialized(MapMode::localization);
+  session->registerCallbacks({}, {}, {});
+  tick(*session);
+  session->reset(std::make_shared<platform::ARSession>());
+  registerCallbacks(*session);
+  tick(*session);
+  EXPECT_THAT(assets.entries(), IsEmpty());
+}
+
+TEST_F(MapSessionAssets, ATransformWithTooFewNumbersIsDropped) {
+  answer("Scan", page({{"1", "1", "1,2,,3,"}}));
+  const auto session = openInitialized(MapMode::localization);
+  tick(*session, 2);
+  EXPECT_THAT(assets.entries(), IsEmpty());
+  EXPECT_EQ(count("! dropped a transform with fewer than four numbers: 1,2,,3,"), 1);
+}
+
+TEST_F(MapSessionAssets, AnExceptionOutOfTheAssetsCallbackDoesNotEndTheLoop) {
+  answer("Scan", page({{"1", "1", "1,2,3,0"}}));
+  const auto session = openInitialized(MapMode::localization);
+  session->registerCallbacks([](const auto&) { throw 7; }, {}, {});
+  tick(*session);
+  EXPECT_EQ(count("! exception out of the assets callback: not a std::exception"), 1);
+  registerCallbacks(*session);
+  answer("Scan", page({{"1", "1", "0,0,0,0"}}));
+  tick(*session);
+  EXPECT_EQ(assets.entries().size(), 1U);
+}
+
+TEST_F(MapSessionAssets, LocalizationIsAskedForEveryEighthTick) {
+  const std::string path = "/dev/scene-understanding/localize";
+  const auto session = openInitialized(MapMode::localization);
+  const std::string line =
+      R"(> asking for new transform. Assets saved: 0. Mapping session id: Optional("M1"), localitzation session id: L1)";
+  EXPECT_EQ(count(line), 0);
+  for (int number = 0; number < 18; ++number) {
+    tick(*session);
+    EXPECT_EQ(count(line), number / 8 + 1) << "tick " << number;
+  }
+  ASSERT_TRUE(waitForRequests(path, 3));
+  EXPECT_EQ(requests(path).front().json(), nlohmann::json::parse(R"({"mapping_session_id": "M1",
+      "localization_session_id": "L1", "feature_match_distance_meters": 0.5})"));
+}
+
+TEST_F(MapSessionAssets, LocalizationWaitsForTheNextEighthTickWhenTheSessionIsNotKnown) {
+  const std::string path = "/dev/scene-understanding/localize";
+  Gate answered;
+  answer(
+      "/prod/maps/create_localization_session", FakeAnswer::acting([&](const FakeConnection& connection) {
+        EXPECT_TRUE(answered.wait());
+        EXPECT_TRUE(connection.send(FakeAnswer::json(R"({"session_uuid": "L1", "map_uuid": "M1"})").text()));
+      }));
+  const auto session = open(MapMode::localization);
+  tick(*session);
+  answered.open();
+  ASSERT_TRUE(statuses.waitForCount(1));
+  MapSessionInternals::state(*session).mapSessionConfiguration->featureMatchDistanceMeters = 0.25F;
+  tick(*session, 7);
+  EXPECT_THAT(requests(path), IsEmpty());
+  tick(*session);
+  ASSERT_TRUE(waitForRequests(path, 1));
+  EXPECT_EQ(requests(path).front().json()["feature_match_distance_meters"], 0.25);
+}
+
+TEST_F(MapSessionAssets, AMappingSessionNeverAsksForALocalization) {
+  const auto session = openInitialized(MapMode::mapping);
+  tick(*session, 9);
+  EXPECT_THAT(requests("/dev/scene-understanding/localize"), IsEmpty());
+  EXPECT_EQ(requests("Scan").size(), 9U);
+}
+
+TEST_F(MapSessionAssets, NothingIsScannedForBeforeTheMapIsKnown) {
+  answer("/prod/maps/create_map", R"({"errorMessage": "no"})");
+  const auto session = open(MapMode::mapping);
+  ASSERT_TRUE(statuses.waitForCount(1));
+  tick(*session, 2);
+  EXPECT_THAT(requests("Scan"), IsEmpty());
+}
+
+}  // namespace
+}  // namespace geoloom::testing

@@ -1,0 +1,219 @@
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "geoloom/platform/ar/ARFrame.h"
+#include "geoloom/platform/ar/ARSCNView.h"
+#include "geoloom/platform/imaging/CVPixelBuffer.h"
+#include "geoloom/platform/ui/UIView.h"
+#include "geoloom/session/DetectedObjectFactory.h"
+
+#include "tests/session/SessionTest.h"
+
+namespace geoloom::testing {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using ::testing::UnorderedElementsAre;
+using Objects = std::vector<std::shared_ptr<DetectedObject>>;
+
+class MapSessionDetections : public SessionTest {
+ protected:
+  static std::shared_ptr<DetectedObject> object(const std::string& name, float confidence) {
+    return DetectedObjectFactory::make(name, confidence, {0.1F, -0.5F, -1.2F}, 0.9F);
+  }
+  // As the detector does: on its queue, with the threshold of the session's construction.
+  static void detect(MapSession& session, const Objects& objects, float threshold = 0.6F) {
+    MapSessionInternals::state(session).objectDetector->updateQueue->sync(
+        [&] { MapSessionInternals::handleDetections(session, objects, threshold); });
+  }
+  // "<name> <frame>" of each row written, in the order of their arrival.
+  [[nodiscard]] std::vector<std::string> rows() const {
+    std::vector<std::string> rows;
+    for (const auto& request : requests("PutItem")) {
+      const auto item = request.json()["Item"];
+      rows.push_back(item["ObjectName"]["S"].get<std::string>() + " " +
+                     item["FrameId"]["N"].get<std::string>());
+    }
+    return rows;
+  }
+};
+
+TEST_F(MapSessionDetections, AllAreReportedAndTheConfidentOnesSaved) {
+  const auto session = openInitialized(MapMode::mapping);
+  detect(*session, {object("chair", 0.9F), object("cup", 0.4F), object("dog", 0.6F)});
+  ASSERT_TRUE(waitForRequests("PutItem", 2));
+  ASSERT_EQ(detections.entries().size(), 1U);
+  EXPECT_EQ(detections.entries().front().size(), 3U);
+  EXPECT_THAT(rows(), UnorderedElementsAre("chair 1", "dog 1"));
+  EXPECT_TRUE(journal.waitUntil([](const auto& lines) {
+    return std::ranges::count(lines, "> An item was saved. chair, 0.1,-0.5,-1.2") == 1;
+  }));
+
+  // Batches count, not frames: neither an empty one nor one without confident objects is special.
+  detect(*session, {});
+  detect(*session, {object("cup", 0.4F)});
+  EXPECT_EQ(detections.entries().size(), 2U);
+  detect(*session, {object("cat", 0.7F)});
+  ASSERT_TRUE(waitForRequests("PutItem", 3));
+  EXPECT_THAT(rows(), UnorderedElementsAre("chair 1", "dog 1", "cat 3"));
+}
+
+TEST_F(MapSessionDetections, ARowSaysWhereAndWhoseItIs) {
+  clock->advance(std::chrono::milliseconds(1500));
+  const auto session = openInitialized(MapMode::localization);
+  detect(*session, {object("chair", 0.75F)});
+  ASSERT_TRUE(waitForRequests("PutItem", 1));
+  const auto body = requests("PutItem").front().json();
+  EXPECT_EQ(body["TableName"], "SceneUnderstanding");
+  EXPECT_EQ(body["Item"], nlohmann::json::parse(R"({"SessionId": {"S": "L1"}, "FrameId": {"N": "1"},
+      "PositionX": {"N": "0.1"}, "PositionY": {"N": "-0.5"}, "PositionZ": {"N": "-1.2"}, "ObjectName": {"S": "chair"},
+      "Confidence": {"N": "0.75"}, "Timestamp": {"N": "1.5"}, "IsLocalizationSession": {"N": "1"}})"));
+}
+
+TEST_F(MapSessionDetections, AMappingSessionWritesUnderItsMap) {
+  const auto session = openInitialized(MapMode::mapping);
+  detect(*session, {object("chair", 0.75F)});
+  ASSERT_TRUE(waitForRequests("PutItem", 1));
+  const auto item = requests("PutItem").front().json()["Item"];
+  EXPECT_EQ(item["SessionId"]["S"], "M1");
+  EXPECT_EQ(item["IsLocalizationSession"]["N"], "0");
+}
+
+TEST_F(MapSessionDetections, BeforeTheIdentifierIsKnownTheyAreOnlyCountedAndReported) {
+  Gate answered;
+  answer("/prod/maps/create_map", FakeAnswer::acting([&](const FakeConnection& connection) {
+           EXPECT_TRUE(answered.wait());
+           EXPECT_TRUE(connection.send(FakeAnswer::json(R"({"uuid": "M1"})").text()));
+         }));
+  const auto session = open(MapMode::mapping);
+  detect(*session, {object("chair", 0.9F)});
+  EXPECT_EQ(detections.entries().size(), 1U);
+  answered.open();
+  ASSERT_TRUE(statuses.waitForCount(1));
+  detect(*session, {object("dog", 0.9F)});
+  ASSERT_TRUE(waitForRequests("PutItem", 1));
+  EXPECT_THAT(rows(), ElementsAre("dog 2"));
+}
+
+TEST_F(MapSessionDetections, AreSavedWithoutACallbackAndAfterAnExceptionOutOfOne) {
+  const auto session = openInitialized(MapMode::mapping);
+  session->registerCallbacks({}, {}, {});
+  detect(*session, {object("chair", 0.9F)});
+  session->registerCallbacks({}, {}, [](const Objects&) { throw std::runtime_error("mine"); });
+  detect(*session, {object("dog", 0.9F)});
+  ASSERT_TRUE(waitForRequests("PutItem", 2));
+  EXPECT_THAT(rows(), UnorderedElementsAre("chair 1", "dog 2"));
+  EXPECT_EQ(std::ranges::count(journal.entries(), "! exception out of the detections callback: mine"), 1);
+}
+
+TEST_F(MapSessionDetections, AFailedSaveIsALineAndNoMore) {
+  answer("PutItem",
+         FakeAnswer::json(R"({"__type": "com.amazonaws.dynamodb.v20120810#ResourceNotFoundException",
+      "message": "Requested resource not found"})",
+                          400));
+  const auto session = openInitialized(MapMode::mapping);
+  detect(*session, {object("chair", 0.9F)});
+  EXPECT_TRUE(journal.waitUntil([](const auto& lines) {
+    return std::ranges::count_if(lines, [](const std::string& line) {
+             return line.starts_with("> Amazon DynamoDB Save Error: ") &&
+                    line.find("Requested resource not found") != std::string::npos;
+           }) == 1;
+  }));
+}
+
+TEST_F(MapSessionDetections, TheThresholdIsThatOfTheConstruction) {
+  const auto session = open(MapMode::mapping, 0.25F);
+  ASSERT_TRUE(statuses.waitForCount(1));
+  auto& state = MapSessionInternals::state(*session);
+  state.mapSessionConfiguration->sceneUnderstandingConfidenceThreshold = 0.9F;
+  state.objectDetector->updateQueue->sync([&] { state.objectDetector->callback({object("chair", 0.25F)}); });
+  ASSERT_TRUE(waitForRequests("PutItem", 1));
+  EXPECT_THAT(rows(), ElementsAre("chair 1"));
+}
+
+class MapSessionFrames : public SessionTest {
+ protected:
+  // A camera that moves steadily to the right, two metres before a wall full of feature points.
+  std::shared_ptr<const platform::ARFrame> nextFrame() {
+    constexpr float FOCAL = 64;
+    platform::simd_float4x4 pose;
+    pose.columns[3].x = 0.002F * static_cast<float>(++frames_);
+    const platform::simd_float3x3 intrinsics{{{{FOCAL, 0, 0}, {0, FOCAL, 0}, {31.5F, 23.5F, 1}}}};
+    std::vector<platform::simd_float3> points;
+    for (int v = 0; v < 48; ++v) {
+      for (int u = 0; u < 64; ++u) {
+        points.push_back({(static_cast<float>(u) - 31.5F) / FOCAL * 2 + pose.columns[3].x,
+                          (23.5F - static_cast<float>(v)) / FOCAL * 2, -2});
+      }
+    }
+    return std::make_shared<platform::ARFrame>(
+        platform::CVPixelBuffer::create(64, 48, platform::CVPixelFormatType::BGRA32),
+        std::make_shared<platform::ARCamera>(pose, intrinsics, platform::CGSize{64, 48}), std::move(points),
+        frames_);
+  }
+  void offer(MapSession& session, int count) {
+    for (; count > 0; --count) session.update(nextFrame());
+    MapSessionInternals::state(session).objectDetector->updateQueue->sync([] {});
+  }
+
+ private:
+  int frames_ = 0;
+};
+
+TEST_F(MapSessionFrames, BecomeObjectsInTheWorldAndRows) {
+  const auto session = openInitialized(MapMode::mapping);
+  offer(*session, 4);
+  EXPECT_THAT(detections.entries(), IsEmpty()) << "the first four frames never reach the detector";
+  offer(*session, 1);
+  ASSERT_EQ(detections.entries().size(), 1U);
+  const auto person = detections.entries().front().front();
+  EXPECT_EQ(person->name, "person");
+  EXPECT_NEAR(person->confidence, 0.8808F, 1e-4);
+  EXPECT_EQ(person->center.z, -2);
+  ASSERT_TRUE(waitForRequests("PutItem", 1));
+}
+
+TEST_F(MapSessionFrames, AreDroppedWhileOneIsInAnalysis) {
+  const auto session = openInitialized(MapMode::mapping);
+  auto& lock = MapSessionInternals::state(*session).objectDetector->lock;
+  ASSERT_TRUE(lock.tryLock());
+  offer(*session, 10);
+  EXPECT_THAT(detections.entries(), IsEmpty());
+  lock.unlock();
+  offer(*session, 0);
+  EXPECT_THAT(detections.entries(), IsEmpty()) << "they were not queued";
+  offer(*session, 1);
+  EXPECT_EQ(detections.entries().size(), 1U);
+}
+
+TEST_F(MapSessionFrames, ASessionShowsWhatItSees) {
+  const auto session = create(MapMode::mapping);
+  auto& detector = MapSessionInternals::state(*session).objectDetector;
+  const auto view = std::make_shared<platform::UIView>();
+  const auto sceneView = std::make_shared<platform::ARSCNView>();
+  session->visualizeSceneUnderstanding(view, sceneView);
+  EXPECT_TRUE(detector->drawBoundingBoxes);
+  EXPECT_EQ(detector->boundingBoxes().size(), 100U);
+  EXPECT_EQ(detector->scene.load(), sceneView->scene);
+}
+
+TEST_F(MapSessionFrames, BadInputIsALine) {
+  const auto session = create(MapMode::mapping);
+  session->update(nullptr);
+  session->visualizeSceneUnderstanding(nullptr, nullptr);
+  MapSessionInternals::state(*session).objectDetector = nullptr;
+  session->update(nextFrame());
+  session->visualizeSceneUnderstanding(std::make_shared<platform::UIView>(),
+                                       std::make_shared<platform::ARSCNView>());
+  const auto lines = journal.entries();
+  EXPECT_EQ(std::ranges::count(lines, "! visualizeSceneUnderstanding: a view and a scene view are needed"),
+            1);
+  EXPECT_EQ(std::ranges::count(
+                lines, "! object detector not initialized. Call registerObjectDetectionCallback() first"),
+            1);
+}
+
+}  // namespace
+}  // namespace geoloom::testing

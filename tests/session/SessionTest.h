@@ -1,0 +1,191 @@
+#pragma once
+
+#include <chrono>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "geoloom/platform/ar/ARSession.h"
+#include "geoloom/platform/foundation/Bundle.h"
+#include "geoloom/platform/foundation/Clock.h"
+#include "geoloom/platform/foundation/DateFormatter.h"
+#include "geoloom/platform/foundation/FileManager.h"
+#include "geoloom/session/MapSession.h"
+#include "geoloom/session/MapSessionState.h"
+#include "geoloom/session/ServiceEndpoints.h"
+
+#include "tests/support/FakeService.h"
+#include "tests/support/Recorder.h"
+#include "tests/support/TemporaryDirectory.h"
+#include "tests/support/TinyModel.h"
+
+namespace geoloom::testing {
+
+/// Name under which a request is scripted and recorded: its path, or the last part of its target.
+inline std::string requestName(const RecordedRequest& request) {
+  const auto target = request.header("X-Amz-Target");
+  return target ? target->substr(target->rfind('.') + 1) : request.path;
+}
+
+/// A session against a scripted service, on a clock that the test moves. What is printed, logged and sent
+/// stands in `journal`, in order: "> console", "! system log", "/path" or "Scan", "status 0".
+///
+/// Sessions never die: every test runs in a process of its own.
+class SessionTest : public ::testing::Test {
+ protected:
+  SessionTest() {
+    platform::Bundle::setMainBundleIdentifier("demo");
+    platform::FileManager::setDocumentsDirectory(directory.path() / "documents");
+    platform::FileManager::setStateDirectory(directory.path() / "state");
+    platform::Clock::install(clock);
+    ServiceEndpoints::setCurrent({.production = service->url("/prod/maps"),
+                                  .beta = service->url("/beta/maps"),
+                                  .sceneUnderstanding = service->url("/dev/scene-understanding/localize"),
+                                  .tables = service->url(),
+                                  .metrics = service->url()});
+    answer("/prod/maps/create_map", R"({"uuid": "M1"})");
+    answer("/prod/maps/create_localization_session", R"({"session_uuid": "L1", "map_uuid": "M1"})");
+    answer("/prod/maps/find_assets_on_the_map", R"({"placements": []})");
+    answer("Scan", R"({"Items": [], "Count": 0, "ScannedCount": 0})");
+  }
+
+  /// What every further request of that name is answered.
+  void answer(const std::string& name, std::string body) { answer(name, FakeAnswer::json(std::move(body))); }
+  void answer(const std::string& name, FakeAnswer fake) {
+    const std::lock_guard lock(script->mutex);
+    script->answers[name] = std::move(fake);
+  }
+
+  template <class Session = MapSession>
+  std::shared_ptr<Session> create(MapMode mode, float threshold = 0.6F) {
+    const auto session =
+        MapSession::create<Session>(std::make_shared<platform::ARSession>(), mode, "u7", "m3", "abc", 812,
+                                    375, std::make_shared<MapSessionConfiguration>(threshold, 0.5F));
+    sessions_.push_back(session);
+    return session;
+  }
+
+  void registerCallbacks(MapSession& session) {
+    session.registerCallbacks([this](const auto& found) { assets.add(found); },
+                              [this](MapStatus status) {
+                                EXPECT_TRUE(platform::DispatchQueue::main()->isCurrent());
+                                journal.add("status " + std::to_string(rawValue(status)));
+                                statuses.add(status);
+                              },
+                              [this](const auto& found) { detections.add(found); });
+  }
+
+  /// A session with callbacks. As in an application, both are made in one task of the main queue: no answer
+  /// of the service can be handled in between.
+  template <class Session = MapSession>
+  std::shared_ptr<Session> open(MapMode mode, float threshold = 0.6F) {
+    std::shared_ptr<Session> session;
+    platform::DispatchQueue::main()->sync([&] {
+      session = create<Session>(mode, threshold);
+      registerCallbacks(*session);
+    });
+    return session;
+  }
+
+  /// A session that has been told `initialized` and, in localization mode, has its stored assets.
+  std::shared_ptr<MapSession> openInitialized(MapMode mode, float threshold = 0.6F) {
+    const auto before = statuses.entries().size();
+    auto session = open(mode, threshold);
+    EXPECT_TRUE(statuses.waitForCount(before + 1));
+    EXPECT_TRUE(session->mapSessionUUID().has_value());
+    while (mode == MapMode::localization &&
+           !MapSessionInternals::state(*session).dataManager.load()->preloadedAssetJSON()) {
+      std::this_thread::yield();
+    }
+    return session;
+  }
+
+  /// Lets so many ticks of the session's loop begin and end.
+  void tick(MapSession& session, int count = 1) {
+    for (; count > 0; --count) {
+      clock->advance(std::chrono::seconds(1));
+      MapSessionInternals::state(session).reloadAssetQueue->sync([] {});
+    }
+  }
+
+  [[nodiscard]] std::vector<RecordedRequest> requests(const std::string& name) const {
+    auto all = service->requests();
+    std::erase_if(all, [&](const RecordedRequest& request) { return requestName(request) != name; });
+    return all;
+  }
+  [[nodiscard]] bool waitForRequests(const std::string& name, std::size_t count) const {
+    return service->waitUntil([&](const std::vector<RecordedRequest>& all) {
+      return static_cast<std::size_t>(std::count_if(
+                 all.begin(), all.end(),
+                 [&](const RecordedRequest& request) { return requestName(request) == name; })) >= count;
+    });
+  }
+
+  /// Name of the data directory of a session that is made now.
+  [[nodiscard]] std::string today() const { return platform::formatDate(clock->date(), "yyMMdd_HHmmss"); }
+
+  /// A page of the transform table; a row is (count, value, transform).
+  struct Row {
+    std::string count;
+    std::string value;
+    std::string transform;
+  };
+  static std::string page(const std::vector<Row>& rows, const std::string& lastKey = {}) {
+    auto page = nlohmann::ordered_json::object();
+    page["Items"] = nlohmann::ordered_json::array();
+    for (const Row& row : rows) {
+      page["Items"].push_back({{"SessionId", {{"S", "M1"}}},
+                               {"Timestamp", {{"N", "1"}}},
+                               {"MatchCount", {{"N", row.count}}},
+                               {"MatchValue", {{"S", row.value}}},
+                               {"Transform", {{"S", row.transform}}}});
+    }
+    if (!lastKey.empty())
+      page["LastEvaluatedKey"] = {{"SessionId", {{"S", lastKey}}}, {"Timestamp", {{"N", "7"}}}};
+    return page.dump();
+  }
+
+  struct Script {
+    std::mutex mutex;
+    std::map<std::string, FakeAnswer> answers;
+  };
+
+  /// The sessions outlive the test's recorders.
+  void TearDown() override {
+    for (const auto& session : sessions_) {
+      session->registerCallbacks({}, {}, {});
+      if (const auto& detector = MapSessionInternals::state(*session).objectDetector)
+        detector->updateQueue->sync([] {});
+    }
+    platform::DispatchQueue::main()->sync([] {});
+  }
+
+  const test::TemporaryDirectory directory;
+  /// Sees a person, from the middle of the picture almost to its edges.
+  const test::TinyModel model{1, 1911, 2};
+  Recorder<MapStatus> statuses;
+  Recorder<std::vector<std::shared_ptr<MapAsset>>> assets;
+  Recorder<std::vector<std::shared_ptr<DetectedObject>>> detections;
+  LineRecorder journal;
+  const std::shared_ptr<platform::ManualClock> clock = std::make_shared<platform::ManualClock>();
+  const std::shared_ptr<Script> script = std::make_shared<Script>();
+  const std::unique_ptr<FakeService> service =
+      std::make_unique<FakeService>([this, held = script](const RecordedRequest& request) {
+        const std::string name = requestName(request);
+        journal.add(name);
+        const std::lock_guard lock(held->mutex);
+        const auto found = held->answers.find(name);
+        return found == held->answers.end() ? FakeAnswer::json("{}") : found->second;
+      });
+
+ private:
+  std::vector<std::shared_ptr<MapSession>> sessions_;
+};
+
+}  // namespace geoloom::testing

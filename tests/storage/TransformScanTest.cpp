@@ -1,0 +1,162 @@
+#include <chrono>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "geoloom/platform/aws/AWSServiceConfiguration.h"
+#include "geoloom/platform/foundation/Clock.h"
+#include "geoloom/storage/TransformScan.h"
+
+#include "tests/support/FakeService.h"
+#include "tests/support/Recorder.h"
+
+namespace geoloom::testing {
+namespace {
+
+using namespace std::chrono_literals;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::SizeIs;
+using ::testing::StartsWith;
+
+TEST(ScanPause, DoublesUpToFourSecondsLessAtMostHalf) {
+  const std::vector<std::chrono::nanoseconds> whole{250ms, 500ms, 1s, 2s, 4s, 4s, 4s};
+  for (int failed = 1; failed <= 7; ++failed) {
+    const auto span = whole[static_cast<std::size_t>(failed - 1)];
+    EXPECT_EQ(scanPause(failed, 0), span) << failed;
+    EXPECT_EQ(scanPause(failed, 1), span / 2) << failed;
+  }
+  EXPECT_EQ(scanPause(1000, 0), 4s);
+}
+
+FakeAnswer tableError(const std::string& type, int status = 400) {
+  return FakeAnswer::json(
+      R"({"__type": "com.amazonaws.dynamodb.v20120810#)" + type + R"(", "message": "told"})", status);
+}
+
+std::string item(const std::string& transform) {
+  return R"({"SessionId": {"S": "M1"}, "MatchCount": {"N": "12"}, "MatchValue": {"S": "0.5"}, "Transform": {"S": ")" +
+         transform + R"("}})";
+}
+
+FakeAnswer page(const std::string& items, const std::string& lastKey = {}) {
+  return FakeAnswer::json(R"({"Items": [)" + items + "]" +
+                          (lastKey.empty() ? "" : R"(, "LastEvaluatedKey": )" + lastKey) + "}");
+}
+
+/// A clock on which no time passes: what is put off is noted and done at once.
+class EagerClock final : public platform::Clock {
+ public:
+  [[nodiscard]] platform::Date date() const override { return {}; }
+  [[nodiscard]] std::chrono::nanoseconds uptime() const override { return {}; }
+  void schedule(std::chrono::nanoseconds delay, std::function<void()> action) override {
+    delays.add(delay);
+    action();
+  }
+  Recorder<std::chrono::nanoseconds> delays;
+};
+
+/// A table service that gives its answers in turn, the last one for ever.
+class TransformScan : public ::testing::Test {
+ protected:
+  TransformScan() {
+    platform::Clock::install(clock);
+    platform::AWSServiceManager::defaultServiceManager().setDefaultServiceConfiguration(
+        std::make_shared<const platform::AWSServiceConfiguration>(
+            platform::AWSRegionUSWest2,
+            std::make_shared<platform::AWSStaticCredentialsProvider>("key", "secret"),
+            platform::AWSServiceEndpoints{.tables = service.url(), .metrics = {}}));
+  }
+
+  std::optional<std::vector<TransformRow>> scan(std::deque<FakeAnswer> script) {
+    {
+      const std::lock_guard lock(mutex);
+      answers = std::move(script);
+    }
+    return scanTransformRows("M1");
+  }
+  // The pauses of a page that failed so often.
+  void expectPauses(int failed) {
+    const auto delays = clock->delays.entries();
+    ASSERT_EQ(delays.size(), static_cast<std::size_t>(failed));
+    for (int tries = 1; tries <= failed; ++tries) {
+      EXPECT_LE(delays[static_cast<std::size_t>(tries - 1)], scanPause(tries, 0)) << tries;
+      EXPECT_GE(delays[static_cast<std::size_t>(tries - 1)], scanPause(tries, 1)) << tries;
+    }
+  }
+
+  std::mutex mutex;
+  std::deque<FakeAnswer> answers;
+  LineRecorder lines;
+  const std::shared_ptr<EagerClock> clock = std::make_shared<EagerClock>();
+  FakeService service{[this](const RecordedRequest&) {
+    const std::lock_guard lock(mutex);
+    FakeAnswer answer = answers.front();
+    if (answers.size() > 1) answers.pop_front();
+    return answer;
+  }};
+};
+
+TEST_F(TransformScan, CollectsAllPagesInOrder) {
+  const std::string first = R"({"SessionId": {"S": "A"}, "Timestamp": {"N": "1.50"}})";
+  const std::string second = R"({"SessionId": {"S": "B"}, "Timestamp": {"N": "2"}})";
+  const auto rows = scan({page(item("a") + "," + item("b"), first), page("", second), page(item("c"))});
+  ASSERT_TRUE(rows);
+  ASSERT_THAT(*rows, SizeIs(3));
+  EXPECT_EQ((*rows)[0].Transform, "a");
+  EXPECT_EQ((*rows)[1].MatchCount, 12.0F);
+  EXPECT_EQ((*rows)[2].Transform, "c");
+
+  auto body = nlohmann::json::parse(R"({"TableName": "Transformations", "Limit": 200,
+      "FilterExpression": "#sessionId = :sessionId", "ExpressionAttributeNames": {"#sessionId": "SessionId"},
+      "ExpressionAttributeValues": {":sessionId": {"S": "M1"}}})");
+  const auto sent = service.requests();
+  ASSERT_THAT(sent, SizeIs(3));
+  EXPECT_EQ(sent[0].json(), body);
+  body["ExclusiveStartKey"] = nlohmann::json::parse(first);
+  EXPECT_EQ(sent[1].json(), body);
+  body["ExclusiveStartKey"] = nlohmann::json::parse(second);
+  EXPECT_EQ(sent[2].json(), body);
+}
+
+TEST_F(TransformScan, AsksForTheSamePageAgainAfterAPause) {
+  const std::string key = R"({"SessionId": {"S": "A"}, "Timestamp": {"N": "1"}})";
+  const auto rows = scan({page(item("a"), key), tableError("ProvisionedThroughputExceededException"),
+                          FakeAnswer::json("", 503), FakeAnswer::reset(), page(item("b"))});
+  ASSERT_TRUE(rows);
+  EXPECT_THAT(*rows, SizeIs(2));
+  expectPauses(3);
+  const auto sent = service.requests();
+  ASSERT_THAT(sent, SizeIs(5));
+  for (std::size_t tries = 2; tries < sent.size(); ++tries) EXPECT_EQ(sent[tries].json(), sent[1].json());
+  EXPECT_THAT(lines.entries(), ElementsAre(StartsWith("> The request failed. Error: "),
+                                           StartsWith("> The request failed. Error: "),
+                                           StartsWith("> The request failed. Error: ")));
+}
+
+TEST_F(TransformScan, GivesUpAfterFiveTries) {
+  EXPECT_EQ(scan({tableError("InternalServerError", 500)}), std::nullopt);
+  EXPECT_THAT(service.requests(), SizeIs(5));
+  expectPauses(4);
+  ASSERT_THAT(lines.entries(), SizeIs(6));
+  EXPECT_EQ(lines.entries().back(), "> Transform DB scan given up after 5 tries");
+}
+
+TEST_F(TransformScan, DoesNotRepeatWhatWillBeRefusedAgain) {
+  for (const char* type : {"ValidationException", "AccessDeniedException", "ResourceNotFoundException"}) {
+    lines.clear();
+    EXPECT_EQ(scan({tableError(type)}), std::nullopt) << type;
+    expectPauses(0);
+    EXPECT_THAT(lines.entries(), ElementsAre(HasSubstr("told"), "> Transform DB scan given up after 1 try"));
+  }
+  EXPECT_THAT(service.requests(), SizeIs(3));
+}
+
+}  // namespace
+}  // namespace geoloom::testing
