@@ -2,16 +2,17 @@
 
 #include <cerrno>
 #include <filesystem>
-#include <mutex>
 #include <system_error>
 #include <utility>
+
+#include "geoloom/platform/foundation/Mutex.h"
 
 namespace geoloom::platform {
 
 namespace {
 
 struct MainBundle {
-  std::mutex mutex;
+  Mutex mutex;
   std::string identifier GEOLOOM_GUARDED_BY(mutex);
 };
 
@@ -31,7 +32,7 @@ std::string executableName() {
 std::string Bundle::mainBundleIdentifier() {
   {
     MainBundle& bundle = mainBundle();
-    const std::lock_guard lock(bundle.mutex);
+    const MutexLock lock(bundle.mutex);
     if (!bundle.identifier.empty()) return bundle.identifier;
   }
   return executableName();
@@ -39,7 +40,7 @@ std::string Bundle::mainBundleIdentifier() {
 
 void Bundle::setMainBundleIdentifier(std::string identifier) {
   MainBundle& bundle = mainBundle();
-  const std::lock_guard lock(bundle.mutex);
+  const MutexLock lock(bundle.mutex);
   bundle.identifier = std::move(identifier);
 }
 

@@ -1,12 +1,12 @@
 #include "geoloom/platform/foundation/Clock.h"
 
 #include <map>
-#include <mutex>
 #include <utility>
 
 #include <asio/post.hpp>
 #include <asio/steady_timer.hpp>
 
+#include "geoloom/platform/foundation/Mutex.h"
 #include "geoloom/platform/foundation/ThreadPool.h"
 
 namespace geoloom::platform {
@@ -34,7 +34,7 @@ class SystemClock final : public Clock {
 };
 
 struct CurrentClock {
-  std::mutex mutex;
+  Mutex mutex;
   std::shared_ptr<Clock> clock GEOLOOM_GUARDED_BY(mutex) = std::make_shared<SystemClock>();
 };
 
@@ -53,14 +53,14 @@ Clock::~Clock() = default;
 
 std::shared_ptr<Clock> Clock::current() {
   CurrentClock& current = currentClock();
-  const std::lock_guard lock(current.mutex);
+  const MutexLock lock(current.mutex);
   return current.clock;
 }
 
 void Clock::install(std::shared_ptr<Clock> clock) {
   if (!clock) clock = std::make_shared<SystemClock>();
   CurrentClock& current = currentClock();
-  const std::lock_guard lock(current.mutex);
+  const MutexLock lock(current.mutex);
   current.clock = std::move(clock);
 }
 
@@ -68,14 +68,14 @@ struct ManualClock::State {
   explicit State(Date begin) : start(begin) {}
 
   const Date start;
-  mutable std::mutex mutex;
+  mutable Mutex mutex;
   nanoseconds now GEOLOOM_GUARDED_BY(mutex){0};
   /// By time; actions of one time in the order given.
   std::multimap<nanoseconds, std::function<void()>> actions GEOLOOM_GUARDED_BY(mutex);
 
   /// The next action due by `target`, with the time moved to its own; with none left the time is `target`.
   std::function<void()> takeDue(nanoseconds target) {
-    const std::lock_guard lock(mutex);
+    const MutexLock lock(mutex);
     const auto first = actions.begin();
     if (first == actions.end() || first->first > target) {
       now = std::max(now, target);
@@ -97,7 +97,7 @@ Date ManualClock::date() const {
 }
 
 nanoseconds ManualClock::uptime() const {
-  const std::lock_guard lock(state_->mutex);
+  const MutexLock lock(state_->mutex);
   return state_->now;
 }
 
@@ -106,7 +106,7 @@ void ManualClock::schedule(nanoseconds delay, std::function<void()> action) {
     action();
     return;
   }
-  const std::lock_guard lock(state_->mutex);
+  const MutexLock lock(state_->mutex);
   state_->actions.emplace(state_->now + delay, std::move(action));
 }
 
@@ -116,7 +116,7 @@ void ManualClock::advance(nanoseconds span) {
 }
 
 std::size_t ManualClock::pending() const {
-  const std::lock_guard lock(state_->mutex);
+  const MutexLock lock(state_->mutex);
   return state_->actions.size();
 }
 

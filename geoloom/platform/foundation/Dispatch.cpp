@@ -12,6 +12,7 @@
 
 #include "geoloom/platform/foundation/Clock.h"
 #include "geoloom/platform/foundation/Log.h"
+#include "geoloom/platform/foundation/Mutex.h"
 #include "geoloom/platform/foundation/Thread.h"
 #include "geoloom/platform/foundation/ThreadPool.h"
 
@@ -75,7 +76,7 @@ class MainThread {
 
   void post(Task task) {
     {
-      const std::lock_guard lock(mutex_);
+      const MutexLock lock(mutex_);
       tasks_.push_back(std::move(task));
     }
     arrived_.notify_one();
@@ -86,8 +87,8 @@ class MainThread {
     for (;;) {
       Task task;
       {
-        std::unique_lock lock(mutex_);
-        arrived_.wait(lock, [this] { return !tasks_.empty(); });
+        const MutexLock lock(mutex_);
+        while (tasks_.empty()) arrived_.wait(mutex_);
         task = std::move(tasks_.front());
         tasks_.pop_front();
       }
@@ -95,8 +96,8 @@ class MainThread {
     }
   }
 
-  std::mutex mutex_;
-  std::condition_variable arrived_;
+  Mutex mutex_;
+  std::condition_variable_any arrived_;
   std::deque<Task> tasks_ GEOLOOM_GUARDED_BY(mutex_);
 };
 
@@ -181,13 +182,13 @@ BlockingScope::~BlockingScope() {
 }
 
 struct DispatchSemaphore::State {
-  std::mutex mutex;
-  std::condition_variable raised;
+  Mutex mutex;
+  std::condition_variable_any raised;
   long value GEOLOOM_GUARDED_BY(mutex);
 
   /// Takes one without waiting.
   bool take() {
-    const std::lock_guard lock(mutex);
+    const MutexLock lock(mutex);
     if (value <= 0) return false;
     --value;
     return true;
@@ -201,8 +202,8 @@ DispatchSemaphore::~DispatchSemaphore() = default;
 void DispatchSemaphore::wait() {
   if (state_->take()) return;
   const BlockingScope waiting;
-  std::unique_lock lock(state_->mutex);
-  state_->raised.wait(lock, [this] { return state_->value > 0; });
+  const MutexLock lock(state_->mutex);
+  while (state_->value <= 0) state_->raised.wait(state_->mutex);
   --state_->value;
 }
 
@@ -211,15 +212,19 @@ bool DispatchSemaphore::wait(std::chrono::nanoseconds timeout) {
   // Beyond this the sum with the present time overflows.
   timeout = std::min<std::chrono::nanoseconds>(timeout, std::chrono::hours(24 * 365));
   const BlockingScope waiting;
-  std::unique_lock lock(state_->mutex);
-  if (!state_->raised.wait_for(lock, timeout, [this] { return state_->value > 0; })) return false;
+  const auto deadline = std::chrono::steady_clock::now() + timeout;
+  const MutexLock lock(state_->mutex);
+  while (state_->value <= 0) {
+    if (state_->raised.wait_until(state_->mutex, deadline) == std::cv_status::timeout && state_->value <= 0)
+      return false;
+  }
   --state_->value;
   return true;
 }
 
 void DispatchSemaphore::signal() {
   // Notified under the lock: a waiter may destroy the semaphore as soon as it gets through.
-  const std::lock_guard lock(state_->mutex);
+  const MutexLock lock(state_->mutex);
   ++state_->value;
   state_->raised.notify_one();
 }

@@ -2,11 +2,11 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <mutex>
 #include <string>
 #include <utility>
 
 #include "geoloom/platform/foundation/Bundle.h"
+#include "geoloom/platform/foundation/Mutex.h"
 
 namespace geoloom::platform {
 
@@ -15,7 +15,7 @@ namespace {
 using Path = std::filesystem::path;
 
 struct Overrides {
-  std::mutex mutex;
+  Mutex mutex;
   std::optional<Path> documents GEOLOOM_GUARDED_BY(mutex);
   std::optional<Path> state GEOLOOM_GUARDED_BY(mutex);
 };
@@ -51,7 +51,7 @@ std::string folderName() {
 std::optional<Path> FileManager::documentsDirectory() {
   {
     Overrides& set = overrides();
-    const std::lock_guard lock(set.mutex);
+    const MutexLock lock(set.mutex);
     if (set.documents) return set.documents;
   }
   const std::optional<Path> base = baseDirectory("XDG_DATA_HOME", ".local/share");
@@ -62,7 +62,7 @@ std::optional<Path> FileManager::documentsDirectory() {
 std::optional<Path> FileManager::stateDirectory() {
   {
     Overrides& set = overrides();
-    const std::lock_guard lock(set.mutex);
+    const MutexLock lock(set.mutex);
     if (set.state) return set.state;
   }
   const std::optional<Path> base = baseDirectory("XDG_STATE_HOME", ".local/state");
@@ -72,13 +72,13 @@ std::optional<Path> FileManager::stateDirectory() {
 
 void FileManager::setDocumentsDirectory(std::optional<Path> directory) {
   Overrides& set = overrides();
-  const std::lock_guard lock(set.mutex);
+  const MutexLock lock(set.mutex);
   set.documents = std::move(directory);
 }
 
 void FileManager::setStateDirectory(std::optional<Path> directory) {
   Overrides& set = overrides();
-  const std::lock_guard lock(set.mutex);
+  const MutexLock lock(set.mutex);
   set.state = std::move(directory);
 }
 

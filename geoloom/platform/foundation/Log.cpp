@@ -4,11 +4,12 @@
 #include <condition_variable>
 #include <cstdio>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <utility>
 
 #include <unistd.h>
+
+#include "geoloom/platform/foundation/Mutex.h"
 
 namespace geoloom::platform {
 
@@ -47,11 +48,11 @@ class LineStream {
   }
 
   void setSink(LineSink call) {
-    std::unique_lock lock(mutex_);
+    const MutexLock lock(mutex_);
     const std::shared_ptr<Sink> old =
         std::exchange(sink_, call ? std::make_shared<Sink>(Sink{std::move(call)}) : nullptr);
     if (!old || sinkCalls != nullptr) return;
-    idle_.wait(lock, [&old] { return old->running == 0; });
+    while (old->running > 0) idle_.wait(mutex_);
   }
 
  private:
@@ -68,13 +69,13 @@ class LineStream {
   }
 
   std::shared_ptr<Sink> enter() {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     if (sink_) ++sink_->running;
     return sink_;
   }
 
   void leave(Sink& sink) {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     if (--sink.running == 0) idle_.notify_all();
   }
 
@@ -96,8 +97,8 @@ class LineStream {
     funlockfile(file_);
   }
 
-  std::mutex mutex_;
-  std::condition_variable idle_;
+  Mutex mutex_;
+  std::condition_variable_any idle_;
   /// Nothing for the default.
   std::shared_ptr<Sink> sink_ GEOLOOM_GUARDED_BY(mutex_);
   std::FILE* const file_;

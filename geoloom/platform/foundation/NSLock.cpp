@@ -7,13 +7,13 @@ namespace geoloom::platform {
 void NSLock::lock() {
   if (tryLock()) return;
   const BlockingScope waiting;
-  std::unique_lock guard(mutex_);
-  released_.wait(guard, [this] { return !held_; });
+  const MutexLock guard(mutex_);
+  while (held_) released_.wait(mutex_);
   held_ = true;
 }
 
 bool NSLock::tryLock() {
-  const std::lock_guard guard(mutex_);
+  const MutexLock guard(mutex_);
   if (held_) return false;
   held_ = true;
   return true;
@@ -21,7 +21,7 @@ bool NSLock::tryLock() {
 
 void NSLock::unlock() {
   {
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     held_ = false;
   }
   released_.notify_one();

@@ -1,9 +1,9 @@
 #pragma once
 
 #include <condition_variable>
-#include <mutex>
 
 #include "geoloom/Export.h"
+#include "geoloom/platform/foundation/Mutex.h"
 
 namespace geoloom::platform {
 
@@ -17,8 +17,8 @@ class GEOLOOM_EXPORT NSLock {
   void unlock();
 
  private:
-  std::mutex mutex_;
-  std::condition_variable released_;
+  Mutex mutex_;
+  std::condition_variable_any released_;
   bool held_ GEOLOOM_GUARDED_BY(mutex_) = false;
 };
 
