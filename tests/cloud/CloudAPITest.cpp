@@ -17,13 +17,13 @@
 #include "geoloom/session/ServiceEndpoints.h"
 
 #include "tests/support/FakeService.h"
+#include "tests/support/Hostilities.h"
 #include "tests/support/SignatureV4.h"
 
 namespace {
 
 using namespace geoloom;
 using geoloom::testing::FakeAnswer;
-using geoloom::testing::FakeConnection;
 using geoloom::testing::FakeService;
 using geoloom::testing::Gate;
 using geoloom::testing::patience;
@@ -206,41 +206,9 @@ TEST_F(CloudAPITest, HandsAnswersOnWhateverTheirStatus) {
   }
 }
 
-struct Hostility {
-  std::string name;
-  FakeAnswer answer;
-};
-
-const std::vector<Hostility> hostilities{
-    {"closed at once", FakeAnswer::bytes("")},
-    {"reset", FakeAnswer::reset()},
-    {"reset after headers", FakeAnswer::reset("HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\n")},
-    {"truncated", FakeAnswer::bytes("HTTP/1.1 200 OK\r\nContent-Length: 90\r\n\r\n{\"uuid\":\"M1\"}")},
-    {"empty", FakeAnswer::json("")},
-    {"no content", FakeAnswer::bytes("HTTP/1.1 204 No Content\r\n\r\n")},
-    {"HTML 502", FakeAnswer::json("<html>Bad Gateway</html>", 502)},
-    {"100,000 deep", FakeAnswer::json(std::string(100'000, '[') + std::string(100'000, ']'))},
-    {"not UTF-8", FakeAnswer::json("{\"uuid\":\"\xff\"}")},
-    {"1e400", FakeAnswer::json("{\"uuid\":1e400}")},
-    {"two values", FakeAnswer::json("{}{}")},
-    {"65 MiB", FakeAnswer::acting([](const FakeConnection& connection) {
-       if (!connection.send("HTTP/1.1 200 OK\r\nContent-Length: 68157440\r\n\r\n")) return;
-       const std::string blank(1 << 20, ' ');
-       for (int i = 0; i < 65 && connection.send(blank); ++i) {
-       }
-     })},
-    {"not HTTP", FakeAnswer::bytes("+OK POP3 ready\r\n")},
-    {"redirect",
-     [] {
-       FakeAnswer answer = FakeAnswer::json("", 308);
-       answer.headers = {{"Location", "http://127.0.0.1:1/"}};
-       return answer;
-     }()},
-};
-
 TEST_F(CloudAPITest, OutlivesHostileServices) {
   for (const Operation& operation : operations)
-    for (const Hostility& hostility : hostilities)
+    for (const auto& hostility : geoloom::testing::hostilities())
       EXPECT_EQ(heardOf(operation, hostility.answer), operation.withoutAnswer)
           << operation.name << ", " << hostility.name;
 }

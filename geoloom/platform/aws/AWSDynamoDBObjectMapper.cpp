@@ -76,8 +76,9 @@ void AWSDynamoDBObjectMapper::putItem(std::string_view table, const AWSDynamoDBA
                                       std::function<void(const std::optional<AWSError>&)> completion) const {
   send(configuration_, dynamodb::PUT_ITEM_TARGET, dynamodb::putItemBody(table, item),
        [completion = std::move(completion)](AWSResult<std::string> answer) {
-         std::optional<AWSError> error;
-         if (auto* failure = std::get_if<AWSError>(&answer)) error = std::move(*failure);
+         auto* failure = std::get_if<AWSError>(&answer);
+         std::optional<AWSError> error =
+             failure ? std::move(*failure) : dynamodb::readSaved(std::get<std::string>(answer));
          completionQueue().async([completion, error = std::move(error)] { completion(error); });
        });
 }

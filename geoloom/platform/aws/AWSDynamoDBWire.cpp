@@ -150,6 +150,12 @@ AWSResult<AWSDynamoDBPage<JSON>> readPage(std::string_view body,
   return page;
 }
 
+std::optional<AWSError> readSaved(std::string_view body) {
+  const std::optional<JSON> answer = JSON::parse(body);
+  if (answer && answer->type() == JSON::Type::object) return std::nullopt;
+  return AWSError{Kind::transport, "The answer is not the table service's: it is not a JSON object"};
+}
+
 std::optional<AWSError> readError(int status, std::string_view body) {
   if (status == 200) return std::nullopt;
   const std::optional<JSON> json = JSON::parse(body);

@@ -20,6 +20,9 @@ inline constexpr std::string_view PUT_ITEM_TARGET = "DynamoDB_20120810.PutItem";
 [[nodiscard]] AWSResult<AWSDynamoDBPage<JSON>> readPage(std::string_view body,
                                                         const std::optional<AWSDynamoDBAttributes>& startKey);
 
+/// The error in the answer to a PutItem that was answered with success; nothing when it is the service's.
+[[nodiscard]] std::optional<AWSError> readSaved(std::string_view body);
+
 /// The error that an answer with this status and body stands for; nothing for a success (a status of 200).
 /// The description is one line: type, message and status as far as they are known, from JSON or XML.
 [[nodiscard]] std::optional<AWSError> readError(int status, std::string_view body);

@@ -10,6 +10,7 @@
 #include "geoloom/platform/aws/AWSDynamoDBWire.h"
 
 #include "tests/support/FakeService.h"
+#include "tests/support/Hostilities.h"
 #include "tests/support/SignatureV4.h"
 
 namespace {
@@ -292,6 +293,22 @@ TEST_F(AWSDynamoDBObjectMapperTest, SaysWhyNothingCouldBeAsked) {
   makeDefault(fmt::format("http://127.0.0.1:{}", geoloom::testing::unusedPort()));
   EXPECT_EQ(std::get<AWSError>(scan()).kind, Kind::transport);
   EXPECT_EQ(save({})->kind, Kind::transport);
+}
+
+TEST_F(AWSDynamoDBObjectMapperTest, TakesNothingFromHostileServices) {
+  for (const auto& [name, answer] : geoloom::testing::hostilities()) {
+    const FakeService service([&given = answer](const RecordedRequest&) { return given; });
+    makeDefault(service.url());
+    const auto result = scan();
+    ASSERT_TRUE(std::holds_alternative<AWSError>(result)) << name;
+    EXPECT_EQ(std::get<AWSError>(result).kind, name == "HTML 502" ? Kind::unavailable : Kind::transport)
+        << name;
+    const auto error = save({});
+    ASSERT_TRUE(error) << name;
+    EXPECT_TRUE(error->isRetryable()) << name;
+    EXPECT_THAT(error->description, Not(HasSubstr("\n"))) << name;
+    EXPECT_EQ(service.requests().size(), 2U) << name;
+  }
 }
 
 TEST_F(AWSDynamoDBObjectMapperTest, GivesUpAtTheDeadline) {
