@@ -7,6 +7,7 @@
 
 #include <arpa/inet.h>
 #include <curl/curl.h>
+#include <fmt/format.h>
 #include <netinet/in.h>
 #include <strings.h>
 #include <sys/socket.h>
@@ -175,7 +176,7 @@ bool append(List& list, const std::string& line) {
 bool buildHeaders(Transfer& transfer) {
   bool ok = append(transfer.headers, "Content-Type: " + transfer.request.contentType);
   for (const auto& [name, value] : transfer.request.headers)
-    ok = ok && append(transfer.headers, name + ": " + value);
+    ok = ok && append(transfer.headers, fmt::format("{}: {}", name, value));
   // Waiting for a "100 Continue" costs a second where services do not know it. The signer of the library
   // counts this line as a header of its own, and signed bodies are too short for the library to ask for one.
   if (!transfer.request.signature) ok = ok && append(transfer.headers, "Expect:");
