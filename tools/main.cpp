@@ -6,8 +6,11 @@ int main(int argc, char** argv) {
   using namespace geoloom::tools;
   CLI::App app{"Map rooms, localize in them and recognise what stands there.", "geoloom"};
   app.require_subcommand(1);
-  addModelCommand(app);
   addRecordCommand(app);
+  addReplayCommand(app);
+  addReportCommand(app);
+  addMapsCommand(app);
+  addModelCommand(app);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {

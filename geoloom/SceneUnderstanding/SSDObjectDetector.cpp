@@ -116,8 +116,12 @@ bool SSDObjectDetector::cameraMoved(const platform::ARFrame& frame) {
 void SSDObjectDetector::predict(const std::shared_ptr<const platform::ARFrame>& frame) {
   semaphore_.wait();
   const SignalAtEnd signal(semaphore_);
-  const auto failure =
-      vision_(*frame, [&](const Observations& observations) { handleResults(observations, *frame); });
+  const auto start = std::chrono::steady_clock::now();
+  const auto failure = vision_(*frame, [&](const Observations& observations) {
+    const auto seen = std::chrono::steady_clock::now();
+    handleResults(observations, *frame);
+    lastAnalysis_ = {lastAnalysis_.count + 1, seen - start, std::chrono::steady_clock::now() - seen};
+  });
   if (failure) platform::Console::print(failure->message);
 }
 

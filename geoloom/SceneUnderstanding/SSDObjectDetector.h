@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -72,6 +73,15 @@ class SSDObjectDetector {
   /// When results were last handled; at first the time of construction. For `updateQueue` only.
   [[nodiscard]] platform::Date lastExecution() const { return lastExecution_; }
 
+  /// What analysing cost: the number of frames so far, and of the last one how long looking at its picture
+  /// and handling what was seen took. For `updateQueue` only.
+  struct Analysis {
+    std::int64_t count = 0;
+    std::chrono::steady_clock::duration vision{};
+    std::chrono::steady_clock::duration handling{};
+  };
+  [[nodiscard]] const Analysis& lastAnalysis() const { return lastAnalysis_; }
+
   const double screenHeight;
   const double screenWidth;
   const Callback callback;
@@ -91,6 +101,7 @@ class SSDObjectDetector {
 
   platform::DispatchSemaphore semaphore_{1};
   platform::Date lastExecution_;
+  Analysis lastAnalysis_;
   SSDPostProcessor ssdPostProcessor_;
   Vision vision_;
   std::shared_ptr<BoundingBoxPool> boundingBoxes_;

@@ -28,7 +28,10 @@ class CommandError : public std::runtime_error {
   ExitCode code_;
 };
 
+void addMapsCommand(CLI::App& app);
 void addModelCommand(CLI::App& app);
 void addRecordCommand(CLI::App& app);
+void addReplayCommand(CLI::App& app);
+void addReportCommand(CLI::App& app);
 
 }  // namespace geoloom::tools

@@ -135,7 +135,9 @@ Result<std::shared_ptr<ARRecording>> ARRecording::open(const std::filesystem::pa
   state.folder = folder;
   state.options = options;
   state.lists = std::move(*lists);
-  if (options.origin == ARRecordingOptions::Origin::firstFrame) {
+  if (options.continues) {
+    state.sessionFromRecording = options.continues->state_->sessionFromRecording;
+  } else if (options.origin == ARRecordingOptions::Origin::firstFrame) {
     state.sessionFromRecording = sessionFromWorld(uprightCamera(state.lists.entries.front().pose));
   }
   state.sessionFromRecordingMatrix = state.sessionFromRecording.matrix();

@@ -13,6 +13,7 @@
 namespace geoloom::platform {
 
 class ARFrame;
+class ARRecording;
 
 /// How a recording becomes the frames of a session.
 struct ARRecordingOptions {
@@ -22,6 +23,8 @@ struct ARRecordingOptions {
     recording    ///< the recording's own coordinates, its z-up (x, y, z) as (x, z, -y)
   };
   Origin origin = Origin::firstFrame;
+  /// Another recording of the same world whose session this one goes on with; its coordinates count then.
+  std::shared_ptr<const ARRecording> continues = nullptr;
   /// Width to height of the upright picture that is cut out of the recorded one; above 0, at most 1.
   double portraitAspect = 3.0 / 4.0;
   /// Seconds by which a depth image or a pose may miss the time of its colour image.

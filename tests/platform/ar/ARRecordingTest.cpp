@@ -129,7 +129,7 @@ class RecordedFolder : public testing::Test {
   std::size_t count_ = 0;
 };
 
-constexpr ARRecordingOptions recordingOrigin{ARRecordingOptions::Origin::recording, 0.75, 0.02};
+const ARRecordingOptions recordingOrigin{ARRecordingOptions::Origin::recording};
 
 // A known world point is drawn where the published camera sees it. In the upright picture it is found as the
 // detector's network would, in the central square; the detector's rectangles lead back to the sensor's image,
@@ -206,6 +206,16 @@ TEST_F(RecordedFolder, TheSessionBeginsAtTheFirstFrame) {
     }
     EXPECT_LT(nearest, 0.01) << i;
   }
+}
+
+TEST_F(RecordedFolder, GoesOnWithTheCoordinatesOfAnotherRecording) {
+  const Pose pose{{1, 2, 1.4}, cameraTurn(0.4, 0, 0)};
+  add(pose, {see(pose, {0.4, 3.6, 1})});
+  const auto first = open(recordingOrigin);
+  const auto second = open({.continues = first});
+  EXPECT_EQ(second->sessionFromRecording(), simd_float4x4{});
+  EXPECT_EQ(second->frame(0)->camera().transform(), first->frame(0)->camera().transform());
+  EXPECT_NE(open()->sessionFromRecording(), simd_float4x4{});
 }
 
 TEST_F(RecordedFolder, WhatIsDamagedIsCountedAndSkipped) {

@@ -1,0 +1,152 @@
+#include <algorithm>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include <fmt/format.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include "geoloom/platform/foundation/FileManager.h"
+#include "geoloom/platform/foundation/Log.h"
+
+#include "tests/support/LocalCloud.h"
+#include "tests/support/Model.h"
+#include "tests/support/TemporaryDirectory.h"
+#include "tools/commands/Commands.h"
+#include "tools/replay/Replay.h"
+#include "tools/report/Errors.h"
+#include "tools/synthetic/SyntheticWalk.h"
+
+namespace geoloom::tools {
+namespace {
+
+/// The real network over rendered walks against the local cloud, all in this process.
+class ReplayTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    if (!test::haveModelAndPhotographs())
+      GTEST_SKIP() << "no model or photographs; scripts/setup fetches them";
+    platform::SystemLog::setSink([](std::string_view) {});
+    platform::FileManager::setDocumentsDirectory(directory_.path() / "documents");
+    platform::FileManager::setStateDirectory(directory_.path() / "state");
+    options_.map = "room";
+    options_.lockstep = true;
+    options_.service.service = service();
+    options_.service.model = test::builtModel().string();
+    options_.service.json = "";
+    apply(options_.service);
+  }
+
+  [[nodiscard]] std::string service() const {
+    const std::string production = cloud_.production();
+    return production.substr(0, production.find("/prod/maps"));
+  }
+
+  std::filesystem::path walk(const char* name, double rate, std::optional<std::size_t> frames = {}) {
+    const auto room = parseScene(defaultScene(), "scene");
+    SyntheticWalkOptions how;
+    how.photos = GEOLOOM_TEST_PHOTOS;
+    how.walk = name;
+    how.framesPerSecond = rate;
+    how.frames = frames;
+    how.width = 480;
+    how.height = 360;
+    const std::filesystem::path folder = directory_.path() / name;
+    const auto summary = writeSyntheticWalk(*room, how, folder, [](std::size_t, std::size_t) {});
+    EXPECT_TRUE(summary) << (summary ? "" : summary.failure().message);
+    return folder;
+  }
+
+  Trace run() {
+    return replay(options_, [this](const std::string& line) {
+      const std::lock_guard lock(mutex_);
+      lines_.push_back(line);
+    });
+  }
+
+  test::TemporaryDirectory directory_;
+  test::LocalCloud cloud_;
+  ReplayOptions options_;
+  std::mutex mutex_;
+  std::vector<std::string> lines_;
+};
+
+TEST_F(ReplayTest, LockstepAnalysesEveryFrameThatTheGateLetsThroughAndAlwaysAlike) {
+  options_.recordings = {walk("first", 8, 14)};
+  const Trace first = run();
+  EXPECT_EQ(first.frames.size(), 14U);
+  EXPECT_EQ(first.gated(), 4U);  // the gate knows no motion before the fifth frame
+  EXPECT_EQ(first.dropped(), 0U);
+  EXPECT_EQ(first.analysed(), 10U);
+  EXPECT_GT(first.batches.size(), 5U);  // the dog in front of the camera
+  EXPECT_EQ(first.notSaved, 0U);
+  EXPECT_GT(first.saved, 0U);
+  EXPECT_FALSE(cloud_.rows("SceneUnderstanding").empty());
+
+  const Trace second = run();
+  EXPECT_NE(first.mapUUID, second.mapUUID);
+  for (const char* part : {"frames", "detections", "tracked"})
+    EXPECT_EQ(toJSON(first)[part], toJSON(second)[part]);
+}
+
+TEST_F(ReplayTest, InRealTimeEveryFrameIsGatedDroppedOrAnalysed) {
+  options_.recordings = {walk("first", 20, 16)};
+  options_.lockstep = false;
+  const Trace trace = run();
+  EXPECT_EQ(trace.frames.size(), 16U);
+  EXPECT_EQ(trace.gated(), 4U);
+  EXPECT_GE(trace.analysed(), 1U);
+  EXPECT_EQ(trace.gated() + trace.dropped() + trace.analysed(), 16U);
+  EXPECT_GE(trace.frames.back().time, 0.74);
+}
+
+TEST_F(ReplayTest, TheAssetsOfAMappedWalkComeBackInAnother) {
+  const std::filesystem::path first = walk("first", 2);
+  const std::filesystem::path second = walk("second", 2);
+  options_.recordings = {first};
+  options_.place = first / "truth.json";
+  const Trace mapping = run();
+  EXPECT_EQ(mapping.placed.size(), 3U);
+
+  options_.recordings = {second};
+  options_.place.clear();
+  options_.mode = MapMode::localization;
+  const Trace localization = run();
+  EXPECT_EQ(localization.mapUUID, mapping.mapUUID);
+  const auto truth = readPlacements(second / "truth.json");
+  ASSERT_TRUE(truth);
+  const auto errors = errorsOf(localization, *truth);
+  ASSERT_EQ(errors.size(), 3U);
+  EXPECT_LE(medianOf(errors), 0.05) << testing::PrintToString(tableOf(errors));
+}
+
+TEST_F(ReplayTest, FailuresAreOneLineAndACode) {
+  options_.recordings = {walk("first", 8, 6)};
+  const auto failure = [&] {
+    try {
+      (void)run();
+    } catch (const CommandError& error) {
+      return fmt::format("{}: {}", static_cast<int>(error.code()), error.what());
+    }
+    return std::string("none");
+  };
+  using testing::HasSubstr;
+  options_.mode = MapMode::localization;
+  EXPECT_THAT(failure(), HasSubstr("4: map \"room\": not found; make it with --mode mapping first"));
+  options_.place = directory_.path() / "first/truth.json";
+  EXPECT_THAT(failure(), HasSubstr("2: --place needs --mode mapping"));
+  options_.mode = MapMode::mapping;
+  options_.place = directory_.path() / "absent.json";
+  EXPECT_THAT(failure(), HasSubstr("absent.json: cannot be read"));
+  options_.place.clear();
+  options_.service.service = "http://127.0.0.1:1";
+  apply(options_.service);
+  EXPECT_THAT(failure(), HasSubstr("4: http://127.0.0.1:1/prod/maps: cannot be reached"));
+  options_.recordings = {directory_.path()};
+  EXPECT_THAT(failure(), HasSubstr("3: "));
+}
+
+}  // namespace
+}  // namespace geoloom::tools

@@ -1,0 +1,191 @@
+#include <cmath>
+#include <limits>
+#include <string>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include "tests/support/TemporaryDirectory.h"
+#include "tools/replay/Placements.h"
+#include "tools/replay/ServiceOptions.h"
+#include "tools/replay/Trace.h"
+#include "tools/report/Errors.h"
+#include "tools/report/TopDownPlot.h"
+
+namespace geoloom::tools {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+/// Turned by `angle` about the vertical, then shifted.
+platform::simd_float4x4 heading(double angle, float x, float y, float z) {
+  const auto c = static_cast<float>(std::cos(angle));
+  const auto s = static_cast<float>(std::sin(angle));
+  platform::simd_float4x4 m;
+  m.columns = {{{c, 0, -s, 0}, {0, 1, 0, 0}, {s, 0, c, 0}, {x, y, z, 1}}};
+  return m;
+}
+
+Trace someTrace() {
+  Trace trace;
+  trace.mode = "localization";
+  trace.map = "room";
+  trace.mapUUID = "M";
+  trace.sessionUUID = "L";
+  trace.recordings = {{"walk", 3, heading(0.5, 1, 2, 3)}};
+  trace.statuses = {{0, "initialized"}};
+  trace.frames = {{0, 0, 0, {0.1F, 0, 0}, true, false},
+                  {0, 1, 0.1, {0.2F, 0, 0}, false, true},
+                  {0, 2, 0.2, {}, false, false}};
+  trace.batches = {{1, {{"dog", 0.1F, {1, 2, 3}, 0.3F}}, 2}};
+  trace.tracks = {{7, "dog", 9, {0, 1, 2, 3, 4, 5}}};
+  trace.placed = {{"lamp", {1, 2, 3}, 0.5F, -1}};
+  trace.relocalized = {{0.1, {}}, {0.2, {{"lamp", {1, 2, 3}, 0.5F, 0.5F}}}};
+  trace.stages = {{"vision", {3, 1, 2}}};
+  return trace;
+}
+
+TEST(Trace, ReadsBackWhatItWrote) {
+  const geoloom::test::TemporaryDirectory folder;
+  const nlohmann::ordered_json written = toJSON(someTrace());
+  const auto read = readTrace(folder.write("trace.json", written.dump()));
+  ASSERT_TRUE(read) << read.failure().message;
+  nlohmann::ordered_json again = toJSON(*read);
+  again["summary"] = written["summary"];
+  EXPECT_EQ(again, written);
+  EXPECT_EQ(written["summary"]["gated"], 1);
+  EXPECT_EQ(written["summary"]["analysed"], 1);
+  EXPECT_EQ(written["summary"]["dropped"], 1);
+  EXPECT_EQ(read->batches[0].objects[0].confidence, 0.1F);  // bit for bit
+}
+
+TEST(Trace, WhatIsWrongWithAFileIsNamed) {
+  const geoloom::test::TemporaryDirectory folder;
+  const auto failure = [&](const nlohmann::json& patch) {
+    nlohmann::json json = nlohmann::json::parse(toJSON(someTrace()).dump());
+    json.merge_patch(patch);
+    const auto read = readTrace(folder.write("trace.json", json.dump()));
+    return read ? std::string("none") : read.failure().message;
+  };
+  EXPECT_EQ(failure(nlohmann::json::object()), "none");
+  EXPECT_THAT(failure({{"version", 2}}), HasSubstr("trace.json: version must be 1"));
+  EXPECT_THAT(failure({{"frames", 4}}), HasSubstr("frames must be a list"));
+  EXPECT_THAT(failure({{"recordings", nlohmann::json::array()}}),
+              HasSubstr("frames[0].recording names none"));
+  EXPECT_THAT(failure({{"frames", nlohmann::json::array()}}), HasSubstr("detections[0].frame names none"));
+  EXPECT_THAT(readTrace(folder.path() / "absent").failure().message, HasSubstr("cannot be read"));
+}
+
+TEST(Trace, PercentilesAreValuesThatOccurred) {
+  TracedStage stage{"s", {}};
+  EXPECT_EQ(stage.percentile(0.5), 0);
+  for (int i = 100; i > 0; --i) stage.milliseconds.push_back(i);
+  EXPECT_EQ(stage.percentile(0.5), 50);
+  EXPECT_EQ(stage.percentile(0.99), 99);
+  EXPECT_EQ(stage.percentile(1), 100);
+  EXPECT_EQ(stage.percentile(0), 1);
+}
+
+TEST(Placements, AreReadWithTheirFrame) {
+  const auto read =
+      parsePlacements(R"({"frame": "recording", "assets": [{"id": "a", "x": 1, "y": 2, "z": 3}]})", "file");
+  ASSERT_TRUE(read) << read.failure().message;
+  EXPECT_EQ(read->frame, Placements::Frame::recording);
+  ASSERT_EQ(read->assets.size(), 1U);
+  EXPECT_EQ(read->assets[0].orientation, 0);
+  EXPECT_EQ(parsePlacements(R"({"assets": []})", "file")->frame, Placements::Frame::session);
+
+  const auto failure = [](const char* text) { return parsePlacements(text, "file").failure().message; };
+  EXPECT_EQ(failure("{"), "file: is not JSON");
+  EXPECT_EQ(failure("[]"), "file: assets must be a list");
+  EXPECT_EQ(failure(R"({"assets": [{"id": 1}]})"), "file: assets[0].id must be a text");
+  EXPECT_EQ(failure(R"({"assets": [{"id": "a", "x": 1, "y": "2"}]})"), "file: assets[0].y must be a number");
+  EXPECT_EQ(failure(R"({"frame": "world", "assets": []})"),
+            "file: frame must be \"session\" or \"recording\"");
+}
+
+TEST(Placements, FollowTheRecordingIntoTheSession) {
+  const double quarter = std::acos(0.0);
+  Placements placements{Placements::Frame::recording, {{"a", 1, 0.5, 0, 0.2}}};
+  const auto moved = inSession(placements, heading(quarter, 10, 20, 30));
+  // A quarter turn (cos, 0, sin; 0, 1, 0; -sin, 0, cos) takes (1, 0) to (0, -1).
+  EXPECT_NEAR(moved[0].x, 10, 1e-6);
+  EXPECT_NEAR(moved[0].y, 20.5, 1e-6);
+  EXPECT_NEAR(moved[0].z, 29, 1e-6);
+  EXPECT_NEAR(moved[0].orientation, 0.2 + quarter, 1e-6);
+  placements.frame = Placements::Frame::session;
+  EXPECT_EQ(inSession(placements, heading(quarter, 10, 20, 30))[0].x, 1);
+}
+
+TEST(Errors, CompareTheLastListWithTheTruth) {
+  Trace trace = someTrace();
+  trace.recordings[0].sessionFromRecording = heading(0, 1, 0, 0);
+  trace.relocalized.back().assets = {{"near", {1, 0, 0.03F}, 0, 0.5F}, {"far", {1, 4, 3}, 0, 0.5F}};
+  const Placements truth{Placements::Frame::recording,
+                         {{"near", 0, 0, 0, 0}, {"far", 0, 0, 0, 0}, {"lost", 5, 5, 5, 0}}};
+  const auto errors = errorsOf(trace, truth);
+  ASSERT_EQ(errors.size(), 3U);
+  EXPECT_NEAR(errors[0].metres, 0.03, 1e-6);
+  EXPECT_NEAR(errors[1].metres, 5, 1e-6);
+  EXPECT_FALSE(errors[2].found);
+  EXPECT_NEAR(medianOf(errors), 5, 1e-6);
+  EXPECT_NEAR(medianOf({errors[0], errors[1]}), 2.515, 1e-6);
+  EXPECT_THAT(tableOf(errors), ElementsAre(HasSubstr("true position"), HasSubstr("0.030 m"),
+                                           HasSubstr("5.000 m"), HasSubstr("not found")));
+  trace.relocalized.clear();
+  EXPECT_TRUE(std::isinf(medianOf(errorsOf(trace, truth))));
+}
+
+TEST(TopDownPlot, FindsTheMotionBetweenTwoLists) {
+  const GroundMotion motion{2.1, 0.5, -3};
+  std::vector<TracedAsset> from;
+  std::vector<TracedAsset> to;
+  for (int i = 0; i < 4; ++i) {
+    const double x = i * 0.7;
+    const double z = 1.5 - i * i * 0.4;
+    const auto [mx, mz] = motion.apply(x, z);
+    from.push_back({std::to_string(i), {static_cast<float>(x), 0, static_cast<float>(z)}, 0, 0});
+    to.push_back({std::to_string(3 - i), {}, 0, 0});
+    to[static_cast<std::size_t>(i)] = {
+        std::to_string(i), {static_cast<float>(mx), 0, static_cast<float>(mz)}, 0, 0};
+  }
+  std::swap(to[0], to[2]);
+  const auto found = motionBetween(from, to);
+  ASSERT_TRUE(found);
+  EXPECT_NEAR(found->angle, 2.1, 1e-5);
+  EXPECT_NEAR(found->x, 0.5, 1e-5);
+  EXPECT_NEAR(found->z, -3, 1e-5);
+  from.resize(1);
+  EXPECT_FALSE(motionBetween(from, to));
+}
+
+TEST(ServiceOptions, OneServerAnswersForAllUnlessToldOtherwise) {
+  ServiceOptions options;
+  options.service = "http://127.0.0.1:8000/";
+  options.endpoints.tables = "http://127.0.0.1:9000";
+  const ServiceEndpoints endpoints = endpointsOf(options);
+  EXPECT_EQ(endpoints.production, "http://127.0.0.1:8000/prod/maps");
+  EXPECT_EQ(endpoints.beta, "http://127.0.0.1:8000/beta/maps");
+  EXPECT_EQ(endpoints.sceneUnderstanding, "http://127.0.0.1:8000/dev/scene-understanding/localize");
+  EXPECT_EQ(endpoints.tables, "http://127.0.0.1:9000");
+  EXPECT_EQ(endpoints.metrics, "http://127.0.0.1:8000/");
+  options.service.clear();
+  EXPECT_EQ(endpointsOf(options).metrics, "");
+}
+
+TEST(ServiceOptions, LocationsAreDegreesAndMetres) {
+  const auto location = parseLocation("47.5,-8.25,408");
+  ASSERT_TRUE(location);
+  EXPECT_EQ(location->latitude, 47.5);
+  EXPECT_EQ(location->longitude, -8.25);
+  EXPECT_EQ(location->altitude, 408);
+  EXPECT_EQ(parseLocation("1,2")->altitude, 0);
+  for (const char* bad : {"", "1", "1,", "91,0", "0,181", "1,2,3,4", "1;2", "nan,0", "1,2 "}) {
+    EXPECT_FALSE(parseLocation(bad)) << bad;
+  }
+}
+
+}  // namespace
+}  // namespace geoloom::tools

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "geoloom/platform/foundation/Result.h"
+#include "geoloom/platform/foundation/simd.h"
+#include "geoloom/session/MapAsset.h"
+
+namespace geoloom::tools {
+
+/// An asset at a place: metres, y up; radians about the vertical.
+struct Placement {
+  std::string id;
+  double x = 0;
+  double y = 0;
+  double z = 0;
+  double orientation = 0;
+};
+
+/// Assets with their places (docs/replay.md).
+struct Placements {
+  enum class Frame {
+    session,   ///< coordinates of the session that places them
+    recording  ///< coordinates of the recording, its z-up (x, y, z) as (x, z, -y)
+  };
+  Frame frame = Frame::session;
+  std::vector<Placement> assets;
+};
+
+[[nodiscard]] platform::Result<Placements> parsePlacements(std::string_view json, const std::string& name);
+[[nodiscard]] platform::Result<Placements> readPlacements(const std::filesystem::path& path);
+
+/// The assets in the session's coordinates, which `sessionFromRecording` leads to.
+[[nodiscard]] std::vector<Placement> inSession(const Placements& placements,
+                                               const platform::simd_float4x4& sessionFromRecording);
+
+}  // namespace geoloom::tools

@@ -1,0 +1,136 @@
+#include "tools/replay/ServiceOptions.h"
+
+#include <charconv>
+#include <cmath>
+#include <cstdio>
+#include <fstream>
+#include <vector>
+
+#include <fmt/format.h>
+
+#include "geoloom/SceneUnderstanding/feature_model.h"
+#include "geoloom/platform/foundation/Bundle.h"
+#include "geoloom/platform/foundation/LibraryBundle.h"
+#include "geoloom/platform/location/CLLocationManager.h"
+#include "geoloom/platform/location/CLLocationProvider.h"
+#include "geoloom/session/MapSessionSettings.h"
+
+#include "tools/commands/Commands.h"
+
+namespace geoloom::tools {
+namespace {
+
+std::string firstLine(const std::string& path) {
+  std::ifstream file(path);
+  std::string line;
+  if (!std::getline(file, line) || line.empty()) {
+    throw CommandError(ExitCode::badInput, path + ": cannot be read, or its first line is empty");
+  }
+  return line;
+}
+
+void setLocation(const std::string& text) {
+  if (text.empty()) return;
+  const std::optional<GivenLocation> given = parseLocation(text);
+  if (!given) {
+    throw CommandError(
+        ExitCode::usage,
+        fmt::format("--location {}: must be LATITUDE,LONGITUDE[,ALTITUDE] in degrees and metres", text));
+  }
+  constexpr double accuracy = 5;
+  platform::CLLocationManager::setProvider(
+      platform::CLLocationProvider::fixed(std::make_shared<platform::CLLocation>(
+          platform::CLLocationCoordinate2D{given->latitude, given->longitude}, given->altitude, accuracy,
+          accuracy, platform::Clock::current()->date())));
+}
+
+}  // namespace
+
+void addServiceOptions(CLI::App& command, ServiceOptions& options) {
+  const char* group = "Service";
+  command.add_option("--service", options.service, "address of a server that answers for all services")
+      ->capture_default_str()
+      ->group(group);
+  ServiceEndpoints& e = options.endpoints;
+  command.add_option("--production-url", e.production, "mapping service, up to /prod/maps")->group(group);
+  command.add_option("--beta-url", e.beta, "its beta, up to /beta/maps")->group(group);
+  command
+      .add_option("--scene-understanding-url", e.sceneUnderstanding,
+                  "localization by objects, the whole address")
+      ->group(group);
+  command.add_option("--tables-url", e.tables, "table service")->group(group);
+  command.add_option("--metrics-url", e.metrics, "metrics service")->group(group);
+  command.add_flag("--beta", options.beta, "use the mapping service's beta")->group(group);
+  command.add_option("--developer-key", options.developerKey, "key of the application's developer")
+      ->group(group);
+  command.add_option("--developer-key-file", options.developerKeyFile, "file with the key in its first line")
+      ->group(group);
+  command.add_option("--user", options.user, "the user's identifier")->capture_default_str()->group(group);
+  command.add_option("--application", options.application, "the application's bundle identifier (geoloom)")
+      ->group(group);
+  command.add_option("--location", options.location, "where the device is: LATITUDE,LONGITUDE[,ALTITUDE]")
+      ->group(group);
+  command
+      .add_option("--model", options.model,
+                  "detection model, a feature_model.mlmodelc; the one beside the library")
+      ->group(group);
+  command
+      .add_option("--confidence", options.confidenceThreshold, "least confidence of an object that is saved")
+      ->check(CLI::Range(0.0, 1.0))
+      ->capture_default_str()
+      ->group(group);
+  command
+      .add_option("--match-distance", options.matchDistance, "metres within which objects count as the same")
+      ->check(CLI::PositiveNumber)
+      ->capture_default_str()
+      ->group(group);
+  command.add_option("--json", options.json, "write what happened to this file")->group(group);
+}
+
+ServiceEndpoints endpointsOf(const ServiceOptions& options) {
+  std::string base = options.service;
+  while (base.ends_with('/')) base.pop_back();
+  const auto either = [&](const std::string& given, const char* path) {
+    return given.empty() && !base.empty() ? base + path : given;
+  };
+  const ServiceEndpoints& e = options.endpoints;
+  return {either(e.production, "/prod/maps"), either(e.beta, "/beta/maps"),
+          either(e.sceneUnderstanding, "/dev/scene-understanding/localize"), either(e.tables, "/"),
+          either(e.metrics, "/")};
+}
+
+std::optional<GivenLocation> parseLocation(const std::string& text) {
+  std::vector<double> numbers;
+  const char* at = text.data();
+  const char* end = text.data() + text.size();
+  for (;;) {
+    double value = 0;
+    const auto [next, error] = std::from_chars(at, end, value);
+    if (error != std::errc{} || !std::isfinite(value)) return std::nullopt;
+    numbers.push_back(value);
+    if (next == end) break;
+    if (*next != ',') return std::nullopt;
+    at = next + 1;
+  }
+  if (numbers.size() < 2 || numbers.size() > 3) return std::nullopt;
+  if (std::abs(numbers[0]) > 90 || std::abs(numbers[1]) > 180) return std::nullopt;
+  return GivenLocation{numbers[0], numbers[1], numbers.size() > 2 ? numbers[2] : 0};
+}
+
+void apply(ServiceOptions& options) {
+  if (!options.developerKeyFile.empty()) options.developerKey = firstLine(options.developerKeyFile);
+  ServiceEndpoints::setCurrent(endpointsOf(options));
+  MapSessionSettings::USE_BETA_ALGO = options.beta;
+  if (!options.application.empty()) platform::Bundle::setMainBundleIdentifier(options.application);
+  if (!options.model.empty()) {
+    platform::LibraryBundle::setPathForResource("feature_model", "mlmodelc", options.model);
+  }
+  setLocation(options.location);
+}
+
+void checkModel() {
+  const auto model = feature_model::create();
+  if (!model) throw CommandError(ExitCode::badInput, model.failure().message);
+}
+
+}  // namespace geoloom::tools

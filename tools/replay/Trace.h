@@ -1,0 +1,108 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include <nlohmann/json_fwd.hpp>
+
+#include "geoloom/SceneUnderstanding/BoundingBox3D.h"
+#include "geoloom/platform/foundation/Result.h"
+#include "geoloom/platform/foundation/simd.h"
+#include "geoloom/platform/scene/SCNVector3.h"
+
+/// What happened in a replay, as data; docs/replay.md describes its JSON form. Times are seconds of the
+/// replay, positions metres in the session's coordinates.
+namespace geoloom::tools {
+
+struct TracedRecording {
+  std::string path;
+  std::size_t frames = 0;
+  platform::simd_float4x4 sessionFromRecording;
+};
+
+struct TracedFrame {
+  std::size_t recording = 0;
+  std::size_t index = 0;  ///< in its recording
+  double time = 0;
+  platform::simd_float3 position;
+  bool gated = false;     ///< the camera had not moved
+  bool analysed = false;  ///< neither gated nor dropped
+};
+
+struct TracedObject {
+  std::string name;
+  float confidence = 0;
+  platform::SCNVector3 center;
+  float height = 0;
+};
+
+struct TracedBatch {
+  std::size_t frame = 0;  ///< place among the offered frames
+  std::vector<TracedObject> objects;
+  std::size_t tracked = 0;  ///< number of objects that were tracked after it
+};
+
+struct TracedTrack {
+  std::int64_t id = 0;
+  std::string name;
+  std::int64_t seenFrames = 0;
+  BoundingBox3D box;
+};
+
+struct TracedAsset {
+  std::string id;
+  platform::SCNVector3 position;
+  float orientation = 0;
+  float confidence = 0;
+};
+
+struct TracedAssets {
+  double time = 0;
+  std::vector<TracedAsset> assets;
+};
+
+struct TracedStatus {
+  double time = 0;
+  std::string name;
+};
+
+/// How long one step took, over all frames.
+struct TracedStage {
+  std::string name;
+  std::vector<double> milliseconds;
+
+  /// The value that the share `p` (0 to 1) of all lie at or below; 0 without any.
+  [[nodiscard]] double percentile(double p) const;
+};
+
+struct Trace {
+  std::string mode;
+  std::string map;
+  std::string mapUUID;
+  std::string sessionUUID;
+  std::vector<TracedRecording> recordings;
+  std::vector<std::string> problems;
+  std::vector<TracedStatus> statuses;
+  std::vector<TracedFrame> frames;
+  std::vector<TracedBatch> batches;
+  std::vector<TracedTrack> tracks;
+  std::vector<TracedAsset> placed;
+  std::vector<TracedAssets> relocalized;
+  std::size_t unreadable = 0;  ///< frames of the recordings that were not offered
+  std::size_t saved = 0;       ///< rows
+  std::size_t notSaved = 0;
+  std::vector<TracedStage> stages;
+
+  [[nodiscard]] std::size_t gated() const;
+  [[nodiscard]] std::size_t analysed() const;
+  [[nodiscard]] std::size_t dropped() const { return frames.size() - gated() - analysed(); }
+};
+
+[[nodiscard]] nlohmann::ordered_json toJSON(const Trace& trace);
+
+/// Reads a trace back, but for its summary.
+[[nodiscard]] platform::Result<Trace> readTrace(const std::filesystem::path& path);
+
+}  // namespace geoloom::tools
