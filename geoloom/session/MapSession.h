@@ -33,10 +33,10 @@ class UIView;
 /// A place shared with other people: opens a session with the mapping service, keeps the application's assets
 /// in a map and brings them back into this session's coordinates, and finds real objects in camera frames.
 ///
+///     const auto configuration = std::make_shared<MapSessionConfiguration>(0.6F, 0.5F);
 ///     platform::DispatchQueue::main()->sync([&] {
 ///       session = MapSession::create(arSession, MapMode::localization, "ada", "living room", developerKey,
-///       812, 375,
-///                                    std::make_shared<MapSessionConfiguration>(0.6F, 0.5F));
+///                                    viewHeight, viewWidth, configuration);
 ///       session->registerCallbacks(onAssets, onStatus, onObjects);
 ///     });
 ///     arSession->setDidUpdateFrame([session](const auto& frame) { session->update(frame); });
@@ -44,9 +44,9 @@ class UIView;
 /// Create a session and register its callbacks in one task of the main queue. The service's answers are
 /// handled there too, so none can be handled, and its status lost for want of a callback, in between.
 ///
-/// Threads. Operations return at once and may be called from any thread. Callbacks arrive on the threads that
-/// `registerCallbacks` names. An exception that leaves a callback is logged and goes no further; nothing is
-/// thrown to the application.
+/// Threads. Operations return at once and may be called from any thread, `update` by one thread at a time.
+/// Callbacks arrive on the threads that `registerCallbacks` names. An exception that leaves a callback is
+/// logged and goes no further; nothing is thrown to the application.
 ///
 /// Lifetime. There is no way to close a session: once created it lives, and asks for transforms every second,
 /// until the process ends.
@@ -84,12 +84,13 @@ class GEOLOOM_EXPORT MapSession : public platform::NSObject, public MapSessionSe
 
   /// Replaces all three callbacks. What happened before is not reported again, but for a transform, which
   /// waits for an assets callback.
-  ///   - `assetsFoundCallback` receives all assets of the map whenever the service knows better where this
-  ///   session
-  ///     stands in it; on the session's asset queue.
-  ///   - `statusCallback` is told how the opening of the session went; on the main queue.
-  ///   - `objectDetectedCallback` receives what was found in a frame, unless that is nothing; on the
-  ///   detector's queue.
+  ///
+  /// `assetsFoundCallback`, on the session's asset queue: all assets of the map, whenever the service knows
+  /// better where this session stands in it.
+  ///
+  /// `statusCallback`, on the main queue: how the opening of the session went.
+  ///
+  /// `objectDetectedCallback`, on the detector's queue: what was found in a frame, unless that is nothing.
   void registerCallbacks(AssetsFoundCallback assetsFoundCallback, StatusCallback statusCallback,
                          ObjectDetectedCallback objectDetectedCallback);
 
