@@ -86,28 +86,30 @@ struct Mapping {
   }
 };
 
-// The loops over contiguous elements stand apart, with nothing in them but the mapping: compilers vectorise
-// them.
+// The rows are written as plain loops that compilers vectorise, and compiled twice: 16 bytes at a time, as
+// every processor of the architecture can, is too slow to keep up with memory.
 
 template <class T>
-void grayRow(const T* __restrict in, std::ptrdiff_t step, std::size_t width, Mapping<T> map,
-             std::uint8_t* __restrict out) {
+[[gnu::always_inline]] inline void grayRow(const T* __restrict in, std::ptrdiff_t step, std::size_t width,
+                                           const Mapping<T>& map, std::uint8_t* __restrict out) {
   if (step == 1) {
     for (std::size_t x = 0; x < width; ++x) out[x] = map(in[x]);
   } else {
-    for (std::size_t x = 0; x < width; ++x, in += step) out[x] = map(*in);
+    for (std::size_t x = 0; x < width; ++x) out[x] = map(in[static_cast<std::ptrdiff_t>(x) * step]);
   }
 }
 
-std::uint32_t pixel(std::uint32_t red, std::uint32_t green, std::uint32_t blue) {
+[[gnu::always_inline]] inline std::uint32_t pixel(std::uint32_t red, std::uint32_t green,
+                                                  std::uint32_t blue) {
   if constexpr (std::endian::native == std::endian::little)
     return red | green << 8 | blue << 16 | 0xFF000000U;
   return red << 24 | green << 16 | blue << 8 | 0xFFU;
 }
 
 template <class T>
-void colourRow(const std::array<const T*, 3>& in, std::ptrdiff_t step, std::size_t width, Mapping<T> map,
-               std::uint8_t* __restrict out) {
+[[gnu::always_inline]] inline void colourRow(const std::array<const T*, 3>& in, std::ptrdiff_t step,
+                                             std::size_t width, const Mapping<T>& map,
+                                             std::uint8_t* __restrict out) {
   const T* __restrict red = in[0];
   const T* __restrict green = in[1];
   const T* __restrict blue = in[2];
@@ -123,6 +125,35 @@ void colourRow(const std::array<const T*, 3>& in, std::ptrdiff_t step, std::size
       std::memcpy(out + 4 * x, &bytes, 4);
     }
   }
+}
+
+/// The two kinds of rows for one processor.
+template <class T>
+struct Rows {
+  void (*gray)(const T* in, std::ptrdiff_t step, std::size_t width, const Mapping<T>& map, std::uint8_t* out);
+  void (*colour)(const std::array<const T*, 3>& in, std::ptrdiff_t step, std::size_t width,
+                 const Mapping<T>& map, std::uint8_t* out);
+};
+
+#if defined(__x86_64__)
+template <class T>
+[[gnu::target("avx2")]] void grayRowAVX2(const T* in, std::ptrdiff_t step, std::size_t width,
+                                         const Mapping<T>& map, std::uint8_t* out) {
+  grayRow(in, step, width, map, out);
+}
+template <class T>
+[[gnu::target("avx2")]] void colourRowAVX2(const std::array<const T*, 3>& in, std::ptrdiff_t step,
+                                           std::size_t width, const Mapping<T>& map, std::uint8_t* out) {
+  colourRow(in, step, width, map, out);
+}
+#endif
+
+template <class T>
+Rows<T> rowsForThisProcessor() {
+#if defined(__x86_64__)
+  if (__builtin_cpu_supports("avx2") != 0) return {grayRowAVX2<T>, colourRowAVX2<T>};
+#endif
+  return {grayRow<T>, colourRow<T>};
 }
 
 }  // namespace
@@ -201,10 +232,12 @@ std::optional<RawBytes> MultiArray<T>::toRawBytesRGBA(T offset, T scale) const {
   const auto height = static_cast<std::size_t>(shape_[1]);
   const auto width = static_cast<std::size_t>(shape_[2]);
   RawBytes raw{std::vector<std::uint8_t>(height * width * 4), width, height};
+  const Mapping<T> map{offset, scale};
+  const auto colourRow = rowsForThisProcessor<T>().colour;
   for (std::size_t y = 0; y < height; ++y) {
     const T* const row = pointer_ + static_cast<std::ptrdiff_t>(y) * strides_[1];
-    colourRow<T>({row, row + strides_[0], row + 2 * strides_[0]}, strides_[2], width, {offset, scale},
-                 raw.bytes.data() + y * width * 4);
+    colourRow({row, row + strides_[0], row + 2 * strides_[0]}, strides_[2], width, map,
+              raw.bytes.data() + y * width * 4);
   }
   return raw;
 }
@@ -215,9 +248,11 @@ std::optional<RawBytes> MultiArray<T>::toRawBytesGray(T offset, T scale) const {
   const auto height = static_cast<std::size_t>(shape_[0]);
   const auto width = static_cast<std::size_t>(shape_[1]);
   RawBytes raw{std::vector<std::uint8_t>(height * width), width, height};
+  const Mapping<T> map{offset, scale};
+  const auto grayRow = rowsForThisProcessor<T>().gray;
   for (std::size_t y = 0; y < height; ++y) {
-    grayRow<T>(pointer_ + static_cast<std::ptrdiff_t>(y) * strides_[0], strides_[1], width, {offset, scale},
-               raw.bytes.data() + y * width);
+    grayRow(pointer_ + static_cast<std::ptrdiff_t>(y) * strides_[0], strides_[1], width, map,
+            raw.bytes.data() + y * width);
   }
   return raw;
 }

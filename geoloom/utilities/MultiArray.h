@@ -34,7 +34,8 @@ inline constexpr platform::MLMultiArrayDataType multiArrayDataType =
 template <MultiArrayType T>
 [[nodiscard]] constexpr std::uint8_t toUInt8(T value) {
   GEOLOOM_PRECONDITION(value > T(-1) && value < T(256), "toUInt8 takes values above -1 and below 256");
-  return static_cast<std::uint8_t>(value);
+  return static_cast<std::uint8_t>(
+      static_cast<int>(value));  // by way of int: processors have that conversion
 }
 
 /// 8-bit picture rows from the top, without padding.

@@ -39,14 +39,14 @@ inline constexpr std::size_t maximumPNGSide = 32768;
 /// `compressionLevel` is 0 to 9 as zlib counts.
 [[nodiscard]] Result<std::vector<std::uint8_t>> encodePNG(const PNGImage& image, int compressionLevel = 6);
 /// The reason when the file could not be written.
-[[nodiscard]] std::optional<Failure> writePNG(const std::filesystem::path& path, const PNGImage& image,
-                                              int compressionLevel = 6);
+[[nodiscard]] GEOLOOM_EXPORT std::optional<Failure> writePNG(const std::filesystem::path& path,
+                                                             const PNGImage& image, int compressionLevel = 6);
 
 /// A new BGRA buffer with the picture in it: gray in all three colours, 16 bits by their upper 8, opaque
 /// where there is no alpha. Null when there is no memory for it.
 [[nodiscard]] std::shared_ptr<CVPixelBuffer> makePixelBuffer(const PNGImage& image);
 
 /// The picture of a buffer in any format, as 8-bit RGB, or gray for `oneComponent8`. Alpha is left out.
-[[nodiscard]] PNGImage makePNGImage(const CVPixelBuffer& buffer);
+[[nodiscard]] GEOLOOM_EXPORT PNGImage makePNGImage(const CVPixelBuffer& buffer);
 
 }  // namespace geoloom::platform

@@ -1,0 +1,101 @@
+// Model arrays to picture bytes: MultiArray beside OpenCV's way (convertTo each plane with its saturation,
+// then merge) and beside copying as many bytes as are read and written, which is what memory allows.
+
+#include <cstdint>
+#include <cstring>
+#include <random>
+#include <vector>
+
+#include <benchmark/benchmark.h>
+#include <opencv2/core.hpp>
+
+#include "geoloom/utilities/MultiArray.h"
+
+namespace {
+
+constexpr int height = 1080;
+constexpr int width = 1920;
+constexpr std::size_t pixels = std::size_t{height} * width;
+
+template <class T>
+geoloom::MultiArray<T> array(std::vector<std::ptrdiff_t> shape) {
+  const geoloom::MultiArray<T> view(shape);
+  std::mt19937 random(1);
+  for (std::ptrdiff_t i = 0; i < view.count(); ++i) view[i] = static_cast<T>(random() % 400) - T(50);
+  return view;
+}
+
+void report(benchmark::State& state, std::size_t bytes) {
+  state.SetBytesProcessed(static_cast<std::int64_t>(bytes) * state.iterations());
+}
+
+template <class T>
+void colourGeoloom(benchmark::State& state) {
+  const auto view = array<T>({3, height, width});
+  for (auto _ : state) benchmark::DoNotOptimize(view.toRawBytesRGBA(T(1), T(2)));
+  report(state, pixels * (3 * sizeof(T) + 4));
+}
+
+void colourGeoloomChannelsLast(benchmark::State& state) {
+  const auto view = array<float>({height, width, 3}).transposed({2, 0, 1});
+  for (auto _ : state) benchmark::DoNotOptimize(view.toRawBytesRGBA(1, 2));
+  report(state, pixels * 16);
+}
+
+void colourOpenCV(benchmark::State& state) {
+  cv::setNumThreads(1);
+  const auto view = array<float>({3, height, width});
+  const cv::Mat opaque(height, width, CV_8UC1, cv::Scalar(255));
+  for (auto _ : state) {
+    std::vector<cv::Mat> planes(4);
+    for (int c = 0; c < 3; ++c) {
+      const cv::Mat plane(height, width, CV_32FC1, &view(c, 0));
+      plane.convertTo(planes[static_cast<std::size_t>(c)], CV_8U, 2, 2);  // (v + 1) * 2
+    }
+    planes[3] = opaque;
+    cv::Mat result;
+    cv::merge(planes, result);
+    benchmark::DoNotOptimize(result.data);
+  }
+  report(state, pixels * 16);
+}
+
+template <class T>
+void grayGeoloom(benchmark::State& state) {
+  const auto view = array<T>({height, width});
+  for (auto _ : state) benchmark::DoNotOptimize(view.toRawBytesGray(T(1), T(2)));
+  report(state, pixels * (sizeof(T) + 1));
+}
+
+void grayOpenCV(benchmark::State& state) {
+  cv::setNumThreads(1);
+  const auto view = array<float>({height, width});
+  const cv::Mat plane(height, width, CV_32FC1, view.pointer());
+  for (auto _ : state) {
+    cv::Mat result;
+    plane.convertTo(result, CV_8U, 2, 2);
+    benchmark::DoNotOptimize(result.data);
+  }
+  report(state, pixels * 5);
+}
+
+/// Reads and writes 16 bytes a pixel, like the colour conversion, into new memory.
+void copyAsMuch(benchmark::State& state) {
+  const std::vector<std::uint8_t> source(pixels * 8, 1);
+  for (auto _ : state) {
+    std::vector<std::uint8_t> result(source);
+    benchmark::DoNotOptimize(result.data());
+  }
+  report(state, pixels * 16);
+}
+
+BENCHMARK(colourGeoloom<float>)->Unit(benchmark::kMicrosecond);
+BENCHMARK(colourGeoloom<double>)->Unit(benchmark::kMicrosecond);
+BENCHMARK(colourGeoloom<std::int32_t>)->Unit(benchmark::kMicrosecond);
+BENCHMARK(colourGeoloomChannelsLast)->Unit(benchmark::kMicrosecond);
+BENCHMARK(colourOpenCV)->Unit(benchmark::kMicrosecond);
+BENCHMARK(grayGeoloom<float>)->Unit(benchmark::kMicrosecond);
+BENCHMARK(grayOpenCV)->Unit(benchmark::kMicrosecond);
+BENCHMARK(copyAsMuch)->Unit(benchmark::kMicrosecond);
+
+}  // namespace
