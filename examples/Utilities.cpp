@@ -117,8 +117,8 @@ int main(int argc, char** argv) {
   const geoloom::platform::CIContext context;
   const auto upright = [&context](const auto& buffer) { return UIImage::create(buffer, context); };
 
-  const auto plate = rings(384);
-  const auto reduced = geoloom::resizePixelBuffer(*plate, 128, 128);
+  const auto plate = rings(252);
+  const auto reduced = geoloom::resizePixelBuffer(*plate, 84, 84);
   bool done =
       save(folder, "resize", *sideBySide({upright(plate), upright(reduced), upright(everyNth(*plate, 3))}));
 

@@ -81,8 +81,9 @@ struct Mapping {
   Wide offset;
   Wide scale;
 
+  [[nodiscard]] Wide scaled(T v) const { return (static_cast<Wide>(v) + offset) * scale; }
   [[nodiscard]] std::uint8_t operator()(T v) const {
-    return toUInt8(static_cast<T>(clamp((static_cast<Wide>(v) + offset) * scale, Wide(0), Wide(255))));
+    return toUInt8(static_cast<T>(clamp(scaled(v), Wide(0), Wide(255))));
   }
 };
 
@@ -92,10 +93,26 @@ struct Mapping {
 template <class T>
 [[gnu::always_inline]] inline void grayRow(const T* __restrict in, std::ptrdiff_t step, std::size_t width,
                                            const Mapping<T>& map, std::uint8_t* __restrict out) {
-  if (step == 1) {
-    for (std::size_t x = 0; x < width; ++x) out[x] = map(in[x]);
-  } else {
-    for (std::size_t x = 0; x < width; ++x) out[x] = map(in[static_cast<std::ptrdiff_t>(x) * step]);
+  using Wide = typename Mapping<T>::Wide;
+  // Both limits of clamp, lower first, in a loop each: together compilers make more of them than the two are
+  // worth.
+  std::array<Wide, 256> atLeast0;
+  for (std::size_t begin = 0; begin < width; begin += atLeast0.size()) {
+    const std::size_t n = std::min(width - begin, atLeast0.size());
+    if (step == 1) {
+      for (std::size_t i = 0; i < n; ++i) {
+        const Wide value = map.scaled(in[begin + i]);
+        atLeast0[i] = value < 0 ? Wide(0) : value;
+      }
+    } else {
+      for (std::size_t i = 0; i < n; ++i) {
+        const Wide value = map.scaled(in[static_cast<std::ptrdiff_t>(begin + i) * step]);
+        atLeast0[i] = value < 0 ? Wide(0) : value;
+      }
+    }
+    for (std::size_t i = 0; i < n; ++i) {
+      out[begin + i] = toUInt8(static_cast<T>(atLeast0[i] > 255 ? Wide(255) : atLeast0[i]));
+    }
   }
 }
 
