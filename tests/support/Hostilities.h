@@ -29,7 +29,7 @@ struct Hostility {
       {"truncated",
        FakeAnswer::bytes("HTTP/1.1 200 OK\r\nContent-Length: 90\r\n\r\n{\"Items\":[],\"uuid\":\"M1\"}")},
       {"empty", FakeAnswer::json("")},
-      {"no content", FakeAnswer::bytes("HTTP/1.1 204 No Content\r\n\r\n")},
+      {"no content", FakeAnswer::bytes("HTTP/1.1 204 No Content\r\nConnection: close\r\n\r\n")},
       {"HTML 502", FakeAnswer::json("<html>Bad Gateway</html>", 502)},
       {"100,000 deep", FakeAnswer::json(std::string(100'000, '[') + std::string(100'000, ']'))},
       {"not UTF-8", FakeAnswer::json("{\"Items\":[],\"uuid\":\"\xff\"}")},
