@@ -17,6 +17,18 @@ namespace {
 using platform::Console;
 using platform::text;
 
+/// Releases the lock that another thread took, also when the analysis throws.
+class UnlockAtEnd {
+ public:
+  explicit UnlockAtEnd(platform::NSLock& lock) : lock_(lock) {}
+  ~UnlockAtEnd() { lock_.unlock(); }
+  UnlockAtEnd(const UnlockAtEnd&) = delete;
+  UnlockAtEnd& operator=(const UnlockAtEnd&) = delete;
+
+ private:
+  platform::NSLock& lock_;
+};
+
 void save(const DetectedObject& object, const std::string& sessionID, std::int64_t frameID,
           bool isLocalization) {
   const platform::SCNVector3 c = object.center;
@@ -38,8 +50,8 @@ void MapSession::update(std::shared_ptr<const platform::ARFrame> frame) {
   // Taken here and released where the frame is analysed: until then further frames are dropped, not queued.
   if (!detector->lock.tryLock()) return;
   detector->updateQueue->async([detector, frame = std::move(frame)] {
+    const UnlockAtEnd unlock(detector->lock);
     detector->predict(frame);
-    detector->lock.unlock();
   });
 }
 
