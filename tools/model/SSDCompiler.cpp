@@ -181,7 +181,7 @@ Compiler::Fault Compiler::findOutputs(std::size_t labels) {
     const bool isBoxes = shape[2] == 4 && boxes_.values == 0;
     if (!isBoxes && shape[2] != labels) {
       return "the scores have " + std::to_string(shape[2]) + " columns and " + std::to_string(labels) +
-             " labels";
+             " labels; give one label a column";
     }
     anchors_ = shape[1];
     if (auto fault = findHeads(output, shape[2], isBoxes ? boxes_ : scores_)) return fault;

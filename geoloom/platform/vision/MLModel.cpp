@@ -141,8 +141,8 @@ Result<std::vector<std::shared_ptr<MLMultiArray>>> MLModel::prediction(
   fill(state.input.ptr<float>());
   try {
     forwardOnThisThread(state.net, state.input, state.manifest.inputName, state.results, state.outputNames);
-  } catch (const std::exception& exception) {
-    return Failure{state.name + ": the network cannot be run: " + exception.what()};
+  } catch (const std::exception&) {
+    return Failure{state.name + ": the network cannot be run on the input that its manifest states"};
   }
   std::vector<std::shared_ptr<MLMultiArray>> outputs;
   for (std::size_t i = 0; i < state.manifest.outputs.size(); ++i) {

@@ -26,7 +26,7 @@ struct MLFeatureValue {
 /// the process holds already shares that one and its weights.
 ///
 /// May be used from any thread; predictions of one model run one after the other. The engine cannot run one
-/// network on two threads, and a second copy of the detection network would cost another 45 MB. A prediction
+/// network on two threads, and a second copy of the detection network would cost another 50 MB. A prediction
 /// runs on the caller's thread alone and leaves the engine's process-wide settings as they are; while it
 /// runs, other parallel loops of that engine in this process run on their callers' threads too.
 class GEOLOOM_EXPORT MLModel final : public NSObject {

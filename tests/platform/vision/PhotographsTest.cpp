@@ -5,10 +5,12 @@
 
 #include "geoloom/SceneUnderstanding/SSDPostProcessor.h"
 #include "geoloom/SceneUnderstanding/feature_model.h"
+#include "geoloom/platform/foundation/ReadFile.h"
 #include "geoloom/platform/imaging/PNG.h"
 #include "geoloom/platform/vision/VNRequest.h"
 
 #include "tests/support/Model.h"
+#include "tests/support/TemporaryDirectory.h"
 
 namespace geoloom::platform {
 namespace {
@@ -182,6 +184,32 @@ TEST_F(Photographs, SessionsShareOneNetworkFromAnyThread) {
   const auto& best = expected[0];
   EXPECT_EQ(static_cast<double>(scores[0][static_cast<std::size_t>(best.detectedClass * 1917 + best.index)]),
             best.score);
+}
+
+TEST_F(Photographs, AModelThatDoesNotRunAsItsManifestSaysFailsTheRequestAlone) {
+  const auto manifest = readFile(test::builtModel() / "manifest.json", 1 << 20);
+  ASSERT_TRUE(manifest);
+  const auto picture = photograph("cat");
+  const std::pair<std::string, std::string> changes[] = {{"300", "320"}, {"91", "90"}};
+  for (const auto& [part, instead] : changes) {
+    std::string text = *manifest;
+    text.replace(text.find(part), part.size(), instead);
+    const test::TemporaryDirectory bundle;
+    bundle.write("manifest.json", text);
+    std::filesystem::create_symlink(test::builtModel() / "model.onnx", bundle.path() / "model.onnx");
+    const auto model = MLModel::create(bundle.path());
+    ASSERT_TRUE(model) << model.failure().message;
+    const auto request = std::make_shared<VNCoreMLRequest>(
+        *VNCoreMLModel::create(*model), [](VNCoreMLRequest&) { FAIL() << "nothing was performed"; });
+    for (int turn = 0; turn < 2; ++turn) {
+      const std::shared_ptr<VNCoreMLRequest> requests[] = {request};
+      const auto failure = VNImageRequestHandler(picture, CGImagePropertyOrientation::up).perform(requests);
+      ASSERT_TRUE(failure) << part;
+      EXPECT_NE(failure->message.find("model.onnx: "), std::string::npos) << failure->message;
+      EXPECT_TRUE(request->results().empty());
+    }
+  }
+  EXPECT_FALSE(find(picture, CGImagePropertyOrientation::up).empty());
 }
 
 TEST_F(Photographs, TheWrapperKnowsItsFeaturesByTheirNames) {

@@ -139,7 +139,7 @@ TEST(ModelCompile, WhatIsNoSuchDetectorIsRefusedInOneLine) {
   };
   const auto keep = [](TinyDetector&) {};
   const Case cases[] = {
-      {"the scores have 6 columns and 2 labels", keep, {"???", "Cat"}},
+      {"the scores have 6 columns and 2 labels; give one label a column", keep, {"???", "Cat"}},
       {"none of the labels is a class of the kit", keep, {"a", "b", "c", "d", "e", "f"}},
       {"the input is not a square picture of three 32-bit floats a pixel", shape(0, {1, 19, 20, 3})},
       {"tensor \"t1\" holds 216 bytes where its shape asks for 218", shape(1, {109})},
