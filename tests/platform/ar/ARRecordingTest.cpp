@@ -201,7 +201,9 @@ TEST_F(RecordedFolder, TheSessionBeginsAtTheFirstFrame) {
   const double z = place([](const simd_float4& column) { return static_cast<double>(column.z); });
   for (std::size_t i = 0; i < 2; ++i) {
     double nearest = 1;
-    for (const simd_float3& q : recording->frame(i)->rawFeaturePoints()) {
+    const auto seeing = recording->frame(i);
+    ASSERT_TRUE(seeing);
+    for (const simd_float3& q : seeing->rawFeaturePoints()) {
       nearest = std::min(nearest, std::hypot(q.x - x, q.y - y, q.z - z));
     }
     EXPECT_LT(nearest, 0.01) << i;
