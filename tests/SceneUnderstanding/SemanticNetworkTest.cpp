@@ -305,14 +305,14 @@ class TrackingLikeThePlainWalk : public testing::TestWithParam<const char*> {};
 TEST_P(TrackingLikeThePlainWalk, GivesTheSameObjectsAndNodes) {
   const std::string kind = GetParam();
   const std::array<std::string, 3> names{"person", "chair", "cup"};
-  for (unsigned seed = 0; seed < 12; ++seed) {
+  for (unsigned seed = 0; seed < 8; ++seed) {
     std::mt19937 random(seed);
     const float spread = seed % 3 == 0 ? 0.8F : 3.0F;
     std::uniform_int_distribution<std::size_t> three(0, 2);
     std::uniform_int_distribution<int> percent(0, 99);
     Differential both;
     std::vector<BoundingBox3D> seen;
-    for (int frame = 0; frame < 60; ++frame) {
+    for (int frame = 0; frame < 40; ++frame) {
       const std::size_t scene = percent(random) < 90 ? 0 : 1;
       for (int i = 0; i < 6; ++i) {
         const bool isNew = seen.size() < 4 || percent(random) < 25;
@@ -323,7 +323,7 @@ TEST_P(TrackingLikeThePlainWalk, GivesTheSameObjectsAndNodes) {
       }
       if (percent(random) < 20) both.addForeignNode(scene, static_cast<float>(frame));
       both.drawEdges(scene);
-      both.compare();
+      if (frame % 3 == 0 || frame == 39) both.compare();
       if (HasFatalFailure()) FAIL() << "seed " << seed << ", frame " << frame;
     }
   }
