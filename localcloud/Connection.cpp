@@ -101,7 +101,9 @@ bool Connection::fill() {
 
 ssize_t Connection::read(char* bytes, size_t size) {
   if (inputAt_ == inputEnd_ && !(flush() && fill())) return -1;
-  const std::size_t taken = std::min(size, inputEnd_ - inputAt_);
+  const std::size_t taken = std::min({size, inputEnd_ - inputAt_, inputLeft_});
+  if (taken == 0) return -1;
+  inputLeft_ -= taken;
   std::memcpy(bytes, input_.data() + inputAt_, taken);
   inputAt_ += taken;
   return static_cast<ssize_t>(taken);

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
+#include <limits>
 #include <memory>
 #include <string>
 #include <vector>
@@ -28,6 +30,10 @@ class Connection final : public httplib::Stream {
 
   /// From now on reads and writes fail at that time.
   void setDeadline(Clock::time_point deadline) { deadline_ = deadline; }
+
+  /// From now on reads fail after that many bytes.
+  void limitInput(std::size_t bytes) { inputLeft_ = bytes; }
+  void unlimitInput() { inputLeft_ = std::numeric_limits<std::size_t>::max(); }
 
   /// Sends what was written. False when the client is gone or too slow.
   bool flush();
@@ -59,6 +65,7 @@ class Connection final : public httplib::Stream {
   std::vector<char> input_;
   std::size_t inputAt_ = 0;
   std::size_t inputEnd_ = 0;
+  std::size_t inputLeft_ = std::numeric_limits<std::size_t>::max();
   std::string output_;
 };
 

@@ -143,12 +143,12 @@ bool isFramed(const httplib::Request& request) {
          (!hasLength || isPlainNumber(request.get_header_value("Content-Length")));
 }
 
-/// The HTTP library's parser and writer; sockets and threads are the Listener's.
+/// The HTTP library's parser and writer for one connection; sockets and threads are the Listener's.
 class Protocol : private httplib::Server {
  public:
-  Protocol(HTTPServer::Handler handler, std::size_t bodyLimit, std::chrono::seconds idleDeadline)
-      : handler_(std::move(handler)), bodyLimit_(bodyLimit) {
-    set_keep_alive_timeout(idleDeadline.count());
+  Protocol(const HTTPServer::Handler& handler, const HTTPServer::Options& options, Connection& connection)
+      : handler_(handler), bodyLimit_(options.bodyLimit), connection_(connection) {
+    set_keep_alive_timeout(std::chrono::duration_cast<std::chrono::seconds>(options.idleDeadline).count());
     set_keep_alive_max_count(1'000'000);
     set_pre_routing_handler([this](const httplib::Request& request, httplib::Response& response) {
       return answerWithoutBody(request, response) ? HandlerResponse::Handled : HandlerResponse::Unhandled;
@@ -162,30 +162,35 @@ class Protocol : private httplib::Server {
   }
 
   /// Reads a request and answers it. False when the connection is of no further use.
-  bool serve(Connection& connection) {
-    bool parsed = false;
+  bool serve() {
+    reusable_ = false;  // until its head is read
     bool last = false;
-    const bool done = process_request(connection, false, last, [&](httplib::Request& request) {
-      parsed = true;
-      if (request.method != "POST" || !isFramed(request)) {
-        last = true;
-        request.headers.erase("Connection");
-        request.set_header("Connection", "close");
-      }
-      // One route for all, so that no path meets a pattern matcher; the handlers go by the target.
-      request.path.assign(1, '/');
-    });
-    return connection.flush() && done && parsed && !last;
+    connection_.limitInput(MAXIMUM_HEAD_BYTES);
+    const bool done = process_request(connection_, false, last,
+                                      [this](httplib::Request& request) { beginAnswer(request); });
+    return connection_.flush() && done && reusable_ && !last;
   }
 
  private:
+  static constexpr std::size_t MAXIMUM_HEAD_BYTES = std::size_t{64} * 1024;
+
+  /// The head is read, the body is not.
+  void beginAnswer(httplib::Request& request) {
+    connection_.unlimitInput();
+    reusable_ = request.method == "POST" && isFramed(request);
+    if (!reusable_) {
+      request.headers.erase("Connection");
+      request.set_header("Connection", "close");
+    }
+    // One route for all, so that no path meets a pattern matcher; the handlers go by the target.
+    request.path.assign(1, '/');
+  }
+
   bool answerWithoutBody(const httplib::Request& request, httplib::Response& response) const {
     if (!isFramed(request)) {
       fill(response, mappingError(400, "Content-Length or Transfer-Encoding is not valid"));
     } else if (request.method != "POST") {
       fill(response, handler_(requestOf(request)));
-    } else if (request.is_multipart_form_data()) {
-      fill(response, mappingError(415, "The body has to be JSON"));
     } else {
       return false;
     }
@@ -193,11 +198,14 @@ class Protocol : private httplib::Server {
   }
 
   void answerPost(const httplib::Request& request, httplib::Response& response,
-                  const httplib::ContentReader& content) const {
+                  const httplib::ContentReader& content) {
     Request whole = requestOf(request);
     if (request.has_header("Content-Length") || isChunked(request)) {
+      // The library would take forms apart on its own.
+      reusable_ = !request.is_multipart_form_data();
+      if (!reusable_) return fill(response, mappingError(415, "The body has to be JSON"));
       // A body over the limit is read to its end, so that the client gets to read the answer, but not kept.
-      const bool complete = content([&](const char* bytes, std::size_t size) {
+      reusable_ = content([&](const char* bytes, std::size_t size) {
         whole.bodyTooLarge = whole.bodyTooLarge || whole.body.size() + size > bodyLimit_;
         if (whole.bodyTooLarge) {
           whole.body.clear();
@@ -206,13 +214,16 @@ class Protocol : private httplib::Server {
         }
         return true;
       });
-      if (!complete) return;
+      if (!reusable_) return;
     }
     fill(response, handler_(whole));
   }
 
-  HTTPServer::Handler handler_;
+  const HTTPServer::Handler& handler_;
   std::size_t bodyLimit_;
+  Connection& connection_;
+  /// Whether the bytes after this request are the next one.
+  bool reusable_ = false;
 };
 
 }  // namespace
@@ -224,8 +235,7 @@ class HTTPServer::Listener {
         tls_(tlsContext(options.tls)),
         socket_(listen(options.host, options.port)),
         stop_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
-        protocol_(std::move(handler), options.bodyLimit,
-                  std::chrono::duration_cast<std::chrono::seconds>(options.idleDeadline)),
+        handler_(std::move(handler)),
         accepting_([this] { acceptAll(); }) {}
 
   ~Listener() {
@@ -286,9 +296,10 @@ class HTTPServer::Listener {
 
   void serve(int socket) {
     Connection connection(socket, stop_.get(), tls_.get());
+    Protocol protocol(handler_, options_, connection);
     while (connection.awaitRequest(Connection::Clock::now() + options_.idleDeadline)) {
       connection.setDeadline(Connection::Clock::now() + options_.requestDeadline);
-      if (!protocol_.serve(connection)) break;
+      if (!protocol.serve()) break;
     }
   }
 
@@ -296,7 +307,7 @@ class HTTPServer::Listener {
   const std::shared_ptr<SSL_CTX> tls_;
   const Descriptor socket_;
   const Descriptor stop_;
-  Protocol protocol_;
+  const Handler handler_;
   std::list<Slot> slots_;  // of the accepting thread until that has ended
   std::thread accepting_;
 };

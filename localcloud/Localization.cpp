@@ -6,6 +6,7 @@
 #include <map>
 #include <numeric>
 #include <tuple>
+#include <utility>
 
 #include <fmt/format.h>
 
@@ -343,7 +344,9 @@ std::vector<Landmark> findLandmarks(const std::vector<Observation>& observations
   }
   std::vector<Landmark> landmarks;
   for (const auto& [name, points] : byName) {
-    std::ranges::move(landmarksOfOneName(name, thinned(points), radius), std::back_inserter(landmarks));
+    for (Landmark& landmark : landmarksOfOneName(name, thinned(points), radius)) {
+      landmarks.push_back(std::move(landmark));
+    }
   }
   return landmarks;
 }

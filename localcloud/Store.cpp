@@ -88,7 +88,9 @@ void prepareSchema(Database& database, const std::filesystem::path& file) {
 // The lock is the process's as long as the descriptor is open; it goes with the process however that ends.
 int lockDirectory(const std::filesystem::path& directory) {
   std::error_code error;
-  std::filesystem::create_directories(directory, error);
+  if (std::filesystem::create_directories(directory, error)) {
+    std::filesystem::permissions(directory, std::filesystem::perms::owner_all, error);
+  }
   if (error) {
     throw StoreError(
         fmt::format("cannot make the data directory {}: {}", directory.string(), error.message()));
@@ -153,7 +155,7 @@ class Store::Reader {
  public:
   explicit Reader(Store& store) : store_(store) {
     {
-      const std::lock_guard guard(store_.readersMutex_);
+      const platform::MutexLock guard(store_.readersMutex_);
       if (!store_.idleReaders_.empty()) {
         database_ = std::move(store_.idleReaders_.back());
         store_.idleReaders_.pop_back();
@@ -162,7 +164,7 @@ class Store::Reader {
     if (!database_) database_ = std::make_unique<Database>(store_.file_, Database::Access::readOnly);
   }
   ~Reader() {
-    const std::lock_guard guard(store_.readersMutex_);
+    const platform::MutexLock guard(store_.readersMutex_);
     if (store_.idleReaders_.size() < KEPT) store_.idleReaders_.push_back(std::move(database_));
   }
   Reader(const Reader&) = delete;
@@ -182,7 +184,7 @@ Store::Store(const std::filesystem::path& directory) : file_(directory / "localc
   try {
     auto database = std::make_unique<Database>(file_, Database::Access::readWrite);
     prepareSchema(*database, file_);
-    const std::lock_guard guard(writing_);
+    const platform::MutexLock guard(writing_);
     writer_ = std::move(database);
   } catch (const DatabaseError& error) {
     ::close(lock_);
@@ -195,11 +197,11 @@ Store::Store(const std::filesystem::path& directory) : file_(directory / "localc
 
 Store::~Store() {
   {
-    const std::lock_guard guard(readersMutex_);
+    const platform::MutexLock guard(readersMutex_);
     idleReaders_.clear();
   }
   {
-    const std::lock_guard guard(writing_);
+    const platform::MutexLock guard(writing_);
     writer_.reset();
   }
   ::close(lock_);
@@ -210,7 +212,7 @@ void Store::addMap(const MapRecord& map) {
   const auto value = [&](double Location::*field) -> std::optional<double> {
     return at ? std::optional((*at).*field) : std::nullopt;
   };
-  const std::lock_guard guard(writing_);
+  const platform::MutexLock guard(writing_);
   Query(*writer_,
         "INSERT INTO maps (uuid, app_id, user_id, map_id, longitude, latitude, altitude, horizontal_accuracy,"
         " vertical_accuracy) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?)",
@@ -242,7 +244,7 @@ std::vector<MapRecord> Store::locatedMaps(const std::string& appID, const std::o
 std::optional<std::string> Store::openLocalizationSession(const std::string& sessionUUID,
                                                           const std::string& appID,
                                                           const std::string& mapID) {
-  const std::lock_guard guard(writing_);
+  const platform::MutexLock guard(writing_);
   Transaction transaction(*writer_);
   std::string mapUUID;
   {
@@ -268,7 +270,7 @@ std::optional<std::string> Store::mapOfSession(const std::string& sessionUUID) {
 
 bool Store::replaceTransform(const std::string& sessionUUID, const std::string& mapUUID,
                              const ItemRecord& row) {
-  const std::lock_guard guard(writing_);
+  const platform::MutexLock guard(writing_);
   Transaction transaction(*writer_);
   {
     Query current(*writer_,
@@ -284,7 +286,7 @@ bool Store::replaceTransform(const std::string& sessionUUID, const std::string& 
 
 bool Store::place(const std::string& mapUUID, const std::string& placementID,
                   const std::vector<PlacementRecord>& placements) {
-  const std::lock_guard guard(writing_);
+  const platform::MutexLock guard(writing_);
   Transaction transaction(*writer_);
   if (!mapExists(*writer_, mapUUID)) return false;
   for (const PlacementRecord& placement : placements) {
@@ -320,7 +322,7 @@ std::optional<std::vector<PlacementRecord>> Store::placements(const std::string&
 }
 
 bool Store::createTable(const TableRecord& table) {
-  const std::lock_guard guard(writing_);
+  const platform::MutexLock guard(writing_);
   std::optional<std::string> rangeName;
   std::optional<std::string> rangeType;
   if (table.range) {
@@ -360,7 +362,7 @@ std::int64_t Store::itemCount(const std::string& table) {
 }
 
 std::optional<std::string> Store::putItem(const std::string& table, const ItemRecord& item) {
-  const std::lock_guard guard(writing_);
+  const platform::MutexLock guard(writing_);
   auto old = itemText(*writer_, table, item.key);
   putRow(*writer_, table, item);
   return old;
@@ -399,7 +401,7 @@ std::vector<std::string> Store::items(const std::string& table, const std::strin
 }
 
 void Store::count(const std::vector<MetricRecord>& metrics) {
-  const std::lock_guard guard(writing_);
+  const platform::MutexLock guard(writing_);
   Transaction transaction(*writer_);
   for (const MetricRecord& metric : metrics) {
     Query(*writer_,

@@ -4,7 +4,6 @@
 #include <filesystem>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -12,6 +11,7 @@
 #include <vector>
 
 #include "geoloom/Export.h"
+#include "geoloom/platform/foundation/Mutex.h"
 
 #include "localcloud/Database.h"
 
@@ -145,10 +145,10 @@ class Store {
   std::filesystem::path file_;
   int lock_ = -1;
 
-  std::mutex writing_;
+  platform::Mutex writing_;
   std::unique_ptr<Database> writer_ GEOLOOM_GUARDED_BY(writing_);
 
-  std::mutex readersMutex_;
+  platform::Mutex readersMutex_;
   std::vector<std::unique_ptr<Database>> idleReaders_ GEOLOOM_GUARDED_BY(readersMutex_);
 };
 

@@ -66,6 +66,7 @@ std::string complete(Arguments& arguments) {
     }
     server.developerKey = line;
   }
+  if (server.developerKey && server.developerKey->empty()) return "the developer key is empty";
   if (arguments.tls.size() == 2) server.http.tls = TLSFiles{arguments.tls[0], arguments.tls[1]};
   if (!isLoopback(server.http.host) && !(server.developerKey && server.http.tls)) {
     return fmt::format("--host {} is open to other machines: give --developer-key and --tls too",

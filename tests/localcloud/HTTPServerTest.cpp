@@ -8,7 +8,10 @@
 #include <arpa/inet.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <httplib.h>
 #include <netinet/in.h>
+#include <openssl/pem.h>
+#include <openssl/x509v3.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -153,6 +156,8 @@ TEST_F(HTTPServerTest, ABodyOverTheLimitIsRefusedAndTheNextRequestWorks) {
 
 TEST_F(HTTPServerTest, WhatIsNotARequestIsRefusedAndTheConnectionClosed) {
   const std::string large(9000, 'x');
+  std::string manyHeaders;
+  for (int i = 0; i < 10'000; ++i) manyHeaders += "X-Filler: 0123456789\r\n";
   for (const std::string& bytes :
        {std::string("hello\r\n\r\n"), "POST / HTTP/9.9\r\n\r\n" + large,
         "POST /" + large + " HTTP/1.1\r\n\r\n", std::string("POST / HTTP/1.1\r\nContent-Length: 1e3\r\n\r\n"),
@@ -160,12 +165,16 @@ TEST_F(HTTPServerTest, WhatIsNotARequestIsRefusedAndTheConnectionClosed) {
         std::string("POST / HTTP/1.1\r\nContent-Length: 1\r\nContent-Length: 2\r\n\r\nxx"),
         std::string("POST / HTTP/1.1\r\nContent-Length: 3\r\nTransfer-Encoding: chunked\r\n\r\nxxx"),
         std::string("POST / HTTP/1.1\r\nTransfer-Encoding: gzip\r\n\r\n"),
-        std::string("POST / HTTP/1.1\r\nTransfer-Encoding: chunked\r\n\r\nzz\r\n")}) {
+        std::string("POST / HTTP/1.1\r\nTransfer-Encoding: chunked\r\n\r\nzz\r\n"),
+        std::string("POST / HTTP/1.1\r\nContent-Type: multipart/form-data; boundary=x\r\nContent-Length: "
+                    "2\r\n\r\nxx"),
+        "POST / HTTP/1.1\r\n" + manyHeaders}) {
     RawClient client(port());
     ASSERT_TRUE(client.send(bytes));
     const std::string answer = client.receive();
     EXPECT_THAT(answer, ::testing::MatchesRegex("HTTP/1.1 4[01][0-9] (.|\n|\r)*")) << bytes.substr(0, 99);
     EXPECT_THAT(answer, HasSubstr("errorMessage"));
+    EXPECT_TRUE(client.isClosed()) << bytes.substr(0, 99);
   }
   RawClient client(port());
   ASSERT_TRUE(client.send(post("still there")));
@@ -252,6 +261,52 @@ TEST_F(HTTPServerTest, APortThatIsListenedOnIsTaken) {
   EXPECT_NO_THROW(HTTPServer(same, &echo)) << "and free again afterwards";
   same.host = "not an address";
   EXPECT_THROW(HTTPServer(same, &echo), ListenError);
+}
+
+/// A key and a certificate for 127.0.0.1 that it signs itself.
+TLSFiles selfSigned(const test::TemporaryDirectory& directory) {
+  const std::unique_ptr<EVP_PKEY, decltype(&EVP_PKEY_free)> key(EVP_EC_gen("P-256"), &EVP_PKEY_free);
+  const std::unique_ptr<X509, decltype(&X509_free)> certificate(X509_new(), &X509_free);
+  X509_set_version(certificate.get(), 2);
+  X509_gmtime_adj(X509_getm_notBefore(certificate.get()), -60);
+  X509_gmtime_adj(X509_getm_notAfter(certificate.get()), 3600);
+  X509_NAME* const name = X509_get_subject_name(certificate.get());
+  X509_NAME_add_entry_by_txt(name, "CN", MBSTRING_ASC, reinterpret_cast<const unsigned char*>("local"), -1,
+                             -1, 0);
+  X509_set_issuer_name(certificate.get(), name);
+  X509_set_pubkey(certificate.get(), key.get());
+  const std::unique_ptr<X509_EXTENSION, decltype(&X509_EXTENSION_free)> subject(
+      X509V3_EXT_conf_nid(nullptr, nullptr, NID_subject_alt_name, "IP:127.0.0.1"), &X509_EXTENSION_free);
+  X509_add_ext(certificate.get(), subject.get(), -1);
+  X509_sign(certificate.get(), key.get(), EVP_sha256());
+
+  TLSFiles files{.certificate = directory.path() / "cert.pem", .key = directory.path() / "key.pem"};
+  const std::unique_ptr<BIO, decltype(&BIO_free)> out(BIO_new_file(files.certificate.c_str(), "w"),
+                                                      &BIO_free);
+  PEM_write_bio_X509(out.get(), certificate.get());
+  const std::unique_ptr<BIO, decltype(&BIO_free)> secret(BIO_new_file(files.key.c_str(), "w"), &BIO_free);
+  PEM_write_bio_PrivateKey(secret.get(), key.get(), nullptr, nullptr, 0, nullptr, nullptr);
+  return files;
+}
+
+TEST_F(HTTPServerTest, ServesHTTPSToThoseWhoTrustItsCertificate) {
+  const test::TemporaryDirectory directory;
+  options_.tls = selfSigned(directory);
+  options_.bodyLimit = 3'000'000;
+  EXPECT_FALSE(httplib::SSLClient("127.0.0.1", port()).Post("/", "x", "application/json"))
+      << "nobody has been told to trust it";
+  httplib::SSLClient client("127.0.0.1", port());
+  client.set_ca_cert_path(options_.tls->certificate.string());
+  client.set_keep_alive(true);
+  const std::string large(2'000'000, 'x');
+  for (const std::string& body : {std::string("hello"), large}) {
+    const auto answer = client.Post("/over/tls", body, "application/json");
+    ASSERT_TRUE(answer);
+    EXPECT_EQ(answer->body, "POST /over/tls " + body);
+  }
+  RawClient plain(port());
+  ASSERT_TRUE(plain.send(post("not encrypted")));
+  EXPECT_THAT(plain.receive(), Not(HasSubstr("HTTP/1.1 200")));
 }
 
 TEST_F(HTTPServerTest, ACertificateThatCannotBeUsedIsAnError) {
