@@ -15,7 +15,8 @@ using geoloom::platform::DispatchQueue;
 using geoloom::platform::MainQueue;
 
 int main() {
-  asio::io_context loop;
+  // Never destroyed: sessions go on posting until the process ends.
+  asio::io_context& loop = *new asio::io_context;
 
   // Before anything else of the kit: the first task of the main queue settles where it runs.
   if (!MainQueue::handOver([&loop](std::function<void()> task) { asio::post(loop, std::move(task)); })) {
