@@ -13,8 +13,11 @@ int main(int argc, char** argv) {
   addModelCommand(app);
   try {
     app.parse(argc, argv);
+  } catch (const CLI::Success& success) {
+    return app.exit(success);
   } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? 0 : static_cast<int>(ExitCode::usage);
+    std::fprintf(stderr, "geoloom: %s (--help lists the options)\n", error.what());
+    return static_cast<int>(ExitCode::usage);
   } catch (const CommandError& error) {
     std::fprintf(stderr, "geoloom: %s\n", error.what());
     return static_cast<int>(error.code());

@@ -54,6 +54,7 @@ const char* nameOf(MapStatus status) {
 
 std::vector<TracedAsset> traced(const std::vector<std::shared_ptr<MapAsset>>& assets) {
   std::vector<TracedAsset> result;
+  result.reserve(assets.size());
   for (const auto& asset : assets) {
     result.push_back({asset->assetID, asset->position, asset->orientation, asset->confidence});
   }

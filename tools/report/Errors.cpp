@@ -44,6 +44,7 @@ std::vector<AssetError> errorsOf(const Trace& localization, const Placements& tr
 
 double medianOf(const std::vector<AssetError>& errors) {
   std::vector<double> metres;
+  metres.reserve(errors.size());
   for (const AssetError& error : errors) metres.push_back(error.metres);
   std::sort(metres.begin(), metres.end());
   const std::size_t half = metres.size() / 2;

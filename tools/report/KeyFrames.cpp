@@ -71,8 +71,8 @@ class UprightFrame {
 
   /// Where a point of the world appears; nothing when it is behind the camera.
   [[nodiscard]] std::optional<std::pair<double, double>> project(const SCNVector3& p) const {
-    const auto& [right, up, back, eye] = frame_.camera().transform().columns;
-    const auto along = [&](const platform::simd_float4& axis) {
+    const auto& [right, up, back, translation] = frame_.camera().transform().columns;
+    const auto along = [&p, &eye = translation](const platform::simd_float4& axis) {
       return static_cast<double>((p.x - eye.x) * axis.x + (p.y - eye.y) * axis.y + (p.z - eye.z) * axis.z);
     };
     const double depth = -along(back);
@@ -129,27 +129,47 @@ void drawBox(UprightFrame& picture, const BoundingBox3D& b) {
   }
 }
 
-void label(UprightFrame& picture, const SCNVector3& at, const std::string& text, Ink ink) {
-  const auto p = picture.project(at);
-  if (p) picture.canvas().text(p->first - Canvas::textWidth(text) / 2, p->second - 20, text, ink);
-}
+/// Writes labels over points of the world, one above the other where they would lie on each other.
+class Labels {
+ public:
+  explicit Labels(UprightFrame& picture) : picture_(picture) {}
+
+  void add(const SCNVector3& at, const std::string& text, Ink ink) {
+    constexpr double lineHeight = 18;
+    const auto p = picture_.project(at);
+    if (!p) return;
+    const double x = p->first - Canvas::textWidth(text) / 2;
+    double y = p->second - 20;
+    const auto isTaken = [&](const std::pair<double, double>& other) {
+      return std::abs(other.first - p->first) < Canvas::textWidth(text) &&
+             std::abs(other.second - y) < lineHeight;
+    };
+    while (std::any_of(taken_.begin(), taken_.end(), isTaken)) y -= lineHeight;
+    taken_.emplace_back(p->first, y);
+    picture_.canvas().text(x, y, text, ink);
+  }
+
+ private:
+  UprightFrame& picture_;
+  std::vector<std::pair<double, double>> taken_;
+};
 
 platform::PNGImage drawn(const Trace& trace, const TracedBatch& batch, const platform::ARFrame& frame) {
   UprightFrame picture(frame);
+  Labels labels(picture);
   for (const TracedObject& object : batch.objects) {
     const TracedTrack* track = object.confidence < leastConfidence ? nullptr : trackOf(trace, object);
     if (track == nullptr) continue;
     drawBox(picture, track->box);
     const SCNVector3 c = track->box.center();
-    label(picture, {c.x, track->box.maxY, c.z}, fmt::format("{} {:.2f}", object.name, object.confidence),
-          boxInk);
+    labels.add({c.x, track->box.maxY, c.z}, fmt::format("{} {:.2f}", object.name, object.confidence), boxInk);
   }
   if (!trace.relocalized.empty()) {
     for (const TracedAsset& asset : trace.relocalized.back().assets) {
       const auto p = picture.project(asset.position);
       if (!p) continue;
       picture.canvas().cross(p->first, p->second, 8, assetInk);
-      label(picture, asset.position, asset.id, assetInk);
+      labels.add(asset.position, asset.id, assetInk);
     }
   }
   const TracedFrame& f = trace.frames[batch.frame];

@@ -19,7 +19,7 @@ std::shared_ptr<const ARFrame> ARSession::currentFrame() const {
   return currentFrame_;
 }
 
-void ARSession::deliver(std::shared_ptr<const ARFrame> frame) {
+void ARSession::deliver(const std::shared_ptr<const ARFrame>& frame) {
   FrameHandler handler;
   {
     const std::lock_guard lock(mutex_);

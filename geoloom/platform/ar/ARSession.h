@@ -27,7 +27,7 @@ class GEOLOOM_EXPORT ARSession final : public NSObject {
   [[nodiscard]] std::shared_ptr<const ARFrame> currentFrame() const;
 
   /// For trackers and players: makes `frame` the current one and calls the application's handler with it.
-  void deliver(std::shared_ptr<const ARFrame> frame);
+  void deliver(const std::shared_ptr<const ARFrame>& frame);
 
  private:
   mutable std::mutex mutex_;
