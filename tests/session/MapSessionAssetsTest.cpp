@@ -55,12 +55,13 @@ TEST_F(MapSessionAssets, StoringTellsWhetherTheServiceTookThem) {
   answer(path, R"({"errorMessage": "no"})");
   EXPECT_TRUE(store());
   ASSERT_TRUE(taken.waitForCount(2));
-  answer(path, FakeAnswer::json("no JSON"));
-  EXPECT_TRUE(store());
-  ASSERT_TRUE(waitForRequests(path, 3));
   answer(path, R"([])");
   EXPECT_TRUE(store());
   ASSERT_TRUE(taken.waitForCount(3));
+  // Last, so that no other answer can be taken for it.
+  answer(path, FakeAnswer::json("no JSON"));
+  EXPECT_TRUE(store());
+  ASSERT_TRUE(waitForRequests(path, 4));
   EXPECT_THAT(taken.entries(), ElementsAre(true, false, false));
   EXPECT_EQ(requests(path).front().json(), nlohmann::json::parse(R"({"map_uuid": "M1", "placements": [
       {"asset_id": "lamp", "x": 1, "y": 2, "z": -3, "orientation": 0.5}]})"));
