@@ -1,67 +1,128 @@
+// The hit tests of one analysed frame: a hundred boxes of 4 x 4 samples each among the feature points in
+// view. Every round has a fresh frame, so that its projection is part of the price.
+#include <algorithm>
 #include <random>
 
 #include <benchmark/benchmark.h>
 
-#include "tests/platform/ar/PlainHitTest.h"
+#include "geoloom/SceneUnderstanding/SampleGrid.h"
 
-// One analysed frame asks for about 1,600 hits (a hundred boxes of 4 x 4 samples) among the points in view.
+#include "tests/platform/ar/PlainHitTest.h"
 
 namespace geoloom::platform {
 namespace {
 
-constexpr int pointCount = 5000;
-constexpr int rayCount = 1600;
+constexpr int POINTS = 5000;
+constexpr int BOXES = 100;
+constexpr CGSize IMAGE{480, 360};
+constexpr double VIEW_WIDTH = 360;
+constexpr double VIEW_HEIGHT = 480;
 
 std::vector<simd_float3> pointsInView() {
   std::mt19937 random(1);
   std::uniform_real_distribution<float> lateral(-0.5F, 0.5F);
   std::uniform_real_distribution<float> depth(0.5F, 4);
   std::vector<simd_float3> points;
-  for (int i = 0; i < pointCount; ++i) {
+  for (int i = 0; i < POINTS; ++i) {
     const float z = depth(random);
     points.push_back({lateral(random) * z, lateral(random) * z, -z});
   }
   return points;
 }
 
-std::vector<CGPoint> rays() {
+/// The samples of the boxes that a network sees, as the detector casts them.
+std::vector<CGPoint> samples() {
   std::mt19937 random(2);
-  std::uniform_real_distribution<double> share(0, 1);
+  std::uniform_real_distribution<double> extent(0.1, 0.6);
+  std::uniform_real_distribution<double> place(0, 1);
   std::vector<CGPoint> points;
-  for (int i = 0; i < rayCount; ++i) points.push_back({share(random), share(random)});
+  for (int i = 0; i < BOXES; ++i) {
+    const double height = extent(random);
+    const double width = extent(random);
+    const double top = place(random) * (1 - height);
+    const double left = place(random) * (1 - width);
+    const CGRect onScreen = screenRect({top, left, top + height, left + width}, VIEW_WIDTH, VIEW_HEIGHT);
+    forEachSample(imageRect(onScreen, VIEW_WIDTH, VIEW_HEIGHT), [&](CGPoint p) { points.push_back(p); });
+  }
   return points;
 }
 
 ARFrame frameOf(const std::vector<simd_float3>& points) {
   simd_float3x3 k;
   k.columns = {{{500, 0, 0}, {0, 500, 0}, {239.5F, 179.5F, 1}}};
-  return {nullptr, std::make_shared<ARCamera>(simd_float4x4{}, k, CGSize{480, 360}), points, 0};
+  return {nullptr, std::make_shared<ARCamera>(simd_float4x4{}, k, IMAGE), points, 0};
 }
 
-// A fresh frame each time: its projection is part of the price.
-void screenGrid(benchmark::State& state) {
+template <class HitTest>
+void analysedFrames(benchmark::State& state, const HitTest& hitTest) {
   const auto points = pointsInView();
-  const auto where = rays();
+  const auto where = samples();
   for (auto _ : state) {
     const ARFrame frame = frameOf(points);
+    for (const CGPoint& point : where) benchmark::DoNotOptimize(hitTest(frame, point));
+  }
+  state.counters["rays"] = static_cast<double>(where.size());
+}
+
+/// What the detector asks for.
+void nearestHit(benchmark::State& state) {
+  analysedFrames(state, [](const ARFrame& frame, CGPoint point) {
+    return frame.nearestHit(point, ARHitTestResultType::featurePoint);
+  });
+}
+
+void allHits(benchmark::State& state) {
+  analysedFrames(state, [](const ARFrame& frame, CGPoint point) {
+    return frame.hitTest(point, ARHitTestResultType::featurePoint);
+  });
+}
+
+/// Nothing but the first hit test: what the projection costs.
+void projection(benchmark::State& state) {
+  const auto points = pointsInView();
+  for (auto _ : state) {
+    const ARFrame frame = frameOf(points);
+    benchmark::DoNotOptimize(frame.nearestHit({0.5, 0.5}, ARHitTestResultType::featurePoint));
+  }
+}
+
+/// Every point at every sample, as the tests have it.
+void plainWalk(benchmark::State& state) {
+  analysedFrames(state, [](const ARFrame& frame, CGPoint point) { return test::plainHitTest(frame, point); });
+}
+
+/// The same walk over points that were projected beforehand, at no cost, and without an order of the hits.
+void plainWalkOverProjectedPoints(benchmark::State& state) {
+  struct Pixel {
+    double x;
+    double y;
+  };
+  const auto points = pointsInView();
+  const auto where = samples();
+  std::vector<Pixel> pixels;
+  for (const simd_float3& p : points) {
+    const double depth = -static_cast<double>(p.z);
+    pixels.push_back(
+        {239.5 + 500 * static_cast<double>(p.x) / depth, 179.5 - 500 * static_cast<double>(p.y) / depth});
+  }
+  constexpr double radius = IMAGE.width / 80;
+  for (auto _ : state) {
     for (const CGPoint& point : where) {
-      benchmark::DoNotOptimize(frame.hitTest(point, ARHitTestResultType::featurePoint));
+      const Pixel at{point.x * IMAGE.width - 0.5, point.y * IMAGE.height - 0.5};
+      benchmark::DoNotOptimize(std::count_if(pixels.begin(), pixels.end(), [&](const Pixel& p) {
+        const double dx = p.x - at.x;
+        const double dy = p.y - at.y;
+        return dx * dx + dy * dy <= radius * radius;
+      }));
     }
   }
-  state.SetItemsProcessed(state.iterations() * rayCount);
 }
-BENCHMARK(screenGrid)->Unit(benchmark::kMicrosecond);
 
-void plainWalk(benchmark::State& state) {
-  const auto points = pointsInView();
-  const auto where = rays();
-  for (auto _ : state) {
-    const ARFrame frame = frameOf(points);
-    for (const CGPoint& point : where) benchmark::DoNotOptimize(test::plainHitTest(frame, point));
-  }
-  state.SetItemsProcessed(state.iterations() * rayCount);
-}
+BENCHMARK(nearestHit)->Unit(benchmark::kMicrosecond);
+BENCHMARK(allHits)->Unit(benchmark::kMicrosecond);
+BENCHMARK(projection)->Unit(benchmark::kMicrosecond);
 BENCHMARK(plainWalk)->Unit(benchmark::kMicrosecond);
+BENCHMARK(plainWalkOverProjectedPoints)->Unit(benchmark::kMicrosecond);
 
 }  // namespace
 }  // namespace geoloom::platform

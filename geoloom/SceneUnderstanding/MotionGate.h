@@ -1,7 +1,9 @@
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
+#include <span>
 
 #include "geoloom/platform/foundation/simd.h"
 
@@ -13,6 +15,11 @@ class MotionHistory {
   /// Appends `value`. From the fifth value on: the three steps between the last four, added and divided by 4,
   /// in single precision; zero before.
   [[nodiscard]] platform::simd_float3 meanStepAfter(const platform::simd_float3& value);
+
+  /// The last values, at most four, oldest first.
+  [[nodiscard]] std::span<const platform::simd_float3> values() const {
+    return std::span(last_).last(std::min(count_, last_.size()));
+  }
 
  private:
   std::array<platform::simd_float3, 4> last_{};  ///< oldest first
@@ -26,6 +33,9 @@ class MotionGate {
   /// `position` in metres, `eulerAngles` in radians.
   [[nodiscard]] bool hasMoved(const platform::simd_float3& position,
                               const platform::simd_float3& eulerAngles);
+
+  [[nodiscard]] std::span<const platform::simd_float3> positions() const { return positions_.values(); }
+  [[nodiscard]] std::span<const platform::simd_float3> angles() const { return angles_.values(); }
 
  private:
   MotionHistory positions_;

@@ -44,8 +44,7 @@ std::vector<std::int64_t> nonMaxSuppression(std::span<const NMSPrediction> predi
                                             std::int64_t maxBoxes) {
   const auto count = static_cast<std::int64_t>(predictions.size());
   for (const std::int64_t index : indices) {
-    GEOLOOM_PRECONDITION(index >= 0 && index < count,
-                         "nonMaxSuppression: an index lies outside the predictions");
+    GEOLOOM_REQUIRE(index >= 0 && index < count, "nonMaxSuppression: an index lies outside the predictions");
   }
   std::vector<std::int64_t> order(indices.begin(), indices.end());
   sortByScore(order, predictions);
@@ -65,8 +64,8 @@ std::vector<std::int64_t> nonMaxSuppressionMultiClass(std::int64_t numClasses,
                                                       std::span<const NMSPrediction> predictions,
                                                       float scoreThreshold, float iouThreshold,
                                                       std::int64_t maxPerClass, std::int64_t maxTotal) {
-  GEOLOOM_PRECONDITION(numClasses >= 0, "nonMaxSuppressionMultiClass: numClasses must not be negative");
-  GEOLOOM_PRECONDITION(maxTotal >= 0, "nonMaxSuppressionMultiClass: maxTotal must not be negative");
+  GEOLOOM_REQUIRE(numClasses >= 0, "nonMaxSuppressionMultiClass: numClasses must not be negative");
+  GEOLOOM_REQUIRE(maxTotal >= 0, "nonMaxSuppressionMultiClass: maxTotal must not be negative");
   // One pass sorts the boxes into their classes, so that many classes cost no more than few.
   std::vector<std::int64_t> byClass;
   for (std::int64_t p = 0; p < static_cast<std::int64_t>(predictions.size()); ++p) {
@@ -108,7 +107,7 @@ std::vector<RankedLabel> top(std::int64_t k, const std::unordered_map<std::strin
 
 std::vector<RankedLabel> top(
     std::int64_t k, std::span<const std::shared_ptr<platform::VNClassificationObservation>> observations) {
-  GEOLOOM_PRECONDITION(k >= 0, "top: k must not be negative");
+  GEOLOOM_REQUIRE(k >= 0, "top: k must not be negative");
   std::vector<RankedLabel> best;
   for (const auto& observation :
        observations.first(std::min(static_cast<std::size_t>(k), observations.size()))) {

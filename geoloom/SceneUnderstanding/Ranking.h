@@ -64,7 +64,7 @@ template <std::ranges::random_access_range Array>
 [[nodiscard]] auto argmax(const Array& array) -> std::pair<std::int64_t, std::ranges::range_value_t<Array>> {
   const auto first = std::ranges::begin(array);
   const auto count = static_cast<std::int64_t>(std::ranges::size(array));
-  GEOLOOM_PRECONDITION(count > 0, "argmax: the array must not be empty");
+  GEOLOOM_REQUIRE(count > 0, "argmax: the array must not be empty");
   std::int64_t best = 0;
   for (std::int64_t i = 1; i < count; ++i) {
     if (first[best] < first[i]) best = i;
@@ -93,7 +93,7 @@ template <std::ranges::random_access_range Array, std::ranges::input_range Indic
   const auto count = static_cast<std::int64_t>(std::ranges::size(array));
   std::vector<std::ranges::range_value_t<Array>> gathered;
   for (const std::int64_t index : indices) {
-    GEOLOOM_PRECONDITION(index >= 0 && index < count, "gather: an index lies outside the array");
+    GEOLOOM_REQUIRE(index >= 0 && index < count, "gather: an index lies outside the array");
     gathered.push_back(first[index]);
   }
   return gathered;

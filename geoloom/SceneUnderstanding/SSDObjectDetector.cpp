@@ -15,6 +15,7 @@
 #include "geoloom/platform/ar/ARFrame.h"
 #include "geoloom/platform/foundation/Log.h"
 #include "geoloom/platform/ui/UIView.h"
+#include "geoloom/platform/vision/MLMultiArray.h"
 #include "geoloom/platform/vision/VNRequest.h"
 #include "geoloom/session/DetectedObjectFactory.h"
 
@@ -83,12 +84,12 @@ void extend(BoundingBox3D& bounds, const SCNVector3& p) {
   bounds.maxZ = std::max(bounds.maxZ, p.z);
 }
 
-/// The elements of one result where it is an array that can be read.
-std::optional<std::span<const float>> elementsOf(
-    const std::shared_ptr<platform::VNObservation>& observation) {
+/// The array of one result; nothing where it is something else or holds fewer elements.
+const platform::MLMultiArray* arrayOf(const std::shared_ptr<platform::VNObservation>& observation,
+                                      std::size_t leastCount) {
   const auto* value = dynamic_cast<const platform::VNCoreMLFeatureValueObservation*>(observation.get());
-  if (value == nullptr || !value->featureValue().multiArrayValue) return std::nullopt;
-  return SSDPostProcessor::floatElements(*value->featureValue().multiArrayValue);
+  const auto* array = value == nullptr ? nullptr : value->featureValue().multiArrayValue.get();
+  return array != nullptr && array->count() >= leastCount ? array : nullptr;
 }
 
 }  // namespace
@@ -135,13 +136,9 @@ void SSDObjectDetector::handleResults(const Observations& observations, const pl
 std::optional<std::vector<Prediction>> SSDObjectDetector::processResults(const Observations& observations) {
   lastExecution_ = platform::Clock::current()->date();
   if (observations.size() != 2) return std::nullopt;
-  const auto scores = elementsOf(observations[0]);
-  const auto boxes = elementsOf(observations[1]);
-  constexpr std::size_t classes = CLASS_COUNT + 1;
-  if (!scores || !boxes || scores->size() < classes * SSDAnchors::count ||
-      boxes->size() < 4 * SSDAnchors::count) {
-    return std::nullopt;
-  }
+  const auto* scores = arrayOf(observations[0], (CLASS_COUNT + 1) * SSDAnchors::count);
+  const auto* boxes = arrayOf(observations[1], 4 * SSDAnchors::count);
+  if (scores == nullptr || boxes == nullptr) return std::nullopt;
   return ssdPostProcessor_.nonMaximumSuppression(ssdPostProcessor_.postprocess(*boxes, *scores));
 }
 
@@ -180,9 +177,9 @@ std::optional<BoundingBox3D> locateBox(const BoundingBox2& box, const platform::
   const platform::CGRect rect =
       imageRect(screenRect(box, screenWidth, screenHeight), screenWidth, screenHeight);
   forEachSample(rect, [&](platform::CGPoint sample) {
-    const auto hits = frame.hitTest(sample, platform::ARHitTestResultType::featurePoint);
-    if (hits.empty()) return;
-    const SCNVector3 p = translationOf(hits.front().worldTransform);
+    const auto hit = frame.nearestHit(sample, platform::ARHitTestResultType::featurePoint);
+    if (!hit) return;
+    const SCNVector3 p = translationOf(hit->worldTransform);
     if (!(p.distance(camera) >= LEAST_DISTANCE)) return;
     extend(bounds, p);
     if (onHit) onHit(p);

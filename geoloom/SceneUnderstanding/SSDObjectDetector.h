@@ -67,6 +67,12 @@ class SSDObjectDetector {
 
   [[nodiscard]] const SSDPostProcessor& ssdPostProcessor() const { return ssdPostProcessor_; }
   [[nodiscard]] std::vector<BoundingBox> boundingBoxes() const { return boundingBoxes_->boxes(); }
+  /// What the motion gate remembers, oldest first: at most four places (metres) and attitudes (radians). For
+  /// the thread that delivers frames.
+  [[nodiscard]] std::span<const platform::simd_float3> cameraPositions() const {
+    return motionGate_.positions();
+  }
+  [[nodiscard]] std::span<const platform::simd_float3> cameraAngles() const { return motionGate_.angles(); }
   /// What is tracked. To be read on `updateQueue` only, from the callback for example: it has all objects of
   /// its frame.
   [[nodiscard]] const SemanticNetwork& semanticNetwork() const { return semanticNetwork_; }
@@ -81,6 +87,11 @@ class SSDObjectDetector {
     std::chrono::steady_clock::duration handling{};
   };
   [[nodiscard]] const Analysis& lastAnalysis() const { return lastAnalysis_; }
+
+  /// Boxes of the 2D overlay that are ever used.
+  static constexpr std::int64_t numBoxes = BoundingBoxPool::size;
+  /// Boxes are suppressed class by class.
+  static constexpr bool multiClass = true;
 
   const double screenHeight;
   const double screenWidth;

@@ -43,33 +43,35 @@ std::vector<std::string> split(const std::string& text, char separator) {
   return parts;
 }
 
-/// The least float that is above `threshold` when widened, NaN when there is none: `score >=
-/// lowestAbove(threshold)` in single precision decides exactly as `threshold < double(score)` does, at four
-/// or eight scores an instruction.
-float lowestAbove(double threshold) {
-  constexpr float infinity = std::numeric_limits<float>::infinity();
-  constexpr double largest = std::numeric_limits<float>::max();
+/// The least element that is above `threshold` when widened, NaN when there is none: `score >=
+/// lowestAbove(threshold)` in the elements' own precision decides exactly as `threshold < double(score)`
+/// does, for floats at four or eight scores an instruction.
+template <class Element>
+Element lowestAbove(double threshold) {
+  using Limits = std::numeric_limits<Element>;
+  constexpr double largest = Limits::max();
   if (std::isnan(threshold) || threshold == std::numeric_limits<double>::infinity()) {
-    return std::numeric_limits<float>::quiet_NaN();
+    return Limits::quiet_NaN();
   }
-  if (threshold >= largest) return infinity;
-  if (threshold < -largest) return -std::numeric_limits<float>::max();
-  const auto nearest = static_cast<float>(threshold);
-  return static_cast<double>(nearest) > threshold ? nearest : std::nextafter(nearest, infinity);
+  if (threshold >= largest) return Limits::infinity();
+  if (threshold < -largest) return Limits::lowest();
+  const auto nearest = static_cast<Element>(threshold);
+  return static_cast<double>(nearest) > threshold ? nearest : std::nextafter(nearest, Limits::infinity());
 }
 
 constexpr std::size_t BLOCK = 64;
 
 /// One comparison a score and no branch, so that the compiler makes vector instructions of it.
-bool anyReaches(const float* scores, float lowest) {
+template <class Element>
+bool anyReaches(const Element* scores, Element lowest) {
   int any = 0;
   for (std::size_t i = 0; i < BLOCK; ++i) any |= static_cast<int>(scores[i] >= lowest);
   return any != 0;
 }
 
 /// Calls `visit(anchor)` for every score that reaches `lowest`, in ascending order.
-template <class Visit>
-void forEachReaching(std::span<const float> scores, float lowest, Visit&& visit) {
+template <class Element, class Visit>
+void forEachReaching(std::span<const Element> scores, Element lowest, Visit&& visit) {
   std::size_t start = 0;
   for (; start + BLOCK <= scores.size(); start += BLOCK) {
     if (!anyReaches(scores.data() + start, lowest)) continue;
@@ -80,6 +82,71 @@ void forEachReaching(std::span<const float> scores, float lowest, Visit&& visit)
   for (; start < scores.size(); ++start) {
     if (scores[start] >= lowest) visit(start);
   }
+}
+
+template <class Element>
+std::vector<std::vector<Prediction>> candidatesIn(std::span<const Element> boxPredictions,
+                                                  std::span<const Element> scorePredictions,
+                                                  const SSDPostProcessor& processor) {
+  const auto anchors = static_cast<std::size_t>(processor.numAnchors());
+  const auto classes = static_cast<std::size_t>(processor.numClasses());
+  GEOLOOM_PRECONDITION(boxPredictions.size() >= 4 * anchors,
+                       "postprocess: boxPredictions must hold 4 x numAnchors");
+  GEOLOOM_PRECONDITION(scorePredictions.size() >= (classes + 1) * anchors,
+                       "postprocess: scorePredictions must hold (numClasses + 1) x numAnchors");
+
+  std::vector<std::vector<Prediction>> candidates(classes + 1);
+  const auto& rows = SSDAnchors::anchors();
+  const auto lowest = lowestAbove<Element>(processor.threshold());
+  for (std::size_t c = 1; c <= classes; ++c) {
+    const auto scores = scorePredictions.subspan(c * anchors, anchors);
+    forEachReaching(scores, lowest, [&](std::size_t a) {
+      const SSDAnchors::Row& row = rows[a];
+      candidates[c].push_back(
+          {.index = static_cast<std::int64_t>(a),
+           .score = scores[a],
+           .anchor = {row[0], row[1], row[2], row[3], INPUT_SIDE, INPUT_SIDE},
+           .anchorEncoding = {boxPredictions[a], boxPredictions[anchors + a], boxPredictions[2 * anchors + a],
+                              boxPredictions[3 * anchors + a]},
+           .detectedClass = static_cast<std::int64_t>(c)});
+    });
+  }
+  return candidates;
+}
+
+template <class Element>
+void appendElements(const platform::MLMultiArray& array, std::vector<double>& elements) {
+  const auto* data = static_cast<const Element*>(array.dataPointer());
+  std::ptrdiff_t at = 0;
+  const auto& shape = array.shape();
+  std::vector<std::ptrdiff_t> index(shape.size());
+  for (std::size_t left = array.count(); left > 0; --left) {
+    elements.push_back(static_cast<double>(data[at]));
+    for (std::size_t d = shape.size(); d-- > 0;) {
+      at += array.strides()[d];
+      if (++index[d] < shape[d]) break;
+      at -= array.strides()[d] * shape[d];
+      index[d] = 0;
+    }
+  }
+}
+
+/// All elements in linear order, whatever their type and wherever they lie.
+std::vector<double> widenedElements(const platform::MLMultiArray& array) {
+  std::vector<double> elements;
+  elements.reserve(array.count());
+  switch (array.dataType()) {
+    case platform::MLMultiArrayDataType::float64:
+      appendElements<double>(array, elements);
+      break;
+    case platform::MLMultiArrayDataType::float32:
+      appendElements<float>(array, elements);
+      break;
+    case platform::MLMultiArrayDataType::int32:
+      appendElements<std::int32_t>(array, elements);
+      break;
+  }
+  return elements;
 }
 
 platform::CGRect pixelRect(const Prediction& prediction) {
@@ -107,38 +174,17 @@ SSDPostProcessor::SSDPostProcessor(std::int64_t numAnchors, std::int64_t numClas
 
 std::vector<std::vector<Prediction>> SSDPostProcessor::postprocess(
     std::span<const float> boxPredictions, std::span<const float> scorePredictions) const {
-  const auto anchors = static_cast<std::size_t>(numAnchors_);
-  const auto classes = static_cast<std::size_t>(numClasses_);
-  GEOLOOM_PRECONDITION(boxPredictions.size() >= 4 * anchors,
-                       "postprocess: boxPredictions must hold 4 x numAnchors");
-  GEOLOOM_PRECONDITION(scorePredictions.size() >= (classes + 1) * anchors,
-                       "postprocess: scorePredictions must hold (numClasses + 1) x numAnchors");
-
-  std::vector<std::vector<Prediction>> candidates(classes + 1);
-  const auto& rows = SSDAnchors::anchors();
-  const float lowest = lowestAbove(threshold_);
-  for (std::size_t c = 1; c <= classes; ++c) {
-    const auto scores = scorePredictions.subspan(c * anchors, anchors);
-    forEachReaching(scores, lowest, [&](std::size_t a) {
-      const SSDAnchors::Row& row = rows[a];
-      candidates[c].push_back(
-          {.index = static_cast<std::int64_t>(a),
-           .score = scores[a],
-           .anchor = {row[0], row[1], row[2], row[3], INPUT_SIDE, INPUT_SIDE},
-           .anchorEncoding = {boxPredictions[a], boxPredictions[anchors + a], boxPredictions[2 * anchors + a],
-                              boxPredictions[3 * anchors + a]},
-           .detectedClass = static_cast<std::int64_t>(c)});
-    });
-  }
-  return candidates;
+  return candidatesIn(boxPredictions, scorePredictions, *this);
 }
 
 std::vector<std::vector<Prediction>> SSDPostProcessor::postprocess(
     const platform::MLMultiArray& boxPredictions, const platform::MLMultiArray& scorePredictions) const {
   const auto boxes = floatElements(boxPredictions);
   const auto scores = floatElements(scorePredictions);
-  GEOLOOM_PRECONDITION(boxes && scores, "postprocess: the arrays must hold 32-bit floats without gaps");
-  return postprocess(*boxes, *scores);
+  if (boxes && scores) return candidatesIn(*boxes, *scores, *this);
+  const auto widenedBoxes = widenedElements(boxPredictions);
+  const auto widenedScores = widenedElements(scorePredictions);
+  return candidatesIn<double>(widenedBoxes, widenedScores, *this);
 }
 
 std::optional<std::span<const float>> SSDPostProcessor::floatElements(const platform::MLMultiArray& array) {
@@ -174,12 +220,11 @@ std::vector<Prediction> SSDPostProcessor::suppressOverlaps(std::span<const Predi
 
 std::vector<Prediction> SSDPostProcessor::nonMaximumSuppression(
     std::span<const std::vector<Prediction>> predictionsByClass) const {
-  const auto classes = static_cast<std::size_t>(numClasses_);
-  GEOLOOM_PRECONDITION(
-      predictionsByClass.size() >= 2 && predictionsByClass.size() > classes,
-      "nonMaximumSuppression: predictionsByClass must have numClasses + 1 entries, at least 2");
+  GEOLOOM_PRECONDITION(predictionsByClass.size() >= 2,
+                       "nonMaximumSuppression: predictionsByClass must have at least 2 entries");
+  const auto end = std::min(predictionsByClass.size(), static_cast<std::size_t>(numClasses_) + 1);
   std::vector<Prediction> survivors;
-  for (std::size_t c = 1; c <= classes; ++c) {
+  for (std::size_t c = 1; c < end; ++c) {
     if (predictionsByClass[c].empty()) continue;
     const auto kept = suppressOverlaps(predictionsByClass[c], MAX_BOXES_PER_CLASS, IOU_THRESHOLD);
     survivors.insert(survivors.end(), kept.begin(), kept.end());

@@ -37,7 +37,8 @@ class SSDPostProcessor {
   [[nodiscard]] std::vector<std::vector<Prediction>> postprocess(
       std::span<const float> boxPredictions, std::span<const float> scorePredictions) const;
 
-  /// The same on the model's own arrays. Precondition: floatElements() can read both.
+  /// The same on the model's own arrays, read in linear order: at once where floatElements() can read both,
+  /// else through a copy.
   [[nodiscard]] std::vector<std::vector<Prediction>> postprocess(
       const platform::MLMultiArray& boxPredictions, const platform::MLMultiArray& scorePredictions) const;
 
@@ -52,7 +53,7 @@ class SSDPostProcessor {
                                                                 std::int64_t maxBoxes, float iouThreshold);
 
   /// What survives in each class, all classes together, highest score first. At most ten a class.
-  /// Precondition: predictionsByClass has numClasses + 1 entries, at least 2.
+  /// Entry k is class k; classes without an entry have no predictions. Precondition: there are at least 2.
   [[nodiscard]] std::vector<Prediction> nonMaximumSuppression(
       std::span<const std::vector<Prediction>> predictionsByClass) const;
 

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <functional>
-
 #include "geoloom/SceneUnderstanding/Prediction.h"
 #include "geoloom/platform/foundation/CoreGraphics.h"
 
@@ -20,6 +18,19 @@ namespace geoloom {
 /// Visits the points at every fifth of a rectangle inside its bounds, column by column: usually 4 x 4, five
 /// along an axis whose far bound lies above the fifth point by rounding. Each coordinate is start + k * step.
 /// None where the rectangle has no size or holds what is not a number.
-void forEachSample(const platform::CGRect& rect, const std::function<void(platform::CGPoint)>& visit);
+template <class Visit>
+void forEachSample(const platform::CGRect& rect, Visit&& visit) {
+  const double stepX = rect.width() / 5;
+  const double stepY = rect.height() / 5;
+  // Also what is so small that its fifth is zero: such a walk would not end.
+  if (!(stepX > 0) || !(stepY > 0)) return;
+  const double startX = rect.minX() + stepX;
+  const double startY = rect.minY() + stepY;
+  for (int i = 0; startX + i * stepX < rect.maxX(); ++i) {
+    for (int j = 0; startY + j * stepY < rect.maxY(); ++j) {
+      visit(platform::CGPoint{startX + i * stepX, startY + j * stepY});
+    }
+  }
+}
 
 }  // namespace geoloom

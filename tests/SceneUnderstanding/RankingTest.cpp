@@ -117,15 +117,16 @@ TEST(Ranking, APredicateThatIsNoOrderStaysWithinBounds) {
   for (std::size_t i = 0; i < indices.size(); ++i) ASSERT_EQ(indices[i], static_cast<std::int64_t>(i));
 }
 
-#ifndef NDEBUG
 TEST(RankingDeathTest, BrokenPreconditionsAreReported) {
   EXPECT_DEATH((void)argmax(std::vector<int>{}), "must not be empty");
   EXPECT_DEATH((void)gather(std::vector{1}, Indices{1}), "outside the array");
   EXPECT_DEATH((void)nonMaxSuppression(std::vector<NMSPrediction>{}, Indices{0}, 0.5F, 1),
                "outside the predictions");
   EXPECT_DEATH((void)nonMaxSuppressionMultiClass(1, std::vector<NMSPrediction>{}, 0, 0, 1, -1), "maxTotal");
+  EXPECT_DEATH((void)nonMaxSuppressionMultiClass(-1, std::vector<NMSPrediction>{}, 0, 0, 1, 1), "numClasses");
+  EXPECT_DEATH((void)top(-1, std::vector<std::shared_ptr<platform::VNClassificationObservation>>{}),
+               "must not be negative");
 }
-#endif
 
 }  // namespace
 }  // namespace geoloom

@@ -267,6 +267,32 @@ TEST_F(ScriptedDetector, ReportsNameConfidenceAndPlace) {
   EXPECT_EQ(detector_.semanticNetwork().totalTrackedObjectCount(), 2);
 }
 
+TEST_F(ScriptedDetector, TakesArraysOfDoublesToo) {
+  const auto wide = MLMultiArray::create({91, 1917}, platform::MLMultiArrayDataType::float64);
+  auto* scores = static_cast<double*>(wide->dataPointer());
+  std::fill_n(scores, wide->count(), -20.0);
+  scores[CHAIR * SSDAnchors::count + WHOLE_VIEW] = 2;
+  observations_ = {std::make_shared<platform::VNCoreMLFeatureValueObservation>(
+                       "", platform::MLFeatureValue{nullptr, wide}),
+                   observationsOf({})[1]};
+  detector_.predict(frameOf(wall(-2)));
+  ASSERT_EQ(batches_.size(), 1U);
+  ASSERT_EQ(batches_[0].size(), 1U);
+  EXPECT_EQ(batches_[0][0]->name, "chair");
+}
+
+TEST_F(ScriptedDetector, RemembersFourPosesOfEveryFrame) {
+  EXPECT_TRUE(detector_.cameraPositions().empty());
+  for (int i = 1; i <= 6; ++i) {
+    const auto frame = frameOf({}, {static_cast<float>(i), 0, 0});
+    EXPECT_EQ(detector_.cameraMoved(*frame), i >= 5);
+    EXPECT_EQ(detector_.cameraPositions().size(), static_cast<std::size_t>(std::min(i, 4)));
+    EXPECT_EQ(detector_.cameraAngles().size(), static_cast<std::size_t>(std::min(i, 4)));
+    EXPECT_EQ(detector_.cameraPositions().back().x, static_cast<float>(i));
+  }
+  EXPECT_EQ(detector_.cameraPositions().front().x, 3);
+}
+
 TEST_F(ScriptedDetector, WithoutAHitNothingIsReportedButTheCallbackComes) {
   observations_ = observationsOf({{WHOLE_VIEW, CHAIR, 2}});
   detector_.predict(frameOf({}));

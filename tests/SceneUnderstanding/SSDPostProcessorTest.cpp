@@ -155,7 +155,7 @@ TEST(SSDPostProcessor, FindsWhatTheStatedRuleFinds) {
   }
 }
 
-TEST(SSDPostProcessor, ReadsTheModelsArraysAndOnlyThose) {
+TEST(SSDPostProcessor, ReadsTheModelsArraysOfEveryTypeAndLayout) {
   using platform::MLMultiArray;
   using platform::MLMultiArrayDataType;
   const SSDPostProcessor processor(2, 1, 0.01);
@@ -171,8 +171,24 @@ TEST(SSDPostProcessor, ReadsTheModelsArraysAndOnlyThose) {
   ASSERT_EQ(candidates[1].size(), 1U);
   EXPECT_EQ(candidates[1][0].anchorEncoding, (AnchorEncoding{2, 4, 6, 8}));
 
-  EXPECT_FALSE(SSDPostProcessor::floatElements(*wrap(scores, {2, 2}, {1, 2}))) << "not in linear order";
-  EXPECT_FALSE(SSDPostProcessor::floatElements(*MLMultiArray::create({4}, MLMultiArrayDataType::int32)));
+  std::vector<float> transposed{9, 0, 9, 5};  // the same elements, column by column
+  EXPECT_FALSE(SSDPostProcessor::floatElements(*wrap(transposed, {2, 2}, {1, 2})));
+  EXPECT_EQ(processor.postprocess(*wrap(boxes, {4, 2}, {2, 1}), *wrap(transposed, {2, 2}, {1, 2})),
+            candidates);
+
+  // 0.01 and the double above it, of which single precision would make one.
+  const auto doubles = MLMultiArray::create({2, 2}, MLMultiArrayDataType::float64);
+  const double values[] = {9, 9, 0.01, std::nextafter(0.01, 1)};
+  std::copy_n(values, 4, static_cast<double*>(doubles->dataPointer()));
+  const auto exact = processor.postprocess(*wrap(boxes, {4, 2}, {2, 1}), *doubles);
+  ASSERT_EQ(exact[1].size(), 1U);
+  EXPECT_EQ(exact[1][0].index, 1);
+  EXPECT_EQ(exact[1][0].score, values[3]);
+
+  const auto integers = MLMultiArray::create({2, 2}, MLMultiArrayDataType::int32);
+  const std::int32_t whole[] = {9, 9, 0, 5};
+  std::copy_n(whole, 4, static_cast<std::int32_t*>(integers->dataPointer()));
+  EXPECT_EQ(processor.postprocess(*wrap(boxes, {4, 2}, {2, 1}), *integers), candidates);
 }
 
 /// A prediction whose box is the given one, in pixels of the 300 x 300 input.
@@ -262,6 +278,10 @@ TEST(Suppression, ClassesDoNotCompeteAndAreRankedTogether) {
   std::vector<double> scores;
   for (const auto& p : processor.nonMaximumSuppression(byClass)) scores.push_back(p.score);
   EXPECT_EQ(scores, (std::vector<double>{4, 3, 2}));
+
+  const SSDPostProcessor ofMore(1917, 90, 0.01);
+  EXPECT_EQ(ofMore.nonMaximumSuppression(byClass), processor.nonMaximumSuppression(byClass))
+      << "classes without an entry have no predictions";
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "geoloom/Export.h"
@@ -13,6 +14,7 @@
 namespace geoloom::platform {
 
 class CVPixelBuffer;
+class ScreenGrid;
 
 /// One image of the camera with what tracking knew at that moment. Immutable, readable from any thread,
 /// shared as std::shared_ptr<const ARFrame>.
@@ -37,9 +39,12 @@ class GEOLOOM_EXPORT ARFrame final : public NSObject {
   /// points outside are as good. The feature points are projected once, at the first hit test of the frame.
   [[nodiscard]] std::vector<ARHitTestResult> hitTest(CGPoint point, ARHitTestResultType types) const;
 
+  /// The first of these, for those who want no other: it needs neither order nor memory.
+  [[nodiscard]] std::optional<ARHitTestResult> nearestHit(CGPoint point, ARHitTestResultType types) const;
+
  private:
-  class ScreenGrid;
   [[nodiscard]] const ScreenGrid& screenGrid() const;
+  [[nodiscard]] ARHitTestResult resultOf(double distance, std::size_t index) const;
 
   std::shared_ptr<CVPixelBuffer> capturedImage_;
   std::shared_ptr<const ARCamera> camera_;

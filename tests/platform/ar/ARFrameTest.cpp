@@ -48,15 +48,27 @@ simd_float3x3 intrinsics(float fx, float fy, float cx, float cy) {
   return k;
 }
 
-ARFrame frameOf(std::vector<simd_float3> points, CGSize size = {480, 360}) {
+std::shared_ptr<const ARCamera> frameCamera(CGSize size) {
   const auto k = intrinsics(500, 510, static_cast<float>(size.width / 2 - 0.5),
                             static_cast<float>(size.height / 2 - 0.5));
-  return {nullptr, std::make_shared<ARCamera>(simd_float4x4{}, k, size), std::move(points), 0};
+  return std::make_shared<ARCamera>(simd_float4x4{}, k, size);
 }
 
+ARFrame frameOf(std::vector<simd_float3> points, CGSize size = {480, 360}) {
+  return {nullptr, frameCamera(size), std::move(points), 0};
+}
+
+/// All hits; the first of them must be the one that is found on its own.
 std::vector<simd_float3> hits(const ARFrame& frame, CGPoint point) {
+  const auto results = frame.hitTest(point, ARHitTestResultType::featurePoint);
+  const auto nearest = frame.nearestHit(point, ARHitTestResultType::featurePoint);
+  EXPECT_EQ(nearest.has_value(), !results.empty());
+  if (nearest && !results.empty()) {
+    EXPECT_EQ(nearest->distance, results[0].distance);
+    EXPECT_EQ(nearest->worldTransform, results[0].worldTransform);
+  }
   std::vector<simd_float3> found;
-  for (const ARHitTestResult& hit : frame.hitTest(point, ARHitTestResultType::featurePoint)) {
+  for (const ARHitTestResult& hit : results) {
     const auto& t = hit.worldTransform.columns[3];
     found.push_back({t.x, t.y, t.z});
   }
@@ -90,6 +102,7 @@ TEST(HitTest, FindsWhatLiesInFrontNearestFirst) {
   EXPECT_EQ(hits(frame, {0.5, 0.5}), (std::vector{near, far}));
   EXPECT_TRUE(hits(frame, {0.5, 0.9}).empty());
   EXPECT_TRUE(frame.hitTest({0.5, 0.5}, ARHitTestResultType::existingPlane).empty());
+  EXPECT_FALSE(frame.nearestHit({0.5, 0.5}, ARHitTestResultType::existingPlane));
   const auto result =
       frame.hitTest({0.5, 0.5}, ARHitTestResultType::featurePoint | ARHitTestResultType::existingPlane);
   ASSERT_EQ(result.size(), 2U);
@@ -176,6 +189,66 @@ TEST_P(HitTestAgainstPlainWalk, SameHitsInTheSameOrder) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Seeds, HitTestAgainstPlainWalk, testing::Range(1, 7));
+
+/// A frame with one point, which is projected to just this x in its second row from above.
+std::unique_ptr<ARFrame> frameWithPointAt(double x, double width) {
+  // A double is the sum of three floats: principal point, point and, taken off it, camera.
+  const auto coarse = static_cast<float>(x);
+  const auto fine = static_cast<float>(x - static_cast<double>(coarse));
+  const auto finest = static_cast<float>(x - static_cast<double>(coarse) - static_cast<double>(fine));
+  return std::make_unique<ARFrame>(
+      nullptr,
+      std::make_shared<ARCamera>(pose(0, 0, 0, {-finest, 0, 0}), intrinsics(1, 1, coarse, 1),
+                                 CGSize{width, 100}),
+      std::vector<simd_float3>{{fine, 0, -1}}, 0);
+}
+
+double moved(double number, int units) {
+  for (int i = 0; i < std::abs(units); ++i) number = std::nextafter(number, units * 1e9);
+  return number;
+}
+
+TEST(HitTest, WhereTheRadiusEndsAtACellsBorderNoPointIsLost) {
+  // Points at the multiples of the radius, where cells begin, asked for from a radius away; both but for a
+  // few roundings.
+  std::size_t found = 0;
+  for (const double width : {97.0, 333.0, 480.0, 641.0, 1921.0}) {
+    const double radius = width * (1.0 / 80.0);
+    for (const int k : {1, 2, 3, 5, 40, 78}) {
+      for (int u = -3; u <= 3; ++u) {
+        const double place = moved(k * radius, u);
+        const auto frame = frameWithPointAt(place, width);
+        for (int i = -6; i <= 6; ++i) {
+          for (const double side : {-radius, radius}) {
+            const CGPoint point{(moved(place + side, i) + 0.5) / width, 1.5 / 100};
+            const std::size_t expected = test::plainHitTest(*frame, point).size();
+            ASSERT_EQ(hits(*frame, point).size(), expected) << width << ' ' << k << ' ' << u << ' ' << i;
+            found += expected;
+          }
+        }
+      }
+    }
+  }
+  EXPECT_GT(found, 1000U);
+}
+
+TEST(HitTest, AFrameKeepsItsGridWhateverBecomesOfOthers) {
+  const simd_float3 left{-0.2F, 0, -1};
+  const simd_float3 right{0.2F, 0, -1};
+  const CGPoint atLeft{0.5 - 100.0 / 480, 0.5};
+  const CGPoint atRight{0.5 + 100.0 / 480, 0.5};
+  const auto first = std::make_unique<ARFrame>(nullptr, frameCamera({480, 360}), std::vector{left, right}, 0);
+  EXPECT_EQ(hits(*first, atLeft), std::vector{left});
+  for (int i = 0; i < 4; ++i) {
+    const ARFrame large(nullptr, frameCamera({1920, 1440}), std::vector<simd_float3>(1000, right), i);
+    const ARFrame small(nullptr, frameCamera({480, 360}), std::vector{right}, i);
+    EXPECT_EQ(hits(large, {0.5 + 100.0 / 1920, 0.5}).size(), 1000U);
+    EXPECT_EQ(hits(small, atRight), std::vector{right});
+    EXPECT_TRUE(hits(small, atLeft).empty()) << "nothing is left of the frame before";
+  }
+  EXPECT_EQ(hits(*first, atLeft), std::vector{left});
+  EXPECT_EQ(hits(*first, atRight), std::vector{right});
+}
 
 TEST(HitTest, ManyThreadsMayAskFirst) {
   const ARFrame frame = frameOf({{0, 0, -1}});
