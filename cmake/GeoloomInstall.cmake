@@ -1,0 +1,62 @@
+# What `cmake --install` lays down for applications, besides the programs and the model, which are installed beside their
+# targets. Everything finds its like by relative paths, so an installed tree may be moved.
+include(CMakePackageConfigHelpers)
+
+# Headers that an application includes by themselves; whatever they include is installed with them.
+set(GEOLOOM_PUBLIC_HEADERS
+  geoloom/geoloom.h
+  geoloom/platform/ar/ARRecording.h
+  geoloom/platform/device/UIDevice.h
+  geoloom/platform/imaging/CIContext.h
+  geoloom/platform/imaging/PNG.h
+  geoloom/platform/imaging/UIImage.h
+  geoloom/platform/imaging/VideoToolbox.h
+  geoloom/platform/imaging/vImage.h
+  geoloom/platform/scene/SCNNode.h
+  geoloom/platform/scene/SCNNodeSnapshot.h
+  geoloom/platform/scene/SCNScene.h
+  geoloom/platform/ui/UIScreen.h
+  geoloom/platform/vision/MLModel.h
+  geoloom/platform/vision/VNRequest.h)
+
+# geoloom_included_headers(RESULT header...): the headers and all of ours that they include
+function(geoloom_included_headers result)
+  set(found)
+  set(waiting ${ARGN})
+  while(waiting)
+    list(POP_FRONT waiting header)
+    list(APPEND found ${header})
+    set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/${header})
+    file(STRINGS ${PROJECT_SOURCE_DIR}/${header} includes REGEX "^#include \"geoloom/")
+    list(TRANSFORM includes REPLACE "^#include \"([^\"]+)\".*" "\\1")
+    list(APPEND waiting ${includes})
+    list(REMOVE_DUPLICATES waiting)
+    list(REMOVE_ITEM waiting ${found})
+  endwhile()
+  set(${result} ${found} PARENT_SCOPE)
+endfunction()
+
+geoloom_included_headers(headers ${GEOLOOM_PUBLIC_HEADERS})
+foreach(header ${headers})
+  cmake_path(GET header PARENT_PATH folder)
+  install(FILES ${header} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/${folder})
+endforeach()
+
+install(TARGETS geoloom EXPORT Geoloom
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(FILES LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR})
+
+set(package ${CMAKE_INSTALL_LIBDIR}/cmake/Geoloom)
+install(EXPORT Geoloom NAMESPACE Geoloom:: FILE GeoloomTargets.cmake DESTINATION ${package})
+configure_package_config_file(cmake/GeoloomConfig.cmake.in ${PROJECT_BINARY_DIR}/generated/GeoloomConfig.cmake
+  INSTALL_DESTINATION ${package})
+# Before 1.0 every minor version may change what applications see.
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/generated/GeoloomConfigVersion.cmake
+  COMPATIBILITY SameMinorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/generated/GeoloomConfig.cmake
+              ${PROJECT_BINARY_DIR}/generated/GeoloomConfigVersion.cmake DESTINATION ${package})
+
+file(RELATIVE_PATH GEOLOOM_PREFIX_FROM_PKGCONFIG /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
+configure_file(cmake/geoloom.pc.in ${PROJECT_BINARY_DIR}/generated/geoloom.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/generated/geoloom.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
