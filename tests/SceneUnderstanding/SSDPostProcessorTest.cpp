@@ -249,6 +249,9 @@ TEST(Suppression, EdgesOfTheRule) {
   EXPECT_EQ(kept({boxAt(9, 9, 50, 50, 1), boxAt(9, 9, 50, 50, 2)}), Scores{2});
   EXPECT_EQ(kept({boxAt(0, 0, 0, 50, 2), boxAt(0, 0, 0, 50, 1), boxAt(0, 0, 50, 50, 3)}), (Scores{3, 2, 1}))
       << "a box without area neither suppresses nor is suppressed";
+  EXPECT_EQ(kept({boxAt(0, 0, 13, 10, 2), boxAt(7, 0, 13, 10, 1)}), (Scores{2, 1}))
+      << "60 / 200 is not above 0.3";
+  EXPECT_EQ(kept({boxAt(0, 0, 13, 10, 2), boxAt(6.99, 0, 13, 10, 1)}), Scores{2});
   EXPECT_EQ(kept({boxAt(0, 0, 9, 9, 1)}, 0), Scores{});
   EXPECT_EQ(kept({boxAt(0, 0, 9, 9, 1)}, -3), Scores{});
 
