@@ -4,7 +4,7 @@ namespace geoloom::tools {
 
 void SessionWatch::tell(const std::function<void(Told&)>& change) {
   {
-    const std::lock_guard lock(mutex_);
+    const platform::MutexLock lock(mutex_);
     change(told_);
   }
   changed_.notify_all();
@@ -23,16 +23,16 @@ void SessionWatch::consoleLine(std::string_view line) {
 }
 
 SessionWatch::Told SessionWatch::told() const {
-  const std::lock_guard lock(mutex_);
+  const platform::MutexLock lock(mutex_);
   return told_;
 }
 
 bool SessionWatch::waitFor(std::chrono::milliseconds timeout,
                            const std::function<bool(const Told&)>& done) const {
   const auto deadline = std::chrono::steady_clock::now() + timeout;
-  std::unique_lock lock(mutex_);
+  const platform::MutexLock lock(mutex_);
   while (!done(told_)) {
-    if (changed_.wait_until(lock, deadline) == std::cv_status::timeout) return done(told_);
+    if (changed_.wait_until(mutex_, deadline) == std::cv_status::timeout) return done(told_);
   }
   return true;
 }

@@ -4,12 +4,11 @@
 #include <condition_variable>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string_view>
 #include <vector>
 
-#include "geoloom/Export.h"
+#include "geoloom/platform/foundation/Mutex.h"
 #include "geoloom/session/MapAsset.h"
 #include "geoloom/session/MapStatus.h"
 
@@ -42,8 +41,8 @@ class SessionWatch {
   bool waitFor(std::chrono::milliseconds timeout, const std::function<bool(const Told&)>& done) const;
 
  private:
-  mutable std::mutex mutex_;
-  mutable std::condition_variable changed_;
+  mutable platform::Mutex mutex_;
+  mutable std::condition_variable_any changed_;
   Told told_ GEOLOOM_GUARDED_BY(mutex_);
 };
 

@@ -10,19 +10,19 @@ ARSession::ARSession() = default;
 ARSession::~ARSession() = default;
 
 void ARSession::setDidUpdateFrame(FrameHandler handler) {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   didUpdateFrame_ = std::move(handler);
 }
 
 std::shared_ptr<const ARFrame> ARSession::currentFrame() const {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   return currentFrame_;
 }
 
 void ARSession::deliver(const std::shared_ptr<const ARFrame>& frame) {
   FrameHandler handler;
   {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     currentFrame_ = frame;
     handler = didUpdateFrame_;
   }
