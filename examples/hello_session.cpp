@@ -2,8 +2,10 @@
 //
 //     hello_session SERVICE DEVELOPER_KEY MAP [map|localize]
 //
-// SERVICE is the address of a mapping service, such as http://127.0.0.1:8080 for a local one. On a device the
-// frames come from the camera's tracker, which hands them to the AR session; here none arrive.
+// SERVICE is the address of a mapping service, such as http://127.0.0.1:8080 for a local one. Run it with
+// `map` first, then with `localize`. On a device the frames come from the camera's tracker, which hands them
+// to the AR session; here none arrive. The detection network has to lie beside the library, where the build
+// puts it once scripts/setup has run.
 #include <chrono>
 #include <cstdio>
 #include <memory>
@@ -47,13 +49,12 @@ int main(int argc, char** argv) {
                         asset->position.y, asset->position.z);
           }
         },
-        // On the main queue. Keep the session out of the callbacks it holds.
-        [weak = std::weak_ptr(session)](MapStatus status) {
+        // On the main queue. A session lives until the process ends, so its callbacks may well hold it.
+        [session](MapStatus status) {
           std::printf("status %ld\n", rawValue(status));
-          const auto opened = weak.lock();
-          if (status != MapStatus::initialized || opened->isLocalizationMode()) return;
+          if (status != MapStatus::initialized || session->isLocalizationMode()) return;
           const auto lamp = std::make_shared<MapAsset>("lamp", platform::SCNVector3{0, 1, -2}, 0.0F);
-          opened->storePlacement(
+          session->storePlacement(
               {lamp}, [](bool stored) { std::printf("lamp %s\n", stored ? "stored" : "refused"); });
         },
         // On the detector's queue: what was found in one frame.

@@ -13,6 +13,7 @@
 #include "geoloom/SceneUnderstanding/SampleGrid.h"
 #include "geoloom/SceneUnderstanding/feature_model.h"
 #include "geoloom/platform/ar/ARFrame.h"
+#include "geoloom/platform/foundation/AtEnd.h"
 #include "geoloom/platform/foundation/Log.h"
 #include "geoloom/platform/ui/UIView.h"
 #include "geoloom/platform/vision/MLMultiArray.h"
@@ -56,18 +57,6 @@ SSDObjectDetector::Vision visionOf(std::shared_ptr<platform::VNCoreMLModel> visi
 SCNVector3 translationOf(const platform::simd_float4x4& transform) {
   return {transform.columns[3].x, transform.columns[3].y, transform.columns[3].z};
 }
-
-/// Gives the semaphore back once, however its scope is left.
-class SignalAtEnd {
- public:
-  explicit SignalAtEnd(platform::DispatchSemaphore& semaphore) : semaphore_(semaphore) {}
-  ~SignalAtEnd() { semaphore_.signal(); }
-  SignalAtEnd(const SignalAtEnd&) = delete;
-  SignalAtEnd& operator=(const SignalAtEnd&) = delete;
-
- private:
-  platform::DispatchSemaphore& semaphore_;
-};
 
 /// Bounds that hold nothing yet.
 constexpr BoundingBox3D emptyBounds() {
@@ -116,7 +105,7 @@ bool SSDObjectDetector::cameraMoved(const platform::ARFrame& frame) {
 
 void SSDObjectDetector::predict(const std::shared_ptr<const platform::ARFrame>& frame) {
   semaphore_.wait();
-  const SignalAtEnd signal(semaphore_);
+  const platform::AtEnd signal([this] { semaphore_.signal(); });
   const auto start = std::chrono::steady_clock::now();
   const auto failure = vision_(*frame, [&](const Observations& observations) {
     const auto seen = std::chrono::steady_clock::now();

@@ -66,19 +66,21 @@ void MapSession::start(const Construction& construction) {
   const float threshold = state_->mapSessionConfiguration->sceneUnderstandingConfidenceThreshold;
   // Before the detector is made: that can be the end of the process.
   state_->cloudApi->sendMetric("YeltMaps.RegisterObjectDetectionCallback", developerKeyHash());
-  state_->objectDetector = std::make_shared<SSDObjectDetector>(
+  state_->objectDetector.store(std::make_shared<SSDObjectDetector>(
       construction.screenHeight, construction.screenWidth,
       [weak = std::weak_ptr(self), threshold](const std::vector<std::shared_ptr<DetectedObject>>& objects) {
         if (const auto session = weak.lock()) session->handleDetections(objects, threshold);
-      });
+      }));
   scheduleTick();
 }
 
 void MapSession::open(const std::shared_ptr<platform::ARSession>& arSession) {
   const auto self = std::static_pointer_cast<MapSession>(shared_from_this());
   const auto dataManager = std::make_shared<DataManager>(arSession, self, state_->cloudApi);
-  state_->dataManager.store(dataManager);
-  const auto report = [self](MapStatus status) { self->reportStatus(status); };
+  // A reset that came before this task stays in force.
+  state_->dataManager.storeIfAbsent(dataManager);
+  const StatusCallback bound = [self](MapStatus status) { self->reportStatus(status); };
+  const auto report = [bound](MapStatus status) { callApplication("reportStatus", bound, status); };
   if (isLocalizationMode()) {
     dataManager->createLocalizationSession(report);
   } else {
@@ -93,13 +95,18 @@ void MapSession::registerCallbacks(AssetsFoundCallback assetsFoundCallback, Stat
 }
 
 void MapSession::reportStatus(MapStatus status) {
-  if (!state_->callbacks.load()->status) return;
+  if (!state_->callbacks.load()->statusCallbackByCustomer) return;
   const auto self = std::static_pointer_cast<MapSession>(shared_from_this());
-  DispatchQueue::main()->async(
-      [self, status] { callApplication("status", self->state_->callbacks.load()->status, status); });
+  DispatchQueue::main()->async([self, status] {
+    callApplication("status", self->state_->callbacks.load()->statusCallbackByCustomer, status);
+  });
 }
 
 void MapSession::reset(std::shared_ptr<platform::ARSession> arSession) {
+  if (!arSession) {
+    SystemLog::log("reset: an AR session is needed");
+    return;
+  }
   const auto self = std::static_pointer_cast<MapSession>(shared_from_this());
   state_->arSession.store(arSession);
   state_->dataManager.store(std::make_shared<DataManager>(std::move(arSession), self, state_->cloudApi));

@@ -42,7 +42,9 @@ class UIView;
 ///     arSession->setDidUpdateFrame([session](const auto& frame) { session->update(frame); });
 ///
 /// Create a session and register its callbacks in one task of the main queue. The service's answers are
-/// handled there too, so none can be handled, and its status lost for want of a callback, in between.
+/// handled there too, so none can be handled, and its status lost for want of a callback, in between. Code
+/// that runs on the main queue already, or on a loop that was handed over (platform::MainQueue), does both
+/// without `sync`.
 ///
 /// Threads. Operations return at once and may be called from any thread, `update` by one thread at a time.
 /// Callbacks arrive on the threads that `registerCallbacks` names. An exception that leaves a callback is
@@ -94,7 +96,9 @@ class GEOLOOM_EXPORT MapSession : public platform::NSObject, public MapSessionSe
   void registerCallbacks(AssetsFoundCallback assetsFoundCallback, StatusCallback statusCallback,
                          ObjectDetectedCallback objectDetectedCallback);
 
-  /// Goes on with another AR session and forgets the service's identifiers. The session is not opened again.
+  /// Goes on with another AR session and forgets the service's identifiers. The session is not opened again:
+  /// no status is reported, but for that of an opening which is still under way. Without an AR session it
+  /// changes nothing, after a line in the system log.
   void reset(std::shared_ptr<platform::ARSession> arSession);
 
   /// Offers a camera frame. It is analysed when the camera has moved and no other frame is being analysed,

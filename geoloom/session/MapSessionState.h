@@ -20,9 +20,9 @@ namespace geoloom {
 /// What a session is made of. Fields without a note never change once the session is constructed.
 struct MapSession::State {
   struct Callbacks {
-    AssetsFoundCallback assetsFound;
-    StatusCallback status;
-    ObjectDetectedCallback objectDetected;
+    AssetsFoundCallback assetsFoundCallbackByCustomer;
+    StatusCallback statusCallbackByCustomer;
+    ObjectDetectedCallback objectDetectedCallback;
   };
 
   /// A transform that no assets callback has taken yet, and whose stored assets it moves.
@@ -40,8 +40,9 @@ struct MapSession::State {
   std::string developerKeyHash;
   std::shared_ptr<MapSessionConfiguration> mapSessionConfiguration;
   std::shared_ptr<CloudAPI> cloudApi;
-  std::shared_ptr<SSDObjectDetector> objectDetector;
 
+  /// Absent until construction has made it; a derived session may be at work by then.
+  platform::AtomicValue<std::shared_ptr<SSDObjectDetector>> objectDetector;
   /// Written by the start-up task and by `reset`.
   platform::AtomicValue<std::shared_ptr<DataManager>> dataManager;
   /// Written by `registerCallbacks`; never nullptr.

@@ -4,6 +4,7 @@
 #include <string>
 #include <utility>
 
+#include "geoloom/platform/foundation/AtEnd.h"
 #include "geoloom/platform/foundation/Log.h"
 #include "geoloom/platform/foundation/Text.h"
 #include "geoloom/session/ApplicationCallback.h"
@@ -63,7 +64,7 @@ bool MapSession::listNearbyMaps(std::optional<std::string> userID, double longit
     logNotInitialized(mapSessionMode());
     return false;
   }
-  dataManager->cloudAPI()->listNearbyMaps(
+  dataManager->cloudAPI->listNearbyMaps(
       appID(), userID, longitude, latitude, longitudeDelta, latitudeDelta, developerKeyHash(),
       [callback = std::move(mapsFoundCallback)](const std::vector<std::shared_ptr<Map>>& maps) {
         callApplication("nearby maps", callback, maps);
@@ -77,22 +78,23 @@ void MapSession::scheduleTick() {
 }
 
 void MapSession::tick() {
-  if (const auto dataManager = state_->dataManager.load()) {
-    lookForTransform(dataManager);
-    if (isLocalizationMode() && state_->queryAssetsCounter % SCENE_LOCALIZATION_TICKS == 0) {
-      requestSceneLocalization(*dataManager);
-    }
-  }
-  ++state_->queryAssetsCounter;
-  scheduleTick();
+  // Whatever comes of this tick, another follows.
+  const platform::AtEnd next([this] {
+    ++state_->queryAssetsCounter;
+    scheduleTick();
+  });
+  if (const auto dataManager = state_->dataManager.load()) lookForTransform(dataManager);
+  if (!isLocalizationMode() || state_->queryAssetsCounter % SCENE_LOCALIZATION_TICKS != 0) return;
+  // Read again: a scan takes its time, and a reset may have come meanwhile.
+  if (const auto dataManager = state_->dataManager.load()) requestSceneLocalization(*dataManager);
 }
 
 void MapSession::lookForTransform(const std::shared_ptr<DataManager>& dataManager) {
   State::Transform& pending = state_->pendingTransform;
   std::string found = dataManager->scanTransform();
   if (!found.empty()) pending = {dataManager, std::move(found)};
-  // A transform belongs to the assets of its own data manager, which `reset` may have replaced.
-  if (pending.dataManager.lock() != dataManager) pending = {};
+  // A transform leads into the AR session of its own data manager, which a reset may have replaced.
+  if (pending.dataManager.lock() != state_->dataManager.load()) pending = {};
   if (pending.text.empty()) return;
 
   const auto numbers = parseTransform(pending.text);
@@ -101,7 +103,7 @@ void MapSession::lookForTransform(const std::shared_ptr<DataManager>& dataManage
     pending = {};
     return;
   }
-  const auto callback = state_->callbacks.load()->assetsFound;
+  const auto callback = state_->callbacks.load()->assetsFoundCallbackByCustomer;
   if (!callback) return;
   pending = {};
   const auto stored = dataManager->preloadedAssetJSON();

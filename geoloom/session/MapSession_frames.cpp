@@ -5,6 +5,7 @@
 #include "geoloom/platform/ar/ARFrame.h"
 #include "geoloom/platform/ar/ARSCNView.h"
 #include "geoloom/platform/aws/AWSDynamoDBObjectMapper.h"
+#include "geoloom/platform/foundation/AtEnd.h"
 #include "geoloom/platform/foundation/Log.h"
 #include "geoloom/platform/foundation/Text.h"
 #include "geoloom/session/ApplicationCallback.h"
@@ -16,18 +17,6 @@ namespace {
 
 using platform::Console;
 using platform::text;
-
-/// Releases the lock that another thread took, also when the analysis throws.
-class UnlockAtEnd {
- public:
-  explicit UnlockAtEnd(platform::NSLock& lock) : lock_(lock) {}
-  ~UnlockAtEnd() { lock_.unlock(); }
-  UnlockAtEnd(const UnlockAtEnd&) = delete;
-  UnlockAtEnd& operator=(const UnlockAtEnd&) = delete;
-
- private:
-  platform::NSLock& lock_;
-};
 
 void save(const DetectedObject& object, const std::string& sessionID, std::int64_t frameID,
           bool isLocalization) {
@@ -45,12 +34,12 @@ void save(const DetectedObject& object, const std::string& sessionID, std::int64
 }  // namespace
 
 void MapSession::update(std::shared_ptr<const platform::ARFrame> frame) {
-  const auto detector = state_->objectDetector;
+  const auto detector = state_->objectDetector.load();
   if (!detector || !frame || !detector->cameraMoved(*frame)) return;
   // Taken here and released where the frame is analysed: until then further frames are dropped, not queued.
   if (!detector->lock.tryLock()) return;
   detector->updateQueue->async([detector, frame = std::move(frame)] {
-    const UnlockAtEnd unlock(detector->lock);
+    const platform::AtEnd unlock([&] { detector->lock.unlock(); });
     detector->predict(frame);
   });
 }
@@ -60,7 +49,7 @@ void MapSession::handleDetections(const std::vector<std::shared_ptr<DetectedObje
   if (objects.empty()) return;
   const std::int64_t frameID = ++state_->frameCounter;
   const auto sessionID = mapSessionUUID();
-  callApplication("detections", state_->callbacks.load()->objectDetected, objects);
+  callApplication("detections", state_->callbacks.load()->objectDetectedCallback, objects);
   // A row needs the identifier for its key; before the service has named it, objects are only reported.
   if (!sessionID) return;
   for (const auto& object : objects) {
@@ -71,7 +60,7 @@ void MapSession::handleDetections(const std::vector<std::shared_ptr<DetectedObje
 
 void MapSession::visualizeSceneUnderstanding(const std::shared_ptr<platform::UIView>& view,
                                              const std::shared_ptr<platform::ARSCNView>& scene) {
-  const auto detector = state_->objectDetector;
+  const auto detector = state_->objectDetector.load();
   if (!detector) {
     platform::SystemLog::log("object detector not initialized. Call registerObjectDetectionCallback() first");
     return;

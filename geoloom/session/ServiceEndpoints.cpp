@@ -1,20 +1,21 @@
 #include "geoloom/session/ServiceEndpoints.h"
 
-#include <mutex>
 #include <utility>
 
+#include "geoloom/platform/foundation/Mutex.h"
 #include "geoloom/session/ServiceEndpointsDefaults.h"
 
 namespace geoloom {
 namespace {
 
 struct Current {
-  std::mutex mutex;
-  ServiceEndpoints endpoints{.production = defaults::PRODUCTION_URL,
-                             .beta = defaults::BETA_URL,
-                             .sceneUnderstanding = defaults::SCENE_UNDERSTANDING_URL,
-                             .tables = defaults::TABLES_URL,
-                             .metrics = defaults::METRICS_URL};
+  platform::Mutex mutex;
+  ServiceEndpoints endpoints GEOLOOM_GUARDED_BY(mutex){
+      .production = defaults::PRODUCTION_URL,
+      .beta = defaults::BETA_URL,
+      .sceneUnderstanding = defaults::SCENE_UNDERSTANDING_URL,
+      .tables = defaults::TABLES_URL,
+      .metrics = defaults::METRICS_URL};
 };
 
 Current& shared() {
@@ -26,13 +27,15 @@ Current& shared() {
 }  // namespace
 
 ServiceEndpoints ServiceEndpoints::current() {
-  const std::lock_guard lock(shared().mutex);
-  return shared().endpoints;
+  Current& held = shared();
+  const platform::MutexLock lock(held.mutex);
+  return held.endpoints;
 }
 
 void ServiceEndpoints::setCurrent(ServiceEndpoints endpoints) {
-  const std::lock_guard lock(shared().mutex);
-  shared().endpoints = std::move(endpoints);
+  Current& held = shared();
+  const platform::MutexLock lock(held.mutex);
+  held.endpoints = std::move(endpoints);
 }
 
 }  // namespace geoloom

@@ -17,7 +17,6 @@ namespace {
 using platform::Console;
 using platform::JSON;
 
-constexpr char DATA_ROOT_DIRECTORY[] = "yelt";
 constexpr char MAP_NOT_FOUND[] = "Cannot find the map";
 
 std::optional<std::string> textMember(const JSON& answer, std::string_view key) {
@@ -42,28 +41,30 @@ void sendHandshake(CloudAPI& api, Operation operation, const MapSession& session
 
 }  // namespace
 
-DataManager::DataManager(std::shared_ptr<platform::ARSession> arSession, std::shared_ptr<MapSession> session,
-                         std::shared_ptr<CloudAPI> cloudAPI)
-    : dataDirectory_(std::string(DATA_ROOT_DIRECTORY) + "/" +
-                     platform::formatDate(platform::Clock::current()->date(), "yyMMdd_HHmmss")),
-      arSession_(std::move(arSession)),
-      locManager_(LocationManager::create()),
-      cloudAPI_(std::move(cloudAPI)),
-      session_(std::move(session)) {
-  removeDirectory(DATA_ROOT_DIRECTORY);
-  createDirectory(dataDirectory_);
+DataManager::DataManager(std::shared_ptr<platform::ARSession> frames, std::shared_ptr<MapSession> owner,
+                         std::shared_ptr<CloudAPI> client)
+    : dataDirectory(dataRootDirectory + "/" +
+                    platform::formatDate(platform::Clock::current()->date(), "yyMMdd_HHmmss")),
+      arSession(std::move(frames)),
+      imageSaveQueue(platform::DispatchQueue::serial("com.yelt.savedata")),
+      relocalizationQueue(platform::DispatchQueue::serial("com.yelt.relocalization")),
+      locManager(LocationManager::create()),
+      cloudAPI(std::move(client)),
+      session(std::move(owner)) {
+  removeDirectory(dataRootDirectory);
+  createDirectory(dataDirectory);
 }
 
 void DataManager::createMap(StatusCallback report) {
-  sendHandshake(*cloudAPI_, &CloudAPI::createMap, *session_, locManager_->currentLocation().get(),
+  sendHandshake(*cloudAPI, &CloudAPI::createMap, *session, locManager->currentLocation().get(),
                 [self = shared_from_this(), report = std::move(report)](const JSON& answer) {
                   report(self->takeMapAnswer(answer));
                 });
 }
 
 void DataManager::createLocalizationSession(StatusCallback report) {
-  sendHandshake(*cloudAPI_, &CloudAPI::createLocalizationSession, *session_,
-                locManager_->currentLocation().get(),
+  sendHandshake(*cloudAPI, &CloudAPI::createLocalizationSession, *session,
+                locManager->currentLocation().get(),
                 [self = shared_from_this(), report = std::move(report)](const JSON& answer) {
                   const MapStatus status = self->takeLocalizationAnswer(answer);
                   report(status);
@@ -85,10 +86,10 @@ MapStatus DataManager::takeMapAnswer(const JSON& answer) {
 MapStatus DataManager::takeLocalizationAnswer(const JSON& answer) {
   Console::print(answer.description());
   if (answer.contains("session_uuid")) {
-    auto session = textMember(answer, "session_uuid");
+    auto localizationSession = textMember(answer, "session_uuid");
     auto map = textMember(answer, "map_uuid");
-    if (!session || !map) return MapStatus::serviceError;
-    identifiers_.store({.map = std::move(map), .localizationSession = std::move(session)});
+    if (!localizationSession || !map) return MapStatus::serviceError;
+    identifiers_.store({.map = std::move(map), .localizationSession = std::move(localizationSession)});
     return MapStatus::initialized;
   }
   const auto error = answer["errorMessage"];
@@ -101,7 +102,7 @@ void DataManager::retrieveAssets(std::function<void(const JSON&)> completion) {
   Console::print("retrieve assets");
   const auto map = mapUUID();
   if (!map) return;
-  cloudAPI_->findAssetsOnTheMap(
+  cloudAPI->findAssetsOnTheMap(
       *map, [self = shared_from_this(), completion = std::move(completion)](const JSON& answer) {
         self->preloadedAssetJSON_.store(answer);
         if (completion) completion(answer);

@@ -30,6 +30,32 @@ class DataManager final : public std::enable_shared_from_this<DataManager> {
  public:
   using StatusCallback = std::function<void(MapStatus)>;
 
+  // Frames are not captured by this version: the fields that have no comment keep these values, and nothing
+  // is put on the two queues.
+
+  /// The kit's directory in the application's documents directory.
+  const std::string dataRootDirectory = "yelt";
+  /// This session's directory, relative to the documents directory: "yelt/240315_142501".
+  const std::string dataDirectory;
+  const bool dataSaved = false;
+  /// The AR session that the session was opened over.
+  const std::shared_ptr<platform::ARSession> arSession;
+  const std::shared_ptr<platform::DispatchQueue> imageSaveQueue;
+  const std::shared_ptr<platform::DispatchQueue> relocalizationQueue;
+  const bool saveImageLoopStarted = false;
+  const std::optional<bool> stopImageLoop;
+  /// Where the opening request takes the location from.
+  const std::shared_ptr<LocationManager> locManager;
+  /// The session's own.
+  const std::shared_ptr<CloudAPI> cloudAPI;
+  /// Session and manager keep each other alive.
+  const std::shared_ptr<MapSession> session;
+  const std::optional<float> latestConfidence;
+  const std::vector<float> latestTranslation;
+  const std::vector<float> latestRotation;
+  const std::optional<float> latestRevealedConfidence;
+  const std::uint32_t currentFrameID = 0;
+
   /// Empties the kit's directory in the application's documents directory and makes this session's in it.
   DataManager(std::shared_ptr<platform::ARSession> arSession, std::shared_ptr<MapSession> session,
               std::shared_ptr<CloudAPI> cloudAPI);
@@ -58,9 +84,6 @@ class DataManager final : public std::enable_shared_from_this<DataManager> {
   [[nodiscard]] std::optional<platform::JSON> preloadedAssetJSON() const {
     return preloadedAssetJSON_.load();
   }
-  [[nodiscard]] const std::shared_ptr<CloudAPI>& cloudAPI() const { return cloudAPI_; }
-  /// Relative to the application's documents directory: "yelt/240315_142501".
-  [[nodiscard]] const std::string& dataDirectory() const { return dataDirectory_; }
 
  private:
   /// Both come in one answer and are replaced together.
@@ -72,11 +95,6 @@ class DataManager final : public std::enable_shared_from_this<DataManager> {
   [[nodiscard]] MapStatus takeMapAnswer(const platform::JSON& answer);
   [[nodiscard]] MapStatus takeLocalizationAnswer(const platform::JSON& answer);
 
-  const std::string dataDirectory_;
-  const std::shared_ptr<platform::ARSession> arSession_;
-  const std::shared_ptr<LocationManager> locManager_;
-  const std::shared_ptr<CloudAPI> cloudAPI_;
-  const std::shared_ptr<MapSession> session_;
   platform::AtomicValue<Identifiers> identifiers_;
   platform::AtomicValue<std::optional<platform::JSON>> preloadedAssetJSON_;
   /// Only `scanTransform` touches it.

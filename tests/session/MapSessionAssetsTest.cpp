@@ -1,4 +1,6 @@
 #include <algorithm>
+#include <atomic>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -190,6 +192,28 @@ TEST_F(MapSessionAssets, AWaitingTransformIsForgottenByAReset) {
   EXPECT_THAT(assets.entries(), IsEmpty());
 }
 
+TEST_F(MapSessionAssets, AResetDuringAScanForgetsWhatItFinds) {
+  Gate scanning;
+  Gate resetDone;
+  answer("Scan", FakeAnswer::acting([&](const FakeConnection& connection) {
+           scanning.open();
+           EXPECT_TRUE(resetDone.wait());
+           EXPECT_TRUE(connection.send(FakeAnswer::json(page({{"1", "1", "1,2,3,0"}})).text()));
+         }));
+  const auto session = openInitialized(MapMode::localization);
+  clock->advance(std::chrono::seconds(1));
+  ASSERT_TRUE(scanning.wait());
+  session->reset(std::make_shared<platform::ARSession>());
+  resetDone.open();
+  MapSessionInternals::state(*session).reloadAssetQueue->sync([] {});
+  EXPECT_EQ(count("> Transform DB scan result 1"), 1);
+  EXPECT_THAT(assets.entries(), IsEmpty());
+  EXPECT_EQ(std::ranges::count_if(
+                journal.entries(),
+                [](const std::string& line) { return line.starts_with("> asking for new transform"); }),
+            0);
+}
+
 TEST_F(MapSessionAssets, ATransformWithTooFewNumbersIsDropped) {
   answer("Scan", page({{"1", "1", "1,2,,3,"}}));
   const auto session = openInitialized(MapMode::localization);
@@ -206,6 +230,34 @@ TEST_F(MapSessionAssets, AnExceptionOutOfTheAssetsCallbackDoesNotEndTheLoop) {
   EXPECT_EQ(count("! exception out of the assets callback: not a std::exception"), 1);
   registerCallbacks(*session);
   answer("Scan", page({{"1", "1", "0,0,0,0"}}));
+  tick(*session);
+  EXPECT_EQ(assets.entries().size(), 1U);
+}
+
+// Runs the test's clock, but the first timer other than a tick's is more than it can take.
+class BrokenOnce final : public platform::Clock {
+ public:
+  explicit BrokenOnce(std::shared_ptr<Clock> clock) : clock_(std::move(clock)) {}
+  [[nodiscard]] platform::Date date() const override { return clock_->date(); }
+  [[nodiscard]] std::chrono::nanoseconds uptime() const override { return clock_->uptime(); }
+  void schedule(std::chrono::nanoseconds delay, std::function<void()> action) override {
+    if (delay < std::chrono::seconds(1) && !broken.exchange(true)) throw std::runtime_error("no timer");
+    clock_->schedule(delay, std::move(action));
+  }
+  std::atomic<bool> broken = false;
+
+ private:
+  const std::shared_ptr<Clock> clock_;
+};
+
+TEST_F(MapSessionAssets, ATickThatFailsIsFollowedByTheNext) {
+  const auto broken = std::make_shared<BrokenOnce>(clock);
+  platform::Clock::install(broken);
+  answer("Scan", FakeAnswer::json("{}", 500));
+  const auto session = openInitialized(MapMode::mapping);
+  tick(*session);
+  EXPECT_TRUE(broken->broken);
+  answer("Scan", page({{"1", "1", "1,2,3,0"}}));
   tick(*session);
   EXPECT_EQ(assets.entries().size(), 1U);
 }

@@ -25,7 +25,7 @@ class MapSessionDetections : public SessionTest {
   }
   // As the detector does: on its queue, with the threshold of the session's construction.
   static void detect(MapSession& session, const Objects& objects, float threshold = 0.6F) {
-    MapSessionInternals::state(session).objectDetector->updateQueue->sync(
+    MapSessionInternals::state(session).objectDetector.load()->updateQueue->sync(
         [&] { MapSessionInternals::handleDetections(session, objects, threshold); });
   }
   // "<name> <frame>" of each row written, in the order of their arrival.
@@ -128,7 +128,8 @@ TEST_F(MapSessionDetections, TheThresholdIsThatOfTheConstruction) {
   ASSERT_TRUE(statuses.waitForCount(1));
   auto& state = MapSessionInternals::state(*session);
   state.mapSessionConfiguration->sceneUnderstandingConfidenceThreshold = 0.9F;
-  state.objectDetector->updateQueue->sync([&] { state.objectDetector->callback({object("chair", 0.25F)}); });
+  const auto detector = state.objectDetector.load();
+  detector->updateQueue->sync([&] { detector->callback({object("chair", 0.25F)}); });
   ASSERT_TRUE(waitForRequests("PutItem", 1));
   EXPECT_THAT(rows(), ElementsAre("chair 1"));
 }
@@ -155,7 +156,7 @@ class MapSessionFrames : public SessionTest {
   }
   void offer(MapSession& session, int count) {
     for (; count > 0; --count) session.update(nextFrame());
-    MapSessionInternals::state(session).objectDetector->updateQueue->sync([] {});
+    MapSessionInternals::state(session).objectDetector.load()->updateQueue->sync([] {});
   }
 
  private:
@@ -177,20 +178,39 @@ TEST_F(MapSessionFrames, BecomeObjectsInTheWorldAndRows) {
 
 TEST_F(MapSessionFrames, AreDroppedWhileOneIsInAnalysis) {
   const auto session = openInitialized(MapMode::mapping);
-  auto& lock = MapSessionInternals::state(*session).objectDetector->lock;
-  ASSERT_TRUE(lock.tryLock());
-  offer(*session, 10);
-  EXPECT_THAT(detections.entries(), IsEmpty());
-  lock.unlock();
-  offer(*session, 0);
-  EXPECT_THAT(detections.entries(), IsEmpty()) << "they were not queued";
-  offer(*session, 1);
-  EXPECT_EQ(detections.entries().size(), 1U);
+  const auto detector = MapSessionInternals::state(*session).objectDetector.load();
+  const auto analysed = [&] {
+    std::int64_t count = 0;
+    detector->updateQueue->sync([&] { count = detector->lastAnalysis().count; });
+    return count;
+  };
+  Gate inAnalysis;
+  Gate goOn;
+  session->registerCallbacks({}, {}, [&](const Objects&) {
+    inAnalysis.open();
+    EXPECT_TRUE(goOn.wait());
+  });
+  for (int i = 0; i < 5; ++i) session->update(nextFrame());
+  ASSERT_TRUE(inAnalysis.wait());
+  // The detector holds the fifth frame until the gate opens, so a caller that had to wait would not get
+  // there.
+  for (int i = 0; i < 10; ++i) session->update(nextFrame());
+  const auto still = nextFrame();
+  for (int i = 0; i < 4; ++i) session->update(still);
+  goOn.open();
+  EXPECT_EQ(analysed(), 1) << "dropped, not queued";
+
+  // The motion gate has seen the frames that were dropped: the camera came to rest with them.
+  session->update(still);
+  EXPECT_EQ(analysed(), 1);
+  session->update(nextFrame());
+  session->update(nextFrame());
+  EXPECT_EQ(analysed(), 2);
 }
 
 TEST_F(MapSessionFrames, ASessionShowsWhatItSees) {
   const auto session = create(MapMode::mapping);
-  auto& detector = MapSessionInternals::state(*session).objectDetector;
+  const auto detector = MapSessionInternals::state(*session).objectDetector.load();
   const auto view = std::make_shared<platform::UIView>();
   const auto sceneView = std::make_shared<platform::ARSCNView>();
   session->visualizeSceneUnderstanding(view, sceneView);
@@ -203,7 +223,7 @@ TEST_F(MapSessionFrames, BadInputIsALine) {
   const auto session = create(MapMode::mapping);
   session->update(nullptr);
   session->visualizeSceneUnderstanding(nullptr, nullptr);
-  MapSessionInternals::state(*session).objectDetector = nullptr;
+  MapSessionInternals::state(*session).objectDetector.store(nullptr);
   session->update(nextFrame());
   session->visualizeSceneUnderstanding(std::make_shared<platform::UIView>(),
                                        std::make_shared<platform::ARSCNView>());

@@ -1,4 +1,8 @@
 #include <algorithm>
+#include <atomic>
+#include <cmath>
+#include <limits>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -36,7 +40,7 @@ TEST_F(MapSessionLifecycle, ConstructsInOrder) {
                       "PutMetricData"};
   EXPECT_EQ(only(journal.entries(), inOrder), inOrder);
   EXPECT_EQ(MapSessionInternals::state(*session).reloadAssetQueue->label(), "reloadAssetQueue");
-  EXPECT_NE(MapSessionInternals::state(*session).objectDetector, nullptr);
+  EXPECT_NE(MapSessionInternals::state(*session).objectDetector.load(), nullptr);
 
   const auto metric = requests("PutMetricData").front().json();
   EXPECT_EQ(metric["Namespace"], "YeltMaps");
@@ -108,6 +112,25 @@ TEST_F(MapSessionLifecycle, ResetForgetsTheIdentifiersAndAsksForNothing) {
               IsSupersetOf(Lines{"! remove directory yelt", "! created directory yelt/" + today()}));
 }
 
+TEST_F(MapSessionLifecycle, AResetThatComesBeforeTheOpeningStaysInForce) {
+  Gate opening;
+  Gate resetDone;
+  std::atomic<int> removals = 0;
+  platform::SystemLog::setSink([&](std::string_view line) {
+    if (line != "failed to remove directory yelt" || removals++ > 0) return;
+    opening.open();
+    EXPECT_TRUE(resetDone.wait());
+  });
+  const auto session = open(MapMode::mapping);
+  ASSERT_TRUE(opening.wait());
+  session->reset(std::make_shared<platform::ARSession>());
+  resetDone.open();
+  ASSERT_TRUE(statuses.waitForCount(1));
+  EXPECT_THAT(statuses.entries(), ElementsAre(MapStatus::initialized));
+  EXPECT_EQ(session->mappingUUID(), std::nullopt);
+  platform::SystemLog::setSink({});
+}
+
 TEST_F(MapSessionLifecycle, AnAnswerThatWasOnItsWayReportsButStaysWithTheOldManager) {
   Gate asked;
   Gate resetDone;
@@ -142,6 +165,97 @@ TEST_F(MapSessionLifecycle, RefusesToBeMadeOfNothing) {
   EXPECT_EQ(MapSession::create(arSession, MapMode::mapping, "u", "m", "k", 1, 1, nullptr), nullptr);
   EXPECT_THAT(journal.entries(), ElementsAre("! MapSession not created: no AR session was given",
                                              "! MapSession not created: no configuration was given"));
+
+  const auto session = openInitialized(MapMode::mapping);
+  session->reset(nullptr);
+  EXPECT_EQ(session->mappingUUID(), "M1");
+  EXPECT_EQ(std::ranges::count(journal.entries(), "! reset: an AR session is needed"), 1);
+}
+
+TEST_F(MapSessionLifecycle, ItsManagerKnowsWhoseItIsAndCapturesNothing) {
+  const auto session = openInitialized(MapMode::localization);
+  const auto& state = MapSessionInternals::state(*session);
+  const auto frames = std::make_shared<platform::ARSession>();
+  const auto opened = state.dataManager.load();
+  EXPECT_EQ(opened->arSession, state.arSession.load());
+  session->reset(frames);
+  const auto after = state.dataManager.load();
+  EXPECT_EQ(after->arSession, frames);
+  EXPECT_EQ(state.arSession.load(), frames);
+  for (const auto& manager : {opened, after}) {
+    EXPECT_EQ(manager->dataRootDirectory, "yelt");
+    EXPECT_EQ(manager->dataDirectory, "yelt/" + today());
+    EXPECT_EQ(manager->session, session);
+    EXPECT_EQ(manager->cloudAPI, state.cloudApi);
+    EXPECT_EQ(manager->imageSaveQueue->label(), "com.yelt.savedata");
+    EXPECT_EQ(manager->relocalizationQueue->label(), "com.yelt.relocalization");
+    EXPECT_FALSE(manager->dataSaved || manager->saveImageLoopStarted || manager->stopImageLoop.has_value());
+    EXPECT_FALSE(manager->latestConfidence || manager->latestRevealedConfidence);
+    EXPECT_TRUE(manager->latestTranslation.empty() && manager->latestRotation.empty());
+    EXPECT_EQ(manager->currentFrameID, 0U);
+  }
+  EXPECT_FALSE(after->preloadedAssetJSON() || after->mapUUID() || after->localizationSessionUUID());
+}
+
+// Text that is not UTF-8 is mended on the wire and a number that is none is null; neither ends anything.
+TEST_F(MapSessionLifecycle, TakesWhateverAnApplicationPasses) {
+  const float nan = std::numeric_limits<float>::quiet_NaN();
+  platform::Bundle::setMainBundleIdentifier("a\xFFp\n/../");
+  platform::CLLocationManager::setProvider(
+      platform::CLLocationProvider::fixed(std::make_shared<platform::CLLocation>(
+          platform::CLLocationCoordinate2D{nan, 11}, 520, 4, 6, platform::Date{})));
+  std::shared_ptr<MapSession> session;
+  platform::DispatchQueue::main()->sync([&] {
+    session = MapSession::create(std::make_shared<platform::ARSession>(), MapMode::mapping, "\xC3(",
+                                 std::string("m\0\xED\xA0\x80", 5), "k\xFF\r\nx:\n y", nan, -1,
+                                 std::make_shared<MapSessionConfiguration>(nan, nan));
+    registerCallbacks(*session);
+  });
+  ASSERT_TRUE(statuses.waitForCount(1));
+  EXPECT_THAT(statuses.entries(), ElementsAre(MapStatus::initialized));
+  const auto opening = requests("/prod/maps/create_map").front().json();
+  EXPECT_EQ(opening["user_id"], "\uFFFD(");
+  EXPECT_EQ(opening["app_id"], "a\uFFFDp\n/../");
+  EXPECT_TRUE(opening["lat"].is_null());
+  EXPECT_EQ(opening["long"], 11);
+  EXPECT_EQ(session->userID(), "\xC3(");
+  EXPECT_EQ(session->mapID().size(), 5U);
+
+  answer("/prod/maps/place_asset_on_map", R"({"placement_id": 1})");
+  Recorder<bool> taken;
+  EXPECT_TRUE(session->storePlacement(
+      {nullptr, std::make_shared<MapAsset>("\xFF", platform::SCNVector3{nan, 1, -INFINITY}, nan)},
+      [&](bool success) { taken.add(success); }));
+  ASSERT_TRUE(taken.waitForCount(1));
+  EXPECT_EQ(requests("/prod/maps/place_asset_on_map").front().json()["placements"],
+            nlohmann::json::parse(
+                R"([{"asset_id": "\uFFFD", "x": null, "y": 1, "z": null, "orientation": null}])"));
+
+  Recorder<std::size_t> maps;
+  EXPECT_TRUE(session->listNearbyMaps("\x80", nan, INFINITY, -INFINITY, nan,
+                                      [&](const auto& found) { maps.add(found.size()); }));
+  ASSERT_TRUE(maps.waitForCount(1));
+  const auto nearby = requests("/prod/maps/list_nearby_maps").front().json();
+  EXPECT_EQ(nearby["user_id"], "\uFFFD");
+  EXPECT_TRUE(nearby["longitude"].is_null() && nearby["latitude_delta"].is_null());
+  clock->advance(std::chrono::seconds(1));
+  EXPECT_TRUE(journal.waitUntil([](const auto& lines) {
+    return std::ranges::any_of(lines, [](const std::string& line) {
+      return line.starts_with("> The request failed. Error: The access key");
+    });
+  }));
+}
+
+TEST_F(MapSessionLifecycle, ExceptionsOutOfCallbacksAreLinesAndNoMore) {
+  const auto session = openInitialized(MapMode::mapping);
+  answer("/prod/maps/place_asset_on_map", R"({"placement_id": 1})");
+  EXPECT_TRUE(session->storePlacement({}, [](bool) { throw std::runtime_error("mine"); }));
+  EXPECT_TRUE(session->listNearbyMaps({}, 1, 2, 3, 4, [](const auto&) { throw 'x'; }));
+  EXPECT_TRUE(journal.waitUntil([](const auto& lines) {
+    return std::ranges::count(lines, "! exception out of the placement callback: mine") == 1 &&
+           std::ranges::count(lines, "! exception out of the nearby maps callback: not a std::exception") ==
+               1;
+  }));
 }
 
 TEST_F(MapSessionLifecycle, TwoSessionsKeepApart) {

@@ -1,3 +1,5 @@
+#include <algorithm>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -117,6 +119,17 @@ TEST_F(MapSessionOpening, ADerivedSessionHearsOfEveryStatus) {
   const auto session = create<Watchful>(MapMode::mapping);
   ASSERT_TRUE(session->reported.waitForCount(1));
   EXPECT_THAT(session->reported.entries(), ElementsAre(MapStatus::initialized));
+}
+
+struct Throwing final : MapSession {
+  using MapSession::MapSession;
+  void reportStatus(MapStatus) override { throw std::runtime_error("mine"); }
+};
+
+TEST_F(MapSessionOpening, AnExceptionOutOfADerivedSessionDoesNotStopTheOpening) {
+  create<Throwing>(MapMode::localization);
+  ASSERT_TRUE(waitForRequests("/prod/maps/find_assets_on_the_map", 1));
+  EXPECT_EQ(std::ranges::count(journal.entries(), "! exception out of the reportStatus callback: mine"), 1);
 }
 
 TEST_F(MapSessionOpening, AnExceptionOutOfTheStatusCallbackIsLogged) {

@@ -160,7 +160,7 @@ class SessionTest : public ::testing::Test {
   void TearDown() override {
     for (const auto& session : sessions_) {
       session->registerCallbacks({}, {}, {});
-      if (const auto& detector = MapSessionInternals::state(*session).objectDetector)
+      if (const auto& detector = MapSessionInternals::state(*session).objectDetector.load())
         detector->updateQueue->sync([] {});
     }
     platform::DispatchQueue::main()->sync([] {});

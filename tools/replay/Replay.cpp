@@ -216,7 +216,7 @@ class Replay {
                                             service.developerKey, size.width, size.height, configuration);
     session_->registerCallbacks([this](const auto& assets) { onAssets(assets); }, [](MapStatus) {},
                                 [this](const auto& objects) { onObjects(objects); });
-    detector_ = MapSessionInternals::state(*session_).objectDetector;
+    detector_ = MapSessionInternals::state(*session_).objectDetector.load();
     arSession_->setDidUpdateFrame([this](const auto& frame) { session_->update(frame); });
   }
 

@@ -24,6 +24,12 @@ class AtomicValue {
     std::swap(value_, value);
   }
 
+  /// For values that can be absent: an earlier one stays.
+  void storeIfAbsent(T value) {
+    const MutexLock lock(mutex_);
+    if (!value_) value_ = std::move(value);
+  }
+
  private:
   mutable Mutex mutex_;
   T value_ GEOLOOM_GUARDED_BY(mutex_){};
