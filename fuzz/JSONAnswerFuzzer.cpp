@@ -1,0 +1,67 @@
+// Answers of the mapping and the table service: the parser, and everything that reads a parsed answer.
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string_view>
+#include <variant>
+
+#include "geoloom/cloud/CloudBodies.h"
+#include "geoloom/platform/aws/AWSDynamoDBObjectModel.h"
+#include "geoloom/platform/aws/AWSDynamoDBWire.h"
+#include "geoloom/platform/foundation/JSON.h"
+#include "geoloom/session/Relocalization.h"
+#include "geoloom/storage/TransformRow.h"
+
+#include "fuzz/Expect.h"
+
+using namespace geoloom;
+
+namespace {
+
+void walk(const platform::JSON& value) {
+  std::size_t count = 0;
+  value.forEach([&](const platform::JSON& member) {
+    ++count;
+    walk(member);
+  });
+  GEOLOOM_EXPECT(count == value.size());
+  value.forEachMember(
+      [&](std::string_view key, const platform::JSON&) { GEOLOOM_EXPECT(value.contains(key)); });
+  GEOLOOM_EXPECT(value.number().has_value() == (value.type() == platform::JSON::Type::number));
+  GEOLOOM_EXPECT(value.floatNumber().has_value() == value.number().has_value());
+  GEOLOOM_EXPECT(value.string().has_value() == (value.type() == platform::JSON::Type::string));
+  (void)value.stringValue();
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  const std::string_view text(reinterpret_cast<const char*>(data), size);
+
+  (void)platform::dynamodb::readError(400, text);
+  (void)platform::dynamodb::readError(200, text);
+  (void)platform::dynamodb::readSaved(text);
+  const auto page = platform::dynamodb::readPage(text, std::nullopt);
+  if (const auto* rows = std::get_if<platform::AWSDynamoDBPage<platform::JSON>>(&page)) {
+    std::vector<TransformRow> read;
+    for (const auto& item : rows->items) read.push_back(platform::fromItem<TransformRow>(item));
+    const TransformRow* best = bestRow(read);
+    GEOLOOM_EXPECT(best == nullptr || (best->MatchCount && best->Transform));
+    for (const auto& row : read) (void)platform::toAttributes(row);
+  }
+
+  const auto answer = platform::JSON::parse(text);
+  if (!answer) return 0;
+  walk(*answer);
+  // What is written back is read back as the same.
+  const std::string written = answer->description();
+  const auto again = platform::JSON::parse(written);
+  GEOLOOM_EXPECT(again.has_value());
+  GEOLOOM_EXPECT(again->description() == written);
+  for (const auto& map : readMaps(*answer)) GEOLOOM_EXPECT(map != nullptr);
+  for (const auto& asset : relocalize(*answer, {1, 2, 3, 0.5F}, [](std::string_view) {})) {
+    GEOLOOM_EXPECT(asset != nullptr);
+  }
+  return 0;
+}

@@ -1,0 +1,54 @@
+// The texts of a transform row: the transform itself, and its match value.
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "geoloom/platform/foundation/Text.h"
+#include "geoloom/session/Relocalization.h"
+#include "geoloom/storage/TransformRow.h"
+
+#include "fuzz/Expect.h"
+
+using namespace geoloom;
+
+namespace {
+
+/// One number for each run of text that is not a comma, the simple way.
+std::size_t pieces(std::string_view text) {
+  std::size_t count = 0;
+  char before = ',';
+  for (const char character : text) {
+    if (character != ',' && before == ',') ++count;
+    before = character;
+  }
+  return count;
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  const std::string text(reinterpret_cast<const char*>(data), size);
+  const std::vector<float> transform = parseTransform(text);
+  GEOLOOM_EXPECT(transform.size() == pieces(text));
+
+  // Where both mean decimal numbers they mean the same.
+  const auto strict = platform::strictFloat(text);
+  if (strict && text.find_first_not_of("0123456789+-.eE") == std::string::npos) {
+    GEOLOOM_EXPECT(platform::lenientFloat(text) == *strict);
+  }
+
+  TransformRow row;
+  row.MatchCount = 3;
+  row.MatchValue = text;
+  row.Transform = text;
+  TransformRow plain = row;
+  plain.MatchValue.reset();
+  const std::vector<TransformRow> rows = {plain, row};
+  const TransformRow* best = bestRow(rows);
+  GEOLOOM_EXPECT(best == &rows[0] || best == &rows[1]);
+  (void)description(*best);
+  return 0;
+}
