@@ -19,20 +19,19 @@
 #include "geoloom/utilities/PixelBuffer.h"
 
 using geoloom::MultiArray;
-using geoloom::platform::CGRect;
 using geoloom::platform::CVPixelBuffer;
 using geoloom::platform::UIImage;
-using geoloom::platform::UIImageOrientation;
 
 namespace {
 
 /// Rings that grow finer towards the edges: what a reduction without a filter in front turns into moiré.
 std::shared_ptr<CVPixelBuffer> rings(std::ptrdiff_t size) {
   auto buffer = geoloom::createPixelBuffer(size, size);
+  const std::ptrdiff_t centre = size / 2;
   for (std::ptrdiff_t y = 0; y < size; ++y) {
     for (std::ptrdiff_t x = 0; x < size; ++x) {
-      const auto dx = static_cast<double>(x - size / 2);
-      const auto dy = static_cast<double>(y - size / 2);
+      const auto dx = static_cast<double>(x - centre);
+      const auto dy = static_cast<double>(y - centre);
       const double wave = std::cos((dx * dx + dy * dy) * 3.0 / (2.0 * static_cast<double>(size)));
       std::uint8_t* pixel =
           buffer->baseAddress() + static_cast<std::size_t>(y) * buffer->bytesPerRow() + 4 * x;
@@ -58,7 +57,7 @@ std::shared_ptr<CVPixelBuffer> everyNth(const CVPixelBuffer& source, std::size_t
 
 /// A sunset over water as a network might produce it: channels first, -1 to 1.
 MultiArray<float> sunset(std::ptrdiff_t height, std::ptrdiff_t width) {
-  const MultiArray<float> view({3, height, width});
+  MultiArray<float> view({3, height, width});
   for (std::ptrdiff_t y = 0; y < height; ++y) {
     for (std::ptrdiff_t x = 0; x < width; ++x) {
       const float down = static_cast<float>(y) / static_cast<float>(height);

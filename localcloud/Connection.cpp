@@ -16,7 +16,7 @@ namespace geoloom::localcloud {
 
 namespace {
 
-constexpr std::size_t INPUT_BYTES = 16 * 1024;
+constexpr std::size_t INPUT_BYTES = std::size_t{16} * 1024;
 
 }  // namespace
 

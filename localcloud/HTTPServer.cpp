@@ -119,10 +119,10 @@ Request requestOf(const httplib::Request& source) {
   return request;
 }
 
-void fill(httplib::Response& response, Answer answer) {
+void fill(httplib::Response& response, const Answer& answer) {
   response.status = answer.status;
   for (const auto& [name, value] : answer.headers) response.set_header(name, value);
-  response.set_content(std::move(answer.body), answer.contentType);
+  response.set_content(answer.body, answer.contentType);
 }
 
 bool isChunked(const httplib::Request& request) {

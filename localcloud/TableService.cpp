@@ -16,8 +16,8 @@ namespace geoloom::localcloud {
 namespace {
 
 constexpr const char* CONTENT_TYPE = "application/x-amz-json-1.0";
-constexpr std::size_t MAXIMUM_ITEM_BYTES = 400 * 1024;
-constexpr std::size_t MAXIMUM_PAGE_BYTES = 1024 * 1024;
+constexpr std::size_t MAXIMUM_ITEM_BYTES = std::size_t{400} * 1024;
+constexpr std::size_t MAXIMUM_PAGE_BYTES = std::size_t{1024} * 1024;
 
 /// The parameters of one call.
 class Parameters {

@@ -27,7 +27,8 @@ class Room {
 
   [[nodiscard]] BoundingBox3D boxOf(std::int64_t object) {
     const auto x = 0.9F * static_cast<float>(object % side_) + jitter_(random_);
-    const auto z = 0.9F * static_cast<float>(object / side_) + jitter_(random_);
+    const std::int64_t row = object / side_;
+    const auto z = 0.9F * static_cast<float>(row) + jitter_(random_);
     return {x, x + 0.5F, 0 + jitter_(random_), 0.9F, z, z + 0.5F};
   }
 

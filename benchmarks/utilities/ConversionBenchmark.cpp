@@ -19,7 +19,7 @@ constexpr std::size_t pixels = std::size_t{height} * width;
 
 template <class T>
 geoloom::MultiArray<T> array(std::vector<std::ptrdiff_t> shape) {
-  const geoloom::MultiArray<T> view(shape);
+  geoloom::MultiArray<T> view(shape);
   std::mt19937 random(1);
   for (std::ptrdiff_t i = 0; i < view.count(); ++i) view[i] = static_cast<T>(random() % 400) - T(50);
   return view;

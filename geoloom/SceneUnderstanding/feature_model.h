@@ -9,9 +9,6 @@
 
 namespace geoloom {
 
-// The names are the compiled model's.
-// NOLINTBEGIN(bugprone-reserved-identifier)
-
 /// The network's one input. Fields and types here carry the names that the compiled model gives them.
 struct feature_modelInput {
   static constexpr std::array<std::string_view, 1> featureNames = {"Preprocessor__sub__0"};
@@ -33,8 +30,6 @@ struct feature_modelOutput {
   /// Nothing by any other name.
   [[nodiscard]] std::optional<platform::MLFeatureValue> featureValue(std::string_view name) const;
 };
-
-// NOLINTEND(bugprone-reserved-identifier)
 
 /// The detection network that is shipped beside the library as "feature_model.mlmodelc".
 struct feature_model {

@@ -119,7 +119,7 @@ class GEOLOOM_EXPORT MapSession : public platform::NSObject, public MapSessionSe
   /// Asks for the maps within half a delta of a location on either side, of one user or of all; degrees.
   /// False when it is too early, in the first moments of a session. After true, the callback receives the
   /// maps on the main queue; none when the service does not answer.
-  bool listNearbyMaps(std::optional<std::string> userID, double longitude, double latitude,
+  bool listNearbyMaps(const std::optional<std::string>& userID, double longitude, double latitude,
                       double longitudeDelta, double latitudeDelta, MapsFoundCallback mapsFoundCallback);
 
   [[nodiscard]] MapMode mapSessionMode() const;

@@ -56,7 +56,7 @@ bool MapSession::storePlacement(const Assets& assets, std::function<void(bool)> 
   return true;
 }
 
-bool MapSession::listNearbyMaps(std::optional<std::string> userID, double longitude, double latitude,
+bool MapSession::listNearbyMaps(const std::optional<std::string>& userID, double longitude, double latitude,
                                 double longitudeDelta, double latitudeDelta,
                                 MapsFoundCallback mapsFoundCallback) {
   const auto dataManager = state_->dataManager.load();

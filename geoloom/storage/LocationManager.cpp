@@ -3,7 +3,7 @@
 namespace geoloom {
 
 std::shared_ptr<LocationManager> LocationManager::create() {
-  const std::shared_ptr<LocationManager> manager(new LocationManager);
+  std::shared_ptr<LocationManager> manager(new LocationManager);
   manager->start();
   return manager;
 }

@@ -131,9 +131,11 @@ std::shared_ptr<const ARFrame> frameOf(std::vector<simd_float3> points, simd_flo
 /// Points of a wall across the view, `spacing` apart.
 std::vector<simd_float3> wall(float z, float spacing = 0.02F) {
   std::vector<simd_float3> points;
-  const float side = std::abs(z);
-  for (float x = -side; x <= side; x += spacing) {
-    for (float y = -side; y <= side; y += spacing) points.push_back({x, y, z});
+  const int reach = static_cast<int>(std::abs(z) / spacing);
+  for (int i = -reach; i <= reach; ++i) {
+    for (int j = -reach; j <= reach; ++j) {
+      points.push_back({static_cast<float>(i) * spacing, static_cast<float>(j) * spacing, z});
+    }
   }
   return points;
 }
@@ -432,7 +434,8 @@ TEST(SSDObjectDetector, SeesADogAndSaysWhereItStands) {
   const auto image = platform::readPNG(test::photograph("dog"));
   ASSERT_TRUE(image) << image.failure().message;
   const auto sensor = sensorImageOf(*platform::makePixelBuffer(*image));
-  const auto side = static_cast<float>(sensor->width());
+  const auto pixels = static_cast<int>(sensor->width());
+  const auto side = static_cast<float>(pixels);
   ASSERT_EQ(sensor->width(), sensor->height());
 
   // The photograph hangs two metres away, and every fourth pixel of it is a feature point.
@@ -440,8 +443,9 @@ TEST(SSDObjectDetector, SeesADogAndSaysWhereItStands) {
   const float c = (side - 1) / 2;
   const auto pointAt = [&](float u, float v) { return simd_float3{(u - c) * 2 / f, -(v - c) * 2 / f, -2}; };
   std::vector<simd_float3> points;
-  for (float u = 0; u < side; u += 4) {
-    for (float v = 0; v < side; v += 4) points.push_back(pointAt(u, v));
+  for (int u = 0; u < pixels; u += 4) {
+    for (int v = 0; v < pixels; v += 4)
+      points.push_back(pointAt(static_cast<float>(u), static_cast<float>(v)));
   }
   platform::simd_float3x3 intrinsics;
   intrinsics.columns = {{{f, 0, 0}, {0, f, 0}, {c, c, 1}}};

@@ -31,7 +31,6 @@ using geoloom::testing::RecordedRequest;
 using platform::DispatchQueue;
 using platform::JSON;
 using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 
 /// The lines that reached the console.
 class Lines {
@@ -60,7 +59,7 @@ class Lines {
 struct Operation {
   std::string name;
   std::string path;
-  void (*call)(CloudAPI& api, std::function<void(std::string)> heard);
+  void (*call)(CloudAPI& api, const std::function<void(std::string)>& heard);
   /// What is heard when there is no answer.
   std::vector<std::string> withoutAnswer;
   /// What is heard of the answer [].
@@ -80,45 +79,45 @@ std::string listed(const std::vector<std::shared_ptr<Map>>& maps) {
 const std::vector<Operation> operations{
     {"createMap",
      "/maps/create_map",
-     [](CloudAPI& api, std::function<void(std::string)> heard) {
-       api.createMap("a", "u", "m", "k", {}, {}, {}, {}, {}, telling(std::move(heard)));
+     [](CloudAPI& api, const std::function<void(std::string)>& heard) {
+       api.createMap("a", "u", "m", "k", {}, {}, {}, {}, {}, telling(heard));
      },
      {"[]"},
      {"[]"}},
     {"createLocalizationSession",
      "/maps/create_localization_session",
-     [](CloudAPI& api, std::function<void(std::string)> heard) {
-       api.createLocalizationSession("a", "u", "m", "k", 1, 2, 3, 4, 5, telling(std::move(heard)));
+     [](CloudAPI& api, const std::function<void(std::string)>& heard) {
+       api.createLocalizationSession("a", "u", "m", "k", 1, 2, 3, 4, 5, telling(heard));
      },
      {"[]"},
      {"[]"}},
     {"placeAssetsOnMap",
      "/maps/place_asset_on_map",
-     [](CloudAPI& api, std::function<void(std::string)> heard) {
-       api.placeAssetsOnMap("M1", {}, telling(std::move(heard)));
+     [](CloudAPI& api, const std::function<void(std::string)>& heard) {
+       api.placeAssetsOnMap("M1", {}, telling(heard));
      },
      {},
      {"[]"}},
     {"findAssetsOnTheMap",
      "/maps/find_assets_on_the_map",
-     [](CloudAPI& api, std::function<void(std::string)> heard) {
-       api.findAssetsOnTheMap("M1", telling(std::move(heard)));
+     [](CloudAPI& api, const std::function<void(std::string)>& heard) {
+       api.findAssetsOnTheMap("M1", telling(heard));
      },
      {},
      {"[]"}},
     {"listNearbyMaps",
      "/maps/list_nearby_maps",
-     [](CloudAPI& api, std::function<void(std::string)> heard) {
+     [](CloudAPI& api, const std::function<void(std::string)>& heard) {
        api.listNearbyMaps("a", std::nullopt, 1, 2, 3, 4, "k",
-                          [heard = std::move(heard)](const std::vector<std::shared_ptr<Map>>& maps) {
-                            heard(listed(maps));
-                          });
+                          [heard](const std::vector<std::shared_ptr<Map>>& maps) { heard(listed(maps)); });
      },
      {"maps"},
      {"maps"}},
     {"requestSceneLocalization",
      "/localize",
-     [](CloudAPI& api, std::function<void(std::string)>) { api.requestSceneLocalization("M1", "L1", 0.3F); },
+     [](CloudAPI& api, const std::function<void(std::string)>&) {
+       api.requestSceneLocalization("M1", "L1", 0.3F);
+     },
      {},
      {}},
 };

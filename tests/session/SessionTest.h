@@ -64,7 +64,7 @@ class SessionTest : public ::testing::Test {
 
   template <class Session = MapSession>
   std::shared_ptr<Session> create(MapMode mode, float threshold = 0.6F) {
-    const auto session =
+    auto session =
         MapSession::create<Session>(std::make_shared<platform::ARSession>(), mode, "u7", "m3", "abc", 812,
                                     375, std::make_shared<MapSessionConfiguration>(threshold, 0.5F));
     sessions_.push_back(session);

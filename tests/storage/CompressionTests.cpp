@@ -229,7 +229,7 @@ class CompressionCrossCheck : public testing::Test {
 
 int run(const std::string& command) {
   return std::system(command.c_str());
-}  // NOLINT(concurrency-mt-unsafe)
+}
 
 TEST_F(CompressionCrossCheck, AgreesWithPythonBothWays) {
   if (run("python3 -c 'import zlib' 2>/dev/null") != 0) GTEST_SKIP() << "python3 with zlib is not installed";

@@ -146,7 +146,7 @@ struct FakeAnswer {
   [[nodiscard]] std::string text() const {
     std::string result = fmt::format("HTTP/1.1 {} Status\r\nContent-Type: {}\r\nContent-Length: {}\r\n",
                                      status, contentType, body.size());
-    for (const auto& [name, value] : headers) result += name + ": " + value + "\r\n";
+    for (const auto& [name, value] : headers) result.append(name).append(": ").append(value).append("\r\n");
     return result + "\r\n" + body;
   }
 };

@@ -53,7 +53,7 @@ class ReplayTest : public testing::Test {
     how.frames = frames;
     how.width = 480;
     how.height = 360;
-    const std::filesystem::path folder = directory_.path() / name;
+    std::filesystem::path folder = directory_.path() / name;
     const auto summary = writeSyntheticWalk(*room, how, folder, [](std::size_t, std::size_t) {});
     EXPECT_TRUE(summary) << (summary ? "" : summary.failure().message);
     return folder;

@@ -16,7 +16,6 @@ namespace geoloom {
 namespace {
 
 using platform::MLMultiArray;
-using platform::MLMultiArrayDataType;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using Bytes = std::vector<std::uint8_t>;
@@ -143,10 +142,10 @@ TEST(MultiArrayDescriptionTest, IsTheSameInEveryLocale) {
     EXPECT_EQ(floats.description(), "[ 0.1, inf, nan ]");
     EXPECT_EQ(MultiArray<std::int32_t>(Shape({1}), -1234567).description(), "[ -1234567 ]");
     std::locale::global(std::locale(std::locale::classic(), new Grouping));
-    std::setlocale(LC_ALL, "de_DE.UTF-8");  // NOLINT(concurrency-mt-unsafe): the only thread
+    std::setlocale(LC_ALL, "de_DE.UTF-8");
   }
   std::locale::global(before);
-  std::setlocale(LC_ALL, "C");  // NOLINT(concurrency-mt-unsafe)
+  std::setlocale(LC_ALL, "C");
 }
 
 class MultiArrayBytesTest : public testing::Test {

@@ -18,7 +18,6 @@ namespace {
 using platform::CVPixelBuffer;
 using platform::CVPixelFormatType;
 using platform::vImage_Buffer;
-using platform::vImage_Error;
 using testing::ElementsAre;
 using testing::IsEmpty;
 

@@ -51,8 +51,8 @@ class GEOLOOM_EXPORT AWSDynamoDBObjectMapper {
   /// Writes the row, replacing the one of the same key. `completion` runs once, on the mappers' own
   /// completion queue, one at a time; the error is absent when the row was written.
   template <AWSDynamoDBModeling Row>
-  void save(const Row& row, std::function<void(const std::optional<AWSError>&)> completion) const {
-    putItem(Row::dynamoDBTableName(), toAttributes(row), std::move(completion));
+  void save(const Row& row, const std::function<void(const std::optional<AWSError>&)>& completion) const {
+    putItem(Row::dynamoDBTableName(), toAttributes(row), completion);
   }
 
  private:

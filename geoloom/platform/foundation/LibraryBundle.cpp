@@ -47,7 +47,7 @@ std::optional<std::filesystem::path> LibraryBundle::pathForResource(std::string_
   }
   const auto folder = ownFolder();
   std::error_code error;
-  for (const char* place : {"", "geoloom", "../geoloom", "../" GEOLOOM_INSTALL_LIBDIR "/geoloom",
+  for (const char* place : {"", "geoloom", "../geoloom", ("../" GEOLOOM_INSTALL_LIBDIR "/geoloom"),
                             "../share/geoloom", "../../share/geoloom"}) {
     auto path = (folder / place / file).lexically_normal();
     if (std::filesystem::exists(path, error)) return path;

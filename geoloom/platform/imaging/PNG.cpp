@@ -26,11 +26,11 @@ using Context = std::unique_ptr<spng_ctx, FreeContext>;
 std::uint64_t fileBitsPerPixel(const spng_ihdr& header) {
   switch (header.color_type) {
     case SPNG_COLOR_TYPE_TRUECOLOR:
-      return 3U * header.bit_depth;
+      return std::uint64_t{3} * header.bit_depth;
     case SPNG_COLOR_TYPE_TRUECOLOR_ALPHA:
-      return 4U * header.bit_depth;
+      return std::uint64_t{4} * header.bit_depth;
     case SPNG_COLOR_TYPE_GRAYSCALE_ALPHA:
-      return 2U * header.bit_depth;
+      return std::uint64_t{2} * header.bit_depth;
     default:
       return header.bit_depth;
   }
@@ -112,7 +112,8 @@ Result<PNGImage> decodePNG(std::span<const std::uint8_t> bytes, const std::strin
 Result<PNGImage> readPNG(const std::filesystem::path& path) {
   const auto bytes = readFile(path, maximumFileBytes);
   if (!bytes) return bytes.failure();
-  return decodePNG({reinterpret_cast<const std::uint8_t*>(bytes->data()), bytes->size()}, path.string());
+  const std::string& file = *bytes;
+  return decodePNG({reinterpret_cast<const std::uint8_t*>(file.data()), file.size()}, path.string());
 }
 
 Result<std::vector<std::uint8_t>> encodePNG(const PNGImage& image, int compressionLevel) {

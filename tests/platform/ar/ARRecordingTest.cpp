@@ -113,7 +113,7 @@ class RecordedFolder : public testing::Test {
         fmt::format("{} {} {} {} {} {} {} {}\n", time - 0.005, p[0], p[1], p[2], q[0], q[1], q[2], q[3]);
   }
 
-  std::shared_ptr<ARRecording> open(ARRecordingOptions options = {}) {
+  std::shared_ptr<ARRecording> open(const ARRecordingOptions& options = {}) {
     folder_.write("rgb.txt", rgb_);
     folder_.write("depth.txt", depth_);
     folder_.write("groundtruth.txt", truth_);

@@ -52,9 +52,9 @@ class AWSForeignTables : public testing::Test {
     const std::string modules = GEOLOOM_TEST_NODE_MODULES;
     if (node.empty() || !std::filesystem::exists(modules + "/dynalite"))
       GTEST_SKIP() << "Node.js or the programs of tests/peers are missing; scripts/setup installs both";
-    service_ = std::make_unique<ChildProcess>(std::vector<std::string>{"env", "NODE_PATH=" + modules, node,
-                                                                       GEOLOOM_TEST_PEERS "/tables.js",
-                                                                       accessKey, secretKey, "us-west-2"});
+    service_ = std::make_unique<ChildProcess>(std::vector<std::string>{
+        "env", "NODE_PATH=" + modules, node, std::string(GEOLOOM_TEST_PEERS) + "/tables.js", accessKey,
+        secretKey, "us-west-2"});
     url_ = "http://127.0.0.1:" + service_->readLine();
     useSecret(secretKey);
     createTable();

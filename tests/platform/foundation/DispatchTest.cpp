@@ -172,7 +172,7 @@ TEST(DispatchDeathTest, ProcessThatStillTicksEndsCleanly) {
       {
         for (int i = 0; i < 50; ++i) tick(DispatchQueue::serial("ticking"));
         DispatchQueue::main()->sync([] {});
-        std::exit(3);  // NOLINT(concurrency-mt-unsafe): the very thing that is tested
+        std::exit(3);
       },
       testing::ExitedWithCode(3), "");
 }

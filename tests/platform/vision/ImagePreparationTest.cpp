@@ -148,7 +148,7 @@ TEST(ImagePreparation, FitShowsAllOnBlackAndFillStretches) {
   white.at(39, 10) = {0, 0, 0};
   const auto picture = buffer(white, CVPixelFormatType::BGRA32);
   const NetworkInput input = {40, 40, false, 255, 0};
-  std::vector<float> planes(3 * 1600, -1);
+  std::vector<float> planes(std::size_t{3} * 1600, -1);
   ImagePreparation preparation;
   preparation.prepare(*picture, up, VNImageCropAndScaleOption::scaleFit, input, planes.data());
   EXPECT_EQ(planes[9 * 40 + 5], 0);
@@ -182,7 +182,7 @@ TEST(ImagePreparation, BiPlanarPicturesMatchAnIndependentConversion) {
                              converted->baseAddress(), static_cast<int>(converted->bytesPerRow()),
                              &libyuv::kYuvJPEGConstants, static_cast<int>(width), static_cast<int>(height));
     const NetworkInput input = {31, 31, false, 1, 0};
-    std::vector<float> direct(3 * 31 * 31);
+    std::vector<float> direct(std::size_t{3} * 31 * 31);
     std::vector<float> byWay(direct.size());
     ImagePreparation preparation;
     for (std::uint32_t way = 1; way <= 8; ++way) {

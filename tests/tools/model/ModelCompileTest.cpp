@@ -134,7 +134,7 @@ TEST(ModelCompile, WhatIsNoSuchDetectorIsRefusedInOneLine) {
     std::function<void(TinyDetector&)> change;
     std::vector<std::string> labels = TinyDetector::labels();
   };
-  const auto shape = [](std::size_t tensor, std::vector<std::int32_t> sizes) {
+  const auto shape = [](std::size_t tensor, const std::vector<std::int32_t>& sizes) {
     return [tensor, sizes](TinyDetector& tiny) { tiny.tensors[tensor].fields[0] = sizes; };
   };
   const auto keep = [](TinyDetector&) {};
