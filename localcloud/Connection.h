@@ -31,12 +31,15 @@ class Connection final : public httplib::Stream {
   /// From now on reads and writes fail at that time.
   void setDeadline(Clock::time_point deadline) { deadline_ = deadline; }
 
+  [[nodiscard]] bool isLate() const { return Clock::now() >= deadline_; }
+
   /// From now on reads fail after that many bytes.
   void limitInput(std::size_t bytes) { inputLeft_ = bytes; }
   void unlimitInput() { inputLeft_ = std::numeric_limits<std::size_t>::max(); }
 
   /// Sends what was written. False when the client is gone or too slow.
   bool flush();
+  [[nodiscard]] bool hasUnsent() const { return !output_.empty(); }
 
   [[nodiscard]] bool is_readable() const override { return true; }
   [[nodiscard]] bool is_writable() const override { return true; }

@@ -147,7 +147,11 @@ bool isFramed(const httplib::Request& request) {
 class Protocol : private httplib::Server {
  public:
   Protocol(const HTTPServer::Handler& handler, const HTTPServer::Options& options, Connection& connection)
-      : handler_(handler), bodyLimit_(options.bodyLimit), connection_(connection) {
+      : handler_(handler),
+        bodyLimit_(options.bodyLimit),
+        tooLate_(fmt::format("The request did not come in whole within {} s",
+                             std::chrono::duration<double>(options.requestDeadline).count())),
+        connection_(connection) {
     set_keep_alive_timeout(std::chrono::duration_cast<std::chrono::seconds>(options.idleDeadline).count());
     set_keep_alive_max_count(1'000'000);
     set_pre_routing_handler([this](const httplib::Request& request, httplib::Response& response) {
@@ -155,9 +159,8 @@ class Protocol : private httplib::Server {
     });
     Post("/", [this](const httplib::Request& request, httplib::Response& response,
                      const httplib::ContentReader& content) { answerPost(request, response, content); });
-    set_error_handler([](const httplib::Request&, httplib::Response& response) {
-      if (response.body.empty())
-        fill(response, mappingError(response.status, "The request is not HTTP as it should be"));
+    set_error_handler([this](const httplib::Request&, httplib::Response& response) {
+      if (response.body.empty()) fill(response, refusalOfTheUnread(response.status));
     });
   }
 
@@ -168,6 +171,7 @@ class Protocol : private httplib::Server {
     connection_.limitInput(MAXIMUM_HEAD_BYTES);
     const bool done = process_request(connection_, false, last,
                                       [this](httplib::Request& request) { beginAnswer(request); });
+    if (!done && !connection_.hasUnsent() && connection_.isLate()) sayTooLate();
     return connection_.flush() && done && reusable_ && !last;
   }
 
@@ -184,6 +188,24 @@ class Protocol : private httplib::Server {
     }
     // One route for all, so that no path meets a pattern matcher; the handlers go by the target.
     request.path.assign(1, '/');
+  }
+
+  /// To a request whose head or body did not come in as it should.
+  [[nodiscard]] Answer refusalOfTheUnread(int status) const {
+    Answer answer = connection_.isLate() ? mappingError(408, tooLate_)
+                                         : mappingError(status, "The request is not HTTP as it should be");
+    answer.headers.emplace_back("Connection", "close");
+    return answer;
+  }
+
+  /// The library says nothing to half a request line.
+  void sayTooLate() const {
+    const std::string body = mappingError(408, tooLate_).body;
+    const std::string text = fmt::format(
+        "HTTP/1.1 408 Request Timeout\r\nConnection: close\r\nContent-Type: application/json\r\n"
+        "Content-Length: {}\r\n\r\n{}",
+        body.size(), body);
+    connection_.write(text.data(), text.size());
   }
 
   bool answerWithoutBody(const httplib::Request& request, httplib::Response& response) const {
@@ -221,6 +243,7 @@ class Protocol : private httplib::Server {
 
   const HTTPServer::Handler& handler_;
   std::size_t bodyLimit_;
+  std::string tooLate_;
   Connection& connection_;
   /// Whether the bytes after this request are the next one.
   bool reusable_ = false;

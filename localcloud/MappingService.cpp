@@ -225,7 +225,7 @@ double number(const std::string& text) {
 std::vector<Observation> observations(Store& store, const std::string& sessionID) {
   std::vector<Observation> result;
   for (const std::string& text : store.items(tables::SCENE_UNDERSTANDING, sessionID)) {
-    const auto row = readJSON(text);
+    const auto row = readJSON(text).value;
     if (!row) continue;
     const auto name = attribute(*row, tables::OBJECT_NAME, "S");
     const auto x = attribute(*row, tables::POSITION_X, "N");
@@ -303,8 +303,8 @@ MappingService::MappingService(Store& store, Now now, std::optional<std::string>
 std::optional<Answer> MappingService::answer(std::string_view path, const std::string& body) const {
   const Operation* const operation = operationAt(path);
   if (operation == nullptr) return std::nullopt;
-  const auto value = readJSON(body);
-  if (!value) return mappingError(400, "The body is not JSON");
+  const auto [value, why] = readJSON(body);
+  if (!value) return mappingError(400, why);
   try {
     return Answer{.body = write(operation->answer({store_, now_(), developerKeyHash_}, Fields(*value)))};
   } catch (const Refusal& refusal) {

@@ -120,8 +120,8 @@ Answer MetricService::answer(std::string_view operation, const std::string& body
     if (perform == nullptr) {
       throw Refusal(UNKNOWN, fmt::format("{} is not supported by the local cloud", operation));
     }
-    const auto value = readJSON(body);
-    if (!value) throw Refusal(NOT_JSON, "The body is not JSON");
+    const auto [value, why] = readJSON(body);
+    if (!value) throw Refusal(NOT_JSON, why);
     return {.contentType = CONTENT_TYPE,
             .body = perform(store_, *value),
             .headers = {{"x-amzn-RequestId", randomUUID()}}};

@@ -57,7 +57,8 @@ Answer Service::dispatch(const Request& request) const {
   if (path == "/" || path.empty()) return answerTarget(request);
   if (request.bodyTooLarge) return mappingError(413, TOO_LARGE);
   if (auto answer = mapping_.answer(path, request.body)) return *std::move(answer);
-  return mappingError(404, fmt::format("No operation has the path {}", path));
+  return mappingError(
+      404, fmt::format("No operation has the path {}; one that is there: /prod/maps/create_map", path));
 }
 
 Answer Service::answerTarget(const Request& request) const {
@@ -65,8 +66,10 @@ Answer Service::answerTarget(const Request& request) const {
   const bool metric = isMetricTarget(target);
   if (request.bodyTooLarge) return errorOfTarget(target, 413, TOO_LARGE_TYPE, TOO_LARGE);
   if (!metric && !target.starts_with(TableService::TARGET_PREFIX)) {
-    return TableService::error(400, "com.amazon.coral.service#UnknownOperationException",
-                               "X-Amz-Target names no operation of this service");
+    const std::string_view why =
+        target.empty() ? "The header X-Amz-Target is missing: it names the operation on tables or metrics"
+                       : "X-Amz-Target names no operation of this service";
+    return TableService::error(400, "com.amazon.coral.service#UnknownOperationException", why);
   }
   if (verifier_) {
     if (const auto refusal = verifier_->check(request, metric ? "monitoring" : "dynamodb", now_())) {

@@ -344,8 +344,8 @@ Answer TableService::answer(std::string_view operation, const std::string& body)
     if (found == OPERATIONS.end()) {
       throw TableError::unknownOperation(fmt::format("{} is not supported by the local cloud", operation));
     }
-    const auto value = readJSON(body);
-    if (!value) throw TableError::serialization("The body is not JSON");
+    const auto [value, why] = readJSON(body);
+    if (!value) throw TableError::serialization(why);
     return {.contentType = CONTENT_TYPE,
             .body = found->answer({store_, now_()}, Parameters(*value)),
             .headers = {{"x-amzn-RequestId", randomUUID()}}};

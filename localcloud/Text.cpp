@@ -3,21 +3,25 @@
 #include <array>
 #include <stdexcept>
 
+#include <fmt/format.h>
 #include <openssl/rand.h>
 
 namespace geoloom::localcloud {
 
-std::optional<Value> readJSON(std::string_view text) {
+Reading readJSON(std::string_view text) {
+  if (text.empty()) return {.refusal = "The body is empty; it has to be a JSON object"};
   try {
     // The parser itself does not recurse; the limit spares whatever walks the value afterwards.
-    return Value::parse(text, [](int depth, Value::parse_event_t, const Value&) {
-      if (depth > MAXIMUM_NESTING) throw std::length_error("nested too deeply");
-      return true;
-    });
+    return {.value = Value::parse(text, [](int depth, Value::parse_event_t, const Value&) {
+              if (depth > MAXIMUM_NESTING) throw std::length_error("nested too deeply");
+              return true;
+            })};
+  } catch (const Value::parse_error& error) {
+    return {.refusal = fmt::format("The body is not JSON: byte {} cannot stand where it does", error.byte)};
   } catch (const Value::exception&) {
-    return std::nullopt;
+    return {.refusal = "The body holds a number that is out of range"};
   } catch (const std::length_error&) {
-    return std::nullopt;
+    return {.refusal = fmt::format("The body is nested more than {} deep", MAXIMUM_NESTING)};
   }
 }
 

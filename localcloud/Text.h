@@ -17,8 +17,14 @@ using Body = nlohmann::ordered_json;
 /// Bodies nested deeper than this are refused.
 constexpr int MAXIMUM_NESTING = 64;
 
-/// Any JSON value, or nothing when the text is not JSON, is not UTF-8 or is nested too deeply.
-[[nodiscard]] std::optional<Value> readJSON(std::string_view text);
+/// What a body holds: any JSON value, or nothing and one line that says why.
+struct Reading {
+  std::optional<Value> value = {};
+  std::string refusal = {};
+};
+
+/// The text has to be JSON in UTF-8, nested no deeper than is allowed.
+[[nodiscard]] Reading readJSON(std::string_view text);
 
 /// Compact text; a sequence that is not UTF-8 comes out as U+FFFD.
 [[nodiscard]] std::string write(const Body& body);

@@ -193,11 +193,19 @@ TEST_F(MappingServiceTest, RefusalsNameTheKey) {
 }
 
 TEST_F(MappingServiceTest, RefusesWhatIsNoRequest) {
-  for (const std::string& body : {std::string(), std::string("{"), std::string("[]"), std::string("\"\xff\""),
-                                  std::string("{\"map_id\":1e400}"), std::string(100'000, '[')}) {
+  const std::pair<std::string, std::string> bodies[] = {
+      {"", "The body is empty; it has to be a JSON object"},
+      {"{", "The body is not JSON: byte 2 cannot stand where it does"},
+      {"{} {}", "The body is not JSON: byte 4 cannot stand where it does"},
+      {"\"\xff\"", "The body is not JSON: byte 2 cannot stand where it does"},
+      {"[]", "The body has to be an object"},
+      {"{\"map_id\":1e400}", "The body holds a number that is out of range"},
+      {std::string(100'000, '['), "The body is nested more than 64 deep"},
+  };
+  for (const auto& [body, message] : bodies) {
     const Answer answer = post("/prod/maps/create_map", body);
     EXPECT_EQ(answer.status, 400);
-    EXPECT_TRUE(JSON::parse(answer.body).contains("errorMessage"));
+    EXPECT_EQ(JSON::parse(answer.body).at("errorMessage"), message);
   }
   EXPECT_EQ(post("/prod/maps/destroy_map", "{}").status, 404);
   EXPECT_EQ(post("/dev/maps/create_map", "{}").status, 404);

@@ -1,16 +1,19 @@
-#include <cmath>
 #include <fstream>
 #include <future>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
 #include "geoloom/cloud/CloudAPI.h"
+#include "geoloom/cloud/CloudBodies.h"
 #include "geoloom/platform/aws/DeveloperKey.h"
 #include "geoloom/platform/foundation/Bundle.h"
+#include "geoloom/platform/foundation/Dispatch.h"
+#include "geoloom/platform/network/HTTPClient.h"
 
 #include "tools/commands/Commands.h"
 #include "tools/replay/ServiceOptions.h"
@@ -38,25 +41,70 @@ nlohmann::ordered_json toJSON(const Map& map) {
           {"verticalAccuracy", map.verticalAccuracy}};
 }
 
+std::string listNearbyBody(const Options& options, const CloudAPI& api) {
+  return listNearbyMapsBody({api.deviceVersion, api.deviceModel, api.deviceUUID},
+                            {.appID = platform::Bundle::mainBundleIdentifier(),
+                             .userID = options.of.empty() ? std::nullopt : std::optional(options.of),
+                             .longitude = options.longitude,
+                             .latitude = options.latitude,
+                             .longitudeDelta = options.span,
+                             .latitudeDelta = options.span,
+                             .developerKey = platform::DeveloperKey::hash(options.service.developerKey)});
+}
+
+platform::HTTPResponse post(platform::HTTPRequest request) {
+  std::promise<platform::HTTPResponse> promise;
+  platform::HTTPClient::shared().post(
+      std::move(request), platform::DispatchQueue::global(),
+      [&promise](platform::HTTPResponse response) { promise.set_value(std::move(response)); });
+  return promise.get_future().get();
+}
+
+/// The maps of an answer; throws what an application is not told.
+Maps mapsIn(const platform::HTTPResponse& response, const std::string& address) {
+  const auto fail = [&address](const std::string& why) {
+    throw CommandError(ExitCode::service, fmt::format("{}: {}", address, why));
+  };
+  if (!response.error.empty()) fail("no answer: " + response.error);
+  const auto answer = platform::JSON::parse(response.body);
+  if (!answer) {
+    fail(fmt::format("HTTP {} without a JSON body; is this the mapping service?", response.status));
+  }
+  if (response.status >= 400 || answer->contains("errorMessage")) {
+    const auto message = (*answer)["errorMessage"];
+    fail(fmt::format("refused with HTTP {}: {}", response.status,
+                     message ? message->stringValue() : answer->description().substr(0, 200)));
+  }
+  Maps maps = readMaps(*answer);
+  const auto type = answer->type();
+  const bool isList = type == platform::JSON::Type::array || type == platform::JSON::Type::object;
+  if (maps.empty() && (!isList || answer->size() > 0))
+    fail("the answer is not a list of maps: " + answer->description().substr(0, 200));
+  return maps;
+}
+
+/// To an application the kit reports no answer as no maps. Whoever types a command wants to know which it
+/// was, so the kit's own request is sent here and looked at before the kit's own reader takes the maps out.
 void listNear(Options& options) {
   apply(options.service);
-  const auto found = std::make_shared<std::promise<Maps>>();
   const auto api = std::make_shared<CloudAPI>(options.service.beta);
-  const auto user = options.of.empty() ? std::nullopt : std::optional(options.of);
-  api->listNearbyMaps(platform::Bundle::mainBundleIdentifier(), user, options.longitude, options.latitude,
-                      options.span, options.span, platform::DeveloperKey::hash(options.service.developerKey),
-                      [found](const Maps& maps) { found->set_value(maps); });
-  const Maps maps = found->get_future().get();
+  platform::HTTPRequest request;
+  request.url = api->address + LIST_NEARBY_MAPS_PATH;
+  request.body = listNearbyBody(options, *api);
+  const Maps maps = mapsIn(post(std::move(request)), api->address);
   for (const auto& map : maps) {
     fmt::print("{}  user {}  at {:.6f} {:.6f}, {:.1f} m, +-{:.1f} m\n", map->mapID, map->userID,
                map->latitude, map->longitude, map->altitude, map->horizontalAccuracy);
   }
-  if (maps.empty()) fmt::print(stderr, "no maps there, or no answer from {}\n", api->address);
+  if (maps.empty()) {
+    fmt::print(stderr, "no maps within {} degrees of {} {}{}\n", options.span / 2, options.latitude,
+               options.longitude, options.of.empty() ? "" : " of user " + options.of);
+  }
   if (options.service.json.empty()) return;
   nlohmann::ordered_json list = nlohmann::ordered_json::array();
   for (const auto& map : maps) list.push_back(toJSON(*map));
   std::ofstream file(options.service.json);
-  file << list.dump(1) << '\n';
+  file << list.dump(1) << std::endl;
   if (!file) throw CommandError(ExitCode::badInput, options.service.json + ": cannot be written");
 }
 

@@ -73,8 +73,9 @@ std::string between(std::string_view text, std::string_view open, std::string_vi
 ErrorText readXMLError(std::string_view body) {
   ErrorText result{between(body, "<Code>", "</Code>"), between(body, "<Message>", "</Message>")};
   if (result.type.empty()) {
+    // The first tag of that name may carry a name space; then the closing one is found.
     const std::size_t end = body.find("Exception>");
-    const std::size_t begin = end == std::string_view::npos ? end : body.rfind('<', end);
+    const std::size_t begin = end == std::string_view::npos ? end : body.find_last_of("</", end);
     if (begin != std::string_view::npos) result.type = body.substr(begin + 1, end + 8 - begin);
   }
   return result;

@@ -174,6 +174,8 @@ TEST(AWSDynamoDBError, IsReadFromEveryShape) {
        "<ErrorResponse><Error><Code>Throttling</Code><Message>Rate "
        "exceeded</Message></Error></ErrorResponse>",
        Kind::throttling, "Throttling: Rate exceeded (HTTP 400)"},
+      {400, R"(<ThrottlingException xmlns="http://x/"><Message>slow</Message></ThrottlingException>)",
+       Kind::throttling, "ThrottlingException: slow (HTTP 400)"},
       {429, "", Kind::throttling, "HTTP 429"},
       {500, R"({"__type":"x#InternalServerError"})", Kind::unavailable, "InternalServerError (HTTP 500)"},
       {502, "<html><body>Bad Gateway</body></html>", Kind::unavailable, "HTTP 502"},
