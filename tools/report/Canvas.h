@@ -24,18 +24,22 @@ class Canvas {
   void dot(double x, double y, double radius, Ink ink);
   void ring(double x, double y, double radius, Ink ink);
   void cross(double x, double y, double radius, Ink ink);
-  void line(double x0, double y0, double x1, double y1, Ink ink, int thickness = 1);
+  void line(double x0, double y0, double x1, double y1, Ink ink, double thickness = 1);
 
   /// Capital letters, digits and the common signs, each 6 x 8 pixels times `scale`, from the upper left
-  /// corner on; an edge, dark around light ink and light around dark, keeps them readable on any ground.
+  /// corner on; a plate behind them, dark for light ink and light for dark, keeps them readable on any
+  /// ground.
   void text(double x, double y, std::string_view line, Ink ink, int scale = 2);
   [[nodiscard]] static double textWidth(std::string_view line, int scale = 2);
 
   [[nodiscard]] const platform::PNGImage& picture() const { return picture_; }
 
  private:
-  void set(long x, long y, Ink ink);
-  void glyphs(double x, double y, std::string_view line, Ink ink, int scale);
+  /// Mixes `share` of the ink into a pixel; nothing outside the picture.
+  void blend(long x, long y, Ink ink, double share);
+  template <class Distance>
+  void cover(double left, double top, double right, double bottom, Ink ink, Distance&& distance);
+  void glyphs(long left, long top, std::string_view line, Ink ink, int scale);
 
   platform::PNGImage picture_;
 };

@@ -82,7 +82,7 @@ class UprightFrame {
     const double x = static_cast<double>(k[2].x) + static_cast<double>(k[0].x) * along(right) / depth;
     const double y = static_cast<double>(k[2].y) - static_cast<double>(k[1].y) * along(up) / depth;
     const double width = frame_.camera().imageResolution().height;
-    return std::pair{scale * (width - 1 - y), scale * x};
+    return std::pair{scale * (width - 0.5 - y) - 0.5, scale * (x + 0.5) - 0.5};
   }
 
   void edge(const SCNVector3& from, const SCNVector3& to, Ink ink) {
@@ -94,16 +94,43 @@ class UprightFrame {
  private:
   static constexpr std::size_t scale = 2;
 
+  /// Between which two of `count` pixels the enlarged picture's pixel lies, and how far from the first.
+  struct Between {
+    std::size_t first;
+    std::size_t second;
+    float share;
+  };
+
+  static Between between(std::size_t enlarged, std::size_t count) {
+    const float at = (static_cast<float>(enlarged) + 0.5F) / static_cast<float>(scale) - 0.5F;
+    const float inside = std::clamp(at, 0.0F, static_cast<float>(count - 1));
+    const auto first = static_cast<std::size_t>(inside);
+    return {first, std::min(first + 1, count - 1), inside - static_cast<float>(first)};
+  }
+
   static platform::PNGImage enlarged(const platform::CVPixelBuffer& buffer) {
     const platform::PNGImage sensor = platform::makePNGImage(buffer);
     const std::size_t width = sensor.height;
     platform::PNGImage upright{width * scale, sensor.width * scale, 3, {}};
     auto& out = upright.samples.emplace<0>();
     out.reserve(upright.width * upright.height * 3);
+    const auto at = [&](std::size_t x, std::size_t y) {
+      return &(*sensor.samples8())[((width - 1 - x) * sensor.width + y) * 3];
+    };
     for (std::size_t v = 0; v < upright.height; ++v) {
+      const Between y = between(v, sensor.width);
       for (std::size_t u = 0; u < upright.width; ++u) {
-        const auto* p = &(*sensor.samples8())[((width - 1 - u / scale) * sensor.width + v / scale) * 3];
-        out.insert(out.end(), p, p + 3);
+        const Between x = between(u, width);
+        const std::array corners{at(x.first, y.first), at(x.second, y.first), at(x.first, y.second),
+                                 at(x.second, y.second)};
+        for (std::size_t c = 0; c < 3; ++c) {
+          const auto along = [&](const std::uint8_t* left, const std::uint8_t* right) {
+            return static_cast<float>(left[c]) * (1 - x.share) + static_cast<float>(right[c]) * x.share;
+          };
+          const float value =
+              along(corners[0], corners[1]) * (1 - y.share) + along(corners[2], corners[3]) * y.share;
+          out.push_back(static_cast<std::uint8_t>(value + 0.5F));
+        }
       }
     }
     return upright;
@@ -135,16 +162,17 @@ class Labels {
   explicit Labels(UprightFrame& picture) : picture_(picture) {}
 
   void add(const SCNVector3& at, const std::string& text, Ink ink) {
-    constexpr double lineHeight = 18;
+    constexpr double lineHeight = 24;
     const auto p = picture_.project(at);
     if (!p) return;
     const double x = p->first - Canvas::textWidth(text) / 2;
-    double y = p->second - 20;
+    double y = p->second - 22;
     const auto isTaken = [&](const std::pair<double, double>& other) {
       return std::abs(other.first - p->first) < Canvas::textWidth(text) &&
              std::abs(other.second - y) < lineHeight;
     };
-    while (std::any_of(taken_.begin(), taken_.end(), isTaken)) y -= lineHeight;
+    const auto below = [&] { return std::find_if(taken_.begin(), taken_.end(), isTaken); };
+    for (auto other = below(); other != taken_.end(); other = below()) y = other->second - lineHeight;
     taken_.emplace_back(p->first, y);
     picture_.canvas().text(x, y, text, ink);
   }

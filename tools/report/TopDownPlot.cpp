@@ -118,8 +118,8 @@ void drawLayer(Canvas& canvas, const Scale& scale, const Layer& layer, Ink ink, 
   }
   if (!layer.way.empty()) canvas.ring(scale.x(layer.way[0].first), scale.y(layer.way[0].second), 7, ink);
   for (const Mark& mark : layer.objects) {
-    canvas.dot(scale.x(mark.x), scale.y(mark.z), 5, ink);
     if (labels) canvas.text(scale.x(mark.x) + 9, scale.y(mark.z) - 7, mark.label, textInk);
+    canvas.dot(scale.x(mark.x), scale.y(mark.z), 5, ink);
   }
   for (const Mark& mark : layer.assets) canvas.cross(scale.x(mark.x), scale.y(mark.z), 7, ink);
 }
@@ -185,8 +185,8 @@ platform::PNGImage topDownPlot(const Trace& mapping, const Trace& localization,
   drawLayer(canvas, scale, layers[0], mappingInk, true);
   drawLayer(canvas, scale, layers[1], localizationInk, false);
   for (const Mark& mark : really.assets) {
-    canvas.ring(scale.x(mark.x), scale.y(mark.z), 11, truthInk);
     canvas.text(scale.x(mark.x) + 14, scale.y(mark.z) + 4, mark.label, textInk);
+    canvas.ring(scale.x(mark.x), scale.y(mark.z), 11, truthInk);
   }
   canvas.text(12, 12, "mapping: way from o, objects", mappingInk);
   canvas.text(12, 34, toMap ? "localization: way from o, objects, x assets" : "localization: no transform",
