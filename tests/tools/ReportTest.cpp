@@ -10,6 +10,7 @@
 #include "tools/replay/Placements.h"
 #include "tools/replay/ServiceOptions.h"
 #include "tools/replay/Trace.h"
+#include "tools/report/Canvas.h"
 #include "tools/report/Errors.h"
 #include "tools/report/TopDownPlot.h"
 
@@ -136,6 +137,29 @@ TEST(Errors, CompareTheLastListWithTheTruth) {
                                            HasSubstr("5.000 m"), HasSubstr("not found")));
   trace.relocalized.clear();
   EXPECT_TRUE(std::isinf(medianOf(errorsOf(trace, truth))));
+}
+
+TEST(Canvas, CoversPixelsAsFarAsADrawingReaches) {
+  Canvas canvas(9, 9, {255, 255, 255});
+  canvas.line(-4, 5, 4, 5, {0, 0, 0}, 2);
+  const auto at = [&](std::size_t x, std::size_t y) {
+    return static_cast<int>(std::get<0>(canvas.picture().samples)[(y * 9 + x) * 3]);
+  };
+  EXPECT_EQ(at(0, 5), 0) << "cut off at the picture's edge, not left out";
+  EXPECT_EQ(at(2, 4), 128) << "half of it";
+  EXPECT_EQ(at(2, 6), 128);
+  EXPECT_EQ(at(2, 3), 255);
+  EXPECT_EQ(at(5, 5), 128) << "the round end";
+  EXPECT_EQ(at(7, 5), 255);
+
+  const auto before = canvas.picture().samples;
+  const double nowhere = std::nan("");
+  canvas.line(nowhere, 0, 5, 5, {});
+  canvas.dot(5, nowhere, 2, {});
+  canvas.ring(nowhere, 5, 2, {});
+  canvas.line(1e300, 1e300, -1e300, 1e300, {});
+  canvas.text(1e6, -1e6, "far off", {});
+  EXPECT_EQ(canvas.picture().samples, before);
 }
 
 TEST(TopDownPlot, FindsTheMotionBetweenTwoLists) {

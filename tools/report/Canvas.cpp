@@ -34,7 +34,7 @@ void Canvas::blend(long x, long y, Ink ink, double share) {
 template <class Distance>
 void Canvas::cover(double left, double top, double right, double bottom, Ink ink, Distance&& distance) {
   const auto inside = [](double at, std::size_t count) {
-    return static_cast<long>(std::clamp(at, 0.0, static_cast<double>(count)));
+    return at > 0 ? static_cast<long>(std::min(at, static_cast<double>(count))) : 0;  // also for no number
   };
   const long endX = inside(std::ceil(right) + 2, picture_.width);
   const long endY = inside(std::ceil(bottom) + 2, picture_.height);

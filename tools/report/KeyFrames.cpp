@@ -129,7 +129,7 @@ class UprightFrame {
           };
           const float value =
               along(corners[0], corners[1]) * (1 - y.share) + along(corners[2], corners[3]) * y.share;
-          out.push_back(static_cast<std::uint8_t>(value + 0.5F));
+          out.push_back(static_cast<std::uint8_t>(std::lround(value)));
         }
       }
     }
