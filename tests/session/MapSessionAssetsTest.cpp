@@ -113,7 +113,10 @@ TEST_F(MapSessionAssets, NearbyMapsNeedOnlyAStartedSession) {
   ASSERT_TRUE(statuses.waitForCount(1));
   Recorder<std::vector<std::shared_ptr<Map>>> maps;
   const auto list = [&](const std::optional<std::string>& user) {
-    return session->listNearbyMaps(user, 11, 48, 0.5, 0.25, [&](const auto& found) { maps.add(found); });
+    return session->listNearbyMaps(user, 11, 48, 0.5, 0.25, [&](const auto& found) {
+      EXPECT_TRUE(platform::DispatchQueue::main()->isCurrent());
+      maps.add(found);
+    });
   };
   EXPECT_TRUE(list(std::nullopt));
   ASSERT_TRUE(maps.waitForCount(1));

@@ -72,13 +72,21 @@ class SessionTest : public ::testing::Test {
   }
 
   void registerCallbacks(MapSession& session) {
-    session.registerCallbacks([this](const auto& found) { assets.add(found); },
-                              [this](MapStatus status) {
-                                EXPECT_TRUE(platform::DispatchQueue::main()->isCurrent());
-                                journal.add("status " + std::to_string(rawValue(status)));
-                                statuses.add(status);
-                              },
-                              [this](const auto& found) { detections.add(found); });
+    const auto& state = MapSessionInternals::state(session);
+    session.registerCallbacks(
+        [this, &state](const auto& found) {
+          EXPECT_TRUE(state.reloadAssetQueue->isCurrent());
+          assets.add(found);
+        },
+        [this](MapStatus status) {
+          EXPECT_TRUE(platform::DispatchQueue::main()->isCurrent());
+          journal.add("status " + std::to_string(rawValue(status)));
+          statuses.add(status);
+        },
+        [this, &state](const auto& found) {
+          EXPECT_TRUE(state.objectDetector.load()->updateQueue->isCurrent());
+          detections.add(found);
+        });
   }
 
   /// A session with callbacks. As in an application, both are made in one task of the main queue: no answer
