@@ -44,6 +44,12 @@ class ChildProcess {
     ::waitpid(process_, nullptr, 0);
   }
 
+  /// False when the program has ended.
+  [[nodiscard]] bool writeLine(std::string line) const {
+    line.push_back('\n');
+    return ::write(input_, line.data(), line.size()) == static_cast<ssize_t>(line.size());
+  }
+
   /// The next line of output; empty when the program has ended.
   [[nodiscard]] std::string readLine() const {
     std::string line;
