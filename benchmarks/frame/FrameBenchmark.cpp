@@ -1,0 +1,254 @@
+// What a camera frame costs: the thread that calls update(frame:), which shows pictures sixty times a second,
+// and the detector's queue, where the kit's own work stands beside the engine that runs the network.
+
+#include <array>
+#include <chrono>
+#include <cmath>
+#include <deque>
+#include <filesystem>
+#include <memory>
+#include <mutex>
+#include <random>
+#include <semaphore>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <asio/post.hpp>
+#include <asio/strand.hpp>
+#include <asio/thread_pool.hpp>
+#include <benchmark/benchmark.h>
+#include <opencv2/core.hpp>
+#include <opencv2/dnn.hpp>
+
+#include "geoloom/SceneUnderstanding/SSDAnchors.h"
+#include "geoloom/SceneUnderstanding/SSDObjectDetector.h"
+#include "geoloom/platform/ar/ARFrame.h"
+#include "geoloom/platform/ar/ARSession.h"
+#include "geoloom/platform/foundation/FileManager.h"
+#include "geoloom/platform/foundation/LibraryBundle.h"
+#include "geoloom/platform/foundation/Log.h"
+#include "geoloom/platform/imaging/CVPixelBuffer.h"
+#include "geoloom/platform/vision/ImagePreparation.h"
+#include "geoloom/platform/vision/VNRequest.h"
+#include "geoloom/session/MapSession.h"
+#include "geoloom/session/MapSessionConfiguration.h"
+#include "geoloom/session/MapSessionState.h"
+#include "geoloom/session/ServiceEndpoints.h"
+
+namespace geoloom {
+namespace {
+
+using platform::ARFrame;
+
+/// A picture as a camera delivers it, and 5,000 feature points in view; the camera has gone `metres` to the
+/// right.
+std::shared_ptr<const ARFrame> frameAt(float metres) {
+  static const auto picture = [] {
+    auto buffer = platform::CVPixelBuffer::create(1920, 1440, platform::CVPixelFormatType::BGRA32);
+    for (std::size_t i = 0; i < buffer->bytesPerRow() * buffer->height(); ++i) {
+      buffer->baseAddress()[i] = static_cast<std::uint8_t>(i * 2654435761U >> 13);
+    }
+    return buffer;
+  }();
+  static const auto points = [] {
+    std::mt19937 random(1);
+    std::uniform_real_distribution<float> lateral(-0.5F, 0.5F);
+    std::uniform_real_distribution<float> depth(0.5F, 4);
+    std::vector<platform::simd_float3> all;
+    for (int i = 0; i < 5000; ++i) {
+      const float z = depth(random);
+      all.push_back({lateral(random) * z, lateral(random) * z, -z});
+    }
+    return all;
+  }();
+  platform::simd_float4x4 pose;
+  pose.columns[3] = {metres, 0, 0, 1};
+  platform::simd_float3x3 intrinsics;
+  intrinsics.columns = {{{1600, 0, 0}, {0, 1600, 0}, {959.5F, 719.5F, 1}}};
+  return std::make_shared<const ARFrame>(
+      picture, std::make_shared<platform::ARCamera>(pose, intrinsics, platform::CGSize{1920, 1440}), points,
+      0);
+}
+
+// --- the caller's thread
+
+/// One session of this process, without services and with a detector that sees nothing, so that only the way
+/// to it is measured.
+MapSession& session() {
+  static const auto instance = [] {
+    platform::Console::setSink([](std::string_view) {});
+    platform::SystemLog::setSink([](std::string_view) {});
+    const auto folder = std::filesystem::temp_directory_path() / "geoloom-benchmark";
+    platform::FileManager::setDocumentsDirectory(folder);
+    platform::FileManager::setStateDirectory(folder);
+    platform::LibraryBundle::setPathForResource("feature_model", "mlmodelc", GEOLOOM_MODEL);
+    ServiceEndpoints::setCurrent({});
+    auto made = MapSession::create(std::make_shared<platform::ARSession>(), MapMode::mapping, "u", "m", "k",
+                                   812, 375, std::make_shared<MapSessionConfiguration>(0.6F, 0.5F));
+    MapSessionInternals::state(*made).objectDetector.store(std::make_shared<SSDObjectDetector>(
+        812, 375, [](const auto&) {},
+        [](const ARFrame&, const auto&) { return platform::Failure{"nothing to see"}; }));
+    return made;
+  }();
+  return *instance;
+}
+
+std::vector<std::shared_ptr<const ARFrame>> frames(float step) {
+  std::vector<std::shared_ptr<const ARFrame>> all;
+  for (int i = 0; i < 64; ++i) all.push_back(frameAt(static_cast<float>(i) * step));
+  return all;
+}
+
+/// `offer` is timed; `settle` waits for what it began.
+template <class Offer, class Settle>
+void offerFrames(benchmark::State& state, float step, const Offer& offer, const Settle& settle) {
+  const auto offered = frames(step);
+  std::size_t next = 0;
+  for (auto _ : state) {
+    const auto& frame = offered[next++ % offered.size()];
+    const auto began = std::chrono::steady_clock::now();
+    offer(frame);
+    state.SetIterationTime(std::chrono::duration<double>(std::chrono::steady_clock::now() - began).count());
+    settle();
+  }
+}
+
+void updateHandedOver(benchmark::State& state) {
+  const auto detector = MapSessionInternals::state(session()).objectDetector.load();
+  offerFrames(
+      state, 0.1F, [](const auto& frame) { session().update(frame); },
+      [&] { detector->updateQueue->sync([] {}); });
+}
+
+void updateDroppedStill(benchmark::State& state) {
+  offerFrames(
+      state, 0, [](const auto& frame) { session().update(frame); }, [] {});
+}
+
+void updateDroppedBusy(benchmark::State& state) {
+  const auto detector = MapSessionInternals::state(session()).objectDetector.load();
+  detector->updateQueue->sync([] {});
+  if (!detector->lock.tryLock()) return state.SkipWithError("a frame is in work");
+  offerFrames(
+      state, 0.1F, [](const auto& frame) { session().update(frame); }, [] {});
+  detector->lock.unlock();
+}
+
+void asioStrandAlone(benchmark::State& state) {
+  asio::thread_pool pool(1);
+  auto strand = asio::make_strand(pool);
+  std::binary_semaphore done{0};
+  offerFrames(
+      state, 0.1F,
+      [&](const auto& frame) {
+        asio::post(strand, [frame, &done] {
+          benchmark::DoNotOptimize(frame.get());
+          done.release();
+        });
+      },
+      [&] { done.acquire(); });
+}
+
+/// The gate's rule for one of its two histories, as one writes it down.
+void gateOnADeque(benchmark::State& state) {
+  std::mutex mutex;
+  std::deque<platform::simd_float3> places;
+  offerFrames(
+      state, 0,
+      [&](const auto& frame) {
+        const std::lock_guard lock(mutex);
+        const auto& column = frame->camera().transform().columns[3];
+        places.push_back({column.x, column.y, column.z});
+        if (places.size() > 4) places.pop_front();
+        float x = 0;
+        float y = 0;
+        float z = 0;
+        for (std::size_t i = 1; i < places.size(); ++i) {
+          x += places[i].x - places[i - 1].x;
+          y += places[i].y - places[i - 1].y;
+          z += places[i].z - places[i - 1].z;
+        }
+        benchmark::DoNotOptimize(std::sqrt(x * x + y * y + z * z) / 4 > 0.001F);
+      },
+      [] {});
+}
+
+BENCHMARK(updateHandedOver)->UseManualTime();
+BENCHMARK(asioStrandAlone)->UseManualTime();
+BENCHMARK(updateDroppedStill)->UseManualTime();
+BENCHMARK(updateDroppedBusy)->UseManualTime();
+BENCHMARK(gateOnADeque)->UseManualTime();
+
+// --- the detector's queue
+
+/// The network's outputs for a picture with a few dozen candidates.
+SSDObjectDetector::Observations outputs() {
+  const auto observation = [](const std::vector<float>& values, std::vector<std::ptrdiff_t> shape) {
+    auto array = platform::MLMultiArray::create(std::move(shape), platform::MLMultiArrayDataType::float32);
+    std::copy(values.begin(), values.end(), static_cast<float*>(array->dataPointer()));
+    return std::make_shared<platform::VNCoreMLFeatureValueObservation>(
+        "", platform::MLFeatureValue{nullptr, array});
+  };
+  std::mt19937 random(42);
+  std::uniform_int_distribution<int> lot(0, 9999);
+  std::uniform_real_distribution<float> low(-9, -5);
+  std::uniform_real_distribution<float> high(0.1F, 5);
+  std::vector<float> scores(91 * SSDAnchors::count);
+  for (float& score : scores) score = lot(random) < 2 ? high(random) : low(random);
+  return {observation(scores, {91, 1917}), observation(std::vector<float>(4 * SSDAnchors::count), {4, 1917})};
+}
+
+/// A whole frame but for the network itself: the picture is prepared, its outputs are given.
+void kitsOwnWork(benchmark::State& state) {
+  const platform::NetworkInput input{300, 300, false, 127.5F, -1};
+  std::vector<float> planes(3 * input.width * input.height);
+  platform::ImagePreparation preparation;
+  std::size_t found = 0;
+  SSDObjectDetector detector(
+      812, 375, [&](const auto& objects) { found = objects.size(); },
+      [&, seen = outputs()](const ARFrame& frame,
+                            const auto& completion) -> std::optional<platform::Failure> {
+        preparation.prepare(*frame.capturedImage(), platform::CGImagePropertyOrientation::right,
+                            platform::VNImageCropAndScaleOption::centerCrop, input, planes.data());
+        completion(seen);
+        return std::nullopt;
+      });
+  for (auto _ : state) detector.predict(frameAt(0));
+  if (found == 0) return state.SkipWithError("no object was located");
+  state.counters["objects"] = static_cast<double>(found);
+}
+
+/// A whole frame with the real network.
+void analysedFrame(benchmark::State& state) {
+  platform::LibraryBundle::setPathForResource("feature_model", "mlmodelc", GEOLOOM_MODEL);
+  SSDObjectDetector detector(812, 375, [](const auto&) {});
+  for (auto _ : state) detector.predict(frameAt(0));
+}
+
+/// The network alone, on one thread, on an input that is ready.
+void engineAlone(benchmark::State& state) {
+  const auto model = platform::MLModel::create(GEOLOOM_MODEL);
+  if (!model) return state.SkipWithError(model.failure().message.c_str());
+  cv::dnn::Net net =
+      cv::dnn::readNetFromONNX(std::string(GEOLOOM_MODEL) + "/" + (*model)->manifest().network);
+  const std::array shape = {1, 3, 300, 300};
+  cv::Mat input(4, shape.data(), CV_32F);
+  cv::randu(input, -1, 1);
+  std::vector<cv::Mat> results;
+  const std::vector<std::string> names = {"concat_1__0", "concat__0"};
+  for (auto _ : state) {
+    cv::parallel_for_(cv::Range(0, 1), [&](const cv::Range&) {
+      net.setInput(input);
+      net.forward(results, names);
+    });
+    benchmark::DoNotOptimize(results[0].data);
+  }
+}
+
+BENCHMARK(kitsOwnWork)->Unit(benchmark::kMicrosecond);
+BENCHMARK(analysedFrame)->Unit(benchmark::kMicrosecond);
+BENCHMARK(engineAlone)->Unit(benchmark::kMicrosecond);
+
+}  // namespace
+}  // namespace geoloom
