@@ -343,7 +343,8 @@ class Hall {
 
   BoundingBox3D sightingOf(int object) {
     const float x = 0.53F * static_cast<float>(object % side_) + jitter_(random_);
-    const float z = 0.53F * static_cast<float>(object / side_) + jitter_(random_);
+    const int row = object / side_;
+    const float z = 0.53F * static_cast<float>(row) + jitter_(random_);
     return {x, x + 0.5F, jitter_(random_), 0.5F, z, z + 0.5F};
   }
 

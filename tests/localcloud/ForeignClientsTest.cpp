@@ -45,9 +45,10 @@ class ForeignClientsTest : public ::testing::Test {
   }
 
   void start(const std::string& address, const DeveloperKey::Pair& pair = DeveloperKey::pair(DEVELOPER_KEY)) {
+    const std::string program = std::string(GEOLOOM_TEST_PEERS) + "/clients.js";
     clients_ = std::make_unique<ChildProcess>(std::vector<std::string>{
-        "env", std::string("NODE_PATH=") + GEOLOOM_TEST_NODE_MODULES, GEOLOOM_TEST_NODE,
-        GEOLOOM_TEST_PEERS "/clients.js", address, pair.accessKey, pair.secretKey, "us-west-2"});
+        "env", std::string("NODE_PATH=") + GEOLOOM_TEST_NODE_MODULES, GEOLOOM_TEST_NODE, program, address,
+        pair.accessKey, pair.secretKey, "us-west-2"});
   }
 
   [[nodiscard]] JSON ask(const JSON& request) const {

@@ -198,11 +198,10 @@ TEST_F(MapSessionAssets, AWaitingTransformIsForgottenByAReset) {
 TEST_F(MapSessionAssets, AResetDuringAScanForgetsWhatItFinds) {
   Gate scanning;
   Gate resetDone;
-  answer("Scan", FakeAnswer::acting([&](const FakeConnection& connection) {
-           scanning.open();
-           EXPECT_TRUE(resetDone.wait());
-           EXPECT_TRUE(connection.send(FakeAnswer::json(page({{"1", "1", "1,2,3,0"}})).text()));
-         }));
+  answer("Scan", FakeAnswer::json(page({{"1", "1", "1,2,3,0"}})).after([&] {
+    scanning.open();
+    EXPECT_TRUE(resetDone.wait());
+  }));
   const auto session = openInitialized(MapMode::localization);
   clock->advance(std::chrono::seconds(1));
   ASSERT_TRUE(scanning.wait());
@@ -283,11 +282,10 @@ TEST_F(MapSessionAssets, LocalizationIsAskedForEveryEighthTick) {
 TEST_F(MapSessionAssets, LocalizationWaitsForTheNextEighthTickWhenTheSessionIsNotKnown) {
   const std::string path = "/dev/scene-understanding/localize";
   Gate answered;
-  answer(
-      "/prod/maps/create_localization_session", FakeAnswer::acting([&](const FakeConnection& connection) {
-        EXPECT_TRUE(answered.wait());
-        EXPECT_TRUE(connection.send(FakeAnswer::json(R"({"session_uuid": "L1", "map_uuid": "M1"})").text()));
-      }));
+  answer("/prod/maps/create_localization_session",
+         FakeAnswer::json(R"({"session_uuid": "L1", "map_uuid": "M1"})").after([&] {
+           EXPECT_TRUE(answered.wait());
+         }));
   const auto session = open(MapMode::localization);
   tick(*session);
   answered.open();

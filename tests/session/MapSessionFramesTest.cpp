@@ -83,10 +83,8 @@ TEST_F(MapSessionDetections, AMappingSessionWritesUnderItsMap) {
 
 TEST_F(MapSessionDetections, BeforeTheIdentifierIsKnownTheyAreOnlyCountedAndReported) {
   Gate answered;
-  answer("/prod/maps/create_map", FakeAnswer::acting([&](const FakeConnection& connection) {
-           EXPECT_TRUE(answered.wait());
-           EXPECT_TRUE(connection.send(FakeAnswer::json(R"({"uuid": "M1"})").text()));
-         }));
+  answer("/prod/maps/create_map",
+         FakeAnswer::json(R"({"uuid": "M1"})").after([&] { EXPECT_TRUE(answered.wait()); }));
   const auto session = open(MapMode::mapping);
   detect(*session, {object("chair", 0.9F)});
   EXPECT_EQ(detections.entries().size(), 1U);

@@ -134,11 +134,10 @@ TEST_F(MapSessionLifecycle, AResetThatComesBeforeTheOpeningStaysInForce) {
 TEST_F(MapSessionLifecycle, AnAnswerThatWasOnItsWayReportsButStaysWithTheOldManager) {
   Gate asked;
   Gate resetDone;
-  answer("/prod/maps/create_map", FakeAnswer::acting([&](const FakeConnection& connection) {
-           asked.open();
-           EXPECT_TRUE(resetDone.wait());
-           EXPECT_TRUE(connection.send(FakeAnswer::json(R"({"uuid": "M1"})").text()));
-         }));
+  answer("/prod/maps/create_map", FakeAnswer::json(R"({"uuid": "M1"})").after([&] {
+    asked.open();
+    EXPECT_TRUE(resetDone.wait());
+  }));
   const auto session = open(MapMode::mapping);
   ASSERT_TRUE(asked.wait());
   session->reset(std::make_shared<platform::ARSession>());

@@ -114,11 +114,14 @@ class SessionTest : public ::testing::Test {
     return session;
   }
 
-  /// Lets so many ticks of the session's loop begin and end.
+  /// Lets so many ticks of the session's loop begin and end. A tick whose scan failed would wait for a retry
+  /// at a time that never comes.
   void tick(MapSession& session, int count = 1) {
     for (; count > 0; --count) {
       clock->advance(std::chrono::seconds(1));
-      MapSessionInternals::state(session).reloadAssetQueue->sync([] {});
+      const auto ended = std::make_shared<Gate>();
+      MapSessionInternals::state(session).reloadAssetQueue->async([ended] { ended->open(); });
+      ASSERT_TRUE(ended->wait()) << "the tick hangs after\n" << ::testing::PrintToString(journal.entries());
     }
   }
 

@@ -112,13 +112,22 @@ struct FakeAnswer {
   std::string body;
   std::string contentType = "application/json";
   std::vector<std::pair<std::string, std::string>> headers;
-  /// Where set, it alone decides what is sent; the connection is closed after it.
+  /// Where set, it ends before the answer is sent.
+  std::function<void()> before;
+  /// Where set, it alone decides what is sent; the connection is closed after it, which can meet the client's
+  /// next request.
   std::function<void(const FakeConnection&)> act;
 
   static FakeAnswer json(std::string text, int status = 200) {
     FakeAnswer answer;
     answer.status = status;
     answer.body = std::move(text);
+    return answer;
+  }
+  /// The same answer, sent when `action` has ended.
+  [[nodiscard]] FakeAnswer after(std::function<void()> action) const {
+    FakeAnswer answer = *this;
+    answer.before = std::move(action);
     return answer;
   }
   /// These very bytes, then the end of the connection.
@@ -242,6 +251,7 @@ class FakeService {
         changed_.notify_all();
       }
       const FakeAnswer answer = handler_(*request);
+      if (answer.before) answer.before();
       if (answer.act) {
         answer.act(connection);
         return;
