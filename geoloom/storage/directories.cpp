@@ -1,14 +1,23 @@
 #include "geoloom/storage/directories.h"
 
-#include <filesystem>
 #include <string>
-#include <system_error>
 
 #include "geoloom/platform/foundation/FileManager.h"
 #include "geoloom/platform/foundation/Log.h"
+#include "geoloom/platform/foundation/Mutex.h"
+#include "geoloom/platform/foundation/PrivateDirectory.h"
 
 namespace geoloom {
 namespace {
+
+using Operation = bool (*)(const std::filesystem::path& root, std::string_view name);
+
+/// One at a time: sessions that start together empty the same directory.
+bool inTurn(Operation operation, const std::filesystem::path& documents, std::string_view name) {
+  static platform::Mutex turn;
+  const platform::MutexLock lock(turn);
+  return operation(documents, name);
+}
 
 void logOutcome(bool success, const char* done, const char* failed, std::string_view name) {
   platform::SystemLog::log(std::string(success ? done : failed).append(name));
@@ -19,17 +28,15 @@ void logOutcome(bool success, const char* done, const char* failed, std::string_
 void createDirectory(std::string_view name) {
   const auto documents = platform::FileManager::documentsDirectory();
   if (!documents) return;
-  std::error_code error;
-  std::filesystem::create_directories(*documents / name, error);
-  logOutcome(!error, "created directory ", "failed to create directory ", name);
+  logOutcome(inTurn(platform::createPrivateDirectory, *documents, name), "created directory ",
+             "failed to create directory ", name);
 }
 
 void removeDirectory(std::string_view name) {
   const auto documents = platform::FileManager::documentsDirectory();
   if (!documents) return;
-  std::error_code error;
-  const auto removed = std::filesystem::remove_all(*documents / name, error);
-  logOutcome(!error && removed > 0, "remove directory ", "failed to remove directory ", name);
+  logOutcome(inTurn(platform::removeBelow, *documents, name), "remove directory ",
+             "failed to remove directory ", name);
 }
 
 }  // namespace geoloom

@@ -9,6 +9,7 @@
 #include "geoloom/platform/location/CLLocationManager.h"
 
 #include "tests/session/SessionTest.h"
+#include "tests/support/MemoryVolume.h"
 
 namespace geoloom::testing {
 namespace {
@@ -154,6 +155,16 @@ TEST_F(MapSessionLifecycle, KeepsOneDataDirectory) {
   const auto root = directory.path() / "documents" / "yelt";
   ASSERT_EQ(std::distance(std::filesystem::directory_iterator(root), {}), 1);
   EXPECT_TRUE(std::filesystem::is_directory(directory.path() / "documents" / ("yelt/" + today())));
+}
+
+TEST_F(MapSessionLifecycle, GoesOnWithoutItsDirectoryOnAFullDisk) {
+  std::filesystem::create_directories(directory.path() / "documents");
+  const auto why = test::mountInMemory(directory.path() / "documents", 0, "nr_inodes=1");
+  if (!why.empty()) GTEST_SKIP() << why;
+  openInitialized(MapMode::mapping);
+  const Lines inOrder{"! failed to remove directory yelt", "! failed to create directory yelt/" + today(),
+                      "/prod/maps/create_map", "status 0"};
+  EXPECT_EQ(only(journal.entries(), inOrder), inOrder);
 }
 
 TEST_F(MapSessionLifecycle, RefusesToBeMadeOfNothing) {

@@ -4,7 +4,6 @@
 #include <array>
 #include <cstdint>
 #include <filesystem>
-#include <fstream>
 #include <iterator>
 #include <string_view>
 #include <system_error>
@@ -17,30 +16,16 @@
 #include <unistd.h>
 
 #include "geoloom/platform/device/OSRelease.h"
+#include "geoloom/platform/foundation/Descriptor.h"
 #include "geoloom/platform/foundation/FileManager.h"
+#include "geoloom/platform/foundation/PrivateDirectory.h"
+#include "geoloom/platform/foundation/ReadFile.h"
 
 namespace geoloom::platform {
 
 namespace {
 
 constexpr std::size_t uuidLength = 36;
-
-/// A file descriptor, closed at the end of its scope.
-class Descriptor {
- public:
-  explicit Descriptor(int value) : value_(value) {}
-  ~Descriptor() {
-    if (value_ >= 0) ::close(value_);
-  }
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-
-  explicit operator bool() const { return value_ >= 0; }
-  [[nodiscard]] int get() const { return value_; }
-
- private:
-  int value_;
-};
 
 bool isUUID(std::string_view text) {
   if (text.size() != uuidLength) return false;
@@ -81,14 +66,6 @@ bool writeUUID(const Descriptor& file, const std::string& uuid) {
          ::fsync(file.get()) == 0;
 }
 
-/// Creates the directory and what is missing above it, for the user alone.
-void createDirectories(const std::filesystem::path& directory) {
-  std::error_code error;
-  if (directory.empty() || std::filesystem::exists(directory, error)) return;
-  createDirectories(directory.parent_path());
-  ::mkdir(directory.c_str(), S_IRWXU);
-}
-
 /// The UUID kept in `path`; a new one is written where there is none yet or the file does not hold one.
 std::optional<std::string> keptUUID(const std::filesystem::path& path) {
   const Descriptor file(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, S_IRUSR | S_IWUSR));
@@ -101,11 +78,6 @@ std::optional<std::string> keptUUID(const std::filesystem::path& path) {
   if (std::optional<std::string> kept = readUUID(file)) return kept;
   std::optional<std::string> made = randomUUID();
   return made && writeUUID(file, *made) ? made : std::nullopt;
-}
-
-std::string contentOf(const char* path) {
-  std::ifstream file(path);
-  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 
 }  // namespace
@@ -133,7 +105,7 @@ std::string UIDevice::modelIdentifier() const {
 std::optional<std::string> UIDevice::identifierForVendor() const {
   const std::optional<std::filesystem::path> directory = FileManager::stateDirectory();
   if (!directory) return std::nullopt;
-  createDirectories(*directory);
+  createPrivateDirectories(*directory);
   return keptUUID(*directory / "vendor-identifier");
 }
 

@@ -1,6 +1,7 @@
 #include "geoloom/platform/foundation/ReadFile.h"
 
 #include <fstream>
+#include <iterator>
 
 namespace geoloom::platform {
 
@@ -18,6 +19,11 @@ Result<std::string> readFile(const std::filesystem::path& path, std::uint64_t ma
   file.seekg(0);
   if (!file.read(bytes.data(), end)) return Failure{path.string() + ": cannot be read"};
   return bytes;
+}
+
+std::string contentOf(const std::filesystem::path& path) {
+  std::ifstream file(path);
+  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 
 }  // namespace geoloom::platform
