@@ -1,9 +1,15 @@
 #include <cstdio>
 
+#include <fmt/format.h>
+
+#include "geoloom/platform/foundation/Log.h"
+
 #include "tools/commands/Commands.h"
 
 int main(int argc, char** argv) {
   using namespace geoloom::tools;
+  // What a command says belongs to whoever called it, not into the system's journal.
+  geoloom::platform::SystemLog::setSink([](std::string_view line) { fmt::print(stderr, "{}\n", line); });
   CLI::App app{"Map rooms, localize in them and recognise what stands there.", "geoloom"};
   app.require_subcommand(1);
   addRecordCommand(app);

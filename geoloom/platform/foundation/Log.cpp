@@ -9,6 +9,7 @@
 
 #include <unistd.h>
 
+#include "geoloom/platform/foundation/Journal.h"
 #include "geoloom/platform/foundation/Mutex.h"
 
 namespace geoloom::platform {
@@ -27,13 +28,15 @@ thread_local const SinkCall* sinkCalls = nullptr;
 /// A stream of lines behind a replaceable sink.
 class LineStream {
  public:
-  explicit LineStream(std::FILE* file) : file_(file) {}
+  /// Where no sink is set, `system` may take the line; `file` takes what it does not.
+  explicit LineStream(std::FILE* file, bool (*system)(std::string_view line) = nullptr)
+      : file_(file), system_(system) {}
 
   void print(std::string_view line) {
     // What a sink prints on its own stream would come back to it.
     const std::shared_ptr<Sink> sink = isInSink() ? nullptr : enter();
     if (!sink) {
-      writeLine(line);
+      if (system_ == nullptr || !system_(line)) writeLine(line);
       return;
     }
     const SinkCall call{this, sinkCalls};
@@ -102,6 +105,7 @@ class LineStream {
   /// Nothing for the default.
   std::shared_ptr<Sink> sink_ GEOLOOM_GUARDED_BY(mutex_);
   std::FILE* const file_;
+  bool (*const system_)(std::string_view line);
 };
 
 LineStream& console() {
@@ -110,7 +114,8 @@ LineStream& console() {
 }
 
 LineStream& systemLog() {
-  static LineStream& stream = *new LineStream(stderr);
+  static LineStream& stream =
+      *new LineStream(stderr, [](std::string_view line) { return sendToJournal(line); });
   return stream;
 }
 

@@ -7,9 +7,9 @@
 
 namespace geoloom::platform {
 
-/// Receives one line without its line break. Called from any thread, perhaps from several at once; no lock is
-/// held meanwhile. What it throws is swallowed. What it prints on the stream that it serves goes to the
-/// default.
+/// Receives one line without its final line break; one inside it belongs to it. Called from any thread,
+/// perhaps from several at once; no lock is held meanwhile. What it throws is swallowed. What it prints on
+/// the stream that it serves goes to the default.
 using LineSink = std::function<void(std::string_view line)>;
 
 /// Service answers and progress. Standard output unless a sink is set; a line is written whole.
@@ -21,7 +21,9 @@ class GEOLOOM_EXPORT Console {
   static void setSink(LineSink sink);
 };
 
-/// Directory operations and refusals. Standard error unless a sink is set; a line is written whole.
+/// Directory operations and refusals. Unless a sink is set, the system's journal where there is one, else,
+/// and for lines that it does not take, standard error; a line is written whole. The journal shows them under
+/// the executable's name.
 class GEOLOOM_EXPORT SystemLog {
  public:
   static void log(std::string_view line);

@@ -1,15 +1,27 @@
+#include <algorithm>
 #include <atomic>
+#include <cstdint>
 #include <cstdio>
+#include <cstring>
+#include <filesystem>
 #include <future>
+#include <map>
 #include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <unistd.h>
 
+#include "geoloom/platform/foundation/Descriptor.h"
+#include "geoloom/platform/foundation/Journal.h"
 #include "geoloom/platform/foundation/Log.h"
+
+#include "tests/support/MemoryVolume.h"
+#include "tests/support/TemporaryDirectory.h"
 
 namespace geoloom::platform {
 namespace {
@@ -72,6 +84,85 @@ TEST(Log, KeepsItsPlaceAmongTheApplicationsOwnOutput) {
   std::fputs("after", stdout);
   std::fflush(stdout);
   EXPECT_EQ(output.finish(), "before line\nafter");
+}
+
+/// The receiving end of the journal's socket.
+class FakeJournal {
+ public:
+  explicit FakeJournal(const std::filesystem::path& path) : socket_(::socket(AF_UNIX, SOCK_DGRAM, 0)) {
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::strncpy(address.sun_path, path.c_str(), sizeof address.sun_path - 1);
+    if (::bind(socket_.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
+      throw std::runtime_error("no socket");
+  }
+
+  /// The fields of the next entry.
+  std::map<std::string, std::string> receive() {
+    std::string entry(1 << 20, '\0');
+    const ssize_t size = ::recv(socket_.get(), entry.data(), entry.size(), 0);
+    entry.resize(static_cast<std::size_t>(std::max<ssize_t>(size, 0)));
+    std::map<std::string, std::string> fields;
+    for (std::size_t at = 0; at < entry.size();) {
+      const std::size_t nameEnd = entry.find('\n', at);
+      std::uint64_t length = 0;
+      std::memcpy(&length, entry.data() + nameEnd + 1, sizeof length);
+      const std::string value = entry.substr(nameEnd + 1 + sizeof length, length);
+      fields[entry.substr(at, nameEnd - at)] = value;
+      at = nameEnd + 1 + sizeof length + value.size();
+      EXPECT_EQ(entry.at(at), '\n');
+      ++at;
+    }
+    return fields;
+  }
+
+ private:
+  Descriptor socket_;
+};
+
+TEST(Log, TheJournalTakesALineAsOneEntryWhateverItHolds) {
+  const test::TemporaryDirectory directory;
+  const std::string socket = directory.path() / "socket";
+  FakeJournal journal(socket);
+  for (const std::string line : {"plain", "", "two\nlines\n", "MESSAGE=other\nPRIORITY=0", "\xff\x01"}) {
+    ASSERT_TRUE(sendToJournal(line, socket.c_str()));
+    EXPECT_EQ(journal.receive(),
+              (std::map<std::string, std::string>{
+                  {"MESSAGE", line}, {"PRIORITY", "6"}, {"SYSLOG_IDENTIFIER", "test_foundation"}}));
+  }
+}
+
+TEST(Log, AJournalThatIsAbsentOrGoneOrOverwhelmedRefuses) {
+  const test::TemporaryDirectory directory;
+  const std::string socket = directory.path() / "socket";
+  EXPECT_FALSE(sendToJournal("nobody listens", socket.c_str()));
+  EXPECT_FALSE(sendToJournal("no such place", std::string(200, 'x').c_str()));
+  {
+    FakeJournal journal(socket);
+    EXPECT_FALSE(sendToJournal(std::string(64 << 20, 'x'), socket.c_str()));
+    EXPECT_TRUE(sendToJournal("and on", socket.c_str()));
+    EXPECT_EQ(journal.receive()["MESSAGE"], "and on");
+  }
+  EXPECT_FALSE(sendToJournal("the journal has ended", socket.c_str()));
+}
+
+TEST(Log, TheSystemLogGoesToTheJournalOrToStandardErrorWhole) {
+  if (const auto why = test::mountInMemory("/run", 0, ""); !why.empty()) GTEST_SKIP() << why;
+  std::filesystem::create_directories("/run/systemd/journal");
+  Captured errors(STDERR_FILENO);
+  SystemLog::log("before\nthere is one");
+  {
+    FakeJournal journal("/run/systemd/journal/socket");
+    SystemLog::log("for the\njournal");
+    EXPECT_EQ(journal.receive()["MESSAGE"], "for the\njournal");
+    SystemLog::setSink([](std::string_view line) { Console::print(line); });
+    Captured output(STDOUT_FILENO);
+    SystemLog::log("for the sink");
+    EXPECT_EQ(output.finish(), "for the sink\n");
+    SystemLog::setSink({});
+  }
+  SystemLog::log("after it");
+  EXPECT_EQ(errors.finish(), "before\nthere is one\nafter it\n");
 }
 
 TEST(Log, StreamsAndTheirSinksAreApart) {
