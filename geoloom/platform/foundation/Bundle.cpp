@@ -1,11 +1,15 @@
 #include "geoloom/platform/foundation/Bundle.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <filesystem>
 #include <system_error>
 #include <utility>
 
+#include "geoloom/platform/foundation/ApplicationIdentity.h"
+#include "geoloom/platform/foundation/FileManager.h"
 #include "geoloom/platform/foundation/Mutex.h"
+#include "geoloom/platform/foundation/ReadFile.h"
 
 namespace geoloom::platform {
 
@@ -27,6 +31,23 @@ std::string executableName() {
   return error ? std::string(program_invocation_short_name) : executable.filename().string();
 }
 
+/// Whether the desktop knows the application by an entry that starts this executable.
+bool isDesktopApplication(const std::string& identifier, const std::string& executable) {
+  if (identifier.empty() || identifier.find('/') != std::string::npos) return false;
+  const auto directories = FileManager::dataDirectories();
+  return std::any_of(directories.begin(), directories.end(), [&](const std::filesystem::path& directory) {
+    return desktopEntryStarts(contentOf(directory / "applications" / (identifier + ".desktop")), executable);
+  });
+}
+
+std::string identifierFromSystem() {
+  if (auto identifier = flatpakIdentifier(contentOf("/.flatpak-info")); !identifier.empty())
+    return identifier;
+  auto executable = executableName();
+  auto identifier = desktopIdentifier(contentOf("/proc/self/cgroup"));
+  return isDesktopApplication(identifier, executable) ? identifier : executable;
+}
+
 }  // namespace
 
 std::string Bundle::mainBundleIdentifier() {
@@ -35,7 +56,8 @@ std::string Bundle::mainBundleIdentifier() {
     const MutexLock lock(bundle.mutex);
     if (!bundle.identifier.empty()) return bundle.identifier;
   }
-  return executableName();
+  static const std::string& identifier = *new std::string(identifierFromSystem());
+  return identifier;
 }
 
 void Bundle::setMainBundleIdentifier(std::string identifier) {

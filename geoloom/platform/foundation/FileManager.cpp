@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <sstream>
 #include <string>
 #include <utility>
 
@@ -38,6 +39,10 @@ std::optional<Path> baseDirectory(const char* name, const char* belowHome) {
   return std::nullopt;
 }
 
+std::optional<Path> dataHome() {
+  return baseDirectory("XDG_DATA_HOME", ".local/share");
+}
+
 /// The bundle identifier as the name of one folder.
 std::string folderName() {
   std::string name = Bundle::mainBundleIdentifier();
@@ -48,13 +53,24 @@ std::string folderName() {
 
 }  // namespace
 
+std::vector<Path> FileManager::dataDirectories() {
+  std::vector<Path> directories;
+  if (std::optional<Path> home = dataHome()) directories.push_back(std::move(*home));
+  const char* const value = std::getenv("XDG_DATA_DIRS");  // NOLINT(concurrency-mt-unsafe): as above
+  std::istringstream list(value != nullptr && *value != '\0' ? value : "/usr/local/share:/usr/share");
+  for (std::string directory; std::getline(list, directory, ':');) {
+    if (directory.starts_with('/')) directories.emplace_back(directory);
+  }
+  return directories;
+}
+
 std::optional<Path> FileManager::documentsDirectory() {
   {
     Overrides& set = overrides();
     const MutexLock lock(set.mutex);
     if (set.documents) return set.documents;
   }
-  const std::optional<Path> base = baseDirectory("XDG_DATA_HOME", ".local/share");
+  const std::optional<Path> base = dataHome();
   if (!base) return std::nullopt;
   return *base / folderName() / "documents";
 }

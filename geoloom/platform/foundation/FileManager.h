@@ -2,6 +2,7 @@
 
 #include <filesystem>
 #include <optional>
+#include <vector>
 
 #include "geoloom/Export.h"
 
@@ -16,6 +17,9 @@ class GEOLOOM_EXPORT FileManager {
   [[nodiscard]] static std::optional<std::filesystem::path> documentsDirectory();
   /// <XDG state home>/<bundle identifier>, or nothing where no home is known.
   [[nodiscard]] static std::optional<std::filesystem::path> stateDirectory();
+  /// Where installed applications are described: the XDG data home and the XDG data directories, most
+  /// important first.
+  [[nodiscard]] static std::vector<std::filesystem::path> dataDirectories();
 
   static void setDocumentsDirectory(std::optional<std::filesystem::path> directory);
   static void setStateDirectory(std::optional<std::filesystem::path> directory);
