@@ -4,6 +4,7 @@ option(GEOLOOM_BUILD_TESTS "Build the test suite" ${PROJECT_IS_TOP_LEVEL})
 option(GEOLOOM_BUILD_EXAMPLES "Build the examples" ${PROJECT_IS_TOP_LEVEL})
 option(GEOLOOM_BUILD_BENCHMARKS "Build the benchmarks" ${PROJECT_IS_TOP_LEVEL})
 option(GEOLOOM_BUILD_FUZZERS "Build the fuzzers" OFF)
+option(GEOLOOM_GPSD "Take the device's location from gpsd where an application asks for it" ON)
 option(GEOLOOM_WERROR "Treat warnings as errors" ${PROJECT_IS_TOP_LEVEL})
 set(GEOLOOM_SANITIZE "" CACHE STRING "Value of -fsanitize= for everything that is ours, or empty")
 

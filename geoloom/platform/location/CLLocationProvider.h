@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "geoloom/Export.h"
@@ -43,6 +44,16 @@ class GEOLOOM_EXPORT CLLocationProvider {
 
   /// A device that stands still: the location is known at once and reported once to every observer.
   [[nodiscard]] static std::shared_ptr<CLLocationProvider> fixed(std::shared_ptr<const CLLocation> location);
+
+  /// A device with a receiver that gpsd serves. Follows the daemon on a thread of its own from now until the
+  /// provider is destroyed, which waits for nothing. Where no daemon answers, or it ends, it says nothing and
+  /// tries again, after a second at first and every half minute at last.
+  ///
+  /// Errors are those that gpsd estimates, mostly at 95%. A fix without altitude has the altitude 0 and the
+  /// vertical accuracy -1. There are no headings: where a device travels is not where it points. Knows no
+  /// location, after a line in the system log, in a library built without gpsd.
+  [[nodiscard]] static std::shared_ptr<CLLocationProvider> gpsd(std::string host = "localhost",
+                                                                std::string port = "2947");
 };
 
 }  // namespace geoloom::platform
