@@ -11,6 +11,7 @@
 #include "geoloom/platform/foundation/FileManager.h"
 #include "geoloom/platform/foundation/Log.h"
 
+#include "tests/support/FakeService.h"
 #include "tests/support/LocalCloud.h"
 #include "tests/support/Model.h"
 #include "tests/support/TemporaryDirectory.h"
@@ -23,7 +24,7 @@ namespace geoloom::tools {
 namespace {
 
 /// The real network over rendered walks against the local cloud, all in this process.
-class ReplayTest : public testing::Test {
+class ReplayTest : public ::testing::Test {
  protected:
   void SetUp() override {
     if (!test::haveModelAndPhotographs())
@@ -119,7 +120,7 @@ TEST_F(ReplayTest, TheAssetsOfAMappedWalkComeBackInAnother) {
   ASSERT_TRUE(truth);
   const auto errors = errorsOf(localization, *truth);
   ASSERT_EQ(errors.size(), 3U);
-  EXPECT_LE(medianOf(errors), 0.05) << testing::PrintToString(tableOf(errors));
+  EXPECT_LE(medianOf(errors), 0.05) << ::testing::PrintToString(tableOf(errors));
 }
 
 TEST_F(ReplayTest, FailuresAreOneLineAndACode) {
@@ -132,7 +133,7 @@ TEST_F(ReplayTest, FailuresAreOneLineAndACode) {
     }
     return std::string("none");
   };
-  using testing::HasSubstr;
+  using ::testing::HasSubstr;
   options_.mode = MapMode::localization;
   EXPECT_THAT(failure(), HasSubstr("4: map \"room\": not found; make it with --mode mapping first"));
   options_.place = directory_.path() / "first/truth.json";
@@ -141,9 +142,10 @@ TEST_F(ReplayTest, FailuresAreOneLineAndACode) {
   options_.place = directory_.path() / "absent.json";
   EXPECT_THAT(failure(), HasSubstr("absent.json: cannot be read"));
   options_.place.clear();
-  options_.service.service = "http://127.0.0.1:1";
+  const std::string nobody = fmt::format("http://127.0.0.1:{}", geoloom::testing::unusedPort());
+  options_.service.service = nobody;
   apply(options_.service);
-  EXPECT_THAT(failure(), HasSubstr("4: http://127.0.0.1:1/prod/maps: cannot be reached"));
+  EXPECT_THAT(failure(), HasSubstr("4: " + nobody + "/prod/maps: cannot be reached"));
   options_.recordings = {directory_.path()};
   EXPECT_THAT(failure(), HasSubstr("3: "));
 }

@@ -221,6 +221,9 @@ void configureRequest(CURL* easy, const Transfer& transfer) {
   }
 }
 
+/// Idle connections that are kept for the requests to come.
+constexpr long keptConnections = 64;
+
 }  // namespace
 
 struct HTTPClient::State {
@@ -245,6 +248,8 @@ bool HTTPClient::State::start() {
   if (curl_global_init(CURL_GLOBAL_DEFAULT) != CURLE_OK) return false;
   CURLM* handles = curl_multi_init();
   if (!handles) return false;
+  // By itself the library keeps four connections for each transfer under way: none after a burst of them.
+  curl_multi_setopt(handles, CURLMOPT_MAXCONNECTS, keptConnections);
   // With all signals blocked, a closed connection cannot end the process either.
   if (!startThread("geoloom-http", [this, handles] { run(handles); })) {
     curl_multi_cleanup(handles);
