@@ -95,7 +95,8 @@ std::shared_ptr<SSL_CTX> tlsContext(const std::optional<TLSFiles>& files) {
   SSL_CTX_set_mode(context.get(), SSL_MODE_ENABLE_PARTIAL_WRITE | SSL_MODE_ACCEPT_MOVING_WRITE_BUFFER);
   const auto require = [](bool done, const char* what, const std::filesystem::path& file) {
     if (done) return;
-    const char* const reason = ERR_reason_error_string(ERR_peek_last_error());
+    // The first error is the cause; the last one only says which part of the library gave up.
+    const char* const reason = ERR_reason_error_string(ERR_peek_error());
     ERR_clear_error();
     throw ListenError(
         fmt::format("cannot use the {} {}: {}", what, file.string(), reason ? reason : "unknown error"));

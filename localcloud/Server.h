@@ -24,7 +24,7 @@ class Server {
   /// Listens and answers from now on. Throws StoreError or ListenError.
   explicit Server(const Options& options);
 
-  /// "http://127.0.0.1:8080", without a slash at the end; "https" when it has a certificate.
+  /// "http://127.0.0.1:8808", without a slash at the end; "https" when it has a certificate.
   [[nodiscard]] const std::string& url() const { return url_; }
 
   /// For whoever wants to see what the service holds.

@@ -17,6 +17,7 @@ Reading readJSON(std::string_view text) {
               return true;
             })};
   } catch (const Value::parse_error& error) {
+    if (error.byte > text.size()) return {.refusal = "The body is not JSON: it ends too early"};
     return {.refusal = fmt::format("The body is not JSON: byte {} cannot stand where it does", error.byte)};
   } catch (const Value::exception&) {
     return {.refusal = "The body holds a number that is out of range"};

@@ -2,7 +2,9 @@
 #include <fstream>
 
 #include <CLI/CLI.hpp>
+#include <arpa/inet.h>
 #include <fmt/format.h>
+#include <netinet/in.h>
 #include <signal.h>
 
 #include "localcloud/Server.h"
@@ -52,7 +54,11 @@ void describe(CLI::App& app, Arguments& arguments) {
 }
 
 bool isLoopback(const std::string& host) {
-  return host == "localhost" || host == "::1" || host.starts_with("127.");
+  in_addr v4{};
+  in6_addr v6{};
+  if (::inet_pton(AF_INET, host.c_str(), &v4) == 1) return ntohl(v4.s_addr) >> 24U == IN_LOOPBACKNET;
+  if (::inet_pton(AF_INET6, host.c_str(), &v6) == 1) return IN6_IS_ADDR_LOOPBACK(&v6) != 0;
+  return host == "localhost";
 }
 
 /// What the parser cannot check, or an empty line.

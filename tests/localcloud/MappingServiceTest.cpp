@@ -195,7 +195,8 @@ TEST_F(MappingServiceTest, RefusalsNameTheKey) {
 TEST_F(MappingServiceTest, RefusesWhatIsNoRequest) {
   const std::pair<std::string, std::string> bodies[] = {
       {"", "The body is empty; it has to be a JSON object"},
-      {"{", "The body is not JSON: byte 2 cannot stand where it does"},
+      {"{", "The body is not JSON: it ends too early"},
+      {"{]", "The body is not JSON: byte 2 cannot stand where it does"},
       {"{} {}", "The body is not JSON: byte 4 cannot stand where it does"},
       {"\"\xff\"", "The body is not JSON: byte 2 cannot stand where it does"},
       {"[]", "The body has to be an object"},

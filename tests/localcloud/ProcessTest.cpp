@@ -1,6 +1,7 @@
 #include <array>
 #include <atomic>
 #include <chrono>
+#include <functional>
 #include <random>
 #include <set>
 #include <string>
@@ -125,6 +126,7 @@ TEST(LocalCloudProcess, EndsWithOneLineAndACodeWhenItCannotStart) {
       {{"--port", "-1", "--data", other}, 2, "--port"},
       {{"--port", "0", "--data", other, "--nonsense"}, 2, "--nonsense"},
       {{"--port", "0", "--data", other, "--host", "0.0.0.0"}, 2, "--developer-key"},
+      {{"--port", "0", "--data", other, "--host", "127.example"}, 2, "--developer-key"},
       {{"--port", "0", "--data", other, "--developer-key-file", "/nowhere"}, 2, "/nowhere"},
       {{"--port", "0", "--data", data}, 3, "in use"},
       {{"--port", "0", "--data", "/proc/nothing"}, 3, "/proc/nothing"},
@@ -149,33 +151,59 @@ JSON tableCall(httplib::Client& client, const std::string& operation, const JSON
   return answer && answer->status == 200 ? JSON::parse(answer->body) : JSON();
 }
 
-/// Writes rows of its own as fast as they are acknowledged, however often the service goes.
+JSON mapCall(httplib::Client& client, const std::string& operation, const JSON& body) {
+  const auto answer = client.Post("/prod/maps/" + operation, body.dump(), "application/json");
+  return answer && answer->status == 200 ? JSON::parse(answer->body) : JSON();
+}
+
+/// Writes one thing after another as fast as they are acknowledged, however often the service goes.
 class Writer {
  public:
-  explicit Writer(std::string session) : session_(std::move(session)) {}
+  /// What writes a thing of that name; true when it was acknowledged.
+  using Write = std::function<bool(httplib::Client& client, const std::string& writer, int number)>;
+
+  Writer(std::string name, Write write) : name_(std::move(name)), write_(std::move(write)) {}
 
   void writeUntilItEnds(const std::string& address, std::atomic<int>& written) {
     httplib::Client client(address);
     client.set_keep_alive(true);
     client.set_tcp_nodelay(true);
-    for (;; ++frame_) {
-      const std::string frame = std::to_string(frame_);
-      const JSON item = {{"SessionId", {{"S", session_}}}, {"FrameId", {{"N", frame}}}};
-      if (tableCall(client, "PutItem", {{"TableName", "SceneUnderstanding"}, {"Item", item}}).is_null())
-        break;
-      acknowledged_.push_back(session_ + " " + frame);
+    for (; write_(client, name_, number_); ++number_) {
+      acknowledged_.push_back(name_ + " " + std::to_string(number_));
       ++written;
     }
-    ++frame_;  // the row that was under way is there or it is not
+    ++number_;  // what was under way is there or it is not
   }
 
   [[nodiscard]] const std::vector<std::string>& acknowledged() const { return acknowledged_; }
 
  private:
-  std::string session_;
-  int frame_ = 0;
+  std::string name_;
+  Write write_;
+  int number_ = 0;
   std::vector<std::string> acknowledged_;
 };
+
+bool writeRow(httplib::Client& client, const std::string& writer, int number) {
+  const JSON item = {{"SessionId", {{"S", writer}}}, {"FrameId", {{"N", std::to_string(number)}}}};
+  return !tableCall(client, "PutItem", {{"TableName", "SceneUnderstanding"}, {"Item", item}}).is_null();
+}
+
+bool writeAsset(httplib::Client& client, const std::string& map, const std::string& writer, int number) {
+  const JSON placement = {
+      {"asset_id", writer + " " + std::to_string(number)}, {"x", 1}, {"y", 2}, {"z", 3}, {"orientation", 0}};
+  return mapCall(client, "place_asset_on_map", {{"map_uuid", map}, {"placements", {placement}}})
+      .contains("placement_id");
+}
+
+std::set<std::string> storedAssets(const std::string& address, const std::string& map) {
+  httplib::Client client(address);
+  std::set<std::string> assets;
+  const JSON answer = mapCall(client, "find_assets_on_the_map", {{"map_uuid", map}});
+  for (const JSON& placement : answer.at("placements"))
+    assets.insert(placement.at("asset").at("id").get<std::string>());
+  return assets;
+}
 
 std::set<std::string> storedRows(const std::string& address) {
   httplib::Client client(address);
@@ -193,14 +221,29 @@ std::set<std::string> storedRows(const std::string& address) {
   }
 }
 
+std::string makeMap(const std::string& address) {
+  httplib::Client client(address);
+  return mapCall(client, "create_map",
+                 {{"app_id", "a"}, {"developer_key", "k"}, {"user_id", "u"}, {"map_id", "m"}})
+      .at("uuid");
+}
+
 TEST(LocalCloudProcess, LosesNothingItAcknowledgedHoweverOftenItIsKilled) {
   constexpr int KILLS = 200;
   // A machine that is busy with other things gets through fewer.
   const auto enough = std::chrono::steady_clock::now() + std::chrono::seconds(75);
   const test::TemporaryDirectory directory;
   const std::vector<std::string> arguments = {"--port", "0", "--data", directory.path().string()};
+  const std::string map = [&arguments] {
+    const Process process(arguments);
+    return makeMap(addressOf(process));
+  }();
   std::mt19937 random(7);
-  std::array<Writer, 2> writers = {Writer("first"), Writer("second")};
+  std::array<Writer, 3> writers = {
+      Writer("first row", writeRow), Writer("second row", writeRow),
+      Writer("asset", [&map](httplib::Client& client, const std::string& writer, int number) {
+        return writeAsset(client, map, writer, number);
+      })};
   int kills = 0;
   for (; kills < KILLS && std::chrono::steady_clock::now() < enough; ++kills) {
     Process process(arguments);
@@ -216,11 +259,13 @@ TEST(LocalCloudProcess, LosesNothingItAcknowledgedHoweverOftenItIsKilled) {
   }
   RecordProperty("kills", kills);
   Process process(arguments);
-  const std::set<std::string> stored = storedRows(addressOf(process));
+  const std::string address = addressOf(process);
+  std::set<std::string> stored = storedRows(address);
+  stored.merge(storedAssets(address, map));
   for (const Writer& writer : writers) {
     EXPECT_GT(std::ssize(writer.acknowledged()), kills) << "too little was written to say anything";
-    for (const std::string& row : writer.acknowledged())
-      ASSERT_TRUE(stored.contains(row)) << row << " is lost";
+    for (const std::string& thing : writer.acknowledged())
+      ASSERT_TRUE(stored.contains(thing)) << thing << " is lost";
   }
 }
 
