@@ -42,7 +42,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   (void)platform::dynamodb::readError(400, text);
   (void)platform::dynamodb::readError(200, text);
   (void)platform::dynamodb::readSaved(text);
-  const auto page = platform::dynamodb::readPage(text, std::nullopt);
+  const auto page = platform::dynamodb::readPage(text);
   if (const auto* rows = std::get_if<platform::AWSDynamoDBPage<platform::JSON>>(&page)) {
     std::vector<TransformRow> read;
     for (const auto& item : rows->items) read.push_back(platform::fromItem<TransformRow>(item));

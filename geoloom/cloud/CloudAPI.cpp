@@ -56,6 +56,7 @@ void CloudAPI::send(std::string url, std::string body, std::chrono::milliseconds
   request.url = std::move(url);
   request.body = std::move(body);
   request.deadline = deadline;
+  request.ownConnection = true;
   platform::HTTPClient::shared().postJSON(std::move(request), platform::DispatchQueue::main(),
                                           [self = shared_from_this(), answer = std::move(answer)](
                                               const std::optional<JSON>& value) { answer(value); });

@@ -19,10 +19,10 @@ namespace geoloom {
 using JSONCallback = std::function<void(const platform::JSON&)>;
 
 /// The kit's client of the mapping service, and its sender of usage metrics. Operations may be called from
-/// any thread; they hand a request over and return. Each request is sent once, never again. Its answer,
-/// whatever the HTTP status, reaches the callback on the main queue; "no answer" below means that the
-/// transfer failed, the deadline of 60 s passed, or the body was not JSON. Held by std::shared_ptr: a request
-/// on its way keeps the client and the callback alive.
+/// any thread; they hand a request over and return. Each request is sent once, over a connection of its own.
+/// Its answer, whatever the HTTP status, reaches the callback on the main queue; "no answer" below means that
+/// the transfer failed, the deadline of 60 s passed, or the body was not JSON. Held by std::shared_ptr: a
+/// request on its way keeps the client and the callback alive.
 class GEOLOOM_EXPORT CloudAPI : public platform::NSObject {
  public:
   /// The metrics client that sendMetric looks up.

@@ -69,13 +69,16 @@ std::optional<std::vector<TransformRow>> scanTransformRows(const std::string& ma
   expression.expressionAttributeValues = {{":sessionId", AWSDynamoDBAttributeValue::text(mapUUID)}};
 
   std::vector<TransformRow> rows;
-  while (true) {
+  for (int repeated = 0; repeated <= MAXIMUM_REPEATED_PAGES && rows.size() <= MAXIMUM_SCAN_ROWS;) {
     auto page = requestPage(mapper, expression);
     if (!page) return std::nullopt;
     std::move(page->items.begin(), page->items.end(), std::back_inserter(rows));
     if (!page->lastEvaluatedKey) return rows;
+    repeated = page->lastEvaluatedKey == expression.exclusiveStartKey ? repeated + 1 : 0;
     expression.exclusiveStartKey = std::move(page->lastEvaluatedKey);
   }
+  Console::print("Transform DB scan given up: the table has no end");
+  return std::nullopt;
 }
 
 }  // namespace geoloom

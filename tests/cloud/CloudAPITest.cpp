@@ -16,8 +16,8 @@
 #include "geoloom/session/MapSessionSettings.h"
 #include "geoloom/session/ServiceEndpoints.h"
 
+#include "tests/cloud/MappingOperations.h"
 #include "tests/support/FakeService.h"
-#include "tests/support/Hostilities.h"
 #include "tests/support/SignatureV4.h"
 
 namespace {
@@ -26,6 +26,8 @@ using namespace geoloom;
 using geoloom::testing::FakeAnswer;
 using geoloom::testing::FakeService;
 using geoloom::testing::Gate;
+using geoloom::testing::MappingOperation;
+using geoloom::testing::mappingOperations;
 using geoloom::testing::patience;
 using geoloom::testing::RecordedRequest;
 using platform::DispatchQueue;
@@ -54,74 +56,6 @@ class Lines {
   std::vector<std::string> lines_;
 };
 
-/// One operation, called with plain arguments. `heard` is told of every callback with the text of what it
-/// received.
-struct Operation {
-  std::string name;
-  std::string path;
-  void (*call)(CloudAPI& api, const std::function<void(std::string)>& heard);
-  /// What is heard when there is no answer.
-  std::vector<std::string> withoutAnswer;
-  /// What is heard of the answer [].
-  std::vector<std::string> ofEmptyArray;
-};
-
-JSONCallback telling(std::function<void(std::string)> heard) {
-  return [heard = std::move(heard)](const JSON& answer) { heard(answer.description()); };
-}
-
-std::string listed(const std::vector<std::shared_ptr<Map>>& maps) {
-  std::string text = "maps";
-  for (const auto& map : maps) text += " " + map->mapID;
-  return text;
-}
-
-const std::vector<Operation> operations{
-    {"createMap",
-     "/maps/create_map",
-     [](CloudAPI& api, const std::function<void(std::string)>& heard) {
-       api.createMap("a", "u", "m", "k", {}, {}, {}, {}, {}, telling(heard));
-     },
-     {"[]"},
-     {"[]"}},
-    {"createLocalizationSession",
-     "/maps/create_localization_session",
-     [](CloudAPI& api, const std::function<void(std::string)>& heard) {
-       api.createLocalizationSession("a", "u", "m", "k", 1, 2, 3, 4, 5, telling(heard));
-     },
-     {"[]"},
-     {"[]"}},
-    {"placeAssetsOnMap",
-     "/maps/place_asset_on_map",
-     [](CloudAPI& api, const std::function<void(std::string)>& heard) {
-       api.placeAssetsOnMap("M1", {}, telling(heard));
-     },
-     {},
-     {"[]"}},
-    {"findAssetsOnTheMap",
-     "/maps/find_assets_on_the_map",
-     [](CloudAPI& api, const std::function<void(std::string)>& heard) {
-       api.findAssetsOnTheMap("M1", telling(heard));
-     },
-     {},
-     {"[]"}},
-    {"listNearbyMaps",
-     "/maps/list_nearby_maps",
-     [](CloudAPI& api, const std::function<void(std::string)>& heard) {
-       api.listNearbyMaps("a", std::nullopt, 1, 2, 3, 4, "k",
-                          [heard](const std::vector<std::shared_ptr<Map>>& maps) { heard(listed(maps)); });
-     },
-     {"maps"},
-     {"maps"}},
-    {"requestSceneLocalization",
-     "/localize",
-     [](CloudAPI& api, const std::function<void(std::string)>&) {
-       api.requestSceneLocalization("M1", "L1", 0.3F);
-     },
-     {},
-     {}},
-};
-
 class CloudAPITest : public ::testing::Test {
  protected:
   CloudAPITest() {
@@ -144,13 +78,14 @@ class CloudAPITest : public ::testing::Test {
 
   /// What the operation's callback hears until a later request of the same client has been answered too:
   /// anything heard twice, or late, would be among it.
-  static std::vector<std::string> heardOf(const Operation& operation, const FakeAnswer& answer) {
+  static std::vector<std::string> heardOf(const MappingOperation& operation, const FakeAnswer& answer) {
     const FakeService service([&answer](const RecordedRequest& request) {
       return request.path == "/later/create_map" ? FakeAnswer::json("[]") : answer;
     });
     return heardOf(operation, api(service), &service);
   }
-  static std::vector<std::string> heardOf(const Operation& operation, const std::shared_ptr<CloudAPI>& client,
+  static std::vector<std::string> heardOf(const MappingOperation& operation,
+                                          const std::shared_ptr<CloudAPI>& client,
                                           const FakeService* service) {
     std::mutex mutex;
     std::vector<std::string> heard;
@@ -174,7 +109,7 @@ class CloudAPITest : public ::testing::Test {
 };
 
 TEST_F(CloudAPITest, EveryOperationPostsJSONToItsPlace) {
-  for (const Operation& operation : operations) {
+  for (const MappingOperation& operation : mappingOperations()) {
     const FakeService service([](const RecordedRequest&) { return FakeAnswer::json("[]"); });
     EXPECT_EQ(heardOf(operation, api(service), &service), operation.ofEmptyArray) << operation.name;
     const RecordedRequest sent = service.requests().at(0);
@@ -184,6 +119,7 @@ TEST_F(CloudAPITest, EveryOperationPostsJSONToItsPlace) {
             "POST {} HTTP/1.1\r\nHost: 127.0.0.1:{}\r\nAccept: */*\r\nContent-Type: application/json\r\n",
             operation.path, service.port()));
     EXPECT_TRUE(sent.json().is_object()) << sent.body;
+    EXPECT_TRUE(service.waitForAllToClose()) << "a kept connection could close under the next request";
   }
 }
 
@@ -191,7 +127,7 @@ TEST_F(CloudAPITest, HandsAnswersOnWhateverTheirStatus) {
   const std::string refusal = R"({"errorMessage":"Cannot find the map m3"})";
   const std::string map =
       R"([{"user_id":"u","map_id":"near","latitude":1,"longitude":2,"altitude":3,"vertical_accuracy":4,"horizontal_accuracy":5}])";
-  for (const Operation& operation : operations) {
+  for (const MappingOperation& operation : mappingOperations()) {
     const bool list = operation.name == "listNearbyMaps";
     const bool silent = operation.name == "requestSceneLocalization";
     for (const int status : {200, 404, 502}) {
@@ -203,22 +139,6 @@ TEST_F(CloudAPITest, HandsAnswersOnWhateverTheirStatus) {
       EXPECT_THAT(heardOf(operation, FakeAnswer::json(map)), ElementsAre("maps near"));
     }
   }
-}
-
-TEST_F(CloudAPITest, OutlivesHostileServices) {
-  for (const Operation& operation : operations)
-    for (const auto& hostility : geoloom::testing::hostilities())
-      EXPECT_EQ(heardOf(operation, hostility.answer), operation.withoutAnswer)
-          << operation.name << ", " << hostility.name;
-}
-
-TEST_F(CloudAPITest, HearsNothingFromWhereItMustNotOrCannotGo) {
-  const std::string nobody = fmt::format("http://127.0.0.1:{}", geoloom::testing::unusedPort());
-  for (const std::string& address :
-       {std::string(), nobody, std::string("http://192.0.2.1"), std::string("nonsense")})
-    for (const Operation& operation : operations)
-      EXPECT_EQ(heardOf(operation, api(address, address), nullptr), operation.withoutAnswer)
-          << operation.name << " " << address;
 }
 
 TEST_F(CloudAPITest, BetaChoosesTheAddressOnceAndTheKeyAtEveryCall) {
@@ -237,7 +157,7 @@ TEST_F(CloudAPITest, BetaChoosesTheAddressOnceAndTheKeyAtEveryCall) {
   for (const bool use : {false, true}) {
     MapSessionSettings::USE_BETA_ALGO = use;
     for (const auto& client : {production, beta})
-      for (const Operation& operation : {operations[0], operations[1]}) {
+      for (const MappingOperation& operation : {mappingOperations()[0], mappingOperations()[1]}) {
         operation.call(*client, [](const std::string&) {});
         ASSERT_TRUE(service.waitForRequests(++sent));
         const RecordedRequest request = service.requests().back();

@@ -10,9 +10,9 @@
 #include <gtest/gtest.h>
 
 #include "geoloom/platform/aws/AWSServiceConfiguration.h"
-#include "geoloom/platform/foundation/Clock.h"
 #include "geoloom/storage/TransformScan.h"
 
+#include "tests/support/EagerClock.h"
 #include "tests/support/FakeService.h"
 #include "tests/support/Recorder.h"
 
@@ -49,18 +49,6 @@ FakeAnswer page(const std::string& items, const std::string& lastKey = {}) {
   return FakeAnswer::json(R"({"Items": [)" + items + "]" +
                           (lastKey.empty() ? "" : R"(, "LastEvaluatedKey": )" + lastKey) + "}");
 }
-
-/// A clock on which no time passes: what is put off is noted and done at once.
-class EagerClock final : public platform::Clock {
- public:
-  [[nodiscard]] platform::Date date() const override { return {}; }
-  [[nodiscard]] std::chrono::nanoseconds uptime() const override { return {}; }
-  void schedule(std::chrono::nanoseconds delay, std::function<void()> action) override {
-    delays.add(delay);
-    action();
-  }
-  Recorder<std::chrono::nanoseconds> delays;
-};
 
 /// A table service that gives its answers in turn, the last one for ever.
 class TransformScan : public ::testing::Test {
@@ -123,6 +111,24 @@ TEST_F(TransformScan, CollectsAllPagesInOrder) {
   EXPECT_EQ(sent[1].json(), body);
   body["ExclusiveStartKey"] = nlohmann::json::parse(second);
   EXPECT_EQ(sent[2].json(), body);
+}
+
+TEST_F(TransformScan, FollowsAKeyThatComesBackButNotForEver) {
+  const std::string key = R"({"SessionId": {"S": "A"}, "Timestamp": {"N": "1"}})";
+  const auto rows = scan({page(item("a"), key), page(item("b"), key), page(item("c"), key), page(item("d"))});
+  ASSERT_TRUE(rows);
+  EXPECT_THAT(*rows, SizeIs(4));
+  EXPECT_EQ(scan({page(item("a"), key)}), std::nullopt);
+  EXPECT_THAT(service.requests(), SizeIs(4 + 2 + MAXIMUM_REPEATED_PAGES));
+  EXPECT_THAT(lines.entries(), ElementsAre("> Transform DB scan given up: the table has no end"));
+
+  std::string many = item("a");
+  for (int i = 1; i < 20'000; ++i) many.append(",").append(item("a"));
+  std::deque<FakeAnswer> pages;
+  for (int i = 0; i < 15; ++i)
+    pages.push_back(page(many, fmt::format(R"({{"SessionId": {{"S": "{}"}}}})", i)));
+  EXPECT_EQ(scan(std::move(pages)), std::nullopt);
+  EXPECT_THAT(service.requests(), SizeIs(4 + 2 + MAXIMUM_REPEATED_PAGES + 11));
 }
 
 TEST_F(TransformScan, AsksForTheSamePageAgainAfterAPause) {

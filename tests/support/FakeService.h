@@ -18,6 +18,7 @@
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <nlohmann/json.hpp>
+#include <poll.h>
 #include <strings.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -91,6 +92,12 @@ class FakeConnection {
     buffer.append(bytes, static_cast<std::size_t>(count));
     return true;
   }
+  /// Returns when the client has closed the connection, or after a moment: then true.
+  [[nodiscard]] bool staysOpenForAMoment() const {
+    constexpr int moment = 5;
+    pollfd client{socket_, POLLIN, 0};
+    return ::poll(&client, 1, moment) == 0;
+  }
   /// Returns when the client has closed the connection.
   void waitForClose() const {
     for (std::string ignored; receive(ignored);) ignored.clear();
@@ -145,6 +152,13 @@ struct FakeAnswer {
   /// Nothing, for as long as the client waits.
   static FakeAnswer silence() {
     return acting([](const FakeConnection& connection) { connection.waitForClose(); });
+  }
+  /// `first`, then `again` every few milliseconds, for as long as the client waits.
+  static FakeAnswer dripping(std::string first, std::string again) {
+    return acting([first = std::move(first), again = std::move(again)](const FakeConnection& connection) {
+      bool open = connection.send(first);
+      while (open && connection.staysOpenForAMoment()) open = connection.send(again);
+    });
   }
   static FakeAnswer acting(std::function<void(const FakeConnection&)> act) {
     FakeAnswer answer;
@@ -208,6 +222,15 @@ class FakeService {
     const std::lock_guard lock(mutex_);
     return peers_.size();
   }
+  [[nodiscard]] std::size_t openConnections() const {
+    const std::lock_guard lock(mutex_);
+    return countOpen();
+  }
+  /// True as soon as no connection is open any longer.
+  [[nodiscard]] bool waitForAllToClose() const {
+    std::unique_lock lock(mutex_);
+    return changed_.wait_for(lock, patience, [this] { return countOpen() == 0; });
+  }
   /// True as soon as so many requests were recorded.
   [[nodiscard]] bool waitForRequests(std::size_t count) const {
     return waitUntil([&](const std::vector<RecordedRequest>& requests) { return requests.size() >= count; });
@@ -225,6 +248,11 @@ class FakeService {
     std::thread thread;
   };
 
+  [[nodiscard]] std::size_t countOpen() const {
+    return static_cast<std::size_t>(std::count_if(
+        peers_.begin(), peers_.end(), [](const Peer& peer) { return peer.connection != nullptr; }));
+  }
+
   void acceptConnections() {
     while (true) {
       const int socket = ::accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
@@ -238,6 +266,7 @@ class FakeService {
         serve(*connection);
         const std::lock_guard closing(mutex_);
         peer.connection.reset();
+        changed_.notify_all();
       });
     }
   }

@@ -11,6 +11,12 @@ AWSError unusable(std::string description) {
   return {AWSError::Kind::rejected, std::move(description)};
 }
 
+std::optional<AWSError> errorOf(const HTTPResponse& response) {
+  if (response.refused) return unusable(response.error);
+  if (!response.error.empty()) return AWSError{AWSError::Kind::transport, response.error};
+  return dynamodb::readError(response.status, response.body);
+}
+
 /// Sends a request to the table service. `completion` runs once on a global queue with the body of a success.
 void send(const std::shared_ptr<const AWSServiceConfiguration>& configuration, std::string_view target,
           std::string body, std::function<void(AWSResult<std::string>)> completion) {
@@ -29,10 +35,7 @@ void send(const std::shared_ptr<const AWSServiceConfiguration>& configuration, s
   request.body = std::move(body);
   HTTPClient::shared().post(std::move(request), DispatchQueue::global(),
                             [completion = std::move(completion), configuration](HTTPResponse response) {
-                              std::optional<AWSError> error =
-                                  response.error.empty()
-                                      ? dynamodb::readError(response.status, response.body)
-                                      : AWSError{AWSError::Kind::transport, std::move(response.error)};
+                              std::optional<AWSError> error = errorOf(response);
                               if (!error) {
                                 completion(std::move(response.body));
                                 return;
@@ -63,12 +66,11 @@ void AWSDynamoDBObjectMapper::requestPage(
     std::string_view table, const AWSDynamoDBScanExpression& expression,
     std::function<void(AWSResult<AWSDynamoDBPage<JSON>>)> completion) const {
   send(configuration_, dynamodb::SCAN_TARGET, dynamodb::scanBody(table, expression),
-       [startKey = expression.exclusiveStartKey,
-        completion = std::move(completion)](AWSResult<std::string> answer) {
+       [completion = std::move(completion)](AWSResult<std::string> answer) {
          if (auto* error = std::get_if<AWSError>(&answer))
            completion(std::move(*error));
          else
-           completion(dynamodb::readPage(std::get<std::string>(answer), startKey));
+           completion(dynamodb::readPage(std::get<std::string>(answer)));
        });
 }
 

@@ -125,16 +125,16 @@ std::string putItemBody(std::string_view table, const AWSDynamoDBAttributes& ite
   return dump(Body{{"TableName", table}, {"Item", toJSON(item)}});
 }
 
-AWSResult<AWSDynamoDBPage<JSON>> readPage(std::string_view body,
-                                          const std::optional<AWSDynamoDBAttributes>& startKey) {
+AWSResult<AWSDynamoDBPage<JSON>> readPage(std::string_view body) {
   const std::optional<JSON> answer = JSON::parse(body);
-  if (!answer) return malformed("it is not JSON");
-  const std::optional<JSON> items = (*answer)["Items"];
-  if (!items || items->type() != JSON::Type::array) return malformed("it has no items");
+  if (!answer || answer->type() != JSON::Type::object) return malformed("it is not a JSON object");
   AWSDynamoDBPage<JSON> page;
-  items->forEach([&page](const JSON& item) {
-    if (item.type() == JSON::Type::object) page.items.push_back(item);
-  });
+  if (const std::optional<JSON> items = (*answer)["Items"]) {
+    if (items->type() != JSON::Type::array) return malformed("its items are not a list");
+    items->forEach([&page](const JSON& item) {
+      if (item.type() == JSON::Type::object) page.items.push_back(item);
+    });
+  }
   const std::optional<JSON> key = (*answer)["LastEvaluatedKey"];
   if (!key || key->type() == JSON::Type::null) return page;
   AWSDynamoDBAttributes attributes;
@@ -145,9 +145,7 @@ AWSResult<AWSDynamoDBPage<JSON>> readPage(std::string_view body,
     if (value) attributes.emplace(name, std::move(*value));
   });
   if (!readable) return malformed("its last key cannot be read");
-  if (attributes.empty()) return page;
-  if (startKey == attributes) return malformed("its last key is the one it began with");
-  page.lastEvaluatedKey = std::move(attributes);
+  if (!attributes.empty()) page.lastEvaluatedKey = std::move(attributes);
   return page;
 }
 

@@ -15,10 +15,9 @@ inline constexpr std::string_view PUT_ITEM_TARGET = "DynamoDB_20120810.PutItem";
 [[nodiscard]] std::string scanBody(std::string_view table, const AWSDynamoDBScanExpression& expression);
 [[nodiscard]] std::string putItemBody(std::string_view table, const AWSDynamoDBAttributes& item);
 
-/// The page that a successful Scan was answered with, its items not yet rows. A body that is no page is a
-/// transport error, and so is a last key that equals `startKey`: following it would never end.
-[[nodiscard]] AWSResult<AWSDynamoDBPage<JSON>> readPage(std::string_view body,
-                                                        const std::optional<AWSDynamoDBAttributes>& startKey);
+/// The page that a successful Scan was answered with, its items not yet rows; without "Items" it has none. A
+/// body that is no page is a transport error.
+[[nodiscard]] AWSResult<AWSDynamoDBPage<JSON>> readPage(std::string_view body);
 
 /// The error in the answer to a PutItem that was answered with success; nothing when it is the service's.
 [[nodiscard]] std::optional<AWSError> readSaved(std::string_view body);

@@ -127,8 +127,8 @@ struct Transfer {
     queue->async([run = std::move(completion), answer] { run(std::move(*answer)); });
   }
 
-  void fail(std::string why) {
-    response = HTTPResponse{.status = 0, .body = {}, .error = std::move(why)};
+  void fail(std::string why, bool refused = false) {
+    response = HTTPResponse{.status = 0, .body = {}, .error = std::move(why), .refused = refused};
     finish();
   }
 };
@@ -208,6 +208,8 @@ void configureRequest(CURL* easy, const Transfer& transfer) {
   curl_easy_setopt(easy, CURLOPT_SSL_VERIFYHOST, 2L);
   if (!transfer.certificateAuthorities.empty())
     curl_easy_setopt(easy, CURLOPT_CAINFO, transfer.certificateAuthorities.c_str());
+  curl_easy_setopt(easy, CURLOPT_FRESH_CONNECT, request.ownConnection ? 1L : 0L);
+  curl_easy_setopt(easy, CURLOPT_FORBID_REUSE, request.ownConnection ? 1L : 0L);
   curl_easy_setopt(easy, CURLOPT_POST, 1L);
   curl_easy_setopt(easy, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(request.body.size()));
   curl_easy_setopt(easy, CURLOPT_POSTFIELDS, request.body.data());
@@ -362,7 +364,7 @@ void HTTPClient::post(HTTPRequest request, std::shared_ptr<DispatchQueue> queue,
   std::string refusal = addressRefusal(transfer->request.url, transfer->plain);
   if (refusal.empty()) refusal = headerRefusal(transfer->request);
   if (!refusal.empty())
-    transfer->fail(std::move(refusal));
+    transfer->fail(std::move(refusal), true);
   else if (!state_->handOver(transfer))
     transfer->fail("The HTTP client could not be started");
 }

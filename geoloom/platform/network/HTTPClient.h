@@ -33,6 +33,9 @@ struct HTTPRequest {
   /// From hand-over to the last byte of the answer.
   std::chrono::milliseconds deadline = std::chrono::seconds(60);
   std::optional<HTTPSignature> signature;
+  /// Over a connection that nothing else is sent over, before or after. A kept one may close just as the
+  /// request goes out, and the client does not send it again: this is for what nobody else repeats either.
+  bool ownConnection = false;
 };
 
 /// What came of a request: `error` is empty when an answer arrived whole, whatever its status.
@@ -40,6 +43,8 @@ struct HTTPResponse {
   int status = 0;
   std::string body;
   std::string error;
+  /// This side would not send it, and will not the next time: its address or a header is not allowed.
+  bool refused = false;
 };
 
 /// The process's HTTP client: one thread drives all transfers. May be used from any thread; nothing blocks.

@@ -84,6 +84,17 @@ TEST(HTTPClient, KeepsConnectionsForTheNextRequest) {
   EXPECT_EQ(service.connections(), 1U);
 }
 
+TEST(HTTPClient, GivesARequestAConnectionOfItsOwn) {
+  const FakeService keeping(always(FakeAnswer::json("[]")));
+  HTTPRequest request = requestTo(keeping.url());
+  EXPECT_EQ(answerTo(request).error, "");
+  request.ownConnection = true;
+  EXPECT_EQ(answerTo(request).error, "");
+  request.ownConnection = false;
+  EXPECT_EQ(answerTo(request).error, "");
+  EXPECT_EQ(keeping.connections(), 2U);
+}
+
 TEST(HTTPClient, CompletesOnTheQueueAskedFor) {
   const FakeService service(always(FakeAnswer::json("7")));
   const auto queue = DispatchQueue::serial("completions");

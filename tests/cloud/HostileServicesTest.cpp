@@ -1,0 +1,292 @@
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "geoloom/cloud/CloudAPI.h"
+#include "geoloom/platform/aws/AWSCloudWatch.h"
+#include "geoloom/platform/aws/AWSDynamoDBObjectMapper.h"
+#include "geoloom/platform/aws/DeveloperKey.h"
+#include "geoloom/platform/foundation/FileManager.h"
+#include "geoloom/platform/network/HTTPClient.h"
+#include "geoloom/session/ServiceEndpoints.h"
+#include "geoloom/storage/SceneUnderstandingModel.h"
+#include "geoloom/storage/TransformScan.h"
+
+#include "localcloud/Server.h"
+#include "tests/cloud/MappingOperations.h"
+#include "tests/support/EagerClock.h"
+#include "tests/support/FakeService.h"
+#include "tests/support/Hostilities.h"
+#include "tests/support/SecureService.h"
+#include "tests/support/TimeShift.h"
+
+// Everything that the kit asks of a service, against services that answer nothing useful: each request ends
+// once, within its deadline, in the outcome of "no answer", and nothing of it is left.
+namespace geoloom::testing {
+namespace {
+
+using platform::DispatchQueue;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using Lines = std::vector<std::string>;
+
+constexpr char DEVELOPER_KEY[] = "a plain key";
+
+/// The kit's clients over services at one address. What callbacks hear and the console is told stands in
+/// `journal`.
+class Kit {
+ public:
+  explicit Kit(const std::string& address) {
+    platform::Clock::install(clock);
+    platform::FileManager::setStateDirectory(directory_.path());
+    ServiceEndpoints::setCurrent({.production = address.empty() ? "" : address + "/maps",
+                                  .beta = {},
+                                  .sceneUnderstanding = address.empty() ? "" : address + "/localize",
+                                  .tables = address,
+                                  .metrics = address});
+    const auto pair = platform::DeveloperKey::pair(DEVELOPER_KEY);
+    const auto configuration = std::make_shared<const platform::AWSServiceConfiguration>(
+        platform::AWSRegionUSWest2,
+        std::make_shared<platform::AWSStaticCredentialsProvider>(pair.accessKey, pair.secretKey),
+        platform::AWSServiceEndpoints{.tables = address, .metrics = address});
+    platform::AWSServiceManager::defaultServiceManager().setDefaultServiceConfiguration(configuration);
+    platform::AWSCloudWatch::registerCloudWatch(configuration, CloudAPI::METRICS_CLIENT_KEY);
+    api = std::make_shared<CloudAPI>(false);
+  }
+  Kit(const Kit&) = delete;
+  Kit& operator=(const Kit&) = delete;
+  ~Kit() {
+    platform::AWSServiceManager::defaultServiceManager().setDefaultServiceConfiguration(nullptr);
+    platform::Clock::install(nullptr);
+  }
+
+  [[nodiscard]] bool hasHeard(const std::string& line) const {
+    const Lines lines = journal.entries();
+    return std::find(lines.begin(), lines.end(), line) != lines.end();
+  }
+
+  const std::shared_ptr<EagerClock> clock = std::make_shared<EagerClock>();
+  std::shared_ptr<CloudAPI> api;
+  LineRecorder journal;
+
+ private:
+  const test::TemporaryDirectory directory_;
+};
+
+struct Operation {
+  std::string name;
+  std::chrono::seconds deadline;
+  /// How often a request is made that may succeed another time.
+  int tries;
+  std::function<void(Kit& kit)> start;
+  std::function<bool(const Kit& kit)> isOver;
+  /// What stands in the journal after so many tries without an answer.
+  std::function<Lines(int tries)> outcome;
+};
+
+std::vector<Operation> operations() {
+  using namespace std::chrono_literals;
+  std::vector<Operation> all;
+  // A metric is sent and forgotten, so nothing tells when it is over; what follows gives it time.
+  all.push_back({"sendMetric", 10s, 1, [](Kit& kit) { kit.api->sendMetric("YeltMaps.AssetSaved", "k"); },
+                 [](const Kit&) { return true; }, [](int) { return Lines{}; }});
+  for (const MappingOperation& operation : mappingOperations())
+    all.push_back({operation.name, operation.name == "requestSceneLocalization" ? 620s : 60s, 1,
+                   [&operation](Kit& kit) {
+                     operation.call(*kit.api, [&kit](std::string text) {
+                       EXPECT_TRUE(DispatchQueue::main()->isCurrent());
+                       kit.journal.add(std::move(text));
+                     });
+                   },
+                   // A request on its way holds the client.
+                   [](const Kit& kit) { return kit.api.use_count() == 1; },
+                   [&operation](int) { return operation.withoutAnswer; }});
+  all.push_back({"scanTransform", 10s, MAXIMUM_SCAN_TRIES,
+                 [](Kit& kit) {
+                   DispatchQueue::global()->async([&kit] {
+                     const auto rows = scanTransformRows("M1");
+                     kit.journal.add(rows ? std::to_string(rows->size()) + " rows" : "no rows");
+                   });
+                 },
+                 [](const Kit& kit) { return kit.hasHeard("no rows"); },
+                 [](int tries) {
+                   Lines lines(static_cast<std::size_t>(tries), "> The request failed. Error: …");
+                   lines.push_back("> Transform DB scan given up after " + std::to_string(tries) +
+                                   (tries == 1 ? " try" : " tries"));
+                   lines.emplace_back("no rows");
+                   return lines;
+                 }});
+  all.push_back({"save", 10s, 1,
+                 [](Kit& kit) {
+                   const SceneUnderstandingModel row("M1", 1, 1, 2, 3, "cup", 0.5F, false);
+                   platform::AWSDynamoDBObjectMapper::defaultMapper().save(
+                       row, [&kit](const std::optional<platform::AWSError>& error) {
+                         kit.journal.add(error && !error->description.empty() ? "not saved" : "saved");
+                       });
+                 },
+                 [](const Kit& kit) { return kit.hasHeard("not saved"); },
+                 [](int) { return Lines{"not saved"}; }});
+  return all;
+}
+
+/// The journal without the words of the errors; those are there, in one line each.
+Lines journalOf(const Kit& kit) {
+  const std::string failed = "> The request failed. Error: ";
+  Lines lines = kit.journal.entries();
+  for (std::string& line : lines) {
+    if (!line.starts_with(failed)) continue;
+    EXPECT_GT(line.size(), failed.size());
+    EXPECT_EQ(line.find('\n'), std::string::npos);
+    line = failed + "…";
+  }
+  return lines;
+}
+
+void waitUntilOver(const Operation& operation, const Kit& kit) {
+  const auto deadline = std::chrono::steady_clock::now() + patience;
+  while (!operation.isOver(kit) && std::chrono::steady_clock::now() < deadline)
+    DispatchQueue::main()->sync([] {});
+  EXPECT_TRUE(operation.isOver(kit)) << operation.name << " never ended";
+  DispatchQueue::main()->sync([] {});
+}
+
+Lines outcomeOf(const Operation& operation, const std::string& address) {
+  Kit kit(address);
+  operation.start(kit);
+  waitUntilOver(operation, kit);
+  return journalOf(kit);
+}
+
+TEST(HostileServices, NothingComesOfTheirAnswers) {
+  for (const Hostility& hostility : hostilities())
+    for (const Operation& operation : operations()) {
+      const FakeService service([&hostility](const RecordedRequest&) { return hostility.answer; });
+      EXPECT_EQ(outcomeOf(operation, service.url()), operation.outcome(operation.tries))
+          << operation.name << ", " << hostility.name;
+      const auto tries = static_cast<std::size_t>(operation.tries);
+      EXPECT_TRUE(service.waitForRequests(tries));
+      EXPECT_EQ(service.requests().size(), tries) << operation.name << ", " << hostility.name;
+    }
+}
+
+TEST(HostileServices, NothingComesOfAddressesThatCannotBeReached) {
+  const std::string nobody = "http://127.0.0.1:" + std::to_string(unusedPort());
+  for (const std::string& address : {nobody, std::string(), std::string("http://192.0.2.1")})
+    for (const Operation& operation : operations())
+      EXPECT_EQ(outcomeOf(operation, address), operation.outcome(address == nobody ? operation.tries : 1))
+          << operation.name << " " << address;
+}
+
+TEST(HostileServices, NothingIsSentToThoseThatCannotProveTheirName) {
+  const Authority authority;
+  for (const auto& [identity, file] : {std::pair(&authority.good, std::string()),
+                                       {&authority.wrongName, authority.file()},
+                                       {&authority.expired, authority.file()},
+                                       {&authority.itself, authority.file()}}) {
+    platform::HTTPClient::shared().setCertificateAuthorities(file);
+    const SecureService service(*identity);
+    for (const Operation& operation : operations())
+      EXPECT_EQ(outcomeOf(operation, service.address()), operation.outcome(operation.tries))
+          << operation.name;
+    EXPECT_EQ(service.requests, 0);
+  }
+  platform::HTTPClient::shared().setCertificateAuthorities({});
+}
+
+/// Returns when the client has looked at the time.
+void wakeClient() {
+  const FakeService kind([](const RecordedRequest&) { return FakeAnswer::json("[]"); });
+  platform::HTTPRequest request;
+  request.url = kind.url();
+  platform::DispatchSemaphore answered(0);
+  platform::HTTPClient::shared().post(std::move(request), DispatchQueue::global(),
+                                      [&](const platform::HTTPResponse& response) {
+                                        EXPECT_EQ(response.error, "");
+                                        answered.signal();
+                                      });
+  answered.wait();
+}
+
+TEST(HostileServices, WhoeverIsSlowIsGivenUpAtTheDeadline) {
+  const std::string head = "HTTP/1.1 200 OK\r\nContent-Type: application/json\r\n";
+  for (const FakeAnswer& slow :
+       {FakeAnswer::silence(), FakeAnswer::dripping(head, "X-More: to come\r\n"),
+        FakeAnswer::dripping(head + "Transfer-Encoding: chunked\r\n\r\n", "1\r\n \r\n")})
+    for (const Operation& operation : operations()) {
+      const FakeService service([&slow](const RecordedRequest&) { return slow; });
+      Kit kit(service.url());
+      operation.start(kit);
+      for (int tries = 1; tries <= operation.tries; ++tries) {
+        ASSERT_TRUE(service.waitForRequests(static_cast<std::size_t>(tries))) << operation.name;
+        constexpr std::chrono::seconds margin{5};
+        shiftTime(operation.deadline - margin);
+        wakeClient();
+        EXPECT_EQ(kit.journal.entries().size(), static_cast<std::size_t>(tries - 1)) << operation.name;
+        EXPECT_EQ(service.openConnections(), 1U) << operation.name << " was not waited for";
+        shiftTime(2 * margin);
+        wakeClient();
+      }
+      waitUntilOver(operation, kit);
+      EXPECT_TRUE(service.waitForAllToClose()) << operation.name;
+      EXPECT_EQ(journalOf(kit), operation.outcome(operation.tries)) << operation.name;
+      EXPECT_EQ(service.requests().size(), static_cast<std::size_t>(operation.tries)) << operation.name;
+    }
+}
+
+// Each scan gives the service time and gives up in the end; the first one that is let through succeeds.
+TEST(HostileServices, AThrottlingStormIsWeathered) {
+  constexpr int storm = 4 * MAXIMUM_SCAN_TRIES + 3;
+  std::atomic<int> asked = 0;
+  const FakeService service([&asked](const RecordedRequest&) {
+    const int number = asked++;
+    if (number >= storm) return FakeAnswer::json(R"({"Items":[]})");
+    switch (number % 4) {
+      case 0:
+        return FakeAnswer::json(R"({"__type":"x#ProvisionedThroughputExceededException"})", 400);
+      case 1:
+        return FakeAnswer::json(R"({"__type":"ThrottlingException","message":"Rate exceeded"})", 400);
+      case 2:
+        return FakeAnswer::json("", 429);
+      default:
+        return FakeAnswer::json("<Error><Code>SlowDown</Code></Error>", 503);
+    }
+  });
+  const Kit kit(service.url());
+  for (int scan = 0; scan < 4; ++scan) EXPECT_FALSE(scanTransformRows("M1"));
+  EXPECT_EQ(kit.clock->delays.entries().size(), 4U * (MAXIMUM_SCAN_TRIES - 1));
+  EXPECT_TRUE(scanTransformRows("M1"));
+  EXPECT_EQ(asked, storm + 1);
+}
+
+// The services of the provider refuse what is signed more than a quarter of an hour away from their time; the
+// mapping service does not look at the time. Nobody's clock is corrected.
+TEST(HostileServices, AClockAnHourOffIsRefusedInWordsThatSayWhatToDo) {
+  for (const auto& [ahead, says] : {std::pair(std::chrono::hours(1), "Signature expired"),
+                                    {std::chrono::hours(-1), "Signature not yet current"}}) {
+    const test::TemporaryDirectory directory;
+    localcloud::Server cloud({.data = directory.path(),
+                              .developerKey = DEVELOPER_KEY,
+                              .now = [ahead = ahead] { return std::chrono::system_clock::now() + ahead; }});
+    Kit kit(cloud.url());
+    for (const Operation& operation : operations()) {
+      const bool isTables = operation.deadline == std::chrono::seconds(10);
+      if (!isTables) continue;
+      kit.journal.clear();
+      operation.start(kit);
+      waitUntilOver(operation, kit);
+      EXPECT_EQ(journalOf(kit), operation.outcome(1)) << operation.name;
+      if (operation.name == "scanTransform") {
+        EXPECT_THAT(kit.journal.entries().front(), HasSubstr(says));
+      }
+    }
+    EXPECT_THAT(cloud.store().metrics(), IsEmpty());
+  }
+}
+
+}  // namespace
+}  // namespace geoloom::testing
