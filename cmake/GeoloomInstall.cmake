@@ -12,6 +12,7 @@ set(GEOLOOM_PUBLIC_HEADERS
   geoloom/platform/imaging/UIImage.h
   geoloom/platform/imaging/VideoToolbox.h
   geoloom/platform/imaging/vImage.h
+  geoloom/platform/network/HTTPClient.h
   geoloom/platform/scene/SCNNode.h
   geoloom/platform/scene/SCNNodeSnapshot.h
   geoloom/platform/scene/SCNScene.h

@@ -2,7 +2,7 @@
 //
 //     hello_session SERVICE DEVELOPER_KEY MAP [map|localize]
 //
-// SERVICE is the address of a mapping service, such as http://127.0.0.1:8080 for a local one. Run it with
+// SERVICE is the address of a mapping service, such as http://127.0.0.1:8808 for a local one. Run it with
 // `map` first, then with `localize`. On a device the frames come from the camera's tracker, which hands them
 // to the AR session; here none arrive. The detection network has to lie beside the library, where the build
 // puts it once scripts/setup has run.

@@ -10,6 +10,7 @@
 #include "geoloom/platform/foundation/FileManager.h"
 
 #include "tests/support/FakeService.h"
+#include "tests/support/SecureService.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "tools/commands/Commands.h"
 
@@ -107,6 +108,15 @@ TEST_F(MapsNear, TellsNoMapsFromNoAnswer) {
   const Outcome nobody = run(fmt::format("http://127.0.0.1:{}", geoloom::testing::unusedPort()));
   EXPECT_EQ(nobody.code, 4);
   EXPECT_THAT(nobody.errors, HasSubstr("no answer: "));
+}
+
+TEST_F(MapsNear, TrustsTheAuthoritiesItIsGiven) {
+  const geoloom::testing::Authority authority;
+  const geoloom::testing::SecureService service(authority.good);
+  EXPECT_THAT(run(service.address()).errors, HasSubstr("no answer: "));
+  EXPECT_EQ(run(service.address(), {"--certificate-authorities", "/nowhere"}).code, 3);
+  EXPECT_EQ(run(service.address(), {"--certificate-authorities", authority.file()}).code, 0);
+  EXPECT_EQ(service.requests, 1);
 }
 
 }  // namespace

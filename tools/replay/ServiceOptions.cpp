@@ -13,6 +13,7 @@
 #include "geoloom/platform/foundation/LibraryBundle.h"
 #include "geoloom/platform/location/CLLocationManager.h"
 #include "geoloom/platform/location/CLLocationProvider.h"
+#include "geoloom/platform/network/HTTPClient.h"
 #include "geoloom/session/MapSessionSettings.h"
 
 #include "tools/commands/Commands.h"
@@ -60,6 +61,10 @@ void addServiceOptions(CLI::App& command, ServiceOptions& options) {
       ->group(group);
   command.add_option("--tables-url", e.tables, "table service")->group(group);
   command.add_option("--metrics-url", e.metrics, "metrics service")->group(group);
+  command
+      .add_option("--certificate-authorities", options.certificateAuthorities,
+                  "PEM file with the authorities to trust instead of the system's")
+      ->group(group);
   command.add_flag("--beta", options.beta, "use the mapping service's beta")->group(group);
   command.add_option("--developer-key", options.developerKey, "key of the application's developer")
       ->group(group);
@@ -120,6 +125,10 @@ std::optional<GivenLocation> parseLocation(const std::string& text) {
 void apply(ServiceOptions& options) {
   if (!options.developerKeyFile.empty()) options.developerKey = firstLine(options.developerKeyFile);
   ServiceEndpoints::setCurrent(endpointsOf(options));
+  if (const std::string& authorities = options.certificateAuthorities; !authorities.empty()) {
+    if (!std::ifstream(authorities)) throw CommandError(ExitCode::badInput, authorities + ": cannot be read");
+    platform::HTTPClient::shared().setCertificateAuthorities(authorities);
+  }
   MapSessionSettings::USE_BETA_ALGO = options.beta;
   if (!options.application.empty()) platform::Bundle::setMainBundleIdentifier(options.application);
   if (!options.model.empty()) {

@@ -16,6 +16,7 @@ namespace geoloom::tools {
 struct ServiceOptions {
   std::string service = "http://127.0.0.1:8808";  ///< where one server answers for all services
   ServiceEndpoints endpoints;                     ///< what is set goes before `service`
+  std::string certificateAuthorities;             ///< PEM file; empty: the system's
   bool beta = false;
   std::string developerKey = "demo";
   std::string developerKeyFile;
@@ -30,8 +31,8 @@ struct ServiceOptions {
 
 void addServiceOptions(CLI::App& command, ServiceOptions& options);
 
-/// Sets the kit up for this process: endpoints, application, location, model; its console goes to standard
-/// error. Throws CommandError. Call once, before the first session.
+/// Sets the kit up for this process: endpoints, authorities, application, location, model; its console goes
+/// to standard error. Throws CommandError. Call once, before the first session.
 void apply(ServiceOptions& options);
 
 /// Throws CommandError when the detection model cannot be loaded, which would end the process later.
