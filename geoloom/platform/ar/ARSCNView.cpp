@@ -4,7 +4,7 @@
 
 namespace geoloom::platform {
 
-ARSCNView::ARSCNView() : scene(std::make_shared<SCNScene>()) {}
+ARSCNView::ARSCNView(CGRect frame) : UIView(frame), scene(std::make_shared<SCNScene>()) {}
 
 ARSCNView::~ARSCNView() = default;
 

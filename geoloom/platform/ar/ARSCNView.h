@@ -13,7 +13,7 @@ class SCNScene;
 /// A view that shows a 3D scene over the camera's image. The fields belong to the application's main thread.
 class GEOLOOM_EXPORT ARSCNView : public UIView {
  public:
-  ARSCNView();
+  explicit ARSCNView(CGRect frame = {});
   ~ARSCNView() override;
 
   std::shared_ptr<ARSession> session;

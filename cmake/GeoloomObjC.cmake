@@ -1,0 +1,54 @@
+# The Objective-C face stands on GCC's runtime and GNUstep's Foundation. Where they are missing it is left out, and nothing
+# else needs them. GCC compiles it whatever compiles the C++, since only its object files fit its runtime.
+
+option(GEOLOOM_BUILD_OBJC "Build the Objective-C face (left out where its packages are missing)" ON)
+
+set(GEOLOOM_OBJC_FLAGS -std=gnu17 -fexceptions -fobjc-exceptions -fconstant-string-class=NSConstantString
+  -DGNUSTEP -DGNUSTEP_BASE_LIBRARY=1 -DGNU_RUNTIME=1 -D_NATIVE_OBJC_EXCEPTIONS)
+
+# geoloom_objc_missing(RESULT): what stands in the way, or an empty text
+function(geoloom_objc_missing result)
+  find_program(GEOLOOM_OBJC_COMPILER NAMES gcc cc DOC "GCC with Objective-C")
+  find_path(GNUSTEP_INCLUDE_DIR Foundation/Foundation.h PATH_SUFFIXES GNUstep)
+  find_library(GNUSTEP_BASE_LIBRARY gnustep-base)
+  find_library(OBJC_LIBRARY NAMES objc libobjc.so.4)
+  set(missing)
+  if(NOT GNUSTEP_INCLUDE_DIR OR NOT GNUSTEP_BASE_LIBRARY)
+    set(missing "GNUstep Base (Debian: libgnustep-base-dev)")
+  elseif(NOT GEOLOOM_OBJC_COMPILER OR NOT OBJC_LIBRARY)
+    set(missing "GCC's Objective-C (Debian: gobjc)")
+  else()
+    set(probe ${CMAKE_BINARY_DIR}/CMakeFiles/probe.m)
+    file(WRITE ${probe} "#import <Foundation/Foundation.h>\nint main(void) { return [NSObject new] == nil; }\n")
+    execute_process(COMMAND ${GEOLOOM_OBJC_COMPILER} ${GEOLOOM_OBJC_FLAGS} -isystem ${GNUSTEP_INCLUDE_DIR} -fsyntax-only ${probe}
+      RESULT_VARIABLE failed OUTPUT_QUIET ERROR_QUIET)
+    if(failed)
+      set(missing "GCC's Objective-C (Debian: gobjc)")
+    elseif(GEOLOOM_SANITIZE)
+      set(missing "a build without sanitizers: it has not been tried with them")
+    endif()
+  endif()
+  set(${result} "${missing}" PARENT_SCOPE)
+endfunction()
+
+set(GEOLOOM_HAS_OBJC OFF)
+if(GEOLOOM_BUILD_OBJC)
+  geoloom_objc_missing(missing)
+  if(missing)
+    message(STATUS "objc: without the Objective-C face, which needs ${missing}")
+  else()
+    set(CMAKE_OBJC_COMPILER ${GEOLOOM_OBJC_COMPILER})
+    enable_language(OBJC)
+    set(GEOLOOM_HAS_OBJC ON)
+  endif()
+endif()
+
+# clang for Objective-C with blocks; it does not look for GCC's runtime headers by itself.
+if(GEOLOOM_HAS_OBJC)
+  find_program(GEOLOOM_CLANG clang)
+  execute_process(COMMAND ${GEOLOOM_OBJC_COMPILER} -print-file-name=include
+    OUTPUT_VARIABLE GEOLOOM_OBJC_RUNTIME_INCLUDE_DIR OUTPUT_STRIP_TRAILING_WHITESPACE)
+  set(GEOLOOM_CLANG_OBJC_FLAGS ${GEOLOOM_OBJC_FLAGS} -fobjc-runtime=gcc -fblocks
+    -isystem ${GNUSTEP_INCLUDE_DIR} -idirafter ${GEOLOOM_OBJC_RUNTIME_INCLUDE_DIR}
+    -I${PROJECT_SOURCE_DIR}/objc -I${PROJECT_SOURCE_DIR}/objc/blocks)
+endif()

@@ -1,0 +1,37 @@
+#pragma once
+
+#import <Foundation/Foundation.h>
+#import <GeoloomObjC/SCNVector3.h>
+#import <GeoloomObjC/Unavailable.h>
+
+struct GeoloomNative;
+
+/// One image of the camera with what tracking knew at that moment. Immutable, readable from any thread.
+@interface ARFrame : NSObject {
+ @private
+  struct GeoloomNative* native_;
+}
+
+/// Seconds; it grows from frame to frame.
+@property(nonatomic, readonly) NSTimeInterval timestamp;
+
+/// For trackers and players. The pixels are BGRA, 8 bits each, and copied: the sensor's image, landscape for
+/// a device that is held upright, its top edge at the right of what the user sees. `transform` (4 by 4) takes
+/// camera coordinates to world coordinates, `intrinsics` (3 by 3) are in pixels of the image; both are
+/// column-major. In the world y points up; the camera looks along -z. The feature points are points of the
+/// world that tracking has located, in metres. nil, after a line in the system log, for a picture without
+/// pixels or rows too short for them.
+- (instancetype)initWithPixels:(const void*)pixels
+                         width:(NSUInteger)width
+                        height:(NSUInteger)height
+                   bytesPerRow:(NSUInteger)bytesPerRow
+                     transform:(const float[16])transform
+                    intrinsics:(const float[9])intrinsics
+                 featurePoints:(const SCNVector3*)featurePoints
+                         count:(NSUInteger)count
+                     timestamp:(NSTimeInterval)timestamp;
+
+- (instancetype)init GEOLOOM_UNAVAILABLE("frames come from an ARSession");
++ (instancetype)new GEOLOOM_UNAVAILABLE("frames come from an ARSession");
+
+@end

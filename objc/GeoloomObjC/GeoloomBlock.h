@@ -1,0 +1,42 @@
+#pragma once
+
+/// Blocks for a compiler that has none: the layout by which blocks are called, and callbacks made from
+/// functions.
+///
+///     static void onStatus(GeoloomBlock* block, MapStatus status) { ... }
+///     static GeoloomBlock statusBlock = GEOLOOM_BLOCK(onStatus);
+///     [session registerCallbacksWithAssetsFoundCallback:NULL statusCallback:&statusBlock ...
+///
+/// Such a block is never copied or released; it has to stay where it is, so make it static. A function that
+/// needs more than its arguments finds it behind its first one, in a struct that begins with a GeoloomBlock.
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+typedef struct GeoloomBlockDescriptor {
+  unsigned long reserved;
+  unsigned long size;
+} GeoloomBlockDescriptor;
+
+typedef struct GeoloomBlock {
+  void* isa;
+  int flags;
+  int reserved;
+  void (*invoke)(void);
+  const GeoloomBlockDescriptor* descriptor;
+} GeoloomBlock;
+
+extern void* _NSConcreteGlobalBlock[32];
+extern const GeoloomBlockDescriptor GeoloomGlobalBlockDescriptor;
+
+#define GEOLOOM_BLOCK_IS_GLOBAL (1 << 28)
+#define GEOLOOM_BLOCK(function)                                                     \
+  {                                                                                 \
+    _NSConcreteGlobalBlock, GEOLOOM_BLOCK_IS_GLOBAL, 0, (void (*)(void))(function), \
+        &GeoloomGlobalBlockDescriptor                                               \
+  }
+
+#ifdef __cplusplus
+}
+#endif

@@ -1,0 +1,41 @@
+#import <GeoloomObjC/GeoloomMainQueue.h>
+#import <GeoloomObjC/Private.h>
+
+#include "objc/bridge/Platform.h"
+
+/// A task on its way to the main thread.
+@interface GeoloomPostedTask : NSObject {
+  GeoloomTask* task_;
+}
+@end
+
+@implementation GeoloomPostedTask
+
+- (id)initWithTask:(GeoloomTask*)task {
+  if ((self = [super init]) != nil) task_ = task;
+  return self;
+}
+
+- (void)run {
+  geoloomTaskRun(task_);
+}
+
+@end
+
+static void post(GeoloomTask* task) {
+  NSAutoreleasePool* pool = [NSAutoreleasePool new];
+  GeoloomPostedTask* posted = [[[GeoloomPostedTask alloc] initWithTask:task] autorelease];
+  [posted performSelectorOnMainThread:@selector(run) withObject:nil waitUntilDone:NO];
+  [pool release];
+}
+
+@implementation GeoloomMainQueue
+
++ (BOOL)handOverToMainRunLoop {
+  if (geoloomMainQueueHandOver(post)) return YES;
+  GeoloomLog(
+      @"handOverToMainRunLoop: the main queue is in use already; hand it over before the first session");
+  return NO;
+}
+
+@end

@@ -1,0 +1,38 @@
+#pragma once
+
+#import <Foundation/Foundation.h>
+#import <GeoloomObjC/SCNVector3.h>
+#import <GeoloomObjC/Unavailable.h>
+
+/// One virtual object of the application in a map.
+@interface MapAsset : NSObject {
+ @private
+  NSString* assetID_;
+  SCNVector3 position_;
+  float orientation_;
+  float confidence_;
+}
+
+/// The application's own identifier.
+@property(nonatomic, copy) NSString* assetID;
+/// Metres, in the coordinates of the AR session.
+@property(nonatomic) SCNVector3 position;
+/// Radians about the vertical axis.
+@property(nonatomic) float orientation;
+/// How the position was obtained: -1 for an asset that the application made, 0.5 for one that was stored in a
+/// map and moved into this session's coordinates.
+@property(nonatomic) float confidence;
+
+// clang-format off: without the blanks clang takes the names for parts of the selector, and warns
+- (instancetype)init:(NSString*)assetID :(SCNVector3)position :(float)orientation;
+// clang-format on
+
+/// Another asset with the same identifier (composed and decomposed text is the same), exactly the same
+/// position and orientation. The confidence takes no part.
+- (BOOL)isEqual:(id)other;
+- (NSUInteger)hash;
+
+- (instancetype)init GEOLOOM_UNAVAILABLE("use init:::");
++ (instancetype)new GEOLOOM_UNAVAILABLE("use init:::");
+
+@end

@@ -1,0 +1,18 @@
+#pragma once
+
+/// What Foundation includes for a compiler with blocks. The functions are in libgeoloom-objc. Unlike those of
+/// Debian's libBlocksRuntime they retain the objects that a block captures.
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+void* _Block_copy(const void* block);
+void _Block_release(const void* block);
+
+#ifdef __cplusplus
+}
+#endif
+
+#define Block_copy(...) ((__typeof(__VA_ARGS__))_Block_copy((const void*)(__VA_ARGS__)))
+#define Block_release(...) _Block_release((const void*)(__VA_ARGS__))

@@ -1,0 +1,48 @@
+#pragma once
+
+#include "objc/bridge/Closures.h"
+#include "objc/bridge/Native.h"
+#include "objc/bridge/Values.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/// The session: see geoloom/session/MapSession.h.
+
+typedef struct {
+  const GeoloomNative* arSession;
+  long mapMode;
+  GeoloomText userID;
+  GeoloomText mapID;
+  GeoloomText developerKey;
+  double screenHeight;
+  double screenWidth;
+  const GeoloomNative* mapSessionConfiguration;
+} GeoloomMapSession;
+
+/// NULL, after a line in the system log that names it, when something is missing or is no mode.
+GeoloomNative* geoloomMapSessionMake(const GeoloomMapSession* construction);
+
+void geoloomMapSessionRegisterCallbacks(GeoloomNative* session, GeoloomAssetsClosure assetsFound,
+                                        GeoloomNumberClosure status, GeoloomObjectsClosure objectDetected);
+void geoloomMapSessionReset(GeoloomNative* session, const GeoloomNative* arSession);
+void geoloomMapSessionUpdate(GeoloomNative* session, const GeoloomNative* frame);
+void geoloomMapSessionVisualize(GeoloomNative* session, const GeoloomNative* view,
+                                const GeoloomNative* scene);
+bool geoloomMapSessionStorePlacement(GeoloomNative* session, const GeoloomMapAsset* assets, size_t count,
+                                     GeoloomNumberClosure stored);
+/// Of all users when `userID` is absent.
+bool geoloomMapSessionListNearbyMaps(GeoloomNative* session, GeoloomText userID, double longitude,
+                                     double latitude, double longitudeDelta, double latitudeDelta,
+                                     GeoloomMapsClosure mapsFound);
+
+long geoloomMapSessionMode(const GeoloomNative* session);
+GeoloomText geoloomMapSessionUUID(const GeoloomNative* session);
+GeoloomText geoloomMapSessionMappingUUID(const GeoloomNative* session);
+GeoloomText geoloomMapSessionMapID(const GeoloomNative* session);
+GeoloomText geoloomMapSessionUserID(const GeoloomNative* session);
+
+#ifdef __cplusplus
+}
+#endif

@@ -1,0 +1,133 @@
+// Everything that an application sees, by name, as a runtime finds it.
+#import <objc/runtime.h>
+
+#import "tests/objc/Case.h"
+
+typedef struct {
+  const char* className;
+  const char* superclassName;
+  const char* instanceMethods[24];
+  const char* classMethods[12];
+} Face;
+
+static const Face FACES[] = {
+    {"MapSession",
+     "NSObject",
+     {"initWithArSession:mapMode:userID:mapID:developerKey:screenHeight:screenWidth:mapSessionConfiguration:",
+      "registerCallbacksWithAssetsFoundCallback:statusCallback:objectDetectedCallback:",
+      "resetWithArSession:", "mapSessionMode", "mapSessionUUID", "mappingUUID", "mapID", "userID",
+      "updateWithFrame:", "visualizeSceneUnderstandingWithView:scene:", "storePlacementWithAssets:callback:",
+      "listNearbyMapsWithUserID:longitude:latitude:longitudeDelta:latitudeDelta:mapsFoundCallback:"},
+     {"CONFIDENCE_THRESHOLD", "setCONFIDENCE_THRESHOLD:", "TIMEOUT_THRESHOLD", "setTIMEOUT_THRESHOLD:",
+      "CONTINOUSLY_UPDATED_RELOCALIZATION", "setCONTINOUSLY_UPDATED_RELOCALIZATION:", "USE_BETA_ALGO",
+      "setUSE_BETA_ALGO:", "RETRIEVE_ASSETS_INTERVAL", "setRETRIEVE_ASSETS_INTERVAL:"}},
+    {"MapSessionConfiguration",
+     "NSObject",
+     {"initWithSceneUnderstandingConfidenceThreshold:featureMatchDistanceMeters:",
+      "sceneUnderstandingConfidenceThreshold", "setSceneUnderstandingConfidenceThreshold:",
+      "featureMatchDistanceMeters", "setFeatureMatchDistanceMeters:"},
+     {NULL}},
+    {"Map",
+     "NSObject",
+     {"userID", "setUserID:", "mapID", "setMapID:", "latitude", "setLatitude:", "longitude",
+      "setLongitude:", "altitude", "setAltitude:", "horizontalAccuracy",
+      "setHorizontalAccuracy:", "verticalAccuracy", "setVerticalAccuracy:"},
+     {NULL}},
+    {"MapAsset",
+     "NSObject",
+     {"init:::", "assetID", "setAssetID:", "position", "setPosition:", "orientation",
+      "setOrientation:", "confidence", "setConfidence:", "isEqual:", "hash"},
+     {NULL}},
+    {"DetectedObject", "NSObject", {"name", "confidence", "center", "height", "print"}, {NULL}},
+    {"ARSession", "NSObject", {"init", "currentFrame", "setDidUpdateFrame:", "deliverFrame:"}, {NULL}},
+    {"ARFrame", "NSObject", {"timestamp"}, {NULL}},
+    {"UIView", "NSObject", {"init", "initWithFrame:", "frame"}, {NULL}},
+    {"ARSCNView", "UIView", {"init", "session", "setSession:"}, {NULL}}};
+enum { FACE_COUNT = sizeof FACES / sizeof *FACES };
+
+TEST_CASE(everyClassRespondsToEverySelector) {
+  for (int i = 0; i < FACE_COUNT; ++i) {
+    const Face* face = &FACES[i];
+    Class class = NSClassFromString([NSString stringWithUTF8String:face->className]);
+    expect(class != Nil, face->className, __FILE__, __LINE__);
+    EXPECT_EQUAL(NSStringFromClass([class superclass]), [NSString stringWithUTF8String:face->superclassName]);
+    for (const char* const* name = face->instanceMethods; *name != NULL; ++name) {
+      expect([class instancesRespondToSelector:sel_registerName(*name)], *name, face -> className, __LINE__);
+    }
+    for (const char* const* name = face->classMethods; *name != NULL; ++name) {
+      expect([class respondsToSelector:sel_registerName(*name)], *name, face -> className, __LINE__);
+    }
+  }
+}
+
+TEST_CASE(whatIsReadOnlyHasNoSetter) {
+  const struct {
+    Class class;
+    const char* setter;
+  } setters[] = {{[DetectedObject class], "setName:"},       {[DetectedObject class], "setConfidence:"},
+                 {[DetectedObject class], "setCenter:"},     {[DetectedObject class], "setHeight:"},
+                 {[MapSession class], "setMapSessionMode:"}, {[MapSession class], "setMapSessionUUID:"},
+                 {[MapSession class], "setMappingUUID:"},    {[MapSession class], "setMapID:"},
+                 {[MapSession class], "setUserID:"}};
+  for (size_t i = 0; i < sizeof setters / sizeof *setters; ++i) {
+    expect(![setters[i].class instancesRespondToSelector:sel_registerName(setters[i].setter)],
+           setters[i].setter, __FILE__, __LINE__);
+  }
+}
+
+// Every method can be forwarded and recorded: the runtime of GCC stops the process for a type that it does
+// not know.
+TEST_CASE(everyMethodHasASignature) {
+  for (int i = 0; i < FACE_COUNT; ++i) {
+    Class class = NSClassFromString([NSString stringWithUTF8String:FACES[i].className]);
+    for (const char* const* name = FACES[i].instanceMethods; *name != NULL; ++name) {
+      NSMethodSignature* signature = [class instanceMethodSignatureForSelector:sel_registerName(*name)];
+      NSUInteger arguments = 2;
+      for (const char* letter = *name; *letter != '\0'; ++letter) arguments += *letter == ':';
+      expect([signature numberOfArguments] == arguments, *name, FACES[i].className, __LINE__);
+    }
+  }
+}
+
+TEST_CASE(whatHasNoInitRaises) {
+  NSArray* classes = [NSArray arrayWithObjects:@"MapSession", @"MapSessionConfiguration", @"Map", @"MapAsset",
+                                               @"DetectedObject", @"ARFrame", nil];
+  for (NSString* name in classes) {
+    Class class = NSClassFromString(name);
+    NSString* reason = nil;
+    @try {
+      [[class alloc] performSelector:@selector(init)];
+    } @catch (NSException* exception) {
+      EXPECT_EQUAL([exception name], NSInvalidArgumentException);
+      reason = [exception reason];
+    }
+    EXPECT([reason hasPrefix:[name stringByAppendingString:@" has no init: "]]);
+    EXPECT_RAISES([class performSelector:@selector(new)]);
+  }
+}
+
+TEST_CASE(settingsAreSharedAndReachableByName) {
+  EXPECT([MapSession CONFIDENCE_THRESHOLD] == 0.75F);
+  EXPECT([MapSession TIMEOUT_THRESHOLD] == 60);
+  EXPECT(![MapSession CONTINOUSLY_UPDATED_RELOCALIZATION]);
+  EXPECT(![MapSession USE_BETA_ALGO]);
+  EXPECT([MapSession RETRIEVE_ASSETS_INTERVAL] == 2);
+
+  [MapSession setCONFIDENCE_THRESHOLD:0.5F];
+  [MapSession setTIMEOUT_THRESHOLD:-7];
+  [MapSession setCONTINOUSLY_UPDATED_RELOCALIZATION:YES];
+  [MapSession setUSE_BETA_ALGO:YES];
+  [MapSession setRETRIEVE_ASSETS_INTERVAL:NSIntegerMax];
+  EXPECT([MapSession CONFIDENCE_THRESHOLD] == 0.5F);
+  EXPECT([MapSession TIMEOUT_THRESHOLD] == -7);
+  EXPECT([MapSession CONTINOUSLY_UPDATED_RELOCALIZATION]);
+  EXPECT([MapSession USE_BETA_ALGO]);
+  EXPECT([MapSession RETRIEVE_ASSETS_INTERVAL] == NSIntegerMax);
+}
+
+TEST_CASE(enumerationsAreTheirNumbers) {
+  EXPECT(sizeof(MapMode) == sizeof(NSInteger) && sizeof(MapStatus) == sizeof(NSInteger));
+  EXPECT(MapModeMapping == 0 && MapModeLocalization == 1);
+  EXPECT(MapStatusInitialized == 0 && MapStatusMapNotFound == 1 && MapStatusConnectionFailed == 2);
+  EXPECT(MapStatusServiceError == 4 && MapStatusReserved9 == 9);
+}
