@@ -48,6 +48,15 @@ install(TARGETS geoloom EXPORT Geoloom
   INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(FILES LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR})
 
+if(GEOLOOM_HAS_OBJC)
+  install(TARGETS geoloom-objc EXPORT Geoloom
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+    INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+  install(DIRECTORY objc/GeoloomObjC DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
+    FILES_MATCHING PATTERN *.h PATTERN Private.h EXCLUDE)
+  install(DIRECTORY objc/blocks DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/GeoloomObjC)
+endif()
+
 set(package ${CMAKE_INSTALL_LIBDIR}/cmake/Geoloom)
 install(EXPORT Geoloom NAMESPACE Geoloom:: FILE GeoloomTargets.cmake DESTINATION ${package})
 configure_package_config_file(cmake/GeoloomConfig.cmake.in ${PROJECT_BINARY_DIR}/generated/GeoloomConfig.cmake
@@ -59,5 +68,12 @@ install(FILES ${PROJECT_BINARY_DIR}/generated/GeoloomConfig.cmake
               ${PROJECT_BINARY_DIR}/generated/GeoloomConfigVersion.cmake DESTINATION ${package})
 
 file(RELATIVE_PATH GEOLOOM_PREFIX_FROM_PKGCONFIG /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
-configure_file(cmake/geoloom.pc.in ${PROJECT_BINARY_DIR}/generated/geoloom.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/generated/geoloom.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+set(pkgconfig_files geoloom.pc)
+if(GEOLOOM_HAS_OBJC)
+  list(APPEND pkgconfig_files geoloom-objc.pc)
+  list(JOIN GEOLOOM_OBJC_FLAGS " " GEOLOOM_OBJC_FLAGS_TEXT)
+endif()
+foreach(file ${pkgconfig_files})
+  configure_file(cmake/${file}.in ${PROJECT_BINARY_DIR}/generated/${file} @ONLY)
+  install(FILES ${PROJECT_BINARY_DIR}/generated/${file} DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+endforeach()

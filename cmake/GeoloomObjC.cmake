@@ -3,7 +3,8 @@
 
 option(GEOLOOM_BUILD_OBJC "Build the Objective-C face (left out where its packages are missing)" ON)
 
-set(GEOLOOM_OBJC_FLAGS -std=gnu17 -fexceptions -fobjc-exceptions -fconstant-string-class=NSConstantString
+# What applications need too.
+set(GEOLOOM_OBJC_FLAGS -fexceptions -fobjc-exceptions -fconstant-string-class=NSConstantString
   -DGNUSTEP -DGNUSTEP_BASE_LIBRARY=1 -DGNU_RUNTIME=1 -D_NATIVE_OBJC_EXCEPTIONS)
 
 # geoloom_objc_missing(RESULT): what stands in the way, or an empty text
@@ -48,7 +49,18 @@ if(GEOLOOM_HAS_OBJC)
   find_program(GEOLOOM_CLANG clang)
   execute_process(COMMAND ${GEOLOOM_OBJC_COMPILER} -print-file-name=include
     OUTPUT_VARIABLE GEOLOOM_OBJC_RUNTIME_INCLUDE_DIR OUTPUT_STRIP_TRAILING_WHITESPACE)
-  set(GEOLOOM_CLANG_OBJC_FLAGS ${GEOLOOM_OBJC_FLAGS} -fobjc-runtime=gcc -fblocks
+  set(GEOLOOM_CLANG_OBJC ${GEOLOOM_CLANG} -std=gnu17 ${GEOLOOM_OBJC_FLAGS} -fobjc-runtime=gcc -fblocks
     -isystem ${GNUSTEP_INCLUDE_DIR} -idirafter ${GEOLOOM_OBJC_RUNTIME_INCLUDE_DIR}
-    -I${PROJECT_SOURCE_DIR}/objc -I${PROJECT_SOURCE_DIR}/objc/blocks)
+    -I${PROJECT_SOURCE_DIR} -I${PROJECT_SOURCE_DIR}/objc -I${PROJECT_SOURCE_DIR}/objc/blocks
+    -Wall -Wextra -Wpedantic -Wshadow -Wno-unused-parameter $<$<BOOL:${GEOLOOM_WERROR}>:-Werror>)
 endif()
+
+# geoloom_clang_object(RESULT SOURCE): Objective-C with blocks, which CMake's one compiler for the language lacks. The object
+# has no sanitizer in it: those of two compilers do not mix.
+function(geoloom_clang_object result source)
+  set(object ${CMAKE_CURRENT_BINARY_DIR}/${source}.o)
+  add_custom_command(OUTPUT ${object}
+    COMMAND ${GEOLOOM_CLANG_OBJC} -fPIC -O1 -g -MD -MF ${object}.d -c ${CMAKE_CURRENT_SOURCE_DIR}/${source} -o ${object}
+    DEPENDS ${source} DEPFILE ${object}.d COMMAND_EXPAND_LISTS VERBATIM COMMENT "Compiling ${source} with blocks")
+  set(${result} ${object} PARENT_SCOPE)
+endfunction()
