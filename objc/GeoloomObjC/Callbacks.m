@@ -1,96 +1,107 @@
-// Blocks as closures of the bridge. Every call runs in an autorelease pool of its own, which is made outside
-// the
-// @try: the exception must outlive what was autoreleased when it is logged, and the pool must be drained
-// after it.
+// Blocks as closures of the bridge.
 #import <GeoloomObjC/ARFrame.h>
 #import <GeoloomObjC/GeoloomBlock.h>
 #import <GeoloomObjC/Private.h>
 
-static void logException(const char* callback, id exception) {
-  GeoloomLog([NSString stringWithFormat:@"exception out of the %s callback: %@", callback, exception]);
+static void (*invocationOf(void* block))(void) {
+  return ((GeoloomBlock*)block)->invoke;
 }
 
-static void callWithObject(void* block, id argument, const char* callback) {
+// Calls in an autorelease pool of its own. An Objective-C exception ends here, as a line in the system log;
+// one of C++ goes on to the kit, which does the same.
+static void guard(const char* callback, void (*call)(void* block, const void* arguments, size_t count),
+                  void* block, const void* arguments, size_t count) {
+  NSAutoreleasePool* pool = [NSAutoreleasePool new];
   @try {
-    ((void (*)(void*, id))((GeoloomBlock*)block)->invoke)(block, argument);
+    call(block, arguments, count);
   } @catch (id exception) {
-    logException(callback, exception);
+    GeoloomLog([NSString stringWithFormat:@"exception out of the %s callback: %@", callback, exception]);
+  } @finally {
+    // Not before the exception is logged, which may be in it.
+    [pool release];
   }
 }
 
-// Lets go of a block, and so of what it captured, whose dealloc may be the application's.
-static void releaseBlock(void* block) {
-  NSAutoreleasePool* pool = [NSAutoreleasePool new];
-  @try {
-    _Block_release(block);
-  } @catch (id exception) {
-    logException("release of a", exception);
-  }
-  [pool release];
-}
-
-static void runDetections(void* block, GeoloomNative* const* references, size_t count) {
-  NSAutoreleasePool* pool = [NSAutoreleasePool new];
+static void callDetections(void* block, const void* arguments, size_t count) {
+  GeoloomNative* const* references = arguments;
   NSMutableArray* objects = [NSMutableArray arrayWithCapacity:count];
   for (size_t i = 0; i < count; ++i) {
     [objects addObject:[[[DetectedObject alloc] initWithGeoloomNative:references[i]] autorelease]];
   }
-  callWithObject(block, objects, "detections");
-  [pool release];
+  ((void (*)(void*, NSArray*))invocationOf(block))(block, objects);
 }
 
-static void runFrame(void* block, GeoloomNative* const* references, size_t count) {
-  NSAutoreleasePool* pool = [NSAutoreleasePool new];
+static void callFrame(void* block, const void* arguments, size_t count) {
+  GeoloomNative* const* references = arguments;
   for (size_t i = 0; i < count; ++i) {
-    callWithObject(block, [[[ARFrame alloc] initWithGeoloomNative:references[i]] autorelease], "frame");
+    ARFrame* frame = [[[ARFrame alloc] initWithGeoloomNative:references[i]] autorelease];
+    ((void (*)(void*, ARFrame*))invocationOf(block))(block, frame);
   }
-  [pool release];
 }
 
-static void runAssets(void* block, const GeoloomMapAsset* values, size_t count) {
-  NSAutoreleasePool* pool = [NSAutoreleasePool new];
+static void callAssets(void* block, const void* arguments, size_t count) {
+  const GeoloomMapAsset* values = arguments;
   NSMutableArray* assets = [NSMutableArray arrayWithCapacity:count];
   for (size_t i = 0; i < count; ++i) {
     [assets addObject:[[(MapAsset*)[MapAsset alloc] initWithValues:&values[i]] autorelease]];
   }
-  callWithObject(block, assets, "assets");
-  [pool release];
+  ((void (*)(void*, NSArray*))invocationOf(block))(block, assets);
 }
 
-static void runMaps(void* block, const GeoloomMap* values, size_t count) {
-  NSAutoreleasePool* pool = [NSAutoreleasePool new];
+static void callMaps(void* block, const void* arguments, size_t count) {
+  const GeoloomMap* values = arguments;
   NSMutableArray* maps = [NSMutableArray arrayWithCapacity:count];
   for (size_t i = 0; i < count; ++i) {
     [maps addObject:[[(Map*)[Map alloc] initWithValues:&values[i]] autorelease]];
   }
-  callWithObject(block, maps, "nearby maps");
-  [pool release];
+  ((void (*)(void*, NSArray*))invocationOf(block))(block, maps);
+}
+
+static void callStatus(void* block, const void* status, size_t count) {
+  ((void (*)(void*, NSInteger))invocationOf(block))(block, *(const long*)status);
+}
+
+static void callPlacement(void* block, const void* stored, size_t count) {
+  ((void (*)(void*, BOOL))invocationOf(block))(block, *(const long*)stored != 0);
+}
+
+// What the block captured goes with it, and the dealloc of that may be the application's.
+static void callRelease(void* block, const void* arguments, size_t count) {
+  _Block_release(block);
+}
+
+static void runDetections(void* block, GeoloomNative* const* references, size_t count) {
+  guard("detections", callDetections, block, references, count);
+}
+
+static void runFrame(void* block, GeoloomNative* const* references, size_t count) {
+  guard("frame", callFrame, block, references, count);
+}
+
+static void runAssets(void* block, const GeoloomMapAsset* values, size_t count) {
+  guard("assets", callAssets, block, values, count);
+}
+
+static void runMaps(void* block, const GeoloomMap* values, size_t count) {
+  guard("nearby maps", callMaps, block, values, count);
 }
 
 static void runStatus(void* block, long status) {
-  NSAutoreleasePool* pool = [NSAutoreleasePool new];
-  @try {
-    ((void (*)(void*, NSInteger))((GeoloomBlock*)block)->invoke)(block, status);
-  } @catch (id exception) {
-    logException("status", exception);
-  }
-  [pool release];
+  guard("status", callStatus, block, &status, 1);
 }
 
 static void runPlacement(void* block, long stored) {
-  NSAutoreleasePool* pool = [NSAutoreleasePool new];
-  @try {
-    ((void (*)(void*, BOOL))((GeoloomBlock*)block)->invoke)(block, stored != 0);
-  } @catch (id exception) {
-    logException("placement", exception);
-  }
-  [pool release];
+  guard("placement", callPlacement, block, &stored, 1);
 }
 
-#define CLOSURE_OF(name, type, function)                                                      \
-  type name(const void* block) {                                                              \
-    const type closure = {_Block_copy(block), block == NULL ? NULL : function, releaseBlock}; \
-    return closure;                                                                           \
+static void release(void* block) {
+  guard("release of a", callRelease, block, NULL, 0);
+}
+
+#define CLOSURE_OF(name, type, function)                                                 \
+  type name(const void* block) {                                                         \
+    const type closure = {_Block_copy(block), block == NULL ? NULL : function, release}; \
+    return closure;                                                                      \
   }
 
 CLOSURE_OF(GeoloomDetectionsClosureOf, GeoloomObjectsClosure, runDetections)

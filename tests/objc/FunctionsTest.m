@@ -90,6 +90,28 @@ TEST_CASE(aLocalizationSessionCallsFunctions) {
   EXPECT(![session storePlacementWithAssets:[NSArray array] callback:&storedBlock]);
 }
 
+static void onObjectsThrow(GeoloomBlock* block, NSArray* objects) {
+  [[Canary new] autorelease];
+  [heard addObject:@"objects"];
+  serviceThrow();
+}
+static GeoloomBlock throwingBlock = GEOLOOM_BLOCK(onObjectsThrow);
+
+// As out of a callback that is written in Objective-C++.
+TEST_CASE(aCppExceptionOutOfACallbackIsALine) {
+  serviceStart();
+  heard = [NSMutableArray new];
+  MapSession* session = openSession(MapModeMapping);
+  [session registerCallbacksWithAssetsFoundCallback:NULL
+                                     statusCallback:NULL
+                             objectDetectedCallback:&throwingBlock];
+  serviceDetectChair([session geoloomNative]);
+  serviceDetectChair([session geoloomNative]);
+  EXPECT([heard count] == 2);
+  EXPECT([Canary count] == 0);
+  EXPECT(serviceCountOfLine("! exception out of the detections callback: mine") == 2);
+}
+
 // By name, as an application does that was not linked with the face.
 TEST_CASE(aSessionIsMadeByName) {
   serviceStart();

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <memory>
+#include <stdexcept>
 #include <string>
 
 #include "geoloom/session/DetectedObjectFactory.h"
@@ -117,6 +118,10 @@ bool serviceDetectChairInRemembered(void) {
   const auto session = remembered.lock();
   if (session) detectChair(*session);
   return session != nullptr;
+}
+
+void serviceThrow(void) {
+  throw std::runtime_error("mine");
 }
 
 bool serviceIsOnAssetQueue(const GeoloomNative* native) {

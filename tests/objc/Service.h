@@ -44,6 +44,9 @@ void serviceRemember(const GeoloomNative* session);
 /// The same as above in the session that was remembered; false when it is gone.
 bool serviceDetectChairInRemembered(void);
 
+/// Throws a std::runtime_error that says "mine".
+void serviceThrow(void);
+
 bool serviceIsOnAssetQueue(const GeoloomNative* session);
 bool serviceIsOnDetectorQueue(const GeoloomNative* session);
 
