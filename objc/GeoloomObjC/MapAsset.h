@@ -23,7 +23,8 @@
 /// map and moved into this session's coordinates.
 @property(nonatomic) float confidence;
 
-// clang-format off: without the blanks clang takes the names for parts of the selector, and warns
+// Without the blanks clang takes the names for parts of the selector, and warns.
+// clang-format off
 - (instancetype)init:(NSString*)assetID :(SCNVector3)position :(float)orientation;
 // clang-format on
 
