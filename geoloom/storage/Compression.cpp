@@ -1,10 +1,9 @@
 #include "geoloom/storage/Compression.h"
 
 #include <memory>
-#include <new>
-#include <stdexcept>
 #include <utility>
 
+#include "geoloom/platform/foundation/WhereMemorySuffices.h"
 #include "geoloom/storage/Transcode.h"
 
 namespace geoloom {
@@ -13,7 +12,7 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
-/// May throw when memory does not suffice.
+/// Throws when memory does not suffice.
 std::optional<Bytes> transcodeOrThrow(platform::compression_stream_operation operation,
                                       std::span<const std::uint8_t> source, std::size_t largestPiece) {
   using namespace platform;
@@ -49,13 +48,7 @@ std::optional<Data> transcoded(platform::compression_stream_operation operation,
 
 std::optional<Bytes> transcode(platform::compression_stream_operation operation,
                                std::span<const std::uint8_t> source, std::size_t largestPiece) {
-  try {
-    return transcodeOrThrow(operation, source, largestPiece);
-  } catch (const std::bad_alloc&) {
-    return std::nullopt;
-  } catch (const std::length_error&) {
-    return std::nullopt;
-  }
+  return platform::whereMemorySuffices([&] { return transcodeOrThrow(operation, source, largestPiece); });
 }
 
 Data::Data(std::vector<std::uint8_t> bytes) : bytes_(std::move(bytes)) {}

@@ -10,6 +10,7 @@
 
 #include "geoloom/platform/foundation/Log.h"
 #include "geoloom/platform/foundation/Text.h"
+#include "geoloom/platform/foundation/WhereMemorySuffices.h"
 #include "geoloom/utilities/Clamp.h"
 
 namespace geoloom {
@@ -18,8 +19,11 @@ namespace {
 
 using Shape = std::vector<std::ptrdiff_t>;
 
+/// Modulo 2^64: a size of 0 makes it 0 also where the others' product is out of range.
 std::ptrdiff_t product(const Shape& shape) {
-  return std::accumulate(shape.begin(), shape.end(), std::ptrdiff_t{1}, std::multiplies<>());
+  return static_cast<std::ptrdiff_t>(std::accumulate(
+      shape.begin(), shape.end(), std::size_t{1},
+      [](std::size_t count, std::ptrdiff_t n) { return count * static_cast<std::size_t>(n); }));
 }
 
 std::string listForm(const Shape& shape) {
@@ -74,13 +78,15 @@ void describe(const T* element, const Shape& shape, const Shape& strides, std::s
   text += last ? " ]" : "]";
 }
 
-/// An element on its way to a byte. Integers are widened first, so that neither step can overflow.
+/// An element on its way to a byte. Integers go by way of 64-bit floats: neither step can overflow, and what
+/// is rounded lies far above 255 or below 0.
 template <class T>
 struct Mapping {
-  using Wide = std::conditional_t<std::is_integral_v<T>, std::int64_t, T>;
-  Wide offset;
-  Wide scale;
+  using Wide = std::conditional_t<std::is_integral_v<T>, double, T>;
+  const Wide offset;
+  const Wide scale;
 
+  Mapping(T added, T factor) : offset(static_cast<Wide>(added)), scale(static_cast<Wide>(factor)) {}
   [[nodiscard]] Wide scaled(T v) const { return (static_cast<Wide>(v) + offset) * scale; }
   [[nodiscard]] std::uint8_t operator()(T v) const {
     return toUInt8(static_cast<T>(clamp(scaled(v), Wide(0), Wide(255))));
@@ -173,6 +179,19 @@ Rows<T> rowsForThisProcessor() {
   return {grayRow<T>, colourRow<T>};
 }
 
+/// A picture of zeros; nothing for a size that is negative or beyond what memory holds.
+std::optional<RawBytes> blank(std::ptrdiff_t width, std::ptrdiff_t height, std::ptrdiff_t pixelBytes) {
+  std::ptrdiff_t bytes = pixelBytes;
+  if (width < 0 || height < 0 || __builtin_mul_overflow(bytes, width, &bytes) ||
+      __builtin_mul_overflow(bytes, height, &bytes)) {
+    return std::nullopt;
+  }
+  return platform::whereMemorySuffices([&]() -> std::optional<RawBytes> {
+    return RawBytes{std::vector<std::uint8_t>(static_cast<std::size_t>(bytes)),
+                    static_cast<std::size_t>(width), static_cast<std::size_t>(height)};
+  });
+}
+
 }  // namespace
 
 template <MultiArrayType T>
@@ -246,15 +265,14 @@ std::optional<RawBytes> MultiArray<T>::toRawBytesRGBA(T offset, T scale) const {
     platform::Console::print("Expected first dimension to have 3 channels, got " + std::to_string(shape_[0]));
     return std::nullopt;
   }
-  const auto height = static_cast<std::size_t>(shape_[1]);
-  const auto width = static_cast<std::size_t>(shape_[2]);
-  RawBytes raw{std::vector<std::uint8_t>(height * width * 4), width, height};
-  const Mapping<T> map{offset, scale};
+  auto raw = blank(shape_[2], shape_[1], 4);
+  if (!raw) return std::nullopt;
+  const Mapping<T> map(offset, scale);
   const auto colourRow = rowsForThisProcessor<T>().colour;
-  for (std::size_t y = 0; y < height; ++y) {
+  for (std::size_t y = 0; y < raw->height; ++y) {
     const T* const row = pointer_ + static_cast<std::ptrdiff_t>(y) * strides_[1];
-    colourRow({row, row + strides_[0], row + 2 * strides_[0]}, strides_[2], width, map,
-              raw.bytes.data() + y * width * 4);
+    colourRow({row, row + strides_[0], row + 2 * strides_[0]}, strides_[2], raw->width, map,
+              raw->bytes.data() + y * raw->width * 4);
   }
   return raw;
 }
@@ -262,14 +280,13 @@ std::optional<RawBytes> MultiArray<T>::toRawBytesRGBA(T offset, T scale) const {
 template <MultiArrayType T>
 std::optional<RawBytes> MultiArray<T>::toRawBytesGray(T offset, T scale) const {
   if (!hasDimensions(shape_, 2)) return std::nullopt;
-  const auto height = static_cast<std::size_t>(shape_[0]);
-  const auto width = static_cast<std::size_t>(shape_[1]);
-  RawBytes raw{std::vector<std::uint8_t>(height * width), width, height};
-  const Mapping<T> map{offset, scale};
+  auto raw = blank(shape_[1], shape_[0], 1);
+  if (!raw) return std::nullopt;
+  const Mapping<T> map(offset, scale);
   const auto grayRow = rowsForThisProcessor<T>().gray;
-  for (std::size_t y = 0; y < height; ++y) {
-    grayRow(pointer_ + static_cast<std::ptrdiff_t>(y) * strides_[0], strides_[1], width, map,
-            raw.bytes.data() + y * width);
+  for (std::size_t y = 0; y < raw->height; ++y) {
+    grayRow(pointer_ + static_cast<std::ptrdiff_t>(y) * strides_[0], strides_[1], raw->width, map,
+            raw->bytes.data() + y * raw->width);
   }
   return raw;
 }
@@ -293,11 +310,15 @@ std::shared_ptr<platform::UIImage> MultiArray<T>::image(std::ptrdiff_t channel, 
     platform::Console::print("Channel must be between 0 and " + std::to_string(shape_[0] - 1));
     return nullptr;
   }
-  const MultiArray plane(Shape{shape_[1], shape_[2]});
-  for (std::ptrdiff_t y = 0; y < shape_[1]; ++y) {
-    for (std::ptrdiff_t x = 0; x < shape_[2]; ++x) plane(y, x) = (*this)(channel, y, x);
-  }
-  return plane.image(offset, scale);
+  return platform::whereMemorySuffices([&]() -> std::shared_ptr<platform::UIImage> {
+    auto storage = platform::MLMultiArray::create({shape_[1], shape_[2]}, multiArrayDataType<T>);
+    if (!storage) return nullptr;
+    const MultiArray plane(std::move(storage));
+    for (std::ptrdiff_t y = 0; y < shape_[1]; ++y) {
+      for (std::ptrdiff_t x = 0; x < shape_[2]; ++x) plane(y, x) = (*this)(channel, y, x);
+    }
+    return plane.image(offset, scale);
+  });
 }
 
 template class MultiArray<double>;

@@ -13,6 +13,7 @@
 
 #include "geoloom/Export.h"
 #include "geoloom/platform/foundation/Precondition.h"
+#include "geoloom/platform/foundation/WhereMemorySuffices.h"
 #include "geoloom/platform/imaging/UIImage.h"
 #include "geoloom/platform/vision/MLMultiArray.h"
 
@@ -33,7 +34,8 @@ inline constexpr platform::MLMultiArrayDataType multiArrayDataType =
 /// not.
 template <MultiArrayType T>
 [[nodiscard]] constexpr std::uint8_t toUInt8(T value) {
-  GEOLOOM_PRECONDITION(value > T(-1) && value < T(256), "toUInt8 takes values above -1 and below 256");
+  GEOLOOM_PRECONDITION(value > T(-1) && value < T(256),
+                       "toUInt8 takes values above -1 and below 256, not NaN");
   return static_cast<std::uint8_t>(
       static_cast<int>(value));  // by way of int: processors have that conversion
 }
@@ -111,14 +113,15 @@ class GEOLOOM_EXPORT MultiArray {
 
   /// Shape [3, height, width], red, green and blue, as four bytes a pixel, alpha 255 last. Each element v
   /// becomes (v + offset) * scale, limited to [0, 255] and truncated. Nothing, with a line on the console,
-  /// for another shape. Precondition: no element is NaN.
+  /// for another shape, and without one where memory does not suffice. Precondition: no element is NaN.
   [[nodiscard]] std::optional<RawBytes> toRawBytesRGBA(T offset, T scale) const;
 
   /// Shape [height, width] as one byte a pixel; otherwise as above.
   [[nodiscard]] std::optional<RawBytes> toRawBytesGray(T offset, T scale) const;
 
   /// Two dimensions as a gray picture, three as a colour picture, through the conversions above. Null for any
-  /// other number of dimensions, without a line, for what they refuse, and for a picture without pixels.
+  /// other number of dimensions, without a line, for what they refuse, for a picture without pixels, and
+  /// where memory does not suffice.
   [[nodiscard]] std::shared_ptr<platform::UIImage> image(T offset, T scale) const;
 
   /// One channel of shape [channels, height, width] as a gray picture. Null, with a line on the console, for
@@ -156,5 +159,5 @@ extern template class MultiArray<std::int32_t>;
 template <class T>
 std::shared_ptr<geoloom::platform::UIImage> geoloom::platform::MLMultiArray::image(T offset, T scale) const {
   auto self = std::static_pointer_cast<MLMultiArray>(std::const_pointer_cast<NSObject>(shared_from_this()));
-  return geoloom::MultiArray<T>(std::move(self)).image(offset, scale);
+  return whereMemorySuffices([&] { return geoloom::MultiArray<T>(std::move(self)).image(offset, scale); });
 }

@@ -3,7 +3,9 @@
 #include <cstdint>
 #include <string>
 
+#include "geoloom/platform/foundation/AtEnd.h"
 #include "geoloom/platform/foundation/Log.h"
+#include "geoloom/platform/foundation/WhereMemorySuffices.h"
 #include "geoloom/utilities/Resize.h"
 
 namespace geoloom {
@@ -15,17 +17,8 @@ using platform::vImage_Buffer;
 
 namespace {
 
-/// Holds a buffer's base address for a scope.
-class BaseAddressLock {
- public:
-  explicit BaseAddressLock(CVPixelBuffer& buffer) : buffer_(buffer) { buffer_.lockBaseAddress(); }
-  ~BaseAddressLock() { buffer_.unlockBaseAddress(); }
-  BaseAddressLock(const BaseAddressLock&) = delete;
-  BaseAddressLock& operator=(const BaseAddressLock&) = delete;
-
- private:
-  CVPixelBuffer& buffer_;
-};
+/// Memory for the scaled pixels, given back by the step that does so.
+using ScaledMemory = std::unique_ptr<void, void (*)(void*)>;
 
 std::string sizeText(std::ptrdiff_t width, std::ptrdiff_t height) {
   return std::to_string(width) + " x " + std::to_string(height);
@@ -55,17 +48,20 @@ std::string refusal(const Crop& crop, std::ptrdiff_t width, std::ptrdiff_t heigh
   return "";
 }
 
-/// The crop of the locked source scaled into new memory; null, with a line, on failure.
-void* scaledMemory(CVPixelBuffer& source, const Crop& crop, std::ptrdiff_t width, std::ptrdiff_t height,
-                   const ResizeSteps& steps) {
+/// The crop of the source, locked meanwhile, scaled into new memory; null, with a line, on failure.
+ScaledMemory scaled(CVPixelBuffer& source, const Crop& crop, std::ptrdiff_t width, std::ptrdiff_t height,
+                    const ResizeSteps& steps) {
+  ScaledMemory memory(nullptr, steps.release);
+  source.lockBaseAddress();
+  const platform::AtEnd unlock([&] { source.unlockBaseAddress(); });
   std::uint8_t* const base = source.baseAddress();
   if (base == nullptr) {
     Console::print("Error: could not get pixel buffer base address");
-    return nullptr;
+    return memory;
   }
   if (const std::string reason = refusal(crop, width, height, source); !reason.empty()) {
     Console::print("Error: " + reason);
-    return nullptr;
+    return memory;
   }
   const std::size_t sourceRowBytes = source.bytesPerRow();
   const vImage_Buffer from{
@@ -76,17 +72,17 @@ void* scaledMemory(CVPixelBuffer& source, const Crop& crop, std::ptrdiff_t width
   const bool countable =
       !__builtin_mul_overflow(static_cast<std::size_t>(width), std::size_t{4}, &rowBytes) &&
       !__builtin_mul_overflow(static_cast<std::size_t>(height), rowBytes, &bytes);
-  void* const memory = countable ? steps.allocate(bytes) : nullptr;
-  if (memory == nullptr) {
+  if (countable) memory.reset(steps.allocate(bytes));
+  if (!memory) {
     Console::print("Error: out of memory");
-    return nullptr;
+    return memory;
   }
-  const vImage_Buffer to{memory, static_cast<std::size_t>(height), static_cast<std::size_t>(width), rowBytes};
+  const vImage_Buffer to{memory.get(), static_cast<std::size_t>(height), static_cast<std::size_t>(width),
+                         rowBytes};
   const platform::vImage_Error error = steps.scale(from, to);
   if (error == platform::kvImageNoError) return memory;
   Console::print("Error: " + std::to_string(error));
-  steps.release(memory);
-  return nullptr;
+  return {nullptr, steps.release};
 }
 
 }  // namespace
@@ -104,26 +100,26 @@ std::shared_ptr<CVPixelBuffer> createPixelBuffer(std::ptrdiff_t width, std::ptrd
 
 std::shared_ptr<CVPixelBuffer> resize(CVPixelBuffer& source, const Crop& crop, std::ptrdiff_t width,
                                       std::ptrdiff_t height, const ResizeSteps& steps) {
-  void* memory = nullptr;
-  {
-    const BaseAddressLock lock(source);
-    memory = scaledMemory(source, crop, width, height, steps);
-  }
-  if (memory == nullptr) return nullptr;
+  ScaledMemory memory = scaled(source, crop, width, height, steps);
+  if (!memory) return nullptr;
   auto buffer = steps.wrap(static_cast<std::size_t>(width), static_cast<std::size_t>(height),
-                           source.pixelFormatType(), memory, static_cast<std::size_t>(width) * 4,
-                           [release = steps.release, memory] { release(memory); });
-  if (buffer) return buffer;
-  Console::print("Error: could not create new pixel buffer");
-  steps.release(memory);
-  return nullptr;
+                           source.pixelFormatType(), memory.get(), static_cast<std::size_t>(width) * 4,
+                           [release = steps.release, bytes = memory.get()] { release(bytes); });
+  if (buffer) {
+    static_cast<void>(memory.release());  // the buffer's from now on
+  } else {
+    Console::print("Error: could not create new pixel buffer");
+  }
+  return buffer;
 }
 
 std::shared_ptr<CVPixelBuffer> resizePixelBuffer(CVPixelBuffer& pixelBuffer, std::ptrdiff_t cropX,
                                                  std::ptrdiff_t cropY, std::ptrdiff_t cropWidth,
                                                  std::ptrdiff_t cropHeight, std::ptrdiff_t scaleWidth,
                                                  std::ptrdiff_t scaleHeight) {
-  return resize(pixelBuffer, {cropX, cropY, cropWidth, cropHeight}, scaleWidth, scaleHeight, ResizeSteps{});
+  return platform::whereMemorySuffices([&] {
+    return resize(pixelBuffer, {cropX, cropY, cropWidth, cropHeight}, scaleWidth, scaleHeight, ResizeSteps{});
+  });
 }
 
 std::shared_ptr<CVPixelBuffer> resizePixelBuffer(CVPixelBuffer& pixelBuffer, std::ptrdiff_t width,

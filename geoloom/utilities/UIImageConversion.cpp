@@ -2,6 +2,8 @@
 #include <memory>
 #include <utility>
 
+#include "geoloom/platform/foundation/AtEnd.h"
+#include "geoloom/platform/foundation/WhereMemorySuffices.h"
 #include "geoloom/platform/imaging/CIContext.h"
 #include "geoloom/platform/imaging/UIImage.h"
 #include "geoloom/platform/imaging/VideoToolbox.h"
@@ -16,12 +18,14 @@ std::shared_ptr<UIImage> fromBytes(std::vector<std::uint8_t> bytes, std::ptrdiff
                                    std::ptrdiff_t height, const CGPixelLayout& layout, CGFloat scale,
                                    UIImageOrientation orientation) {
   if (width <= 0 || height <= 0) return nullptr;
-  const auto owner = std::make_shared<const std::vector<std::uint8_t>>(std::move(bytes));
-  return UIImage::create(
-      CGImage::create(static_cast<std::size_t>(width), static_cast<std::size_t>(height),
-                      static_cast<std::size_t>(width) * layout.bytesPerPixel(), layout,
-                      std::shared_ptr<const std::uint8_t>(owner, owner->data()), owner->size()),
-      scale, orientation);
+  return whereMemorySuffices([&] {
+    const auto owner = std::make_shared<const std::vector<std::uint8_t>>(std::move(bytes));
+    return UIImage::create(
+        CGImage::create(static_cast<std::size_t>(width), static_cast<std::size_t>(height),
+                        static_cast<std::size_t>(width) * layout.bytesPerPixel(), layout,
+                        std::shared_ptr<const std::uint8_t>(owner, owner->data()), owner->size()),
+        scale, orientation);
+  });
 }
 
 void clear(CVPixelBuffer& buffer) {
@@ -35,11 +39,10 @@ bool drawInto(const UIImage& image, CVPixelBuffer& buffer, const CGPixelLayout& 
   if (!context) return false;
   const CGRect all{{0, 0}, {static_cast<CGFloat>(buffer.width()), static_cast<CGFloat>(buffer.height())}};
   UIGraphicsPushContext(context);
+  const AtEnd pop([] { UIGraphicsPopContext(); });
   CGContextTranslateCTM(*context, 0, all.height());
   CGContextScaleCTM(*context, 1, -1);
-  const bool drawn = image.draw(all);
-  UIGraphicsPopContext();
-  return drawn;
+  return image.draw(all);
 }
 
 std::shared_ptr<CVPixelBuffer> drawn(const UIImage& image, std::ptrdiff_t width, std::ptrdiff_t height,
@@ -49,9 +52,9 @@ std::shared_ptr<CVPixelBuffer> drawn(const UIImage& image, std::ptrdiff_t width,
       CVPixelBuffer::create(static_cast<std::size_t>(width), static_cast<std::size_t>(height), format);
   if (!buffer) return nullptr;
   buffer->lockBaseAddress();
+  const AtEnd unlock([&] { buffer->unlockBaseAddress(); });
   clear(*buffer);
-  const bool done = drawInto(image, *buffer, layout);
-  buffer->unlockBaseAddress();
+  const bool done = whereMemorySuffices([&] { return drawInto(image, *buffer, layout); });
   return done ? buffer : nullptr;
 }
 
@@ -60,13 +63,16 @@ constexpr CGPixelLayout grayBytes{CGColorSpace::deviceGray, CGImageAlphaInfo::no
 }  // namespace
 
 std::shared_ptr<UIImage> UIImage::create(const std::shared_ptr<CVPixelBuffer>& pixelBuffer) {
-  return create(VTCreateCGImageFromCVPixelBuffer(pixelBuffer), 1.0, UIImageOrientation::right);
+  return whereMemorySuffices(
+      [&] { return create(VTCreateCGImageFromCVPixelBuffer(pixelBuffer), 1.0, UIImageOrientation::right); });
 }
 
 std::shared_ptr<UIImage> UIImage::create(const std::shared_ptr<CVPixelBuffer>& pixelBuffer,
                                          const CIContext& context) {
-  const CIImage image(pixelBuffer);
-  return create(context.createCGImage(image, image.extent()), 1.0, UIImageOrientation::up);
+  return whereMemorySuffices([&] {
+    const CIImage image(pixelBuffer);
+    return create(context.createCGImage(image, image.extent()), 1.0, UIImageOrientation::up);
+  });
 }
 
 std::shared_ptr<UIImage> UIImage::fromByteArrayRGBA(std::vector<std::uint8_t> bytes, std::ptrdiff_t width,

@@ -46,6 +46,8 @@ TYPED_TEST(MultiArrayTest, IsMadeOfZerosOrAValue) {
   }
   EXPECT_EQ((MultiArray<TypeParam>(Shape{}, 3).count()), 1);
   EXPECT_EQ((MultiArray<TypeParam>(Shape{2, 0, 3}).count()), 0);
+  constexpr std::ptrdiff_t wide = std::ptrdiff_t{1} << 40;
+  EXPECT_EQ((MultiArray<TypeParam>(Shape{wide, wide, 0}).count()), 0);
 }
 
 TYPED_TEST(MultiArrayTest, AddressesElementsThroughStrides) {
@@ -243,6 +245,23 @@ TEST_F(MultiArrayBytesTest, LimitsAndTruncates) {
   wide[2] = 3;
   wide[3] = -1;
   EXPECT_EQ(wide.toRawBytesGray(100, 1000000)->bytes, (Bytes{255, 0, 255, 255}));
+  constexpr std::int32_t lowest = std::numeric_limits<std::int32_t>::min();
+  EXPECT_EQ(wide.toRawBytesGray(lowest, lowest)->bytes, (Bytes{255, 255, 255, 255}));
+}
+
+TEST_F(MultiArrayBytesTest, PicturesBeyondMemoryAreNone) {
+  float one = 1;
+  const auto repeated = [&one](Shape shape) {
+    Shape strides(shape.size(), 0);
+    return MultiArray<float>(MLMultiArray::createWithDataPointer(
+        &one, std::move(shape), multiArrayDataType<float>, std::move(strides), {}));
+  };
+  constexpr std::ptrdiff_t side = std::ptrdiff_t{1} << 31;
+  EXPECT_FALSE(repeated({3, side, side}).toRawBytesRGBA(0, 1)) << "2^64 bytes";
+  EXPECT_FALSE(repeated({2 * side, 2 * side}).toRawBytesGray(0, 1)) << "2^64 bytes";
+  EXPECT_FALSE(repeated({2 * side, 2 * side}).image(0, 1));
+  EXPECT_FALSE(repeated({1, 2 * side, 2 * side}).image(std::ptrdiff_t{0}, 0, 1));
+  EXPECT_EQ(repeated({2, 3}).toRawBytesGray(0, 7)->bytes, Bytes(6, 7));
 }
 
 TEST_F(MultiArrayBytesTest, SaysWhichShapeItExpected) {
@@ -322,6 +341,7 @@ TEST(MultiArrayPreconditionDeathTest, AreCheckedInDebugBuilds) {
   EXPECT_DEATH((void)MultiArray<float>(Shape{-1}), "negative size");
   EXPECT_DEATH((void)MultiArray<float>(std::shared_ptr<MLMultiArray>()), "needs an array");
   EXPECT_DEATH((void)MultiArray<float>(Shape{1, 1}, std::nanf("")).toRawBytesGray(0, 1), "toUInt8");
+  EXPECT_DEATH((void)MultiArray<double>(Shape{3, 1, 1}, std::nan("")).toRawBytesRGBA(0, 1), "not NaN");
   EXPECT_DEATH((void)toUInt8(256), "toUInt8");
 }
 #endif

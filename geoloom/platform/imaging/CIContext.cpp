@@ -4,6 +4,8 @@
 #include <cstring>
 #include <utility>
 
+#include "geoloom/platform/foundation/AtEnd.h"
+#include "geoloom/platform/foundation/WhereMemorySuffices.h"
 #include "geoloom/platform/imaging/CGContext.h"
 #include "geoloom/platform/imaging/Pixels.h"
 #include "geoloom/platform/imaging/VideoToolbox.h"
@@ -62,11 +64,12 @@ CIImage CIImage::transformed(const CGAffineTransform& by) const {
 bool CIContext::render(const CIImage& image, CVPixelBuffer& to) const {
   if (to.planeCount() != 1) return false;
   to.lockBaseAddress();
-  CGContext context(to.baseAddress(), to.width(), to.height(), to.bytesPerRow(),
-                    layoutOf(to.pixelFormatType()));
-  const bool done = renderInto(context, to.baseAddress(), image, {0, 0});
-  to.unlockBaseAddress();
-  return done;
+  const AtEnd unlock([&] { to.unlockBaseAddress(); });
+  return whereMemorySuffices([&] {
+    CGContext context(to.baseAddress(), to.width(), to.height(), to.bytesPerRow(),
+                      layoutOf(to.pixelFormatType()));
+    return renderInto(context, to.baseAddress(), image, {0, 0});
+  });
 }
 
 std::shared_ptr<CGImage> CIContext::createCGImage(const CIImage& image, const CGRect& from) const {
@@ -78,11 +81,13 @@ std::shared_ptr<CGImage> CIContext::createCGImage(const CIImage& image, const CG
   const CGPixelLayout layout = layoutOf(gray ? CVPixelFormatType::oneComponent8 : CVPixelFormatType::BGRA32);
   const std::size_t rowBytes = width * layout.bytesPerPixel();
   if (!isPicture(width, height, rowBytes, layout.bytesPerPixel())) return nullptr;
-  PixelMemory memory = allocatePixels(rowBytes * height);
-  if (!memory) return nullptr;
-  CGContext context(memory.get(), width, height, rowBytes, layout);
-  if (!renderInto(context, memory.get(), image, {from.minX(), from.minY()})) return nullptr;
-  return CGImage::create(width, height, rowBytes, layout, std::move(memory), rowBytes * height);
+  return whereMemorySuffices([&]() -> std::shared_ptr<CGImage> {
+    PixelMemory memory = allocatePixels(rowBytes * height);
+    if (!memory) return nullptr;
+    CGContext context(memory.get(), width, height, rowBytes, layout);
+    if (!renderInto(context, memory.get(), image, {from.minX(), from.minY()})) return nullptr;
+    return CGImage::create(width, height, rowBytes, layout, std::move(memory), rowBytes * height);
+  });
 }
 
 }  // namespace geoloom::platform

@@ -5,8 +5,9 @@
 #include <cassert>
 #include <cstdlib>
 #include <limits>
-#include <new>
 #include <utility>
+
+#include "geoloom/platform/foundation/WhereMemorySuffices.h"
 
 namespace geoloom::platform {
 
@@ -65,6 +66,10 @@ struct CVPixelBuffer::State {
 
 CVPixelBuffer::CVPixelBuffer() : state_(std::make_unique<State>()) {}
 
+std::shared_ptr<CVPixelBuffer> CVPixelBuffer::empty() {
+  return whereMemorySuffices([] { return std::shared_ptr<CVPixelBuffer>(new CVPixelBuffer); });
+}
+
 CVPixelBuffer::~CVPixelBuffer() {
   std::free(state_->owned);
   if (state_->release) state_->release();
@@ -89,13 +94,12 @@ std::shared_ptr<CVPixelBuffer> CVPixelBuffer::create(std::size_t width, std::siz
     outcome = kCVReturnInvalidSize;
     return nullptr;
   }
-  void* memory = std::aligned_alloc(rowAlignment, total);
+  auto buffer = empty();
+  void* const memory = buffer ? std::aligned_alloc(rowAlignment, total) : nullptr;
   if (memory == nullptr) {
     outcome = kCVReturnAllocationFailed;
     return nullptr;
   }
-
-  std::shared_ptr<CVPixelBuffer> buffer(new CVPixelBuffer);
   State& state = *buffer->state_;
   state.owned = memory;
   state.width = width;
@@ -118,7 +122,8 @@ std::shared_ptr<CVPixelBuffer> CVPixelBuffer::createWithBytes(std::size_t width,
       bytesPerRow < layout.plane[0].rowBytes) {
     return nullptr;
   }
-  std::shared_ptr<CVPixelBuffer> buffer(new CVPixelBuffer);
+  auto buffer = empty();
+  if (!buffer) return nullptr;
   State& state = *buffer->state_;
   state.width = width;
   state.height = height;

@@ -38,8 +38,8 @@ class GEOLOOM_EXPORT CVPixelBuffer {
                                                              CVReturn* status = nullptr);
 
   /// Wraps the caller's bytes of a one-plane format without a copy; `release` (which may be empty) runs once,
-  /// when the buffer is destroyed. Nothing for absent bytes or rows shorter than their pixels; `release` does
-  /// not run then.
+  /// when the buffer is destroyed. Nothing for absent bytes, rows shorter than their pixels and without
+  /// memory; `release` does not run then.
   [[nodiscard]] static std::shared_ptr<CVPixelBuffer> createWithBytes(std::size_t width, std::size_t height,
                                                                       CVPixelFormatType format, void* bytes,
                                                                       std::size_t bytesPerRow,
@@ -63,6 +63,9 @@ class GEOLOOM_EXPORT CVPixelBuffer {
 
  private:
   CVPixelBuffer();
+  /// Without pixels; null without memory.
+  static std::shared_ptr<CVPixelBuffer> empty();
+
   struct State;
   std::unique_ptr<State> state_;
 };

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
 #include <cstdlib>
 #include <cstring>
 #include <limits>
@@ -9,7 +10,6 @@
 #include <mutex>
 #include <new>
 #include <utility>
-#include <vector>
 
 #include <libyuv.h>
 #include <zimg.h>
@@ -136,10 +136,10 @@ class GraphCache {
   std::unique_ptr<Graph> take(const Sizes& sizes) {
     const MutexLock lock(mutex_);
     const auto found =
-        std::find_if(graphs_.begin(), graphs_.end(), [&](const auto& g) { return g->sizes == sizes; });
+        std::find_if(graphs_.begin(), graphs_.end(), [&](const auto& g) { return g && g->sizes == sizes; });
     if (found == graphs_.end()) return nullptr;
     std::unique_ptr<Graph> graph = std::move(*found);
-    graphs_.erase(found);
+    std::rotate(found, found + 1, graphs_.end());
     return graph;
   }
 
@@ -148,22 +148,20 @@ class GraphCache {
         graph->scratchBytes + (graph->in.planeBytes + graph->out.planeBytes) * graph->sizes.channels;
     if (bytes > largestScratchKept) return;
     const MutexLock lock(mutex_);
-    if (graphs_.size() == graphsKept) {
-      graph.swap(graphs_.front());
-      std::rotate(graphs_.begin(), graphs_.begin() + 1, graphs_.end());
-    } else {
-      graphs_.push_back(std::move(graph));
-    }
+    if (graphs_.back()) std::rotate(graphs_.begin(), graphs_.begin() + 1, graphs_.end());
+    std::find(graphs_.begin(), graphs_.end() - 1, nullptr)->swap(graph);
   }
 
  private:
   Mutex mutex_;
-  std::vector<std::unique_ptr<Graph>> graphs_ GEOLOOM_GUARDED_BY(mutex_);  ///< the one used last at the end
+  /// The one used last behind the others, then null.
+  std::array<std::unique_ptr<Graph>, graphsKept> graphs_ GEOLOOM_GUARDED_BY(mutex_);
 };
 
 GraphCache& cache() {
   // Never destroyed: a thread may still be scaling while the process ends.
-  static GraphCache& instance = *new GraphCache;
+  alignas(GraphCache) static std::array<std::byte, sizeof(GraphCache)> place;
+  static GraphCache& instance = *new (place.data()) GraphCache;
   return instance;
 }
 

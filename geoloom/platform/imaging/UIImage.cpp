@@ -4,6 +4,7 @@
 
 #include <libyuv.h>
 
+#include "geoloom/platform/foundation/AtEnd.h"
 #include "geoloom/platform/imaging/Pixels.h"
 
 namespace geoloom::platform {
@@ -84,15 +85,14 @@ bool UIImage::draw(const CGRect& rect) const {
   const auto picture = turn.quarter ? turned(*cgImage_) : cgImage_;
   if (!context || !picture) return false;
   context->saveGState();
+  const AtEnd restore([&] { context->restoreGState(); });
   // Turned over again, so that the picture's own coordinates have y upwards, with the rectangle's corner as
   // origin.
   CGContextTranslateCTM(*context, rect.minX(), rect.maxY());
   CGContextScaleCTM(*context, 1, -1);
   if (turn.across) context->concatenate({-1, 1, rect.width(), 0});
   if (turn.down) context->concatenate({1, -1, 0, rect.height()});
-  const bool drawn = context->draw(*picture, {{0, 0}, {rect.width(), rect.height()}});
-  context->restoreGState();
-  return drawn;
+  return context->draw(*picture, {{0, 0}, {rect.width(), rect.height()}});
 }
 
 void UIGraphicsPushContext(std::shared_ptr<CGContext> context) {

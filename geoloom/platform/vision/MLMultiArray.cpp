@@ -6,11 +6,17 @@
 #include <optional>
 #include <utility>
 
+#include "geoloom/platform/foundation/WhereMemorySuffices.h"
+
 namespace geoloom::platform {
 
 namespace {
 
 constexpr std::size_t alignment = 64;
+
+struct Free {
+  void operator()(void* memory) const { std::free(memory); }
+};
 
 /// Bytes to allocate for a shape, at least one, or nothing where they cannot be counted in a ptrdiff_t.
 std::optional<std::size_t> storageSize(const std::vector<std::ptrdiff_t>& shape, MLMultiArrayDataType type) {
@@ -37,13 +43,11 @@ std::vector<std::ptrdiff_t> contiguousStrides(const std::vector<std::ptrdiff_t>&
 }  // namespace
 
 MLMultiArray::MLMultiArray(void* dataPointer, std::vector<std::ptrdiff_t> shape,
-                           MLMultiArrayDataType dataType, std::vector<std::ptrdiff_t> strides,
-                           std::function<void()> release)
+                           MLMultiArrayDataType dataType, std::vector<std::ptrdiff_t> strides)
     : dataPointer_(dataPointer),
       shape_(std::move(shape)),
       dataType_(dataType),
-      strides_(std::move(strides)),
-      release_(std::move(release)) {}
+      strides_(std::move(strides)) {}
 
 MLMultiArray::~MLMultiArray() {
   if (release_) release_();
@@ -53,11 +57,14 @@ std::shared_ptr<MLMultiArray> MLMultiArray::create(std::vector<std::ptrdiff_t> s
                                                    MLMultiArrayDataType dataType) {
   const auto bytes = storageSize(shape, dataType);
   if (!bytes) return nullptr;
-  void* memory = std::aligned_alloc(alignment, *bytes);
-  if (memory == nullptr) return nullptr;
-  std::vector<std::ptrdiff_t> strides = contiguousStrides(shape);
-  return createWithDataPointer(memory, std::move(shape), dataType, std::move(strides),
-                               [memory] { std::free(memory); });
+  return whereMemorySuffices([&] {
+    std::unique_ptr<void, Free> memory(std::aligned_alloc(alignment, *bytes));
+    std::vector<std::ptrdiff_t> strides = contiguousStrides(shape);
+    auto array = createWithDataPointer(memory.get(), std::move(shape), dataType, std::move(strides),
+                                       [bytes = memory.get()] { std::free(bytes); });
+    if (array) static_cast<void>(memory.release());  // the array's from now on
+    return array;
+  });
 }
 
 std::shared_ptr<MLMultiArray> MLMultiArray::createWithDataPointer(void* dataPointer,
@@ -67,8 +74,12 @@ std::shared_ptr<MLMultiArray> MLMultiArray::createWithDataPointer(void* dataPoin
                                                                   std::function<void()> release) {
   if (dataPointer == nullptr || strides.size() != shape.size()) return nullptr;
   if (std::any_of(shape.begin(), shape.end(), [](std::ptrdiff_t n) { return n < 0; })) return nullptr;
-  return std::shared_ptr<MLMultiArray>(
-      new MLMultiArray(dataPointer, std::move(shape), dataType, std::move(strides), std::move(release)));
+  return whereMemorySuffices([&] {
+    std::shared_ptr<MLMultiArray> array(
+        new MLMultiArray(dataPointer, std::move(shape), dataType, std::move(strides)));
+    array->release_ = std::move(release);
+    return array;
+  });
 }
 
 std::size_t MLMultiArray::count() const {

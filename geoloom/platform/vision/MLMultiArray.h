@@ -37,9 +37,9 @@ class GEOLOOM_EXPORT MLMultiArray final : public NSObject {
                                                             MLMultiArrayDataType dataType);
 
   /// Wraps memory of someone else without a copy; `release` (may be empty) runs once, when the last owner
-  /// lets the array go. Nothing for absent memory, a negative size, or unless there is one stride a
-  /// dimension; `release` does not run then. Strides may be negative or zero; that all elements lie inside
-  /// the memory is the caller's business.
+  /// lets the array go. Nothing for absent memory, a negative size, unless there is one stride a dimension,
+  /// and when memory for the array itself does not suffice; `release` does not run then. Strides may be
+  /// negative or zero; that all elements lie inside the memory is the caller's business.
   [[nodiscard]] static std::shared_ptr<MLMultiArray> createWithDataPointer(
       void* dataPointer, std::vector<std::ptrdiff_t> shape, MLMultiArrayDataType dataType,
       std::vector<std::ptrdiff_t> strides, std::function<void()> release);
@@ -59,7 +59,7 @@ class GEOLOOM_EXPORT MLMultiArray final : public NSObject {
 
  private:
   MLMultiArray(void* dataPointer, std::vector<std::ptrdiff_t> shape, MLMultiArrayDataType dataType,
-               std::vector<std::ptrdiff_t> strides, std::function<void()> release);
+               std::vector<std::ptrdiff_t> strides);
 
   void* dataPointer_;
   std::vector<std::ptrdiff_t> shape_;
