@@ -1,8 +1,7 @@
-// Requests to the local cloud, several to an input between lines of "====". A request is its first line
-// ("POST /target"), headers, an empty line and the body. The store holds a map and a session; it is kept for
-// some inputs, as making one takes longer than hundreds of requests.
+// Requests to the local cloud, several to an input between lines of "===="; RequestText.h says how one is
+// written. The store holds a map and a session; it is kept for some inputs, as making one takes longer than
+// hundreds of requests.
 
-#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
@@ -15,34 +14,13 @@
 
 #include "fuzz/Expect.h"
 #include "fuzz/Pieces.h"
+#include "fuzz/RequestText.h"
 #include "localcloud/Service.h"
 #include "localcloud/Store.h"
 
 using namespace geoloom::localcloud;
 
 namespace {
-
-/// Takes the text up to `end`, which is taken too and left out.
-std::string_view taken(std::string_view& text, std::string_view end) {
-  const std::size_t at = text.find(end);
-  const std::string_view result = text.substr(0, at);
-  text.remove_prefix(at == std::string_view::npos ? text.size() : at + end.size());
-  return result;
-}
-
-Request readRequest(std::string_view text) {
-  Request request;
-  request.method = taken(text, " ");
-  request.target = taken(text, "\n");
-  while (!text.empty()) {
-    std::string_view line = taken(text, "\n");
-    if (line.empty()) break;
-    const std::string name(taken(line, ": "));
-    request.headers.emplace(name, line);
-  }
-  request.body = text;
-  return request;
-}
 
 /// In the working directory, which the caller removes.
 Store& store() {
@@ -63,11 +41,13 @@ Store& store() {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  const Service service(
-      store(), [] { return std::chrono::system_clock::time_point(std::chrono::hours(490'000)); },
-      std::nullopt);
+  const auto now = [] { return geoloom::fuzz::requestTime; };
+  Store& kept = store();
+  const Service open(kept, now, std::nullopt);
+  const Service keyed(kept, now, std::string(geoloom::fuzz::requestKey));
   for (const std::string_view text : geoloom::fuzz::pieces({reinterpret_cast<const char*>(data), size})) {
-    const Answer answer = service.answer(readRequest(text));
+    const Request request = geoloom::fuzz::readRequest(text);
+    const Answer answer = (request.header("authorization") ? keyed : open).answer(request);
     // 500 would be a failure of the store, and there is none.
     GEOLOOM_EXPECT(answer.status >= 200 && answer.status < 500);
     if (answer.contentType.find("json") != std::string::npos && !answer.body.empty()) {
