@@ -13,8 +13,8 @@ namespace geoloom {
 /// Tries of one page before a scan gives up.
 inline constexpr int MAXIMUM_SCAN_TRIES = 5;
 
-/// Pages in a row that may end with the key they began with, and rows that a scan holds. A service that goes on
-/// beyond would keep the scan for ever.
+/// Pages in a row that may end with the key they began with, and rows that a scan holds. A service that goes
+/// on beyond would keep the scan for ever.
 inline constexpr int MAXIMUM_REPEATED_PAGES = 20;
 inline constexpr std::size_t MAXIMUM_SCAN_ROWS = 200'000;
 
