@@ -22,16 +22,9 @@ std::optional<Value> numberAttribute(const std::optional<Number>& value) {
   return Value::number(fmt::format("{}", *value));
 }
 
-std::optional<std::string> member(const JSON& item, std::string_view name, std::string_view type) {
-  const std::optional<JSON> attribute = item[name];
-  if (!attribute) return std::nullopt;
-  const std::optional<JSON> value = (*attribute)[type];
-  return value ? value->string() : std::nullopt;
-}
-
 template <class Number>
 std::optional<Number> numberMember(const JSON& item, std::string_view name) {
-  const std::optional<std::string> text = member(item, name, "N");
+  const std::optional<std::string_view> text = item.stringAt(name, "N");
   if (!text) return std::nullopt;
   Number number{};
   const char* end = text->data() + text->size();
@@ -77,7 +70,7 @@ std::optional<Value> toAttribute(const std::optional<bool>& value) {
 }
 
 void fromItem(const JSON& item, std::string_view name, std::optional<std::string>& property) {
-  property = member(item, name, "S");
+  property = item.stringAt(name, "S");
 }
 
 void fromItem(const JSON& item, std::string_view name, std::optional<std::int64_t>& property) {

@@ -142,6 +142,12 @@ std::optional<std::string> JSON::string() const {
   return std::string(value);
 }
 
+std::optional<std::string_view> JSON::stringAt(std::string_view outer, std::string_view inner) const {
+  std::string_view value;
+  if (elementOf(element_).at_key(outer).at_key(inner).get(value) != simdjson::SUCCESS) return std::nullopt;
+  return value;
+}
+
 std::optional<bool> JSON::boolean() const {
   bool value = false;
   if (elementOf(element_).get(value) != simdjson::SUCCESS) return std::nullopt;

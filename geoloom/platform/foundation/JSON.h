@@ -38,6 +38,10 @@ class GEOLOOM_EXPORT JSON {
   [[nodiscard]] std::optional<JSON> operator[](std::string_view key) const;
 
   [[nodiscard]] std::optional<std::string> string() const;
+  /// The string at `inner` in the object at `outer`, without a value made on the way; a view into the
+  /// document, good for as long as a value of it lives.
+  [[nodiscard]] std::optional<std::string_view> stringAt(std::string_view outer,
+                                                         std::string_view inner) const;
   [[nodiscard]] std::optional<bool> boolean() const;
   /// Numbers only; a Boolean is not a number.
   [[nodiscard]] std::optional<double> number() const;
