@@ -13,6 +13,7 @@
 #include "geoloom/platform/foundation/Clock.h"
 #include "geoloom/platform/foundation/Log.h"
 #include "geoloom/platform/foundation/Mutex.h"
+#include "geoloom/platform/foundation/ProcessExit.h"
 #include "geoloom/platform/foundation/Thread.h"
 #include "geoloom/platform/foundation/ThreadPool.h"
 
@@ -26,6 +27,8 @@ using Task = std::function<void()>;
 thread_local const DispatchQueue* runningQueue = nullptr;
 
 void run(const DispatchQueue& queue, const Task& task) {
+  const Work work;
+  if (!work) return;
   const DispatchQueue* const outer = std::exchange(runningQueue, &queue);
   try {
     task();
@@ -161,6 +164,8 @@ void DispatchQueue::asyncAfter(std::chrono::nanoseconds delay, Task task) {
 }
 
 void DispatchQueue::sync(const Task& task) {
+  // A destructor that runs at exit would wait for a task that is never run.
+  if (isProcessExiting()) return;
   DispatchSemaphore done(0);
   async([this, &task, &done] {
     run(*this, task);

@@ -16,7 +16,8 @@ enum class DispatchQoS { unspecified, background, utility, standard, userInitiat
 /// wait (a semaphore, `sync`), so that a waiting task never holds up another queue; the quality of service is
 /// a label here. Queues may be used from any thread; a queue lives at least until its last task has run. An
 /// exception that leaves a task is logged and swallowed. The pool starts with the first task and lives until
-/// the process ends.
+/// the process ends. While the process exits (by exit, or by a return from main) tasks that are running are
+/// waited for, two seconds at most, and no other is run.
 class GEOLOOM_EXPORT DispatchQueue : public std::enable_shared_from_this<DispatchQueue> {
  public:
   virtual ~DispatchQueue();
@@ -35,7 +36,8 @@ class GEOLOOM_EXPORT DispatchQueue : public std::enable_shared_from_this<Dispatc
   /// Runs `task` once `delay` has passed on the clock that is current now.
   void asyncAfter(std::chrono::nanoseconds delay, std::function<void()> task);
 
-  /// Runs `task` and returns when it has run. Must not be called from a task of the same serial queue.
+  /// Runs `task` and returns when it has run; at once, without running it, while the process exits. Must not
+  /// be called from a task of the same serial queue.
   void sync(const std::function<void()>& task);
 
   /// True on a thread that is running a task of this queue.

@@ -100,7 +100,8 @@ std::optional<JSON> JSON::parse(std::string_view text) {
 }
 
 JSON JSON::emptyArray() {
-  static const JSON value = *parse("[]");
+  // Not destroyed: threads may use it until the process ends.
+  static const JSON& value = *new JSON(*parse("[]"));
   return value;
 }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <thread>
 
+#include "geoloom/platform/foundation/ProcessExit.h"
 #include "geoloom/platform/foundation/Thread.h"
 
 namespace geoloom::platform {
@@ -56,10 +57,12 @@ bool ThreadPool::retire() {
 void ThreadPool::beginWait() {
   if (waits++ > 0) return;
   if (active_.fetch_sub(1) <= size_) addThread();
+  Work::suspend();
 }
 
 void ThreadPool::endWait() {
   if (--waits > 0) return;
+  Work::resume();
   active_.fetch_add(1);
 }
 

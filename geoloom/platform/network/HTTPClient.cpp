@@ -13,6 +13,7 @@
 #include <sys/socket.h>
 
 #include "geoloom/platform/foundation/Mutex.h"
+#include "geoloom/platform/foundation/ProcessExit.h"
 #include "geoloom/platform/foundation/Thread.h"
 
 namespace geoloom::platform {
@@ -241,6 +242,7 @@ struct HTTPClient::State {
   bool handOver(std::unique_ptr<Transfer>& transfer);
   bool start() GEOLOOM_REQUIRES(mutex);
   [[noreturn]] void run(CURLM* handles);
+  void work(CURLM* handles);
   void begin(CURLM* handles, std::unique_ptr<Transfer> transfer);
   void finishOne(CURLM* handles, CURL* easy, CURLcode code);
 };
@@ -258,6 +260,10 @@ bool HTTPClient::State::start() {
     return false;
   }
   multi = handles;
+  // Signing and reading answers must be over before what they use is taken down: the TLS library, which is
+  // set up by now, and the parser, which is by its first use.
+  static_cast<void>(JSON::emptyArray());
+  restAtExit();
   return true;
 }
 
@@ -274,19 +280,26 @@ bool HTTPClient::State::handOver(std::unique_ptr<Transfer>& transfer) {
 void HTTPClient::State::run(CURLM* handles) {
   constexpr int idleMilliseconds = 60'000;
   while (true) {
-    std::vector<std::unique_ptr<Transfer>> arrived;
-    {
-      const MutexLock lock(mutex);
-      arrived.swap(handedOver);
-    }
-    for (auto& transfer : arrived) begin(handles, std::move(transfer));
-    int active = 0;
-    curl_multi_perform(handles, &active);
-    int left = 0;
-    while (const CURLMsg* message = curl_multi_info_read(handles, &left))
-      if (message->msg == CURLMSG_DONE) finishOne(handles, message->easy_handle, message->data.result);
+    if (const Work permitted; permitted)
+      work(handles);
+    else
+      parkThread();
     curl_multi_poll(handles, nullptr, 0, idleMilliseconds, nullptr);
   }
+}
+
+void HTTPClient::State::work(CURLM* handles) {
+  std::vector<std::unique_ptr<Transfer>> arrived;
+  {
+    const MutexLock lock(mutex);
+    arrived.swap(handedOver);
+  }
+  for (auto& transfer : arrived) begin(handles, std::move(transfer));
+  int active = 0;
+  curl_multi_perform(handles, &active);
+  int left = 0;
+  while (const CURLMsg* message = curl_multi_info_read(handles, &left))
+    if (message->msg == CURLMSG_DONE) finishOne(handles, message->easy_handle, message->data.result);
 }
 
 void HTTPClient::State::begin(CURLM* handles, std::unique_ptr<Transfer> transfer) {

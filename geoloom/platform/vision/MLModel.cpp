@@ -2,12 +2,14 @@
 
 #include <cstring>
 #include <map>
+#include <mutex>
 #include <optional>
 
 #include <opencv2/core.hpp>
 #include <opencv2/dnn.hpp>
 
 #include "geoloom/platform/foundation/Mutex.h"
+#include "geoloom/platform/foundation/ProcessExit.h"
 #include "geoloom/platform/foundation/ReadFile.h"
 
 namespace geoloom::platform {
@@ -131,6 +133,8 @@ Result<std::shared_ptr<MLModel>> MLModel::create(const std::filesystem::path& bu
   if (auto failure = state->load(canonical)) return *failure;
   std::shared_ptr<MLModel> model(new MLModel(std::move(state)));
   loaded[canonical] = model;
+  // The engine has set itself up by reading a network, and once more when it has first run one.
+  restAtExit();
   return model;
 }
 
@@ -141,6 +145,8 @@ Result<std::vector<std::shared_ptr<MLMultiArray>>> MLModel::prediction(
   fill(state.input.ptr<float>());
   try {
     forwardOnThisThread(state.net, state.input, state.manifest.inputName, state.results, state.outputNames);
+    static std::once_flag first;
+    std::call_once(first, restAtExit);
   } catch (const std::exception&) {
     return Failure{state.name + ": the network cannot be run on the input that its manifest states"};
   }
