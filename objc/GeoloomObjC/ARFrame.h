@@ -19,8 +19,8 @@ struct GeoloomNative;
 /// a device that is held upright, its top edge at the right of what the user sees. `transform` (4 by 4) takes
 /// camera coordinates to world coordinates, `intrinsics` (3 by 3) are in pixels of the image; both are
 /// column-major. In the world y points up; the camera looks along -z. The feature points are points of the
-/// world that tracking has located, in metres. nil, after a line in the system log, for a picture without
-/// pixels or rows too short for them.
+/// world that tracking has located, in metres; NULL for none. nil, after a line in the system log, for a
+/// picture without pixels or rows too short for them, and without a transform or intrinsics.
 - (instancetype)initWithPixels:(const void*)pixels
                          width:(NSUInteger)width
                         height:(NSUInteger)height

@@ -14,6 +14,12 @@
                  featurePoints:(const SCNVector3*)featurePoints
                          count:(NSUInteger)count
                      timestamp:(NSTimeInterval)timestamp {
+  if (transform == NULL || intrinsics == NULL || (featurePoints == NULL && count > 0)) {
+    GeoloomLog(
+        @"ARFrame not created: a transform, intrinsics and as many feature points as counted are needed");
+    [self release];
+    return nil;
+  }
   const GeoloomFrame frame = {.pixels = pixels,
                               .width = width,
                               .height = height,

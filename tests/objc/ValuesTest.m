@@ -86,6 +86,30 @@ TEST_CASE(whatNobodyMadeIsHarmless) {
   [session resetWithArSession:nil];
 }
 
+static ARFrame* frame(const float* transform, const float* intrinsics, const SCNVector3* points,
+                      NSUInteger count) {
+  static const unsigned char pixels[4] = {0};
+  return [[[ARFrame alloc] initWithPixels:pixels
+                                    width:1
+                                   height:1
+                              bytesPerRow:4
+                                transform:transform
+                               intrinsics:intrinsics
+                            featurePoints:points
+                                    count:count
+                                timestamp:3] autorelease];
+}
+
+TEST_CASE(aFrameIsMadeOfAllItsParts) {
+  const float matrix[16] = {1};
+  const SCNVector3 point = {1, 2, 3};
+  EXPECT([frame(matrix, matrix, &point, 1) timestamp] == 3);
+  EXPECT([frame(matrix, matrix, NULL, 0) timestamp] == 3);
+  EXPECT(frame(NULL, matrix, &point, 1) == nil);
+  EXPECT(frame(matrix, NULL, &point, 1) == nil);
+  EXPECT(frame(matrix, matrix, NULL, 1) == nil);
+}
+
 TEST_CASE(viewsKeepTheirFrameAndSession) {
   UIView* view = [[[UIView alloc] initWithFrame:NSMakeRect(1, 2, 3, 4)] autorelease];
   EXPECT(NSEqualRects([view frame], NSMakeRect(1, 2, 3, 4)));

@@ -1,7 +1,5 @@
 #include "geoloom/platform/ar/ARSession.h"
 
-#include <utility>
-
 #include "geoloom/platform/ar/ARFrame.h"
 
 namespace geoloom::platform {
@@ -10,8 +8,9 @@ ARSession::ARSession() = default;
 ARSession::~ARSession() = default;
 
 void ARSession::setDidUpdateFrame(FrameHandler handler) {
+  // The one that is replaced goes with the argument, after the lock: what it holds is the application's.
   const MutexLock lock(mutex_);
-  didUpdateFrame_ = std::move(handler);
+  didUpdateFrame_.swap(handler);
 }
 
 std::shared_ptr<const ARFrame> ARSession::currentFrame() const {

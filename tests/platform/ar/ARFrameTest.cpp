@@ -277,5 +277,15 @@ TEST(ARSession, DeliversEveryFrameToTheApplication) {
   EXPECT_EQ(heard, std::vector{1.5});
 }
 
+TEST(ARSession, MayBeUsedByWhatAReplacedHandlerHeld) {
+  ARSession session;
+  bool hasUsedIt = false;
+  session.setDidUpdateFrame([held = std::shared_ptr<void>(nullptr, [&](void*) {
+                               hasUsedIt = session.currentFrame() == nullptr;
+                             })](const auto&) {});
+  session.setDidUpdateFrame({});
+  EXPECT_TRUE(hasUsedIt);
+}
+
 }  // namespace
 }  // namespace geoloom::platform
