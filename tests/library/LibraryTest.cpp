@@ -113,15 +113,21 @@ std::ptrdiff_t entries(const char* folder) {
   return std::distance(std::filesystem::directory_iterator(folder), {});
 }
 
+std::vector<std::string> neededBy(const std::string& library) {
+  static const std::regex needed(R"(\(NEEDED\).*\[(.*)\])");
+  std::vector<std::string> names;
+  for (const auto& line : linesOf("readelf --dynamic '" + library + "'")) {
+    std::smatch match;
+    if (std::regex_search(line, match, needed)) names.push_back(match[1]);
+  }
+  return names;
+}
+
 /// What is done when a library is loaded whose dependencies are there: calls on the way, and what stays open
 /// or runs.
 std::vector<std::string> doneByLoading(const std::string& library) {
-  static const std::regex needed(R"(\(NEEDED\).*\[(.*)\])");
-  for (const auto& line : linesOf("readelf --dynamic '" + library + "'")) {
-    std::smatch match;
-    if (std::regex_search(line, match, needed)) {
-      EXPECT_NE(dlopen(match[1].str().c_str(), RTLD_NOW | RTLD_GLOBAL), nullptr) << match[1];
-    }
+  for (const auto& name : neededBy(library)) {
+    EXPECT_NE(dlopen(name.c_str(), RTLD_NOW | RTLD_GLOBAL), nullptr) << name;
   }
   const auto threads = entries("/proc/self/task");
   const auto files = entries("/proc/self/fd");
@@ -143,6 +149,14 @@ TEST(Library, NothingThatAnotherLibraryDoesWhileItIsLoadedIsMissed) {
   EXPECT_THAT(doneByLoading(GEOLOOM_TEST_NOISY_LIBRARY),
               testing::UnorderedElementsAre("file /dev/null", "file /dev/zero", "socket ", "thread ",
                                             "thread that stays", "file that stays"));
+}
+
+TEST(Library, NeedsNoObjectiveCRuntime) {
+  using testing::HasSubstr;
+  const auto names = neededBy(GEOLOOM_TEST_LIBRARY);
+  EXPECT_THAT(names, testing::Not(testing::IsEmpty()));
+  EXPECT_THAT(names, testing::Each(testing::Not(
+                         testing::AnyOf(HasSubstr("objc"), HasSubstr("gnustep"), HasSubstr("Blocks")))));
 }
 
 TEST(Library, ExportsItsOwnNamesOnly) {
