@@ -4,14 +4,13 @@
 #include <benchmark/benchmark.h>
 #include <curl/curl.h>
 #include <nlohmann/json.hpp>
-#include <sys/wait.h>
 
 #include "geoloom/platform/aws/AWSDynamoDBObjectMapper.h"
 #include "geoloom/platform/network/HTTPClient.h"
 #include "geoloom/session/Relocalization.h"
 #include "geoloom/storage/TransformRow.h"
 
-#include "tests/support/FakeService.h"
+#include "tests/support/ServiceProcess.h"
 
 // The service is a process of its own, so that the CPU time measured is the client's alone.
 
@@ -19,8 +18,8 @@ namespace geoloom {
 namespace {
 
 using geoloom::testing::FakeAnswer;
-using geoloom::testing::FakeService;
 using geoloom::testing::RecordedRequest;
+using geoloom::testing::ServiceProcess;
 
 constexpr int pages = 100;
 constexpr int rowsAPage = 200;
@@ -51,42 +50,6 @@ FakeAnswer answer(const RecordedRequest& request) {
   return FakeAnswer::json(
       texts.at(std::stoul(body["ExclusiveStartKey"]["SessionId"]["S"].get<std::string>())));
 }
-
-/// The service in a child process; ends with this one.
-class ServiceProcess {
- public:
-  ServiceProcess() {
-    int ports[2];
-    int life[2];
-    if (pipe(ports) != 0 || pipe(life) != 0) throw std::runtime_error("no pipes");
-    process_ = fork();
-    if (process_ == 0) {
-      close(life[1]);
-      const FakeService service(answer);
-      const int port = service.port();
-      static_cast<void>(!write(ports[1], &port, sizeof port));
-      char ignored = 0;
-      static_cast<void>(!read(life[0], &ignored, 1));
-      _exit(0);
-    }
-    life_ = life[1];
-    int port = 0;
-    static_cast<void>(!read(ports[0], &port, sizeof port));
-    url_ = fmt::format("http://127.0.0.1:{}/", port);
-  }
-  ServiceProcess(const ServiceProcess&) = delete;
-  ServiceProcess& operator=(const ServiceProcess&) = delete;
-  ~ServiceProcess() {
-    close(life_);
-    waitpid(process_, nullptr, 0);
-  }
-  [[nodiscard]] const std::string& url() const { return url_; }
-
- private:
-  pid_t process_ = -1;
-  int life_ = -1;
-  std::string url_;
-};
 
 std::string serviceURL;
 
@@ -273,8 +236,8 @@ BENCHMARK(nlohmannParse)->Name("100,000 placements/nlohmann, parsed")->Unit(benc
 
 int main(int argc, char** argv) {
   // Before there is any thread to be lost in the child.
-  const geoloom::ServiceProcess service;
-  geoloom::serviceURL = service.url();
+  const geoloom::ServiceProcess service(geoloom::answer);
+  geoloom::serviceURL = service.url() + "/";
   benchmark::Initialize(&argc, argv);
   benchmark::RunSpecifiedBenchmarks();
   benchmark::Shutdown();

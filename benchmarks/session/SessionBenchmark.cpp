@@ -35,14 +35,14 @@
 #include "geoloom/session/MapSessionConfiguration.h"
 #include "geoloom/session/ServiceEndpoints.h"
 
-#include "tests/support/FakeService.h"
+#include "tests/support/ServiceProcess.h"
 
 namespace geoloom {
 namespace {
 
 using geoloom::testing::FakeAnswer;
-using geoloom::testing::FakeService;
 using geoloom::testing::RecordedRequest;
+using geoloom::testing::ServiceProcess;
 using SteadyClock = std::chrono::steady_clock;
 using platform::DispatchQueue;
 
@@ -76,45 +76,6 @@ Result inProcess(const std::function<Result()>& work) {
   if (!isWhole) throw std::runtime_error("the measuring process failed");
   return result;
 }
-
-/// The service, in a process of its own for as long as this lives.
-class ServiceProcess {
- public:
-  ServiceProcess() {
-    int ports[2];
-    int life[2];
-    if (pipe(ports) != 0 || pipe(life) != 0) throw std::runtime_error("no pipes");
-    process_ = fork();
-    if (process_ == 0) {
-      close(life[1]);
-      const FakeService service(answer);
-      const int port = service.port();
-      static_cast<void>(!write(ports[1], &port, sizeof port));
-      char ignored = 0;
-      static_cast<void>(!read(life[0], &ignored, 1));
-      _exit(0);
-    }
-    close(life[0]);
-    close(ports[1]);
-    life_ = life[1];
-    int port = 0;
-    static_cast<void>(!read(ports[0], &port, sizeof port));
-    close(ports[0]);
-    url_ = fmt::format("http://127.0.0.1:{}", port);
-  }
-  ServiceProcess(const ServiceProcess&) = delete;
-  ServiceProcess& operator=(const ServiceProcess&) = delete;
-  ~ServiceProcess() {
-    close(life_);
-    waitpid(process_, nullptr, 0);
-  }
-  [[nodiscard]] const std::string& url() const { return url_; }
-
- private:
-  pid_t process_ = -1;
-  int life_ = -1;
-  std::string url_;
-};
 
 double cpuSeconds() {
   rusage usage{};
@@ -201,7 +162,7 @@ void report(benchmark::State& state, const Idle& idle) {
 void leaveAlone(benchmark::State& state, const std::string& maps) {
   const std::int64_t count = state.range(0);
   for ([[maybe_unused]] auto _ : state) {
-    const ServiceProcess service;
+    const ServiceProcess service(answer);
     report(state, inProcess<Idle>([&] {
              configure(service.url(), maps, "/");
              static std::atomic<int> statuses = 0;
@@ -320,7 +281,7 @@ class BareLoop {
 
 void bareLibcurl(benchmark::State& state) {
   for ([[maybe_unused]] auto _ : state) {
-    const ServiceProcess service;
+    const ServiceProcess service(answer);
     report(state, inProcess<Idle>([&] {
              curl_global_init(CURL_GLOBAL_DEFAULT);
              BareLoop loop(service.url() + "/");
@@ -371,7 +332,7 @@ struct Waits {
 void hangingSessions(benchmark::State& state) {
   const std::int64_t count = state.range(0);
   for ([[maybe_unused]] auto _ : state) {
-    const ServiceProcess service;
+    const ServiceProcess service(answer);
     const auto waits = inProcess<Waits>([&]() -> Waits {
       configure(service.url(), "/prod/maps", count > 0 ? "/hang" : "/");
       static std::atomic<int> statuses = 0;

@@ -39,26 +39,9 @@
   return nil;
 }
 
-- (id)initWithGeoloomNative:(GeoloomNative*)native {
-  self = [super init];
-  if (self == nil) {
-    geoloomRelease(native);
-    return nil;
-  }
-  native_ = native;
-  return self;
-}
+GEOLOOM_HOLDS_NATIVE
 
 GEOLOOM_REFUSES_INIT(@"frames come from an ARSession")
-
-- (void)dealloc {
-  geoloomRelease(native_);
-  [super dealloc];
-}
-
-- (GeoloomNative*)geoloomNative {
-  return native_;
-}
 
 - (NSTimeInterval)timestamp {
   return geoloomARFrameTimestamp(native_);

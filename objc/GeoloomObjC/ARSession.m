@@ -7,18 +7,10 @@
 @implementation ARSession
 
 - (instancetype)init {
-  if ((self = [super init]) != nil) native_ = geoloomARSessionMake();
-  return self;
+  return [self initWithGeoloomNative:geoloomARSessionMake()];
 }
 
-- (void)dealloc {
-  geoloomRelease(native_);
-  [super dealloc];
-}
-
-- (GeoloomNative*)geoloomNative {
-  return native_;
-}
+GEOLOOM_HOLDS_NATIVE
 
 - (ARFrame*)currentFrame {
   GeoloomNative* frame = geoloomARSessionCurrentFrame(native_);

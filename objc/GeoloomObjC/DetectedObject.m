@@ -5,22 +5,9 @@
 
 @implementation DetectedObject
 
-- (id)initWithGeoloomNative:(GeoloomNative*)native {
-  self = [super init];
-  if (self == nil) {
-    geoloomRelease(native);
-    return nil;
-  }
-  native_ = native;
-  return self;
-}
+GEOLOOM_HOLDS_NATIVE
 
 GEOLOOM_REFUSES_INIT(@"detected objects come from the detections callback")
-
-- (void)dealloc {
-  geoloomRelease(native_);
-  [super dealloc];
-}
 
 - (NSString*)name {
   return GeoloomStringOf(geoloomDetectedObjectName(native_));

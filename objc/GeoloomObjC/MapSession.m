@@ -74,14 +74,7 @@
 
 GEOLOOM_REFUSES_INIT(@"use initWithArSession:mapMode:...")
 
-- (void)dealloc {
-  geoloomRelease(native_);
-  [super dealloc];
-}
-
-- (GeoloomNative*)geoloomNative {
-  return native_;
-}
+GEOLOOM_HOLDS_NATIVE
 
 - (void)registerCallbacksWithAssetsFoundCallback:(AssetsFoundCallback)assetsFoundCallback
                                   statusCallback:(StatusCallback)statusCallback

@@ -7,22 +7,13 @@
 
 - (instancetype)initWithSceneUnderstandingConfidenceThreshold:(float)sceneUnderstandingConfidenceThreshold
                                    featureMatchDistanceMeters:(float)featureMatchDistanceMeters {
-  if ((self = [super init]) != nil) {
-    native_ = geoloomConfigurationMake(sceneUnderstandingConfidenceThreshold, featureMatchDistanceMeters);
-  }
-  return self;
+  return [self initWithGeoloomNative:geoloomConfigurationMake(sceneUnderstandingConfidenceThreshold,
+                                                              featureMatchDistanceMeters)];
 }
 
 GEOLOOM_REFUSES_INIT(@"use initWithSceneUnderstandingConfidenceThreshold:featureMatchDistanceMeters:")
 
-- (void)dealloc {
-  geoloomRelease(native_);
-  [super dealloc];
-}
-
-- (GeoloomNative*)geoloomNative {
-  return native_;
-}
+GEOLOOM_HOLDS_NATIVE
 
 - (float)sceneUnderstandingConfidenceThreshold {
   return geoloomConfigurationThreshold(native_);

@@ -41,6 +41,25 @@ NSString* GeoloomStringCopying(GeoloomText text);
 
 void GeoloomLog(NSString* line);
 
+/// A class around an object of the kit holds its reference in `native_`.
+#define GEOLOOM_HOLDS_NATIVE                            \
+  -(id)initWithGeoloomNative : (GeoloomNative*)native { \
+    self = [super init];                                \
+    if (self == nil) {                                  \
+      geoloomRelease(native);                           \
+      return nil;                                       \
+    }                                                   \
+    native_ = native;                                   \
+    return self;                                        \
+  }                                                     \
+  -(GeoloomNative*)geoloomNative {                      \
+    return native_;                                     \
+  }                                                     \
+  -(void)dealloc {                                      \
+    geoloomRelease(native_);                            \
+    [super dealloc];                                    \
+  }
+
 /// The `init` and `new` of a class that is not made that way: they raise.
 #define GEOLOOM_REFUSES_INIT(instead)                \
   -(instancetype)init {                              \

@@ -14,24 +14,7 @@
   return [self initWithGeoloomNative:geoloomUIViewMake(rectangle)];
 }
 
-- (id)initWithGeoloomNative:(GeoloomNative*)native {
-  self = [super init];
-  if (self == nil) {
-    geoloomRelease(native);
-    return nil;
-  }
-  native_ = native;
-  return self;
-}
-
-- (void)dealloc {
-  geoloomRelease(native_);
-  [super dealloc];
-}
-
-- (GeoloomNative*)geoloomNative {
-  return native_;
-}
+GEOLOOM_HOLDS_NATIVE
 
 - (NSRect)frame {
   const GeoloomRect frame = geoloomUIViewFrame(native_);
