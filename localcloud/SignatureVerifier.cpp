@@ -100,8 +100,8 @@ std::optional<Authorization> parseAuthorization(std::string_view header) {
   return result;
 }
 
-/// "20150830T123600Z".
-std::optional<system_clock::time_point> parseTime(std::string_view text) {
+/// "20150830T123600Z". In seconds, as the finer count of the system clock ends in the years 1677 and 2262.
+std::optional<std::chrono::sys_seconds> parseTime(std::string_view text) {
   if (text.size() != 16 || text[8] != 'T' || text[15] != 'Z') return std::nullopt;
   const auto number = [&](std::size_t at, std::size_t length) {
     int value = -1;
@@ -110,17 +110,19 @@ std::optional<system_clock::time_point> parseTime(std::string_view text) {
     return error == std::errc{} && stop == end ? value : -1;
   };
   using namespace std::chrono;
-  const year_month_day day{year{number(0, 4)}, month{static_cast<unsigned>(number(4, 2))},
+  const int yearNumber = number(0, 4);
+  const year_month_day day{year{yearNumber}, month{static_cast<unsigned>(number(4, 2))},
                            std::chrono::day{static_cast<unsigned>(number(6, 2))}};
   const int hour = number(9, 2);
   const int minute = number(11, 2);
   const int second = number(13, 2);
-  if (!day.ok() || hour < 0 || hour > 23 || minute < 0 || minute > 59 || second < 0 || second > 60)
+  if (yearNumber < 0 || !day.ok() || hour < 0 || hour > 23 || minute < 0 || minute > 59 || second < 0 ||
+      second > 60)
     return std::nullopt;
   return sys_days(day) + hours(hour) + minutes(minute) + seconds(second);
 }
 
-std::string timeText(system_clock::time_point time) {
+std::string timeText(std::chrono::sys_seconds time) {
   return fmt::format("{:%Y%m%dT%H%M%SZ}", fmt::gmtime(system_clock::to_time_t(time)));
 }
 
@@ -187,7 +189,7 @@ std::optional<std::string> unsignedHeader(const Request& request, const Authoriz
 }
 
 std::optional<Refusal> checkTime(const std::string& time, const Authorization& authorization,
-                                 system_clock::time_point now) {
+                                 std::chrono::sys_seconds now) {
   const auto signedAt = parseTime(time);
   if (!signedAt) {
     return refusal("IncompleteSignatureException",
@@ -235,7 +237,8 @@ std::optional<Refusal> SignatureVerifier::check(const Request& request, std::str
                    fmt::format("Credential should be scoped to correct service: '{}'.", service));
   }
   const std::string time = request.header("x-amz-date").value_or("");
-  if (auto wrongTime = checkTime(time, *authorization, now)) return wrongTime;
+  if (auto wrongTime = checkTime(time, *authorization, std::chrono::floor<std::chrono::seconds>(now)))
+    return wrongTime;
   if (const auto name = unsignedHeader(request, *authorization)) {
     return refusal("InvalidSignatureException", fmt::format("'{}' must be a signed header.", *name));
   }

@@ -7,6 +7,7 @@ namespace geoloom::localcloud {
 namespace {
 
 using ::testing::EndsWith;
+using ::testing::StartsWith;
 
 /// The worked example of the signing scheme's published documentation.
 class SignatureVerifierTest : public ::testing::Test {
@@ -83,6 +84,19 @@ TEST_F(SignatureVerifierTest, IsGoodForAQuarterOfAnHour) {
   }
 }
 
+TEST_F(SignatureVerifierTest, KnowsTimesThatTheSystemClockCannotCount) {
+  for (const auto& [day, says] : {std::pair("00000101", "Signature expired"),
+                                  {"16770920", "Signature expired"},
+                                  {"22620412", "Signature not yet current"},
+                                  {"99991231", "Signature not yet current"}}) {
+    Request request = changed("authorization", "20150830", day);
+    request.headers.find("x-amz-date")->second = std::string(day) + "T000000Z";
+    const auto refusal = verifier_.check(request, "iam", now_);
+    ASSERT_TRUE(refusal) << day;
+    EXPECT_THAT(refusal->message, StartsWith(says)) << day;
+  }
+}
+
 TEST_F(SignatureVerifierTest, RefusesWhatIsNotASignature) {
   Request request = example();
   request.headers.erase("authorization");
@@ -94,8 +108,8 @@ TEST_F(SignatureVerifierTest, RefusesWhatIsNotASignature) {
     request.headers.find("authorization")->second = text;
     EXPECT_EQ(check(request), "IncompleteSignatureException") << text;
   }
-  for (const char* const time :
-       {"", "20150830", "2015-08-30T12:36:00Z", "20159930T123600Z", "20150830T993600Z"}) {
+  for (const char* const time : {"", "20150830", "2015-08-30T12:36:00Z", "20159930T123600Z",
+                                 "20150830T993600Z", "-0011124T000000Z", "20150830T-93600Z"}) {
     request = example();
     request.headers.find("x-amz-date")->second = time;
     EXPECT_EQ(check(request), "IncompleteSignatureException") << time;

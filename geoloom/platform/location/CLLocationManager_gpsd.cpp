@@ -28,7 +28,9 @@ constexpr std::chrono::seconds shortestPause{1};
 constexpr std::chrono::seconds longestPause{30};
 
 Date dateOf(const timespec& time) {
-  if (time.tv_sec <= 0) return Clock::current()->date();
+  // A report without a time, and one beyond the last that the clock can count, is of now.
+  constexpr auto last = std::chrono::floor<std::chrono::seconds>(Date::max().time_since_epoch());
+  if (time.tv_sec <= 0 || time.tv_sec >= last.count()) return Clock::current()->date();
   return Date(std::chrono::duration_cast<Date::duration>(std::chrono::seconds(time.tv_sec) +
                                                          std::chrono::nanoseconds(time.tv_nsec)));
 }
