@@ -6,6 +6,8 @@
 #include <fmt/format.h>
 #include <openssl/rand.h>
 
+#include "geoloom/platform/foundation/Hexadecimal.h"
+
 namespace geoloom::localcloud {
 
 Reading readJSON(std::string_view text) {
@@ -33,24 +35,13 @@ std::string write(const Value& value) {
   return value.dump(-1, ' ', false, Value::error_handler_t::replace);
 }
 
-std::string hexadecimal(const unsigned char* bytes, std::size_t size) {
-  static constexpr std::string_view digits = "0123456789abcdef";
-  std::string text;
-  text.reserve(2 * size);
-  for (std::size_t i = 0; i < size; ++i) {
-    text += digits[bytes[i] >> 4U];
-    text += digits[bytes[i] & 15U];
-  }
-  return text;
-}
-
 std::string randomUUID() {
   std::array<unsigned char, 16> bytes{};
   if (RAND_bytes(bytes.data(), static_cast<int>(bytes.size())) != 1)
     throw std::runtime_error("no random numbers");
   bytes[6] = static_cast<unsigned char>((bytes[6] & 0x0FU) | 0x40U);
   bytes[8] = static_cast<unsigned char>((bytes[8] & 0x3FU) | 0x80U);
-  std::string text = hexadecimal(bytes.data(), bytes.size());
+  std::string text = platform::hexadecimal(bytes);
   for (const std::size_t at : {8U, 13U, 18U, 23U}) text.insert(at, 1, '-');
   return text;
 }

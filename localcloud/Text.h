@@ -33,6 +33,4 @@ struct Reading {
 /// A random version 4 UUID in lower case.
 [[nodiscard]] std::string randomUUID();
 
-[[nodiscard]] std::string hexadecimal(const unsigned char* bytes, std::size_t size);
-
 }  // namespace geoloom::localcloud

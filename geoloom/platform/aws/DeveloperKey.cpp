@@ -1,26 +1,16 @@
 #include "geoloom/platform/aws/DeveloperKey.h"
 
 #include <array>
-#include <span>
 
 #include <openssl/evp.h>
 #include <openssl/hmac.h>
 #include <openssl/provider.h>
 
+#include "geoloom/platform/foundation/Hexadecimal.h"
+
 namespace geoloom::platform {
 
 namespace {
-
-std::string hexadecimal(std::span<const unsigned char> bytes) {
-  static constexpr std::string_view digits = "0123456789abcdef";
-  std::string text;
-  text.reserve(2 * bytes.size());
-  for (const unsigned char byte : bytes) {
-    text += digits[byte >> 4U];
-    text += digits[byte & 15U];
-  }
-  return text;
-}
 
 // A library context of our own: MD5 names a key here and protects nothing, so it has to work in processes
 // whose default context allows approved digests only.

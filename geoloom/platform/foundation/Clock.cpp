@@ -4,10 +4,10 @@
 #include <utility>
 
 #include <asio/post.hpp>
-#include <asio/steady_timer.hpp>
 
 #include "geoloom/platform/foundation/Mutex.h"
 #include "geoloom/platform/foundation/ThreadPool.h"
+#include "geoloom/platform/foundation/TimerSlots.h"
 
 namespace geoloom::platform {
 
@@ -21,15 +21,10 @@ class SystemClock final : public Clock {
   nanoseconds uptime() const override { return std::chrono::steady_clock::now().time_since_epoch(); }
 
   void schedule(nanoseconds delay, std::function<void()> action) override {
-    if (delay <= nanoseconds::zero()) {
+    if (delay > nanoseconds::zero())
+      TimerSlots::shared().add(delay, std::move(action));
+    else
       asio::post(ThreadPool::shared().executor(), std::move(action));
-      return;
-    }
-    auto timer = std::make_unique<asio::steady_timer>(ThreadPool::shared().context(), delay);
-    asio::steady_timer& armed = *timer;
-    armed.async_wait([timer = std::move(timer), action = std::move(action)](const asio::error_code& error) {
-      if (!error) action();
-    });
   }
 };
 

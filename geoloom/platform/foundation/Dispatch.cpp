@@ -40,21 +40,96 @@ void run(const DispatchQueue& queue, const Task& task) {
   runningQueue = outer;
 }
 
+/// One task at a time, each in a task of the pool, so that queues take turns.
 class SerialQueue final : public DispatchQueue {
  public:
-  explicit SerialQueue(std::string label)
-      : label_(std::move(label)), strand_(ThreadPool::shared().executor()) {}
+  explicit SerialQueue(std::string label) : label_(std::move(label)) {}
+  ~SerialQueue() override = default;
 
   const std::string& label() const override { return label_; }
-  void async(Task task) override {
-    asio::post(strand_, [self = shared_from_this(), task = std::move(task)] { run(*self, task); });
-  }
   bool isCurrent() const override { return runningQueue == this; }
+  void async(Task task) override {
+    const MutexLock lock(mutex_);
+    tasks_.push_back(std::move(task));
+    if (holders_ > 0) return;
+    try {
+      runNextSoon();
+    } catch (...) {
+      // A queue that counts on a task nobody has would stand still for ever.
+      task = std::move(tasks_.back());
+      tasks_.pop_back();
+      throw;
+    }
+  }
+
+  std::shared_ptr<DispatchQueue> hold() override;
+
+  /// The task that runs does not end before a `release` more.
+  void retain() {
+    const MutexLock lock(mutex_);
+    ++holders_;
+  }
+
+  void release() {
+    const MutexLock lock(mutex_);
+    if (--holders_ > 0 || tasks_.empty()) return;
+    try {
+      runNextSoon();
+    } catch (const std::exception&) {
+      // Out of memory: the next task to come takes those before it along.
+    }
+  }
 
  private:
-  std::string label_;
+  void runNextSoon() GEOLOOM_REQUIRES(mutex_) {
+    asio::post(ThreadPool::shared().executor(),
+               [self = std::static_pointer_cast<SerialQueue>(shared_from_this())] {
+                 run(*self, self->takeTask());
+                 self->release();
+               });
+    holders_ = 1;
+  }
+
+  Task takeTask() {
+    const MutexLock lock(mutex_);
+    Task task = std::move(tasks_.front());
+    tasks_.pop_front();
+    return task;
+  }
+
+  const std::string label_;
+  Mutex mutex_;
+  std::deque<Task> tasks_ GEOLOOM_GUARDED_BY(mutex_);
+  /// What the next task waits for: the one that runs, or is about to, and the holds on it.
+  int holders_ GEOLOOM_GUARDED_BY(mutex_) = 0;
+};
+
+/// The rest of a serial queue's task.
+class HoldingQueue final : public DispatchQueue {
+ public:
+  explicit HoldingQueue(std::shared_ptr<SerialQueue> held)
+      : held_(std::move(held)), strand_(ThreadPool::shared().executor()) {
+    held_->retain();
+  }
+  HoldingQueue(const HoldingQueue&) = delete;
+  HoldingQueue& operator=(const HoldingQueue&) = delete;
+  ~HoldingQueue() override { held_->release(); }
+
+  const std::string& label() const override { return held_->label(); }
+  bool isCurrent() const override { return held_->isCurrent(); }
+  void async(Task task) override {
+    asio::post(strand_, [self = std::static_pointer_cast<HoldingQueue>(shared_from_this()),
+                         task = std::move(task)] { run(*self->held_, task); });
+  }
+
+ private:
+  const std::shared_ptr<SerialQueue> held_;
   asio::strand<ThreadPool::Executor> strand_;
 };
+
+std::shared_ptr<DispatchQueue> SerialQueue::hold() {
+  return std::make_shared<HoldingQueue>(std::static_pointer_cast<SerialQueue>(shared_from_this()));
+}
 
 class GlobalQueue final : public DispatchQueue {
  public:
@@ -145,6 +220,10 @@ const std::shared_ptr<TheMainQueue>& theMainQueue() {
 
 DispatchQueue::~DispatchQueue() = default;
 
+std::shared_ptr<DispatchQueue> DispatchQueue::hold() {
+  return shared_from_this();
+}
+
 std::shared_ptr<DispatchQueue> DispatchQueue::serial(std::string label) {
   return std::make_shared<SerialQueue>(std::move(label));
 }
@@ -167,8 +246,9 @@ void DispatchQueue::sync(const Task& task) {
   // A destructor that runs at exit would wait for a task that is never run.
   if (isProcessExiting()) return;
   DispatchSemaphore done(0);
-  async([this, &task, &done] {
-    run(*this, task);
+  async([&task, &done] {
+    // Once more, so that what it throws is logged before this returns.
+    run(*runningQueue, task);
     done.signal();
   });
   done.wait();

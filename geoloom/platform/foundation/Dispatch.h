@@ -42,6 +42,12 @@ class GEOLOOM_EXPORT DispatchQueue : public std::enable_shared_from_this<Dispatc
 
   /// True on a thread that is running a task of this queue.
   [[nodiscard]] virtual bool isCurrent() const = 0;
+
+  /// For a task that ends elsewhere, as with the answer of a service. Called in a task of a serial queue,
+  /// makes a queue whose tasks are part of that one: no other begins until it has returned and the queue made
+  /// here is gone with its last task. They may begin before it has returned: a task hands over last. No
+  /// thread waits meanwhile. Other queues cannot be held and give themselves.
+  [[nodiscard]] virtual std::shared_ptr<DispatchQueue> hold();
 };
 
 /// Hands the main queue to an application's own loop.

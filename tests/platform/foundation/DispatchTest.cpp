@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <memory>
 #include <mutex>
+#include <set>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -17,6 +18,7 @@
 #include "geoloom/platform/foundation/Dispatch.h"
 #include "geoloom/platform/foundation/Log.h"
 #include "geoloom/platform/foundation/NSLock.h"
+#include "geoloom/platform/foundation/TimerSlots.h"
 
 namespace geoloom::platform {
 namespace {
@@ -126,6 +128,64 @@ TEST(Dispatch, SerialQueueRunsOneTaskAtATimeForManyCallers) {
   }
 }
 
+/// Part of a task of `queue`, until it is given back.
+std::shared_ptr<DispatchQueue> held(const std::shared_ptr<DispatchQueue>& queue) {
+  std::shared_ptr<DispatchQueue> holding;
+  DispatchSemaphore began(0);
+  queue->async([&] {
+    holding = queue->hold();
+    began.signal();
+  });
+  began.wait();
+  return holding;
+}
+
+TEST(Dispatch, ATaskThatEndsElsewhereHoldsItsQueueAndNoThread) {
+  constexpr int holding = 200;
+  std::vector<std::shared_ptr<DispatchQueue>> queues;
+  std::vector<std::shared_ptr<DispatchQueue>> holds;
+  std::vector<std::string> seen(holding);
+  for (std::size_t i = 0; i < holding; ++i) {
+    queues.push_back(DispatchQueue::serial("held"));
+    holds.push_back(held(queues[i]));
+    queues[i]->async([&seen, i] { seen[i] += "next"; });
+  }
+  EXPECT_LE(threadCount(), 40 + static_cast<int>(std::thread::hardware_concurrency()));
+  for (std::size_t i = 0; i < holding; ++i)
+    for (const char* const part : {"a ", "b ", "c "})
+      holds[i]->async([&seen, i, part, queue = queues[i]] {
+        EXPECT_TRUE(queue->isCurrent());
+        seen[i] += part;
+      });
+  holds.clear();
+  for (std::size_t i = 0; i < holding; ++i) {
+    queues[i]->sync([] {});
+    EXPECT_EQ(seen[i], "a b c next");
+  }
+}
+
+TEST(Dispatch, AQueueThatIsHeldTwiceGoesOnAfterBoth) {
+  const auto queue = DispatchQueue::serial("held");
+  auto first = held(queue);
+  std::shared_ptr<DispatchQueue> second;
+  DispatchSemaphore made(0);
+  first->async([&] {
+    second = queue->hold();
+    made.signal();
+  });
+  made.wait();
+  bool ran = false;
+  queue->async([&ran] { ran = true; });
+  first.reset();
+  second->sync([&] {
+    EXPECT_FALSE(ran);
+    EXPECT_TRUE(queue->isCurrent());
+  });
+  second.reset();
+  queue->sync([&ran] { EXPECT_TRUE(ran); });
+  EXPECT_EQ(DispatchQueue::global()->hold(), DispatchQueue::global());
+}
+
 TEST(Dispatch, QueueLivesUntilItsLastTaskHasRun) {
   DispatchSemaphore gate(0);
   DispatchSemaphore ran(0);
@@ -223,6 +283,20 @@ TEST(ManualClock, RunsWhatFallsDueWithTheTimeOfEachAction) {
   EXPECT_EQ(clock.uptime(), 30ms);
   EXPECT_EQ(clock.date(), Date(1h) + 30ms);
   EXPECT_EQ(clock.pending(), 1U);
+}
+
+TEST(TimerSlots, EndAtMostASixteenthLateAndTogether) {
+  std::set<std::chrono::nanoseconds> ends;
+  for (const auto delay : {1ns, 15ns, 16ns, 1000ns, 20'000'000ns, 1'000'000'000ns, 86'400'000'000'000ns})
+    for (auto now = 0ns; now < 2s; now += 1'234'567ns) {
+      const auto end = TimerSlots::endOfSlot(now, delay);
+      EXPECT_GE(end, now + delay);
+      EXPECT_LE(end, now + delay + delay / 16) << delay.count();
+      if (delay == 1s) ends.insert(end);
+    }
+  // Of 1,621 that were put off in two seconds.
+  EXPECT_LE(ends.size(), 61U);
+  EXPECT_GT(TimerSlots::endOfSlot(1s, std::chrono::nanoseconds::max()), 1s);
 }
 
 TEST(Dispatch, SystemTimersFire) {
