@@ -10,6 +10,7 @@
 #include "geoloom/session/Relocalization.h"
 #include "geoloom/storage/TransformRow.h"
 
+#include "tests/support/Scans.h"
 #include "tests/support/ServiceProcess.h"
 
 // The service is a process of its own, so that the CPU time measured is the client's alone.
@@ -161,7 +162,7 @@ void kitScan(benchmark::State& state) {
     std::vector<TransformRow> rows;
     platform::AWSDynamoDBScanExpression expression;
     do {
-      auto result = mapper.scan<TransformRow>(expression).waitUntilFinished();
+      auto result = testing::pageOf<TransformRow>(expression, mapper);
       auto* page = std::get_if<platform::AWSDynamoDBPage<TransformRow>>(&result);
       if (!page) return state.SkipWithError(std::get<platform::AWSError>(result).description.c_str());
       std::move(page->items.begin(), page->items.end(), std::back_inserter(rows));

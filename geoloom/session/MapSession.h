@@ -151,7 +151,8 @@ class GEOLOOM_EXPORT MapSession : public platform::NSObject, public MapSessionSe
                         float confidenceThreshold);
   void scheduleTick();
   void tick();
-  void lookForTransform(const std::shared_ptr<DataManager>& dataManager);
+  void takeTransform(const std::shared_ptr<DataManager>& dataManager, std::string found);
+  void localizeByObjects();
   void requestSceneLocalization(const DataManager& dataManager);
 
   const std::unique_ptr<State> state_;

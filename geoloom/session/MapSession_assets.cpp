@@ -4,7 +4,6 @@
 #include <string>
 #include <utility>
 
-#include "geoloom/platform/foundation/AtEnd.h"
 #include "geoloom/platform/foundation/Log.h"
 #include "geoloom/platform/foundation/Text.h"
 #include "geoloom/session/ApplicationCallback.h"
@@ -78,20 +77,29 @@ void MapSession::scheduleTick() {
 }
 
 void MapSession::tick() {
-  // Whatever comes of this tick, another follows.
-  const platform::AtEnd next([this] {
-    ++state_->queryAssetsCounter;
-    scheduleTick();
+  const auto self = std::static_pointer_cast<MapSession>(shared_from_this());
+  // Whatever comes of this tick, another follows it: when its last step is gone.
+  const std::shared_ptr<void> next(this, [self](void*) {
+    ++self->state_->queryAssetsCounter;
+    self->scheduleTick();
   });
-  if (const auto dataManager = state_->dataManager.load()) lookForTransform(dataManager);
+  const auto dataManager = state_->dataManager.load();
+  if (!dataManager) return;
+  // Until the scan has ended its answer is this queue's only task.
+  dataManager->scanTransform(state_->reloadAssetQueue->hold(), [self, next, dataManager](std::string found) {
+    self->takeTransform(dataManager, std::move(found));
+    self->localizeByObjects();
+  });
+}
+
+void MapSession::localizeByObjects() {
   if (!isLocalizationMode() || state_->queryAssetsCounter % SCENE_LOCALIZATION_TICKS != 0) return;
   // Read again: a scan takes its time, and a reset may have come meanwhile.
   if (const auto dataManager = state_->dataManager.load()) requestSceneLocalization(*dataManager);
 }
 
-void MapSession::lookForTransform(const std::shared_ptr<DataManager>& dataManager) {
+void MapSession::takeTransform(const std::shared_ptr<DataManager>& dataManager, std::string found) {
   State::Transform& pending = state_->pendingTransform;
-  std::string found = dataManager->scanTransform();
   if (!found.empty()) pending = {dataManager, std::move(found)};
   // A transform leads into the AR session of its own data manager, which a reset may have replaced.
   if (pending.dataManager.lock() != state_->dataManager.load()) pending = {};

@@ -109,13 +109,22 @@ void DataManager::retrieveAssets(std::function<void(const JSON&)> completion) {
       });
 }
 
-std::string DataManager::scanTransform() {
+void DataManager::scanTransform(std::shared_ptr<platform::DispatchQueue> queue,
+                                std::function<void(std::string)> completion) {
   const auto map = mapUUID();
-  if (!map) return {};
-  const auto rows = scanTransformRows(*map);
-  if (!rows) return {};
-  Console::print("Transform DB scan result " + std::to_string(rows->size()));
-  const TransformRow* best = bestRow(*rows);
+  if (!map) {
+    completion({});
+    return;
+  }
+  scanTransformRows(*map, std::move(queue),
+                    [self = shared_from_this(), completion = std::move(completion)](const auto& rows) {
+                      completion(rows ? self->takeRows(*rows) : std::string());
+                    });
+}
+
+std::string DataManager::takeRows(const std::vector<TransformRow>& rows) {
+  Console::print("Transform DB scan result " + std::to_string(rows.size()));
+  const TransformRow* best = bestRow(rows);
   if (best == nullptr || *best->Transform == lastMatchTransform_) return {};
   lastMatchTransform_ = *best->Transform;
   Console::print(description(*best));

@@ -17,6 +17,7 @@ namespace geoloom {
 
 class CloudAPI;
 class MapSession;
+struct TransformRow;
 namespace platform {
 class ARSession;
 }
@@ -71,9 +72,12 @@ class DataManager final : public std::enable_shared_from_this<DataManager> {
   /// or is not called when there is none or the map is not known.
   void retrieveAssets(std::function<void(const platform::JSON&)> completion);
 
-  /// The transform text of the best match for the map when it differs from the one returned before; else
-  /// empty. Waits for the table service, with pauses and retries. Call on the session's asset queue only.
-  [[nodiscard]] std::string scanTransform();
+  /// Finds the transform text of the best match for the map when it differs from the one found before; else
+  /// the empty text. `completion` runs once, on `queue`, in this call when the map is not known; it asks the
+  /// table service, with pauses and retries, and no thread waits. One scan at a time: call again after the
+  /// completion.
+  void scanTransform(std::shared_ptr<platform::DispatchQueue> queue,
+                     std::function<void(std::string)> completion);
 
   [[nodiscard]] std::optional<std::string> mapUUID() const { return identifiers_.load().map; }
   /// Localization only.
@@ -94,10 +98,11 @@ class DataManager final : public std::enable_shared_from_this<DataManager> {
 
   [[nodiscard]] MapStatus takeMapAnswer(const platform::JSON& answer);
   [[nodiscard]] MapStatus takeLocalizationAnswer(const platform::JSON& answer);
+  [[nodiscard]] std::string takeRows(const std::vector<TransformRow>& rows);
 
   platform::AtomicValue<Identifiers> identifiers_;
   platform::AtomicValue<std::optional<platform::JSON>> preloadedAssetJSON_;
-  /// Only `scanTransform` touches it.
+  /// Only scans touch it.
   std::string lastMatchTransform_;
 };
 

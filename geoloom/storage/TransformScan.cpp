@@ -8,8 +8,6 @@
 #include <variant>
 
 #include "geoloom/platform/aws/AWSDynamoDBObjectMapper.h"
-#include "geoloom/platform/foundation/Clock.h"
-#include "geoloom/platform/foundation/Dispatch.h"
 #include "geoloom/platform/foundation/Log.h"
 
 namespace geoloom {
@@ -19,37 +17,80 @@ using platform::AWSDynamoDBAttributeValue;
 using platform::AWSDynamoDBObjectMapper;
 using platform::AWSDynamoDBScanExpression;
 using platform::AWSError;
+using platform::AWSResult;
 using platform::Console;
 using Page = platform::AWSDynamoDBPage<TransformRow>;
 
 constexpr int PAGE_ITEMS = 200;
-
-void pause(std::chrono::nanoseconds span) {
-  const auto over = std::make_shared<platform::DispatchSemaphore>(0);
-  platform::Clock::current()->schedule(span, [over] { over->signal(); });
-  over->wait();
-}
 
 double randomFraction() {
   static thread_local std::minstd_rand generator{std::random_device{}()};
   return std::uniform_real_distribution<double>{}(generator);
 }
 
-std::optional<Page> requestPage(const AWSDynamoDBObjectMapper& mapper,
-                                const AWSDynamoDBScanExpression& expression) {
-  for (int tries = 1;; ++tries) {
-    auto outcome = mapper.scan<TransformRow>(expression).waitUntilFinished();
-    if (auto* page = std::get_if<Page>(&outcome)) return std::move(*page);
-    const auto& error = std::get<AWSError>(outcome);
-    Console::print("The request failed. Error: " + error.description);
-    if (!error.isRetryable() || tries == MAXIMUM_SCAN_TRIES) {
-      Console::print("Transform DB scan given up after " + std::to_string(tries) +
-                     (tries == 1 ? " try" : " tries"));
-      return std::nullopt;
-    }
-    pause(scanPause(tries, randomFraction()));
+/// A scan on its way. What is under way holds it; on its queue only.
+class Scan : public std::enable_shared_from_this<Scan> {
+ public:
+  using Completion = std::function<void(std::optional<std::vector<TransformRow>>)>;
+
+  Scan(const std::string& mapUUID, std::shared_ptr<platform::DispatchQueue> queue, Completion completion)
+      : queue_(std::move(queue)), completion_(std::move(completion)) {
+    expression_.limit = PAGE_ITEMS;
+    expression_.filterExpression = "#sessionId = :sessionId";
+    expression_.expressionAttributeNames = {{"#sessionId", "SessionId"}};
+    expression_.expressionAttributeValues = {{":sessionId", AWSDynamoDBAttributeValue::text(mapUUID)}};
   }
-}
+
+  void requestPage() {
+    mapper_.scan<TransformRow>(expression_, queue_, [self = shared_from_this()](AWSResult<Page> outcome) {
+      if (auto* page = std::get_if<Page>(&outcome))
+        self->take(std::move(*page));
+      else
+        self->tryAgain(std::get<AWSError>(outcome));
+    });
+  }
+
+ private:
+  void tryAgain(const AWSError& error) {
+    ++failedTries_;
+    Console::print("The request failed. Error: " + error.description);
+    if (!error.isRetryable() || failedTries_ == MAXIMUM_SCAN_TRIES) {
+      giveUp(" after " + std::to_string(failedTries_) + (failedTries_ == 1 ? " try" : " tries"));
+      return;
+    }
+    queue_->asyncAfter(scanPause(failedTries_, randomFraction()),
+                       [self = shared_from_this()] { self->requestPage(); });
+  }
+
+  void take(Page page) {
+    failedTries_ = 0;
+    std::move(page.items.begin(), page.items.end(), std::back_inserter(rows_));
+    if (!page.lastEvaluatedKey) {
+      completion_(std::move(rows_));
+      return;
+    }
+    repeatedPages_ = page.lastEvaluatedKey == expression_.exclusiveStartKey ? repeatedPages_ + 1 : 0;
+    if (repeatedPages_ > MAXIMUM_REPEATED_PAGES || rows_.size() > MAXIMUM_SCAN_ROWS) {
+      giveUp(": the table has no end");
+      return;
+    }
+    expression_.exclusiveStartKey = std::move(page.lastEvaluatedKey);
+    requestPage();
+  }
+
+  void giveUp(const std::string& why) {
+    Console::print("Transform DB scan given up" + why);
+    completion_(std::nullopt);
+  }
+
+  const AWSDynamoDBObjectMapper mapper_ = AWSDynamoDBObjectMapper::defaultMapper();
+  const std::shared_ptr<platform::DispatchQueue> queue_;
+  const Completion completion_;
+  AWSDynamoDBScanExpression expression_;
+  std::vector<TransformRow> rows_;
+  int failedTries_ = 0;
+  int repeatedPages_ = 0;
+};
 
 }  // namespace
 
@@ -60,25 +101,9 @@ std::chrono::nanoseconds scanPause(int failedTries, double random) {
   return std::chrono::duration_cast<std::chrono::nanoseconds>(whole * (1 - random / 2));
 }
 
-std::optional<std::vector<TransformRow>> scanTransformRows(const std::string& mapUUID) {
-  const auto mapper = AWSDynamoDBObjectMapper::defaultMapper();
-  AWSDynamoDBScanExpression expression;
-  expression.limit = PAGE_ITEMS;
-  expression.filterExpression = "#sessionId = :sessionId";
-  expression.expressionAttributeNames = {{"#sessionId", "SessionId"}};
-  expression.expressionAttributeValues = {{":sessionId", AWSDynamoDBAttributeValue::text(mapUUID)}};
-
-  std::vector<TransformRow> rows;
-  for (int repeated = 0; repeated <= MAXIMUM_REPEATED_PAGES && rows.size() <= MAXIMUM_SCAN_ROWS;) {
-    auto page = requestPage(mapper, expression);
-    if (!page) return std::nullopt;
-    std::move(page->items.begin(), page->items.end(), std::back_inserter(rows));
-    if (!page->lastEvaluatedKey) return rows;
-    repeated = page->lastEvaluatedKey == expression.exclusiveStartKey ? repeated + 1 : 0;
-    expression.exclusiveStartKey = std::move(page->lastEvaluatedKey);
-  }
-  Console::print("Transform DB scan given up: the table has no end");
-  return std::nullopt;
+void scanTransformRows(const std::string& mapUUID, std::shared_ptr<platform::DispatchQueue> queue,
+                       std::function<void(std::optional<std::vector<TransformRow>>)> completion) {
+  std::make_shared<Scan>(mapUUID, std::move(queue), std::move(completion))->requestPage();
 }
 
 }  // namespace geoloom

@@ -2,10 +2,13 @@
 
 #include <chrono>
 #include <cstddef>
+#include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "geoloom/platform/foundation/Dispatch.h"
 #include "geoloom/storage/TransformRow.h"
 
 namespace geoloom {
@@ -22,9 +25,10 @@ inline constexpr std::size_t MAXIMUM_SCAN_ROWS = 200'000;
 /// random half may be missing so that many devices do not come back at once. `random` is in [0, 1].
 [[nodiscard]] std::chrono::nanoseconds scanPause(int failedTries, double random);
 
-/// All rows of the map, page by page, in the table's order. Waits for the default table service; pauses run
-/// on the current clock. Each failed try is a line on the console. Nothing when a page was given up, or when
-/// the service found no end.
-[[nodiscard]] std::optional<std::vector<TransformRow>> scanTransformRows(const std::string& mapUUID);
+/// All rows of the map, page by page, in the table's order, from the default table service. Waits for
+/// nothing: `completion` runs once, on `queue`, as everything here; pauses run on the current clock. Each
+/// failed try is a line on the console. Nothing when a page was given up, or when the service found no end.
+void scanTransformRows(const std::string& mapUUID, std::shared_ptr<platform::DispatchQueue> queue,
+                       std::function<void(std::optional<std::vector<TransformRow>>)> completion);
 
 }  // namespace geoloom

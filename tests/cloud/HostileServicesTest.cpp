@@ -22,6 +22,7 @@
 #include "tests/support/EagerClock.h"
 #include "tests/support/FakeService.h"
 #include "tests/support/Hostilities.h"
+#include "tests/support/Scans.h"
 #include "tests/support/SecureService.h"
 #include "tests/support/TimeShift.h"
 
@@ -108,8 +109,7 @@ std::vector<Operation> operations() {
                    [&operation](int) { return operation.withoutAnswer; }});
   all.push_back({"scanTransform", 10s, MAXIMUM_SCAN_TRIES,
                  [](Kit& kit) {
-                   DispatchQueue::global()->async([&kit] {
-                     const auto rows = scanTransformRows("M1");
+                   scanTransformRows("M1", DispatchQueue::global(), [&kit](const auto& rows) {
                      kit.journal.add(rows ? std::to_string(rows->size()) + " rows" : "no rows");
                    });
                  },
@@ -257,9 +257,9 @@ TEST(HostileServices, AThrottlingStormIsWeathered) {
     }
   });
   const Kit kit(service.url());
-  for (int scan = 0; scan < 4; ++scan) EXPECT_FALSE(scanTransformRows("M1"));
+  for (int scan = 0; scan < 4; ++scan) EXPECT_FALSE(rowsOf("M1"));
   EXPECT_EQ(kit.clock->delays.entries().size(), 4U * (MAXIMUM_SCAN_TRIES - 1));
-  EXPECT_TRUE(scanTransformRows("M1"));
+  EXPECT_TRUE(rowsOf("M1"));
   EXPECT_EQ(asked, storm + 1);
 }
 

@@ -18,6 +18,7 @@
 #include "tests/support/ChildProcess.h"
 #include "tests/support/FakeService.h"
 #include "tests/support/LocalCloud.h"
+#include "tests/support/Scans.h"
 
 // The clients that the field uses for the table and metrics services: what the kit sends is what they send,
 // and the local cloud is a service to them as the real ones are.
@@ -87,7 +88,7 @@ class Kit {
     expression.expressionAttributeNames = {{"#sessionId", "SessionId"}};
     expression.expressionAttributeValues = {{":sessionId", AWSDynamoDBAttributeValue::text("M é \"1\"")}};
     const AWSDynamoDBObjectMapper mapper(configuration_);
-    static_cast<void>(mapper.scan<TransformRow>(expression).waitUntilFinished());
+    static_cast<void>(geoloom::testing::pageOf<TransformRow>(expression, mapper));
   }
 
   void save() const {

@@ -13,6 +13,7 @@
 #include "geoloom/platform/aws/DeveloperKey.h"
 
 #include "tests/support/LocalCloud.h"
+#include "tests/support/Scans.h"
 
 // The kit's clients, which sign what they send, against the service, which verifies it with code of its own.
 namespace geoloom::localcloud {
@@ -81,7 +82,7 @@ TEST_P(KitClientTest, SignedTableCallsAreAcceptedAndPagesAreWalked) {
   int pages = 0;
   auto expression = scanOf("M é", 2);
   for (bool more = true; more; ++pages) {
-    const auto outcome = mapper.scan<Row>(expression).waitUntilFinished();
+    const auto outcome = geoloom::testing::pageOf<Row>(expression, mapper);
     ASSERT_TRUE(std::holds_alternative<AWSDynamoDBPage<Row>>(outcome))
         << std::get<AWSError>(outcome).description;
     const auto& page = std::get<AWSDynamoDBPage<Row>>(outcome);

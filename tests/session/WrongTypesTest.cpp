@@ -1,3 +1,4 @@
+#include <future>
 #include <string>
 #include <vector>
 
@@ -9,6 +10,7 @@
 
 #include "tests/session/SessionTest.h"
 #include "tests/support/EagerClock.h"
+#include "tests/support/Scans.h"
 
 // Every answer that the kit reads, with something of another type, or nothing, at each of its places in turn.
 namespace geoloom::testing {
@@ -59,6 +61,14 @@ class WrongTypes : public SessionTest {
   std::shared_ptr<DataManager> manager() const {
     return std::make_shared<DataManager>(std::make_shared<platform::ARSession>(), session_,
                                          MapSessionInternals::state(*session_).cloudApi);
+  }
+
+  /// What a scan of the transforms finds.
+  static std::string transform(DataManager& manager) {
+    std::promise<std::string> found;
+    manager.scanTransform(platform::DispatchQueue::serial("scan"),
+                          [&found](std::string text) { found.set_value(std::move(text)); });
+    return found.get_future().get();
   }
 
   /// The status that an opening ends in, and the identifiers that are then known.
@@ -140,9 +150,9 @@ TEST_F(WrongTypes, InAPageOfTransforms) {
   platform::Clock::install(std::make_shared<EagerClock>());
   for (const auto& [place, type, text] : tornForms(good)) {
     answer("Scan", good);
-    static_cast<void>(manager->scanTransform());
+    static_cast<void>(transform(*manager));
     answer("Scan", R"({"Items": [{"MatchCount": {"N": "1"}, "Transform": {"S": "before"}}]})");
-    ASSERT_EQ(manager->scanTransform(), "before");
+    ASSERT_EQ(transform(*manager), "before");
 
     journal.clear();
     answer("Scan", text);
@@ -154,7 +164,7 @@ TEST_F(WrongTypes, InAPageOfTransforms) {
     if (place.starts_with("/Items/0/MatchCount")) expected = "";
     if (place.starts_with("/Items/0/Transform"))
       expected = place.ends_with("/S") && type == "string" ? "text" : "";
-    EXPECT_EQ(manager->scanTransform(), expected) << text;
+    EXPECT_EQ(transform(*manager), expected) << text;
     const auto lines = journal.entries();
     EXPECT_EQ(std::count_if(
                   lines.begin(), lines.end(),
@@ -176,7 +186,7 @@ TEST_F(WrongTypes, InTheLastKeyOfAPage) {
     const auto before = requests("Scan").size();
     const bool isLast =
         place == "/LastEvaluatedKey" && (type == "null" || type == "nothing" || type == "object");
-    EXPECT_EQ(scanTransformRows("M1").has_value(), isLast) << text;
+    EXPECT_EQ(rowsOf("M1").has_value(), isLast) << text;
     EXPECT_LE(requests("Scan").size() - before, 2U + MAXIMUM_REPEATED_PAGES) << text;
   }
   platform::Clock::install(clock);

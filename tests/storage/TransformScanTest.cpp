@@ -15,6 +15,7 @@
 #include "tests/support/EagerClock.h"
 #include "tests/support/FakeService.h"
 #include "tests/support/Recorder.h"
+#include "tests/support/Scans.h"
 
 namespace geoloom::testing {
 namespace {
@@ -67,7 +68,7 @@ class TransformScan : public ::testing::Test {
       const std::lock_guard lock(mutex);
       answers = std::move(script);
     }
-    return scanTransformRows("M1");
+    return rowsOf("M1");
   }
   // The pauses of a page that failed so often.
   void expectPauses(int failed) {

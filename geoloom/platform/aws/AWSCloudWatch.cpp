@@ -72,11 +72,10 @@ AWSCloudWatch::AWSCloudWatch(std::shared_ptr<const AWSServiceConfiguration> conf
 
 void AWSCloudWatch::putMetricData(const AWSCloudWatchPutMetricDataInput& input) const {
   if (configuration_->endpoints.metrics.empty()) return;
-  HTTPRequest request =
-      awsRequest(*configuration_, configuration_->endpoints.metrics, service, putMetricDataTarget);
-  request.headers.emplace_back("x-amzn-query-mode", "true");
-  request.body = putMetricDataBody(input);
-  HTTPClient::shared().post(std::move(request), DispatchQueue::global(), [](const HTTPResponse&) {});
+  auto request = awsRequest(*configuration_, configuration_->endpoints.metrics, service, putMetricDataTarget,
+                            putMetricDataBody(input), {{"x-amzn-query-mode", "true"}});
+  if (!request) return;
+  HTTPClient::shared().post(std::move(*request), DispatchQueue::global(), [](const HTTPResponse&) {});
 }
 
 }  // namespace geoloom::platform

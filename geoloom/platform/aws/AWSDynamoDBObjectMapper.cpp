@@ -1,5 +1,7 @@
 #include "geoloom/platform/aws/AWSDynamoDBObjectMapper.h"
 
+#include <algorithm>
+
 #include "geoloom/platform/aws/AWSDynamoDBWire.h"
 #include "geoloom/platform/aws/AWSRequest.h"
 
@@ -11,29 +13,39 @@ AWSError unusable(std::string description) {
   return {AWSError::Kind::rejected, std::move(description)};
 }
 
+/// The request, or one line that says why there is none.
+std::variant<HTTPRequest, std::string> signedRequest(const AWSServiceConfiguration* configuration,
+                                                     std::string_view target, std::string body) {
+  if (configuration == nullptr) return "No default service configuration is set";
+  if (configuration->endpoints.tables.empty()) return "No address of the table service is set";
+  const std::string& accessKey = configuration->credentialsProvider->accessKey();
+  if (!std::all_of(accessKey.begin(), accessKey.end(),
+                   [](unsigned char c) { return c >= ' ' && c != '\x7f'; }))
+    return "The access key holds a control character";
+  auto request =
+      awsRequest(*configuration, configuration->endpoints.tables, dynamodb::SERVICE, target, std::move(body));
+  if (!request) return "The request cannot be signed: the digest library has no SHA-256";
+  return std::move(*request);
+}
+
 std::optional<AWSError> errorOf(const HTTPResponse& response) {
   if (response.refused) return unusable(response.error);
   if (!response.error.empty()) return AWSError{AWSError::Kind::transport, response.error};
   return dynamodb::readError(response.status, response.body);
 }
 
-/// Sends a request to the table service. `completion` runs once on a global queue with the body of a success.
+/// Sends a request to the table service. `completion` runs once on `queue` with the body of a success.
 void send(const std::shared_ptr<const AWSServiceConfiguration>& configuration, std::string_view target,
-          std::string body, std::function<void(AWSResult<std::string>)> completion) {
-  std::string refusal;
-  if (!configuration)
-    refusal = "No default service configuration is set";
-  else if (configuration->endpoints.tables.empty())
-    refusal = "No address of the table service is set";
-  if (!refusal.empty()) {
-    DispatchQueue::global()->async(
-        [completion = std::move(completion), refusal] { completion(unusable(refusal)); });
+          std::string body, const std::shared_ptr<DispatchQueue>& queue,
+          std::function<void(AWSResult<std::string>)> completion) {
+  auto request = signedRequest(configuration.get(), target, std::move(body));
+  if (auto* refusal = std::get_if<std::string>(&request)) {
+    queue->async([completion = std::move(completion), refusal = std::move(*refusal)] {
+      completion(unusable(refusal));
+    });
     return;
   }
-  HTTPRequest request =
-      awsRequest(*configuration, configuration->endpoints.tables, dynamodb::SERVICE, target);
-  request.body = std::move(body);
-  HTTPClient::shared().post(std::move(request), DispatchQueue::global(),
+  HTTPClient::shared().post(std::get<HTTPRequest>(std::move(request)), queue,
                             [completion = std::move(completion), configuration](HTTPResponse response) {
                               std::optional<AWSError> error = errorOf(response);
                               if (!error) {
@@ -47,10 +59,10 @@ void send(const std::shared_ptr<const AWSServiceConfiguration>& configuration, s
 }
 
 /// Where saves report. Never destroyed: a save may still complete while the process ends.
-DispatchQueue& completionQueue() {
+const std::shared_ptr<DispatchQueue>& completionQueue() {
   static auto* const queue =
       new std::shared_ptr<DispatchQueue>(DispatchQueue::serial("com.yelt.tablemapper"));
-  return **queue;
+  return *queue;
 }
 
 }  // namespace
@@ -64,8 +76,9 @@ AWSDynamoDBObjectMapper::AWSDynamoDBObjectMapper(std::shared_ptr<const AWSServic
 
 void AWSDynamoDBObjectMapper::requestPage(
     std::string_view table, const AWSDynamoDBScanExpression& expression,
+    const std::shared_ptr<DispatchQueue>& queue,
     std::function<void(AWSResult<AWSDynamoDBPage<JSON>>)> completion) const {
-  send(configuration_, dynamodb::SCAN_TARGET, dynamodb::scanBody(table, expression),
+  send(configuration_, dynamodb::SCAN_TARGET, dynamodb::scanBody(table, expression), queue,
        [completion = std::move(completion)](AWSResult<std::string> answer) {
          if (auto* error = std::get_if<AWSError>(&answer))
            completion(std::move(*error));
@@ -76,12 +89,10 @@ void AWSDynamoDBObjectMapper::requestPage(
 
 void AWSDynamoDBObjectMapper::putItem(std::string_view table, const AWSDynamoDBAttributes& item,
                                       std::function<void(const std::optional<AWSError>&)> completion) const {
-  send(configuration_, dynamodb::PUT_ITEM_TARGET, dynamodb::putItemBody(table, item),
+  send(configuration_, dynamodb::PUT_ITEM_TARGET, dynamodb::putItemBody(table, item), completionQueue(),
        [completion = std::move(completion)](AWSResult<std::string> answer) {
          auto* failure = std::get_if<AWSError>(&answer);
-         std::optional<AWSError> error =
-             failure ? std::move(*failure) : dynamodb::readSaved(std::get<std::string>(answer));
-         completionQueue().async([completion, error = std::move(error)] { completion(error); });
+         completion(failure ? std::move(*failure) : dynamodb::readSaved(std::get<std::string>(answer)));
        });
 }
 

@@ -10,8 +10,9 @@
 
 #include "geoloom/Export.h"
 #include "geoloom/platform/aws/AWSDynamoDBObjectModel.h"
+#include "geoloom/platform/aws/AWSResult.h"
 #include "geoloom/platform/aws/AWSServiceConfiguration.h"
-#include "geoloom/platform/aws/AWSTask.h"
+#include "geoloom/platform/foundation/Dispatch.h"
 
 namespace geoloom::platform {
 
@@ -43,10 +44,11 @@ class GEOLOOM_EXPORT AWSDynamoDBObjectMapper {
 
   explicit AWSDynamoDBObjectMapper(std::shared_ptr<const AWSServiceConfiguration> configuration);
 
-  /// Asks for one page of the row type's table.
+  /// Asks for one page of the row type's table. `completion` runs once, on `queue`.
   template <AWSDynamoDBModeling Row>
   requires std::default_initializable<Row>
-  [[nodiscard]] AWSTask<AWSDynamoDBPage<Row>> scan(const AWSDynamoDBScanExpression& expression) const;
+  void scan(const AWSDynamoDBScanExpression& expression, const std::shared_ptr<DispatchQueue>& queue,
+            std::function<void(AWSResult<AWSDynamoDBPage<Row>>)> completion) const;
 
   /// Writes the row, replacing the one of the same key. `completion` runs once, on the mappers' own
   /// completion queue, one at a time; the error is absent when the row was written.
@@ -57,6 +59,7 @@ class GEOLOOM_EXPORT AWSDynamoDBObjectMapper {
 
  private:
   void requestPage(std::string_view table, const AWSDynamoDBScanExpression& expression,
+                   const std::shared_ptr<DispatchQueue>& queue,
                    std::function<void(AWSResult<AWSDynamoDBPage<JSON>>)> completion) const;
   void putItem(std::string_view table, const AWSDynamoDBAttributes& item,
                std::function<void(const std::optional<AWSError>&)> completion) const;
@@ -65,25 +68,23 @@ class GEOLOOM_EXPORT AWSDynamoDBObjectMapper {
 };
 
 template <AWSDynamoDBModeling Row>
-requires std::default_initializable<Row> AWSTask<AWSDynamoDBPage<Row>> AWSDynamoDBObjectMapper::scan(
-    const AWSDynamoDBScanExpression& expression)
-const {
-  using Page = AWSDynamoDBPage<Row>;
-  auto promise = std::make_shared<std::promise<AWSResult<Page>>>();
-  AWSTask<Page> task(promise->get_future());
-  requestPage(Row::dynamoDBTableName(), expression, [promise](AWSResult<AWSDynamoDBPage<JSON>> answer) {
-    if (auto* error = std::get_if<AWSError>(&answer)) {
-      promise->set_value(std::move(*error));
-      return;
-    }
-    auto& untyped = std::get<AWSDynamoDBPage<JSON>>(answer);
-    Page page;
-    page.items.reserve(untyped.items.size());
-    for (const JSON& item : untyped.items) page.items.push_back(fromItem<Row>(item));
-    page.lastEvaluatedKey = std::move(untyped.lastEvaluatedKey);
-    promise->set_value(std::move(page));
-  });
-  return task;
+requires std::default_initializable<Row>
+void AWSDynamoDBObjectMapper::scan(const AWSDynamoDBScanExpression& expression,
+                                   const std::shared_ptr<DispatchQueue>& queue,
+                                   std::function<void(AWSResult<AWSDynamoDBPage<Row>>)> completion) const {
+  requestPage(Row::dynamoDBTableName(), expression, queue,
+              [completion = std::move(completion)](AWSResult<AWSDynamoDBPage<JSON>> answer) {
+                if (auto* error = std::get_if<AWSError>(&answer)) {
+                  completion(std::move(*error));
+                  return;
+                }
+                auto& untyped = std::get<AWSDynamoDBPage<JSON>>(answer);
+                AWSDynamoDBPage<Row> page;
+                page.items.reserve(untyped.items.size());
+                for (const JSON& item : untyped.items) page.items.push_back(fromItem<Row>(item));
+                page.lastEvaluatedKey = std::move(untyped.lastEvaluatedKey);
+                completion(std::move(page));
+              });
 }
 
 }  // namespace geoloom::platform

@@ -1,18 +1,28 @@
 #include "geoloom/platform/aws/AWSRequest.h"
 
+#include <chrono>
+
+#include "geoloom/platform/aws/SignatureV4.h"
+
 namespace geoloom::platform {
 
-HTTPRequest awsRequest(const AWSServiceConfiguration& configuration, const std::string& endpoint,
-                       std::string_view service, std::string_view target) {
+std::optional<HTTPRequest> awsRequest(const AWSServiceConfiguration& configuration,
+                                      const std::string& endpoint, std::string_view service,
+                                      std::string_view target, std::string body,
+                                      std::vector<std::pair<std::string, std::string>> headers) {
   HTTPRequest request;
   request.url = endpoint;
   request.contentType = "application/x-amz-json-1.0";
-  request.headers = {{"X-Amz-Target", std::string(target)}};
+  request.headers = std::move(headers);
+  request.headers.emplace_back("X-Amz-Target", target);
+  request.body = std::move(body);
   request.deadline = configuration.timeoutIntervalForRequest;
-  request.signature = HTTPSignature{.service = std::string(service),
-                                    .region = std::string(regionName(configuration.region)),
-                                    .accessKey = configuration.credentialsProvider->accessKey(),
-                                    .secretKey = configuration.credentialsProvider->secretKey()};
+  // Not the clock that a test or a replay moves: the service compares the time with its own.
+  const std::string time = signature::timeText(std::chrono::system_clock::now());
+  const auto day = std::string_view(time).substr(0, 8);
+  const auto key =
+      configuration.credentialsProvider->signingKey(day, regionName(configuration.region), service);
+  if (!key || !signature::sign(request, *key, time)) return std::nullopt;
   return request;
 }
 

@@ -1,6 +1,9 @@
 #include "geoloom/platform/aws/AWSServiceConfiguration.h"
 
+#include <algorithm>
 #include <utility>
+
+#include "geoloom/platform/aws/SignatureV4.h"
 
 namespace geoloom::platform {
 
@@ -14,6 +17,21 @@ std::string_view regionName(AWSRegionType region) {
 
 AWSStaticCredentialsProvider::AWSStaticCredentialsProvider(std::string accessKey, std::string secretKey)
     : accessKey_(std::move(accessKey)), secretKey_(std::move(secretKey)) {}
+
+std::shared_ptr<const signature::Key> AWSStaticCredentialsProvider::signingKey(
+    std::string_view day, std::string_view region, std::string_view service) const {
+  const std::string scope = signature::scopeOf(day, region, service);
+  const MutexLock lock(mutex_);
+  const auto kept =
+      std::find_if(keys_.begin(), keys_.end(), [&](const auto& key) { return key->scope == scope; });
+  if (kept != keys_.end()) return *kept;
+  const auto derived = signature::deriveKey(accessKey_, secretKey_, day, region, service);
+  if (!derived) return nullptr;
+  auto key = std::make_shared<const signature::Key>(*derived);
+  std::erase_if(keys_, [&](const auto& old) { return !old->scope.starts_with(day); });
+  keys_.push_back(key);
+  return key;
+}
 
 AWSServiceConfiguration::AWSServiceConfiguration(
     AWSRegionType serviceRegion, std::shared_ptr<const AWSStaticCredentialsProvider> serviceCredentials,

@@ -4,6 +4,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "geoloom/Export.h"
 #include "geoloom/platform/foundation/Mutex.h"
@@ -15,7 +16,11 @@ enum AWSRegionType { AWSRegionUSWest2 };
 /// The region's name on the wire: "us-west-2".
 [[nodiscard]] GEOLOOM_EXPORT std::string_view regionName(AWSRegionType region);
 
-/// A credential pair that does not change. Never printed.
+namespace signature {
+struct Key;
+}
+
+/// A credential pair that does not change. Never printed. May be used from any thread.
 class GEOLOOM_EXPORT AWSStaticCredentialsProvider {
  public:
   AWSStaticCredentialsProvider(std::string accessKey, std::string secretKey);
@@ -23,9 +28,18 @@ class GEOLOOM_EXPORT AWSStaticCredentialsProvider {
   [[nodiscard]] const std::string& accessKey() const { return accessKey_; }
   [[nodiscard]] const std::string& secretKey() const { return secretKey_; }
 
+  /// What signs the requests of a day ("20150830") to a service. Kept until another day is asked for.
+  /// nullptr where it cannot be derived.
+  [[nodiscard]] std::shared_ptr<const signature::Key> signingKey(std::string_view day,
+                                                                 std::string_view region,
+                                                                 std::string_view service) const;
+
  private:
-  std::string accessKey_;
-  std::string secretKey_;
+  const std::string accessKey_;
+  const std::string secretKey_;
+  mutable Mutex mutex_;
+  /// Of one day.
+  mutable std::vector<std::shared_ptr<const signature::Key>> keys_ GEOLOOM_GUARDED_BY(mutex_);
 };
 
 /// Where the provider's services are: "https://<host>", or plain HTTP to this machine. An empty address is

@@ -1,20 +1,19 @@
 #include "geoloom/platform/network/HTTPClient.h"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <string_view>
 #include <unordered_map>
 
-#include <arpa/inet.h>
 #include <curl/curl.h>
-#include <fmt/format.h>
-#include <netinet/in.h>
-#include <strings.h>
 #include <sys/socket.h>
 
 #include "geoloom/platform/foundation/Mutex.h"
 #include "geoloom/platform/foundation/ProcessExit.h"
 #include "geoloom/platform/foundation/Thread.h"
+#include "geoloom/platform/network/HTTPAddress.h"
+#include "geoloom/platform/network/TransferEvents.h"
 
 namespace geoloom::platform {
 
@@ -28,68 +27,6 @@ struct EasyDeleter {
 };
 using Easy = std::unique_ptr<CURL, EasyDeleter>;
 
-struct URLDeleter {
-  void operator()(CURLU* url) const { curl_url_cleanup(url); }
-};
-using URL = std::unique_ptr<CURLU, URLDeleter>;
-
-struct ListDeleter {
-  void operator()(curl_slist* list) const { curl_slist_free_all(list); }
-};
-using List = std::unique_ptr<curl_slist, ListDeleter>;
-
-bool isLoopback(const in_addr& address) {
-  return (ntohl(address.s_addr) >> 24) == 127;
-}
-
-bool isLoopback(const sockaddr& address) {
-  if (address.sa_family == AF_INET) {
-    sockaddr_in v4{};
-    std::memcpy(&v4, &address, sizeof v4);
-    return isLoopback(v4.sin_addr);
-  }
-  if (address.sa_family == AF_INET6) {
-    sockaddr_in6 v6{};
-    std::memcpy(&v6, &address, sizeof v6);
-    return IN6_IS_ADDR_LOOPBACK(&v6.sin6_addr) != 0;
-  }
-  return false;
-}
-
-bool namesLoopback(std::string_view host) {
-  if (host.size() == 9 && strncasecmp(host.data(), "localhost", 9) == 0) return true;
-  in_addr v4{};
-  if (inet_pton(AF_INET, std::string(host).c_str(), &v4) == 1) return isLoopback(v4);
-  if (!host.starts_with('[') || !host.ends_with(']')) return false;
-  in6_addr v6{};
-  const std::string inner(host.substr(1, host.size() - 2));
-  return inet_pton(AF_INET6, inner.c_str(), &v6) == 1 && IN6_IS_ADDR_LOOPBACK(&v6) != 0;
-}
-
-std::string part(CURLU* url, CURLUPart which) {
-  char* text = nullptr;
-  if (curl_url_get(url, which, &text, 0) != CURLUE_OK) return {};
-  std::string result(text);
-  curl_free(text);
-  return result;
-}
-
-/// Why no packet may be sent to this address; empty when one may.
-std::string addressRefusal(const std::string& address, bool& plain) {
-  const URL url(curl_url());
-  if (!url || curl_url_set(url.get(), CURLUPART_URL, address.c_str(), 0) != CURLUE_OK)
-    return "The address of the service is not a URL";
-  const std::string scheme = part(url.get(), CURLUPART_SCHEME);
-  const std::string host = part(url.get(), CURLUPART_HOST);
-  plain = scheme == "http";
-  if (!plain && scheme != "https") return "The address of the service must begin with https://";
-  if (!part(url.get(), CURLUPART_USER).empty() || !part(url.get(), CURLUPART_PASSWORD).empty())
-    return "The address of the service must not hold credentials";
-  if (plain && !namesLoopback(host))
-    return "Plain HTTP is for loopback addresses only; use https:// for " + host;
-  return {};
-}
-
 bool hasControlCharacters(std::string_view text) {
   return std::any_of(text.begin(), text.end(), [](char c) { return (c >= 0 && c < ' ') || c == '\x7f'; });
 }
@@ -99,12 +36,35 @@ std::string headerRefusal(const HTTPRequest& request) {
   for (const auto& [name, value] : request.headers)
     if (hasControlCharacters(name) || hasControlCharacters(value))
       return "The header " + name.substr(0, name.find_first_of("\r\n")) + " holds a control character";
-  const auto& signature = request.signature;
-  if (signature && (hasControlCharacters(signature->accessKey) || hasControlCharacters(signature->region) ||
-                    hasControlCharacters(signature->service)))
-    return "The access key, region or service of the signature holds a control character";
   return {};
 }
+
+/// Lines of a request's head in the form the library reads them, which it never changes.
+class HeaderLines {
+ public:
+  explicit HeaderLines(const HTTPRequest& request) {
+    // Waiting for a "100 Continue" costs a second where services do not know it.
+    text_.append("Expect:").push_back('\0');
+    add("Content-Type", request.contentType);
+    for (const auto& [name, value] : request.headers) add(name, value);
+    list_.resize(request.headers.size() + 2);
+    char* line = text_.data();
+    for (std::size_t i = 0; i < list_.size(); line += std::strlen(line) + 1, ++i)
+      list_[i] = {line, i + 1 < list_.size() ? &list_[i + 1] : nullptr};
+  }
+  HeaderLines(const HeaderLines&) = delete;
+  HeaderLines& operator=(const HeaderLines&) = delete;
+
+  [[nodiscard]] curl_slist* list() { return list_.data(); }
+
+ private:
+  void add(std::string_view name, std::string_view value) {
+    text_.append(name).append(": ").append(value).push_back('\0');
+  }
+
+  std::string text_;
+  std::vector<curl_slist> list_;
+};
 
 /// One request on its way. Lives on the client's thread from the moment it is taken over.
 struct Transfer {
@@ -116,9 +76,9 @@ struct Transfer {
 
   HTTPResponse response;
   Easy easy;
-  List headers;
+  std::optional<HeaderLines> headers;
   std::array<char, CURL_ERROR_SIZE> detail{};
-  bool plain = false;
+  bool isPlain = false;
   bool sent = false;
   /// Set where we end the transfer ourselves and know better than the library why.
   std::string reason;
@@ -148,7 +108,7 @@ std::size_t receiveBody(char* data, std::size_t size, std::size_t count, void* c
 /// The last word on where plain HTTP goes: whatever a name resolved to, the address itself must be loopback.
 curl_socket_t openSocket(void* context, curlsocktype, curl_sockaddr* address) {
   auto& transfer = *static_cast<Transfer*>(context);
-  if (transfer.plain && !isLoopback(address->addr)) {
+  if (transfer.isPlain && !isLoopback(address->addr)) {
     transfer.reason = "Plain HTTP is for loopback addresses only";
     return CURL_SOCKET_BAD;
   }
@@ -166,38 +126,11 @@ int beforeRequest(void* context, char*, char*, int, int) {
   return CURL_PREREQFUNC_OK;
 }
 
-bool append(List& list, const std::string& line) {
-  curl_slist* longer = curl_slist_append(list.get(), line.c_str());
-  if (!longer) return false;
-  static_cast<void>(list.release());
-  list.reset(longer);
-  return true;
-}
-
-bool buildHeaders(Transfer& transfer) {
-  bool ok = append(transfer.headers, "Content-Type: " + transfer.request.contentType);
-  for (const auto& [name, value] : transfer.request.headers)
-    ok = ok && append(transfer.headers, fmt::format("{}: {}", name, value));
-  // Waiting for a "100 Continue" costs a second where services do not know it. The signer of the library
-  // counts this line as a header of its own, and signed bodies are too short for the library to ask for one.
-  if (!transfer.request.signature) ok = ok && append(transfer.headers, "Expect:");
-  return ok;
-}
-
-void configureAnswer(CURL* easy, Transfer& transfer) {
-  curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, receiveBody);
-  curl_easy_setopt(easy, CURLOPT_WRITEDATA, &transfer);
-  curl_easy_setopt(easy, CURLOPT_OPENSOCKETFUNCTION, openSocket);
-  curl_easy_setopt(easy, CURLOPT_OPENSOCKETDATA, &transfer);
-  curl_easy_setopt(easy, CURLOPT_PREREQFUNCTION, beforeRequest);
-  curl_easy_setopt(easy, CURLOPT_PREREQDATA, &transfer);
-  curl_easy_setopt(easy, CURLOPT_ERRORBUFFER, transfer.detail.data());
-  curl_easy_setopt(easy, CURLOPT_PRIVATE, &transfer);
-}
-
-void configureRequest(CURL* easy, const Transfer& transfer) {
-  const HTTPRequest& request = transfer.request;
-  curl_easy_setopt(easy, CURLOPT_URL, request.url.c_str());
+/// What all transfers have in common, once for a handle.
+Easy makeHandle(const std::string& certificateAuthorities) {
+  Easy handle(curl_easy_init());
+  CURL* easy = handle.get();
+  if (!easy) return handle;
   curl_easy_setopt(easy, CURLOPT_PROTOCOLS_STR, "http,https");
   curl_easy_setopt(easy, CURLOPT_HTTP_VERSION, CURL_HTTP_VERSION_1_1);
   curl_easy_setopt(easy, CURLOPT_FOLLOWLOCATION, 0L);
@@ -207,21 +140,31 @@ void configureRequest(CURL* easy, const Transfer& transfer) {
   curl_easy_setopt(easy, CURLOPT_TCP_KEEPALIVE, 1L);
   curl_easy_setopt(easy, CURLOPT_SSL_VERIFYPEER, 1L);
   curl_easy_setopt(easy, CURLOPT_SSL_VERIFYHOST, 2L);
-  if (!transfer.certificateAuthorities.empty())
-    curl_easy_setopt(easy, CURLOPT_CAINFO, transfer.certificateAuthorities.c_str());
+  if (!certificateAuthorities.empty()) curl_easy_setopt(easy, CURLOPT_CAINFO, certificateAuthorities.c_str());
+  curl_easy_setopt(easy, CURLOPT_POST, 1L);
+  curl_easy_setopt(easy, CURLOPT_MAXFILESIZE_LARGE, static_cast<curl_off_t>(HTTPClient::maximumAnswerBytes));
+  curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, receiveBody);
+  curl_easy_setopt(easy, CURLOPT_OPENSOCKETFUNCTION, openSocket);
+  curl_easy_setopt(easy, CURLOPT_PREREQFUNCTION, beforeRequest);
+  return handle;
+}
+
+/// All that differs from one transfer of a handle to the next.
+void configure(Transfer& transfer, std::chrono::milliseconds left) {
+  CURL* easy = transfer.easy.get();
+  const HTTPRequest& request = transfer.request;
+  curl_easy_setopt(easy, CURLOPT_URL, request.url.c_str());
+  curl_easy_setopt(easy, CURLOPT_TIMEOUT_MS, static_cast<long>(left.count()));
   curl_easy_setopt(easy, CURLOPT_FRESH_CONNECT, request.ownConnection ? 1L : 0L);
   curl_easy_setopt(easy, CURLOPT_FORBID_REUSE, request.ownConnection ? 1L : 0L);
-  curl_easy_setopt(easy, CURLOPT_POST, 1L);
   curl_easy_setopt(easy, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(request.body.size()));
   curl_easy_setopt(easy, CURLOPT_POSTFIELDS, request.body.data());
-  curl_easy_setopt(easy, CURLOPT_HTTPHEADER, transfer.headers.get());
-  curl_easy_setopt(easy, CURLOPT_MAXFILESIZE_LARGE, static_cast<curl_off_t>(HTTPClient::maximumAnswerBytes));
-  if (const auto& signature = request.signature) {
-    const std::string scope = "aws:amz:" + signature->region + ":" + signature->service;
-    curl_easy_setopt(easy, CURLOPT_AWS_SIGV4, scope.c_str());
-    curl_easy_setopt(easy, CURLOPT_USERNAME, signature->accessKey.c_str());
-    curl_easy_setopt(easy, CURLOPT_PASSWORD, signature->secretKey.c_str());
-  }
+  curl_easy_setopt(easy, CURLOPT_HTTPHEADER, transfer.headers->list());
+  curl_easy_setopt(easy, CURLOPT_WRITEDATA, &transfer);
+  curl_easy_setopt(easy, CURLOPT_OPENSOCKETDATA, &transfer);
+  curl_easy_setopt(easy, CURLOPT_PREREQDATA, &transfer);
+  curl_easy_setopt(easy, CURLOPT_ERRORBUFFER, transfer.detail.data());
+  curl_easy_setopt(easy, CURLOPT_PRIVATE, &transfer);
 }
 
 /// Idle connections that are kept for the requests to come.
@@ -233,16 +176,23 @@ struct HTTPClient::State {
   Mutex mutex;
   CURLM* multi GEOLOOM_GUARDED_BY(mutex) = nullptr;
   std::vector<std::unique_ptr<Transfer>> handedOver GEOLOOM_GUARDED_BY(mutex);
+  /// The client's thread waits, or is about to, and nobody has woken it up yet.
+  bool isWaiting GEOLOOM_GUARDED_BY(mutex) = false;
   std::string certificateAuthorities GEOLOOM_GUARDED_BY(mutex);
 
-  // The rest belongs to the client's thread.
+  // The rest belongs to the client's thread once that has begun; all but `wakeUp` of the events.
+  std::optional<TransferEvents> events;
   std::unordered_map<CURL*, std::unique_ptr<Transfer>> running;
+  /// Connections belong to the multi handle; these are worth keeping for what they allocated.
   std::vector<Easy> idle;
+  std::string idleAuthorities;
 
   bool handOver(std::unique_ptr<Transfer>& transfer);
   bool start() GEOLOOM_REQUIRES(mutex);
   [[noreturn]] void run(CURLM* handles);
+  bool mayWait();
   void work(CURLM* handles);
+  Easy takeHandle(const std::string& authorities);
   void begin(CURLM* handles, std::unique_ptr<Transfer> transfer);
   void finishOne(CURLM* handles, CURL* easy, CURLcode code);
 };
@@ -250,8 +200,11 @@ struct HTTPClient::State {
 bool HTTPClient::State::start() {
   if (multi) return true;
   if (curl_global_init(CURL_GLOBAL_DEFAULT) != CURLE_OK) return false;
-  CURLM* handles = curl_multi_init();
+  // Opened again where the system had no files left the time before.
+  if (!events || !events->isOpen()) events.emplace();
+  CURLM* handles = events->isOpen() ? curl_multi_init() : nullptr;
   if (!handles) return false;
+  events->attach(handles);
   // By itself the library keeps four connections for each transfer under way: none after a burst of them.
   curl_multi_setopt(handles, CURLMOPT_MAXCONNECTS, keptConnections);
   // With all signals blocked, a closed connection cannot end the process either.
@@ -260,7 +213,7 @@ bool HTTPClient::State::start() {
     return false;
   }
   multi = handles;
-  // Signing and reading answers must be over before what they use is taken down: the TLS library, which is
+  // Transfers and reading answers must be over before what they use is taken down: the TLS library, which is
   // set up by now, and the parser, which is by its first use.
   static_cast<void>(JSON::emptyArray());
   restAtExit();
@@ -272,34 +225,49 @@ bool HTTPClient::State::handOver(std::unique_ptr<Transfer>& transfer) {
   if (!start()) return false;
   transfer->certificateAuthorities = certificateAuthorities;
   handedOver.push_back(std::move(transfer));
-  // The one call that the library allows from another thread.
-  curl_multi_wakeup(multi);
+  if (std::exchange(isWaiting, false)) events->wakeUp();
   return true;
 }
 
 void HTTPClient::State::run(CURLM* handles) {
-  constexpr int idleMilliseconds = 60'000;
   while (true) {
     if (const Work permitted; permitted)
       work(handles);
     else
       parkThread();
-    curl_multi_poll(handles, nullptr, 0, idleMilliseconds, nullptr);
+    if (mayWait()) events->wait();
   }
+}
+
+bool HTTPClient::State::mayWait() {
+  const MutexLock lock(mutex);
+  isWaiting = handedOver.empty();
+  return isWaiting;
 }
 
 void HTTPClient::State::work(CURLM* handles) {
   std::vector<std::unique_ptr<Transfer>> arrived;
   {
     const MutexLock lock(mutex);
+    isWaiting = false;
     arrived.swap(handedOver);
   }
   for (auto& transfer : arrived) begin(handles, std::move(transfer));
-  int active = 0;
-  curl_multi_perform(handles, &active);
+  events->act();
   int left = 0;
   while (const CURLMsg* message = curl_multi_info_read(handles, &left))
     if (message->msg == CURLMSG_DONE) finishOne(handles, message->easy_handle, message->data.result);
+}
+
+Easy HTTPClient::State::takeHandle(const std::string& authorities) {
+  if (authorities != idleAuthorities) {
+    idle.clear();
+    idleAuthorities = authorities;
+  }
+  if (idle.empty()) return makeHandle(authorities);
+  Easy handle = std::move(idle.back());
+  idle.pop_back();
+  return handle;
 }
 
 void HTTPClient::State::begin(CURLM* handles, std::unique_ptr<Transfer> transfer) {
@@ -309,20 +277,13 @@ void HTTPClient::State::begin(CURLM* handles, std::unique_ptr<Transfer> transfer
     transfer->fail("The deadline has passed");
     return;
   }
-  if (idle.empty()) {
-    transfer->easy.reset(curl_easy_init());
-  } else {
-    transfer->easy = std::move(idle.back());
-    idle.pop_back();
-  }
-  if (!transfer->easy || !buildHeaders(*transfer)) {
+  transfer->easy = takeHandle(transfer->certificateAuthorities);
+  if (!transfer->easy) {
     transfer->fail("Out of memory");
     return;
   }
+  configure(*transfer, left);
   CURL* easy = transfer->easy.get();
-  configureRequest(easy, *transfer);
-  configureAnswer(easy, *transfer);
-  curl_easy_setopt(easy, CURLOPT_TIMEOUT_MS, static_cast<long>(left.count()));
   if (const CURLMcode code = curl_multi_add_handle(handles, easy); code != CURLM_OK) {
     transfer->fail(curl_multi_strerror(code));
     return;
@@ -342,9 +303,7 @@ void HTTPClient::State::finishOne(CURLM* handles, CURL* easy, CURLcode code) {
     const std::string detail(transfer->detail.data());
     why = !transfer->reason.empty() ? transfer->reason : !detail.empty() ? detail : curl_easy_strerror(code);
   }
-  // Connections belong to the multi handle; what is left here is worth keeping for its allocations.
-  curl_easy_reset(easy);
-  idle.push_back(std::move(transfer->easy));
+  if (transfer->certificateAuthorities == idleAuthorities) idle.push_back(std::move(transfer->easy));
   if (code != CURLE_OK) {
     transfer->fail(std::move(why));
     return;
@@ -374,12 +333,16 @@ void HTTPClient::post(HTTPRequest request, std::shared_ptr<DispatchQueue> queue,
   transfer->request = std::move(request);
   transfer->queue = std::move(queue);
   transfer->completion = std::move(completion);
-  std::string refusal = addressRefusal(transfer->request.url, transfer->plain);
+  HTTPAddress address = HTTPAddress::of(transfer->request.url);
+  transfer->isPlain = address.isPlain;
+  std::string refusal = std::move(address.refusal);
   if (refusal.empty()) refusal = headerRefusal(transfer->request);
-  if (!refusal.empty())
+  if (!refusal.empty()) {
     transfer->fail(std::move(refusal), true);
-  else if (!state_->handOver(transfer))
-    transfer->fail("The HTTP client could not be started");
+    return;
+  }
+  transfer->headers.emplace(transfer->request);
+  if (!state_->handOver(transfer)) transfer->fail("The HTTP client could not be started");
 }
 
 void HTTPClient::postJSON(HTTPRequest request, std::shared_ptr<DispatchQueue> queue,

@@ -14,14 +14,6 @@
 
 namespace geoloom::platform {
 
-/// What signs a request for the cloud provider's services (Signature Version 4). Never printed.
-struct HTTPSignature {
-  std::string service;
-  std::string region;
-  std::string accessKey;
-  std::string secretKey;
-};
-
 /// One POST request. Redirects are not followed; TLS verification is always on; plain HTTP goes to loopback
 /// only.
 struct HTTPRequest {
@@ -32,7 +24,6 @@ struct HTTPRequest {
   std::string body;
   /// From hand-over to the last byte of the answer.
   std::chrono::milliseconds deadline = std::chrono::seconds(60);
-  std::optional<HTTPSignature> signature;
   /// Over a connection that nothing else is sent over, before or after. A kept one may close just as the
   /// request goes out, and the client does not send it again: this is for what nobody else repeats either.
   bool ownConnection = false;

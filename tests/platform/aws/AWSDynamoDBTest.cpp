@@ -10,6 +10,7 @@
 #include "geoloom/platform/aws/AWSDynamoDBWire.h"
 
 #include "tests/support/FakeService.h"
+#include "tests/support/Scans.h"
 #include "tests/support/SignatureV4.h"
 
 namespace {
@@ -214,7 +215,7 @@ class AWSDynamoDBObjectMapperTest : public testing::Test {
     return promise.get_future().get();
   }
   static AWSResult<AWSDynamoDBPage<Row>> scan(const AWSDynamoDBScanExpression& expression = {}) {
-    return AWSDynamoDBObjectMapper::defaultMapper().scan<Row>(expression).waitUntilFinished();
+    return geoloom::testing::pageOf<Row>(expression);
   }
   static std::string descriptionOf(const AWSResult<AWSDynamoDBPage<Row>>& result) {
     const auto* error = std::get_if<AWSError>(&result);
@@ -290,6 +291,12 @@ TEST_F(AWSDynamoDBObjectMapperTest, SaysWhyNothingCouldBeAsked) {
   makeDefault("");
   EXPECT_THAT(descriptionOf(scan()), HasSubstr("No address"));
   EXPECT_EQ(save({})->kind, Kind::rejected);
+  AWSServiceManager::defaultServiceManager().setDefaultServiceConfiguration(
+      std::make_shared<const AWSServiceConfiguration>(
+          AWSRegionUSWest2, std::make_shared<AWSStaticCredentialsProvider>("AK\r\nX-Injected: 1", "secret"),
+          AWSServiceEndpoints{.tables = "http://127.0.0.1:1", .metrics = {}}));
+  EXPECT_THAT(descriptionOf(scan()),
+              AllOf(HasSubstr("The access key holds a control character"), Not(HasSubstr("Injected"))));
   makeDefault(fmt::format("http://127.0.0.1:{}", geoloom::testing::unusedPort()));
   EXPECT_EQ(std::get<AWSError>(scan()).kind, Kind::transport);
   EXPECT_EQ(save({})->kind, Kind::transport);

@@ -6,9 +6,11 @@
 #include <gtest/gtest.h>
 
 #include "geoloom/platform/aws/AWSDynamoDBObjectMapper.h"
+#include "geoloom/platform/aws/AWSRequest.h"
 #include "geoloom/platform/network/HTTPClient.h"
 
 #include "tests/support/ChildProcess.h"
+#include "tests/support/Scans.h"
 
 namespace {
 
@@ -68,14 +70,11 @@ class AWSForeignTables : public testing::Test {
   }
 
   void createTable() const {
-    HTTPRequest request;
-    request.url = url_;
-    request.contentType = "application/x-amz-json-1.0";
-    request.headers = {{"X-Amz-Target", "DynamoDB_20120810.CreateTable"}};
-    request.body = createReadings;
-    request.signature = HTTPSignature{"dynamodb", "us-west-2", accessKey, secretKey};
+    const auto configuration = AWSServiceManager::defaultServiceManager().defaultServiceConfiguration();
+    auto request =
+        awsRequest(*configuration, url_, "dynamodb", "DynamoDB_20120810.CreateTable", createReadings);
     std::promise<HTTPResponse> promise;
-    HTTPClient::shared().post(std::move(request), DispatchQueue::global(),
+    HTTPClient::shared().post(std::move(request.value()), DispatchQueue::global(),
                               [&promise](HTTPResponse response) { promise.set_value(std::move(response)); });
     const HTTPResponse response = promise.get_future().get();
     ASSERT_EQ(response.status, 200) << response.body << response.error;
@@ -90,7 +89,7 @@ class AWSForeignTables : public testing::Test {
 
   template <class Row>
   static AWSResult<AWSDynamoDBPage<Row>> scan(const AWSDynamoDBScanExpression& expression) {
-    return AWSDynamoDBObjectMapper::defaultMapper().scan<Row>(expression).waitUntilFinished();
+    return geoloom::testing::pageOf<Row>(expression);
   }
 
   static Reading reading(std::string sensor, std::int64_t number) {

@@ -151,6 +151,7 @@ TEST(HTTPClient, RefusesAddressesThatItMustNotSendTo) {
       "file:///etc/passwd",
       "ftp://127.0.0.1/",
       "gopher://127.0.0.1/",
+      "https://b\u00fccher.example/",
   };
   for (const std::string& address : addresses) {
     const HTTPResponse response = answerTo(requestTo(address));
@@ -175,10 +176,7 @@ TEST(HTTPClient, RefusesHeadersThatWouldBecomeTwo) {
   const FakeService service(always(FakeAnswer::json("[]")));
   HTTPRequest split = requestTo(service.url());
   split.headers = {{"X-A", "1\r\nX-B: 2"}};
-  HTTPRequest key = requestTo(service.url());
-  key.signature = {"dynamodb", "us-west-2", "AK\r\nX-B: 2", "secret"};
-  for (const HTTPRequest& request : {split, key})
-    EXPECT_THAT(answerTo(request).error, HasSubstr("control character"));
+  EXPECT_THAT(answerTo(split).error, HasSubstr("control character"));
   EXPECT_TRUE(service.requests().empty());
 }
 

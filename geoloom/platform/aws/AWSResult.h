@@ -1,11 +1,7 @@
 #pragma once
 
-#include <future>
 #include <string>
-#include <utility>
 #include <variant>
-
-#include "geoloom/platform/foundation/Dispatch.h"
 
 namespace geoloom::platform {
 
@@ -31,22 +27,5 @@ struct AWSError {
 /// What a request was for, or why there is none.
 template <class Value>
 using AWSResult = std::variant<Value, AWSError>;
-
-/// A request on its way.
-template <class Value>
-class AWSTask {
- public:
-  explicit AWSTask(std::future<AWSResult<Value>> outcome) : outcome_(std::move(outcome)) {}
-
-  /// Returns when the request has ended, at the latest at its deadline. Waiting is a BlockingScope. Call
-  /// once.
-  [[nodiscard]] AWSResult<Value> waitUntilFinished() {
-    const BlockingScope waiting;
-    return outcome_.get();
-  }
-
- private:
-  std::future<AWSResult<Value>> outcome_;
-};
 
 }  // namespace geoloom::platform
