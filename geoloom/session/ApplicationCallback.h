@@ -6,11 +6,13 @@
 #include <utility>
 
 #include "geoloom/platform/foundation/Log.h"
+#include "geoloom/platform/foundation/StandIn.h"
 
 namespace geoloom {
 
-/// Runs a callback of the application if there is one. An exception that leaves it ends here, as a line in
-/// the system log that names the callback.
+/// Runs a callback of the application if there is one. It may wait or take long: another thread of the pool
+/// takes the calling one's place meanwhile. An exception that leaves it ends here, as a line in the system
+/// log that names the callback.
 template <class Callback, class... Arguments>
 void callApplication(std::string_view name, const Callback& callback, Arguments&&... arguments) {
   if (!callback) return;
@@ -18,6 +20,7 @@ void callApplication(std::string_view name, const Callback& callback, Arguments&
     platform::SystemLog::log(
         std::string("exception out of the ").append(name).append(" callback: ").append(what));
   };
+  const platform::StandIn standIn;
   try {
     callback(std::forward<Arguments>(arguments)...);
   } catch (const std::exception& exception) {

@@ -58,9 +58,6 @@ MapSession::~MapSession() = default;
 void MapSession::start(const Construction& construction) {
   const auto self = std::static_pointer_cast<MapSession>(shared_from_this());
   configureCloudProvider(construction.developerKey);
-  DispatchQueue::global(DispatchQoS::userInteractive)->async([self, arSession = construction.arSession] {
-    self->open(arSession);
-  });
   SystemLog::log("MapSession created for " + appID() + " " + userID() + " " + mapID() +
                  " - mode: " + std::to_string(rawValue(mapSessionMode())));
   const float threshold = state_->mapSessionConfiguration->sceneUnderstandingConfidenceThreshold;
@@ -72,6 +69,11 @@ void MapSession::start(const Construction& construction) {
         if (const auto session = weak.lock()) session->handleDetections(objects, threshold);
       }));
   scheduleTick();
+  // Last: the first detector of a process takes its time, in which an answer could come and find no
+  // callbacks.
+  DispatchQueue::global(DispatchQoS::userInteractive)->async([self, arSession = construction.arSession] {
+    self->open(arSession);
+  });
 }
 
 void MapSession::open(const std::shared_ptr<platform::ARSession>& arSession) {

@@ -28,6 +28,17 @@ namespace geoloom::testing {
 /// Longest wait for anything in a test; reached only when something is broken.
 inline constexpr std::chrono::seconds patience{30};
 
+/// Waits for a condition that nothing announces; false when it does not come about.
+template <class Condition>
+[[nodiscard]] bool eventually(Condition condition) {
+  const auto end = std::chrono::steady_clock::now() + patience;
+  while (!condition()) {
+    if (std::chrono::steady_clock::now() > end) return false;
+    std::this_thread::yield();
+  }
+  return true;
+}
+
 /// A door that stays shut until somebody opens it.
 class Gate {
  public:

@@ -3,8 +3,6 @@
 #include <map>
 #include <utility>
 
-#include <asio/post.hpp>
-
 #include "geoloom/platform/foundation/Mutex.h"
 #include "geoloom/platform/foundation/ThreadPool.h"
 #include "geoloom/platform/foundation/TimerSlots.h"
@@ -24,7 +22,7 @@ class SystemClock final : public Clock {
     if (delay > nanoseconds::zero())
       TimerSlots::shared().add(delay, std::move(action));
     else
-      asio::post(ThreadPool::shared().executor(), std::move(action));
+      ThreadPool::shared().post(std::move(action));
   }
 };
 

@@ -28,8 +28,8 @@ class GEOLOOM_EXPORT Clock {
   [[nodiscard]] virtual std::chrono::nanoseconds uptime() const = 0;
 
   /// Runs `action` once, `delay` from now (at once when `delay` is not positive), on a thread of the clock.
-  /// The system's clock may take up to a sixteenth of the delay longer, so that timers end together. The
-  /// action must be short: queues use it to hand over a task.
+  /// The system's clock may take up to a tenth of the delay longer, so that timers end together. The
+  /// action must be short and wait for nothing: queues use it to hand over a task.
   virtual void schedule(std::chrono::nanoseconds delay, std::function<void()> action) = 0;
 
   [[nodiscard]] static std::shared_ptr<Clock> current();

@@ -4,11 +4,9 @@
 #include <condition_variable>
 #include <deque>
 #include <exception>
+#include <list>
 #include <mutex>
 #include <utility>
-
-#include <asio/post.hpp>
-#include <asio/strand.hpp>
 
 #include "geoloom/platform/foundation/Clock.h"
 #include "geoloom/platform/foundation/Log.h"
@@ -22,6 +20,9 @@ namespace geoloom::platform {
 namespace {
 
 using Task = std::function<void()>;
+
+/// Depth of the waits that this thread's task is in; the outermost is what the exit of the process looks at.
+thread_local int waits = 0;
 
 /// The queue whose task this thread is running.
 thread_local const DispatchQueue* runningQueue = nullptr;
@@ -44,35 +45,56 @@ void run(const DispatchQueue& queue, const Task& task) {
 class SerialQueue final : public DispatchQueue {
  public:
   explicit SerialQueue(std::string label) : label_(std::move(label)) {}
-  ~SerialQueue() override = default;
 
   const std::string& label() const override { return label_; }
   bool isCurrent() const override { return runningQueue == this; }
+  std::shared_ptr<DispatchQueue> hold() override;
+
   void async(Task task) override {
+    Tasks added;
+    added.push_back(std::move(task));
     const MutexLock lock(mutex_);
-    tasks_.push_back(std::move(task));
-    if (holders_ > 0) return;
-    try {
-      runNextSoon();
-    } catch (...) {
-      // A queue that counts on a task nobody has would stand still for ever.
-      task = std::move(tasks_.back());
-      tasks_.pop_back();
-      throw;
-    }
+    // First: if it throws, nothing was added. Parts may be waiting only where memory was short before.
+    if (!isBusy_ && (holds_ == 0 || !parts_.empty())) runNextSoon();
+    tasks_.splice(tasks_.end(), added);
   }
 
-  std::shared_ptr<DispatchQueue> hold() override;
+  /// A part of the task that holds this queue.
+  void continueTask(Task part) {
+    Tasks added;
+    added.push_back(std::move(part));
+    const MutexLock lock(mutex_);
+    if (!isBusy_) runNextSoon();
+    parts_.splice(parts_.end(), added);
+  }
 
   /// The task that runs does not end before a `release` more.
   void retain() {
     const MutexLock lock(mutex_);
-    ++holders_;
+    ++holds_;
   }
 
   void release() {
     const MutexLock lock(mutex_);
-    if (--holders_ > 0 || tasks_.empty()) return;
+    --holds_;
+    goOn();
+  }
+
+ private:
+  using Tasks = std::list<Task>;
+
+  void runNextSoon() GEOLOOM_REQUIRES(mutex_) {
+    ThreadPool::shared().post([self = std::static_pointer_cast<SerialQueue>(shared_from_this())] {
+      run(*self, self->takeNext());
+      const MutexLock lock(self->mutex_);
+      self->isBusy_ = false;
+      self->goOn();
+    });
+    isBusy_ = true;
+  }
+
+  void goOn() GEOLOOM_REQUIRES(mutex_) {
+    if (isBusy_ || (parts_.empty() && (holds_ > 0 || tasks_.empty()))) return;
     try {
       runNextSoon();
     } catch (const std::exception&) {
@@ -80,37 +102,29 @@ class SerialQueue final : public DispatchQueue {
     }
   }
 
- private:
-  void runNextSoon() GEOLOOM_REQUIRES(mutex_) {
-    asio::post(ThreadPool::shared().executor(),
-               [self = std::static_pointer_cast<SerialQueue>(shared_from_this())] {
-                 run(*self, self->takeTask());
-                 self->release();
-               });
-    holders_ = 1;
-  }
-
-  Task takeTask() {
+  Task takeNext() {
     const MutexLock lock(mutex_);
-    Task task = std::move(tasks_.front());
-    tasks_.pop_front();
+    Tasks& tasks = parts_.empty() ? tasks_ : parts_;
+    Task task = std::move(tasks.front());
+    tasks.pop_front();
     return task;
   }
 
   const std::string label_;
   Mutex mutex_;
-  std::deque<Task> tasks_ GEOLOOM_GUARDED_BY(mutex_);
-  /// What the next task waits for: the one that runs, or is about to, and the holds on it.
-  int holders_ GEOLOOM_GUARDED_BY(mutex_) = 0;
+  Tasks tasks_ GEOLOOM_GUARDED_BY(mutex_);
+  /// Those of the task that holds the queue go first.
+  Tasks parts_ GEOLOOM_GUARDED_BY(mutex_);
+  /// How many hold the task that ran last.
+  int holds_ GEOLOOM_GUARDED_BY(mutex_) = 0;
+  /// A task runs, or is about to.
+  bool isBusy_ GEOLOOM_GUARDED_BY(mutex_) = false;
 };
 
 /// The rest of a serial queue's task.
 class HoldingQueue final : public DispatchQueue {
  public:
-  explicit HoldingQueue(std::shared_ptr<SerialQueue> held)
-      : held_(std::move(held)), strand_(ThreadPool::shared().executor()) {
-    held_->retain();
-  }
+  explicit HoldingQueue(std::shared_ptr<SerialQueue> held) : held_(std::move(held)) { held_->retain(); }
   HoldingQueue(const HoldingQueue&) = delete;
   HoldingQueue& operator=(const HoldingQueue&) = delete;
   ~HoldingQueue() override { held_->release(); }
@@ -118,13 +132,11 @@ class HoldingQueue final : public DispatchQueue {
   const std::string& label() const override { return held_->label(); }
   bool isCurrent() const override { return held_->isCurrent(); }
   void async(Task task) override {
-    asio::post(strand_, [self = std::static_pointer_cast<HoldingQueue>(shared_from_this()),
-                         task = std::move(task)] { run(*self->held_, task); });
+    held_->continueTask([self = shared_from_this(), task = std::move(task)] { task(); });
   }
 
  private:
   const std::shared_ptr<SerialQueue> held_;
-  asio::strand<ThreadPool::Executor> strand_;
 };
 
 std::shared_ptr<DispatchQueue> SerialQueue::hold() {
@@ -137,7 +149,7 @@ class GlobalQueue final : public DispatchQueue {
 
   const std::string& label() const override { return label_; }
   void async(Task task) override {
-    asio::post(ThreadPool::shared().executor(), [this, task = std::move(task)] { run(*this, task); });
+    ThreadPool::shared().post([this, task = std::move(task)] { run(*this, task); });
   }
   bool isCurrent() const override { return runningQueue == this; }
 
@@ -187,6 +199,7 @@ class TheMainQueue final : public DispatchQueue {
   void async(Task task) override {
     // The posting function is set once, before the first task; from then on it is only read.
     std::call_once(decided_, [this] { post_ = ownThread(); });
+    ThreadPool::Batch::end();
     post_([this, task = std::move(task)] { run(*this, task); });
   }
   bool isCurrent() const override { return runningQueue == this; }
@@ -259,11 +272,12 @@ bool MainQueue::handOver(std::function<void(Task)> post) {
 }
 
 BlockingScope::BlockingScope() : counted_(ThreadPool::isPoolThread()) {
-  if (counted_) ThreadPool::shared().beginWait();
+  ThreadPool::Batch::end();
+  if (counted_ && waits++ == 0) Work::suspend();
 }
 
 BlockingScope::~BlockingScope() {
-  if (counted_) ThreadPool::shared().endWait();
+  if (counted_ && --waits == 0) Work::resume();
 }
 
 struct DispatchSemaphore::State {

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "geoloom/Export.h"
+#include "geoloom/platform/foundation/StandIn.h"
 
 namespace geoloom::platform {
 
@@ -44,9 +45,9 @@ class GEOLOOM_EXPORT DispatchQueue : public std::enable_shared_from_this<Dispatc
   [[nodiscard]] virtual bool isCurrent() const = 0;
 
   /// For a task that ends elsewhere, as with the answer of a service. Called in a task of a serial queue,
-  /// makes a queue whose tasks are part of that one: no other begins until it has returned and the queue made
-  /// here is gone with its last task. They may begin before it has returned: a task hands over last. No
-  /// thread waits meanwhile. Other queues cannot be held and give themselves.
+  /// makes a queue whose tasks are part of that one: they run when it has returned, and no other begins until
+  /// the queue made here is gone with its last task. No thread waits meanwhile. Other queues cannot be held
+  /// and give themselves.
   [[nodiscard]] virtual std::shared_ptr<DispatchQueue> hold();
 };
 
@@ -69,7 +70,8 @@ class GEOLOOM_EXPORT BlockingScope {
   BlockingScope& operator=(const BlockingScope&) = delete;
 
  private:
-  bool counted_;
+  const StandIn standIn_;
+  const bool counted_;
 };
 
 /// A counting semaphore; waiting is a BlockingScope.

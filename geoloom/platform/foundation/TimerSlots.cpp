@@ -20,7 +20,7 @@ TimerSlots& TimerSlots::shared() {
 }
 
 TimerSlots::Nanoseconds TimerSlots::endOfSlot(Nanoseconds now, Nanoseconds delay) {
-  constexpr std::uint64_t share = 16;
+  constexpr std::uint64_t share = 10;
   // Beyond this the sum with the present time overflows.
   constexpr Nanoseconds longest = std::chrono::hours(24 * 365 * 100);
   const auto span = static_cast<std::uint64_t>(std::min(delay, longest).count());
@@ -43,6 +43,7 @@ void TimerSlots::arm(Nanoseconds end) {
       std::make_unique<asio::steady_timer>(ThreadPool::shared().context(), steady_clock::time_point(end));
   asio::steady_timer& armed = *timer;
   armed.async_wait([this, end, timer = std::move(timer)](const asio::error_code& /*never cancelled*/) {
+    const ThreadPool::Batch together;
     for (const auto& action : take(end)) action();
   });
 }

@@ -22,7 +22,7 @@ class TimerSlots {
   /// Runs `action` when the slot of the delay, which is above zero, ends.
   void add(Nanoseconds delay, std::function<void()> action);
 
-  /// The time at which what is put off at `now` is done: `delay` later or, by a sixteenth of it at most,
+  /// The time at which what is put off at `now` is done: `delay` later or, by a tenth of it at most,
   /// after that. Slots of a width end at its multiples.
   [[nodiscard]] static Nanoseconds endOfSlot(Nanoseconds now, Nanoseconds delay);
 

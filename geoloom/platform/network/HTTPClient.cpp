@@ -12,6 +12,7 @@
 #include "geoloom/platform/foundation/Mutex.h"
 #include "geoloom/platform/foundation/ProcessExit.h"
 #include "geoloom/platform/foundation/Thread.h"
+#include "geoloom/platform/foundation/ThreadPool.h"
 #include "geoloom/platform/network/HTTPAddress.h"
 #include "geoloom/platform/network/TransferEvents.h"
 
@@ -82,17 +83,19 @@ struct Transfer {
   bool sent = false;
   /// Set where we end the transfer ourselves and know better than the library why.
   std::string reason;
-
-  void finish() {
-    auto answer = std::make_shared<HTTPResponse>(std::move(response));
-    queue->async([run = std::move(completion), answer] { run(std::move(*answer)); });
-  }
-
-  void fail(std::string why, bool refused = false) {
-    response = HTTPResponse{.status = 0, .body = {}, .error = std::move(why), .refused = refused};
-    finish();
-  }
 };
+
+/// The request goes back to the queues' threads with the answer: were it freed here, where it was not
+/// allocated, this thread and those would wait for each other.
+void finish(std::unique_ptr<Transfer> transfer) {
+  const std::shared_ptr<Transfer> ended = std::move(transfer);
+  ended->queue->async([ended] { ended->completion(std::move(ended->response)); });
+}
+
+void fail(std::unique_ptr<Transfer> transfer, std::string why, bool refused = false) {
+  transfer->response = HTTPResponse{.status = 0, .body = {}, .error = std::move(why), .refused = refused};
+  finish(std::move(transfer));
+}
 
 std::size_t receiveBody(char* data, std::size_t size, std::size_t count, void* context) {
   auto& transfer = *static_cast<Transfer*>(context);
@@ -137,6 +140,8 @@ Easy makeHandle(const std::string& certificateAuthorities) {
   curl_easy_setopt(easy, CURLOPT_PROXY, "");
   curl_easy_setopt(easy, CURLOPT_NOPROXY, "*");
   curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
+  // A transfer that ends while its name is looked up would wait for that, and all others with it.
+  curl_easy_setopt(easy, CURLOPT_QUICK_EXIT, 1L);
   curl_easy_setopt(easy, CURLOPT_TCP_KEEPALIVE, 1L);
   curl_easy_setopt(easy, CURLOPT_SSL_VERIFYPEER, 1L);
   curl_easy_setopt(easy, CURLOPT_SSL_VERIFYHOST, 2L);
@@ -252,6 +257,7 @@ void HTTPClient::State::work(CURLM* handles) {
     isWaiting = false;
     arrived.swap(handedOver);
   }
+  const ThreadPool::Batch answers;
   for (auto& transfer : arrived) begin(handles, std::move(transfer));
   events->act();
   int left = 0;
@@ -274,18 +280,18 @@ void HTTPClient::State::begin(CURLM* handles, std::unique_ptr<Transfer> transfer
   const auto left =
       std::chrono::ceil<std::chrono::milliseconds>(transfer->deadline - std::chrono::steady_clock::now());
   if (left.count() <= 0) {
-    transfer->fail("The deadline has passed");
+    fail(std::move(transfer), "The deadline has passed");
     return;
   }
   transfer->easy = takeHandle(transfer->certificateAuthorities);
   if (!transfer->easy) {
-    transfer->fail("Out of memory");
+    fail(std::move(transfer), "Out of memory");
     return;
   }
   configure(*transfer, left);
   CURL* easy = transfer->easy.get();
   if (const CURLMcode code = curl_multi_add_handle(handles, easy); code != CURLM_OK) {
-    transfer->fail(curl_multi_strerror(code));
+    fail(std::move(transfer), curl_multi_strerror(code));
     return;
   }
   running.emplace(easy, std::move(transfer));
@@ -294,7 +300,7 @@ void HTTPClient::State::begin(CURLM* handles, std::unique_ptr<Transfer> transfer
 void HTTPClient::State::finishOne(CURLM* handles, CURL* easy, CURLcode code) {
   curl_multi_remove_handle(handles, easy);
   const auto found = running.find(easy);
-  const std::unique_ptr<Transfer> transfer = std::move(found->second);
+  std::unique_ptr<Transfer> transfer = std::move(found->second);
   running.erase(found);
   long status = 0;
   curl_easy_getinfo(easy, CURLINFO_RESPONSE_CODE, &status);
@@ -303,13 +309,14 @@ void HTTPClient::State::finishOne(CURLM* handles, CURL* easy, CURLcode code) {
     const std::string detail(transfer->detail.data());
     why = !transfer->reason.empty() ? transfer->reason : !detail.empty() ? detail : curl_easy_strerror(code);
   }
-  if (transfer->certificateAuthorities == idleAuthorities) idle.push_back(std::move(transfer->easy));
+  if (Easy handle = std::move(transfer->easy); transfer->certificateAuthorities == idleAuthorities)
+    idle.push_back(std::move(handle));
   if (code != CURLE_OK) {
-    transfer->fail(std::move(why));
+    fail(std::move(transfer), std::move(why));
     return;
   }
   transfer->response.status = static_cast<int>(status);
-  transfer->finish();
+  finish(std::move(transfer));
 }
 
 HTTPClient::HTTPClient() : state_(std::make_unique<State>()) {}
@@ -338,11 +345,11 @@ void HTTPClient::post(HTTPRequest request, std::shared_ptr<DispatchQueue> queue,
   std::string refusal = std::move(address.refusal);
   if (refusal.empty()) refusal = headerRefusal(transfer->request);
   if (!refusal.empty()) {
-    transfer->fail(std::move(refusal), true);
+    fail(std::move(transfer), std::move(refusal), true);
     return;
   }
   transfer->headers.emplace(transfer->request);
-  if (!state_->handOver(transfer)) transfer->fail("The HTTP client could not be started");
+  if (!state_->handOver(transfer)) fail(std::move(transfer), "The HTTP client could not be started");
 }
 
 void HTTPClient::postJSON(HTTPRequest request, std::shared_ptr<DispatchQueue> queue,

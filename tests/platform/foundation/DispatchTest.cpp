@@ -3,13 +3,10 @@
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
-#include <memory>
+#include <future>
 #include <mutex>
-#include <set>
 #include <stdexcept>
-#include <string>
 #include <thread>
-#include <vector>
 
 #include <gtest/gtest.h>
 #include <pthread.h>
@@ -17,7 +14,9 @@
 #include "geoloom/platform/foundation/Clock.h"
 #include "geoloom/platform/foundation/Dispatch.h"
 #include "geoloom/platform/foundation/Log.h"
+#include "geoloom/platform/foundation/Mutex.h"
 #include "geoloom/platform/foundation/NSLock.h"
+#include "geoloom/platform/foundation/ThreadPool.h"
 #include "geoloom/platform/foundation/TimerSlots.h"
 
 namespace geoloom::platform {
@@ -25,82 +24,134 @@ namespace {
 
 using namespace std::chrono_literals;
 
-TEST(Dispatch, SerialQueueKeepsTheOrderOfEachCaller) {
-  const auto queue = DispatchQueue::serial("order");
-  std::vector<int> seen;
-  for (int i = 0; i < 1000; ++i) queue->async([&seen, i] { seen.push_back(i); });
-  queue->sync([&] { EXPECT_TRUE(queue->isCurrent()); });
-  EXPECT_EQ(seen.size(), 1000U);
-  EXPECT_TRUE(std::is_sorted(seen.begin(), seen.end()));
-  EXPECT_FALSE(queue->isCurrent());
-}
-
-TEST(Dispatch, WaitingTasksDelayNoOtherQueue) {
-  constexpr int waiting = 200;
-  DispatchSemaphore gate(0);
-  DispatchSemaphore arrived(0);
-  DispatchSemaphore left(0);
-  std::vector<std::shared_ptr<DispatchQueue>> queues;
-  for (int i = 0; i < waiting; ++i) {
-    queues.push_back(DispatchQueue::serial("waiting"));
-    queues.back()->async([&] {
-      arrived.signal();
-      gate.wait();
-      left.signal();
-    });
-  }
-  for (int i = 0; i < waiting; ++i) ASSERT_TRUE(arrived.wait(30s));
-  bool ran = false;
-  DispatchQueue::serial("free")->sync([&] { ran = true; });
-  DispatchQueue::global()->sync([&] { EXPECT_TRUE(ran); });
-  for (int i = 0; i < waiting; ++i) gate.signal();
-  for (int i = 0; i < waiting; ++i) ASSERT_TRUE(left.wait(30s));
-}
-
 std::ptrdiff_t threadCount() {
   const std::filesystem::directory_iterator tasks("/proc/self/task");
   return std::distance(begin(tasks), end(tasks));
 }
 
-/// Lets `count` tasks wait at once, nested waits among them, until all have arrived.
-void waitTogether(int count) {
+/// Lets a task of each queue wait at once, every other one in a wait, until all have arrived and `meanwhile`
+/// is done.
+void waitTogether(
+    const std::vector<std::shared_ptr<DispatchQueue>>& queues,
+    const std::function<void()>& meanwhile = [] {}) {
   DispatchSemaphore gate(0);
   DispatchSemaphore arrived(0);
   DispatchSemaphore left(0);
-  for (int i = 0; i < count; ++i)
-    DispatchQueue::global()->async([&] {
+  for (std::size_t i = 0; i < queues.size(); ++i)
+    queues[i]->async([&, i] {
       {
-        const BlockingScope outer;
+        std::optional<BlockingScope> outer;
+        if (i % 2 == 0) outer.emplace();
         arrived.signal();
         gate.wait();
       }
       left.signal();
     });
-  for (int i = 0; i < count; ++i) ASSERT_TRUE(arrived.wait(30s));
-  for (int i = 0; i < count; ++i) gate.signal();
-  for (int i = 0; i < count; ++i) ASSERT_TRUE(left.wait(30s));
+  for (std::size_t i = 0; i < queues.size(); ++i) ASSERT_TRUE(arrived.wait(30s));
+  meanwhile();
+  for (std::size_t i = 0; i < queues.size(); ++i) gate.signal();
+  for (std::size_t i = 0; i < queues.size(); ++i) ASSERT_TRUE(left.wait(30s));
+}
+
+TEST(Dispatch, WaitingTasksDelayNoOtherQueue) {
+  std::vector<std::shared_ptr<DispatchQueue>> queues;
+  for (int i = 0; i < 200; ++i) queues.push_back(DispatchQueue::serial("waiting"));
+  waitTogether(queues, [] {
+    bool ran = false;
+    DispatchQueue::serial("free")->sync([&] { ran = true; });
+    DispatchQueue::global()->sync([&] { EXPECT_TRUE(ran); });
+  });
 }
 
 TEST(Dispatch, ThreadsThatReplacedWaitingOnesDoNotPileUp) {
-  for (int i = 0; i < 20; ++i) waitTogether(50);
+  for (int i = 0; i < 20; ++i) waitTogether({50, DispatchQueue::global()});
   // Those of one round, and some on their way out.
   EXPECT_LE(threadCount(), 150);
 }
 
-TEST(Dispatch, GlobalQueueRunsItsTasksConcurrently) {
+TEST(ThreadPool, TasksOfABatchBeginWhenItEndsAndBesideEachOther) {
+  constexpr int tasks = 100;
+  std::atomic<int> ran = 0;
   DispatchSemaphore first(0);
   DispatchSemaphore second(0);
-  DispatchSemaphore done(0);
-  DispatchQueue::global()->async([&] {
-    first.signal();
-    if (second.wait(30s)) done.signal();
-  });
-  DispatchQueue::global()->async([&] {
-    second.signal();
-    if (first.wait(30s)) done.signal();
-  });
-  EXPECT_TRUE(done.wait(30s));
-  EXPECT_TRUE(done.wait(30s));
+  DispatchSemaphore ended(0);
+  {
+    const ThreadPool::Batch batch;
+    const auto meet = [&ended](DispatchSemaphore& here, DispatchSemaphore& there) {
+      here.signal();
+      EXPECT_TRUE(there.wait(10s));
+      ended.signal();
+    };
+    DispatchQueue::global()->async([&] { meet(first, second); });
+    DispatchQueue::global()->async([&] { meet(second, first); });
+    {
+      const ThreadPool::Batch inner;
+      for (int i = 0; i < tasks; ++i)
+        DispatchQueue::serial("batch")->async([&] {
+          ++ran;
+          ended.signal();
+        });
+    }
+    std::this_thread::sleep_for(20ms);
+    EXPECT_EQ(ran, 0);
+  }
+  for (int i = 0; i < tasks + 2; ++i) ASSERT_TRUE(ended.wait(30s));
+  std::this_thread::sleep_for(20ms);
+  EXPECT_EQ(ran, tasks);
+}
+
+TEST(ThreadPool, AWaitEndsABatch) {
+  const auto queue = DispatchQueue::serial("batch");
+  const ThreadPool::Batch batch;
+  bool ran = false;
+  queue->async([&ran] { ran = true; });
+  const ThreadPool::Batch inner;
+  queue->sync([&ran] { EXPECT_TRUE(ran); });
+  // The application's own way to wait.
+  const BlockingScope waiting;
+  std::promise<void> told;
+  queue->async([&told] { told.set_value(); });
+  EXPECT_EQ(told.get_future().wait_for(30s), std::future_status::ready);
+}
+
+TEST(ThreadPool, AThreadTooManyLeavesNoTaskOfABatchBehind) {
+  constexpr int waiting = 16;
+  const int working = std::max(2, static_cast<int>(std::thread::hardware_concurrency())) - 1;
+  DispatchSemaphore arrived(0);
+  DispatchSemaphore gate(0);
+  DispatchSemaphore ended(0);
+  std::atomic<int> busy = 0;
+  std::atomic<int> ran = 0;
+  std::atomic<bool> isLate = false;
+  const auto work = [&] {
+    ++busy;
+    const auto end = std::chrono::steady_clock::now() + 5s;
+    while (ran < 2 && !isLate) {
+      std::this_thread::sleep_for(1ms);
+      if (std::chrono::steady_clock::now() > end) isLate = true;
+    }
+    ended.signal();
+  };
+  // All threads work in the end but one, which is more than the pool wants.
+  for (int i = 0; i < waiting; ++i)
+    DispatchQueue::global()->async([&] {
+      {
+        const BlockingScope replaced;
+        arrived.signal();
+        gate.wait();
+      }
+      work();
+    });
+  for (int i = 0; i < waiting; ++i) ASSERT_TRUE(arrived.wait(30s));
+  for (int i = 0; i < working; ++i) DispatchQueue::global()->async(work);
+  for (int i = 0; i < waiting; ++i) gate.signal();
+  while (busy < waiting + working) std::this_thread::sleep_for(1ms);
+  {
+    const ThreadPool::Batch batch;
+    for (int i = 0; i < 2; ++i) DispatchQueue::global()->async([&ran] { ++ran; });
+  }
+  for (int i = 0; i < waiting + working; ++i) ASSERT_TRUE(ended.wait(30s));
+  EXPECT_FALSE(isLate);
 }
 
 TEST(Dispatch, SerialQueueRunsOneTaskAtATimeForManyCallers) {
@@ -121,7 +172,8 @@ TEST(Dispatch, SerialQueueRunsOneTaskAtATimeForManyCallers) {
         });
     });
   for (std::thread& thread : threads) thread.join();
-  queue->sync([] {});
+  queue->sync([&] { EXPECT_TRUE(queue->isCurrent()); });
+  EXPECT_FALSE(queue->isCurrent());
   for (const std::vector<int>& order : seen) {
     EXPECT_EQ(order.size(), static_cast<std::size_t>(tasks));
     EXPECT_TRUE(std::is_sorted(order.begin(), order.end()));
@@ -162,6 +214,27 @@ TEST(Dispatch, ATaskThatEndsElsewhereHoldsItsQueueAndNoThread) {
     queues[i]->sync([] {});
     EXPECT_EQ(seen[i], "a b c next");
   }
+}
+
+TEST(Dispatch, WhatHoldsATaskRunsAfterItAndBeforeTheNext) {
+  const auto queue = DispatchQueue::serial("held");
+  std::string seen;
+  DispatchSemaphore part(0);
+  DispatchSemaphore ended(0);
+  queue->async([&] {
+    queue->async([&] {
+      seen += "next";
+      ended.signal();
+    });
+    queue->hold()->async([&] {
+      seen += "part ";
+      part.signal();
+    });
+    EXPECT_FALSE(part.wait(20ms));
+    seen += "task ";
+  });
+  ended.wait();
+  EXPECT_EQ(seen, "task part next");
 }
 
 TEST(Dispatch, AQueueThatIsHeldTwiceGoesOnAfterBoth) {
@@ -285,17 +358,17 @@ TEST(ManualClock, RunsWhatFallsDueWithTheTimeOfEachAction) {
   EXPECT_EQ(clock.pending(), 1U);
 }
 
-TEST(TimerSlots, EndAtMostASixteenthLateAndTogether) {
+TEST(TimerSlots, EndAtMostATenthLateAndTogether) {
   std::set<std::chrono::nanoseconds> ends;
-  for (const auto delay : {1ns, 15ns, 16ns, 1000ns, 20'000'000ns, 1'000'000'000ns, 86'400'000'000'000ns})
+  for (const auto delay : {1ns, 9ns, 10ns, 1000ns, 20'000'000ns, 1'000'000'000ns, 86'400'000'000'000ns})
     for (auto now = 0ns; now < 2s; now += 1'234'567ns) {
       const auto end = TimerSlots::endOfSlot(now, delay);
       EXPECT_GE(end, now + delay);
-      EXPECT_LE(end, now + delay + delay / 16) << delay.count();
+      EXPECT_LE(end, now + delay + delay / 10) << delay.count();
       if (delay == 1s) ends.insert(end);
     }
   // Of 1,621 that were put off in two seconds.
-  EXPECT_LE(ends.size(), 61U);
+  EXPECT_LE(ends.size(), 32U);
   EXPECT_GT(TimerSlots::endOfSlot(1s, std::chrono::nanoseconds::max()), 1s);
 }
 
@@ -321,11 +394,24 @@ TEST(Dispatch, MainQueueRunsOnOneThread) {
 }
 
 TEST(Dispatch, MainQueueCanBeHandedToTheApplicationsLoop) {
+  Mutex mutex;
   std::vector<std::function<void()>> loop;
-  ASSERT_TRUE(MainQueue::handOver([&](std::function<void()> task) { loop.push_back(std::move(task)); }));
+  DispatchSemaphore posted(0);
+  const auto other = DispatchQueue::serial("other");
+  ASSERT_TRUE(MainQueue::handOver([&](std::function<void()> task) {
+    // It may wait for another queue, on whichever thread it is.
+    std::promise<void> told;
+    other->async([&told] { told.set_value(); });
+    told.get_future().wait();
+    const MutexLock lock(mutex);
+    loop.push_back(std::move(task));
+    posted.signal();
+  }));
   std::thread::id ranOn;
   DispatchQueue::main()->async([&] { ranOn = std::this_thread::get_id(); });
-  ASSERT_EQ(loop.size(), 1U);
+  DispatchQueue::main()->asyncAfter(10ms, [] {});
+  for (int i = 0; i < 2; ++i) ASSERT_TRUE(posted.wait(30s));
+  ASSERT_EQ(loop.size(), 2U);
   loop.front()();
   EXPECT_EQ(ranOn, std::this_thread::get_id());
 }

@@ -1,14 +1,8 @@
-#include <atomic>
-#include <future>
-#include <string>
-#include <vector>
-
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include "geoloom/platform/network/HTTPClient.h"
 
 #include "tests/support/FakeService.h"
+#include "tests/support/HTTP.h"
+#include "tests/support/SecureService.h"
 
 namespace {
 
@@ -17,35 +11,12 @@ using geoloom::platform::HTTPClient;
 using geoloom::platform::HTTPRequest;
 using geoloom::platform::HTTPResponse;
 using geoloom::platform::JSON;
-using geoloom::testing::FakeAnswer;
-using geoloom::testing::FakeConnection;
-using geoloom::testing::FakeService;
-using geoloom::testing::RecordedRequest;
+using namespace geoloom::testing;
 using testing::AllOf;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
 using namespace std::chrono_literals;
-
-HTTPRequest requestTo(std::string url, std::string body = "{}") {
-  HTTPRequest request;
-  request.url = std::move(url);
-  request.body = std::move(body);
-  return request;
-}
-
-std::future<HTTPResponse> post(HTTPRequest request) {
-  auto promise = std::make_shared<std::promise<HTTPResponse>>();
-  HTTPClient::shared().post(std::move(request), DispatchQueue::global(), [promise](HTTPResponse response) {
-    // A second call would throw, be logged, and fail the test's count below.
-    promise->set_value(std::move(response));
-  });
-  return promise->get_future();
-}
-
-HTTPResponse answerTo(HTTPRequest request) {
-  return post(std::move(request)).get();
-}
 
 FakeService::Handler always(FakeAnswer answer) {
   return [answer = std::move(answer)](const RecordedRequest&) { return answer; };
@@ -116,7 +87,7 @@ TEST(HTTPClient, AnswersManyAtOnceOnceEach) {
                                 if (response.body == std::to_string(i)) ++calls[i];
                                 if (--left == 0) done.set_value();
                               });
-  ASSERT_EQ(done.get_future().wait_for(geoloom::testing::patience), std::future_status::ready);
+  ASSERT_EQ(done.get_future().wait_for(patience), std::future_status::ready);
   for (const auto& called : calls) EXPECT_EQ(called, 1);
 }
 
@@ -188,10 +159,18 @@ TEST(HTTPClient, LooksAtNoProxyOfTheEnvironment) {
   unsetenv("no_proxy");
   const FakeService service(always(FakeAnswer::json(R"("the service")")));
   EXPECT_EQ(answerTo(requestTo(service.url())).body, R"("the service")");
-  EXPECT_THAT(
-      answerTo(requestTo("https://127.0.0.1:" + std::to_string(geoloom::testing::unusedPort()))).error,
-      Not(IsEmpty()));
+  EXPECT_THAT(answerTo(requestTo("https://127.0.0.1:" + std::to_string(unusedPort()))).error, Not(IsEmpty()));
   EXPECT_EQ(proxy.connections(), 0U);
+}
+
+// What is sent to services that prove their name, or do not, stands with those who ask: the mapping and table
+// services (HostileServices) and `geoloom maps`.
+TEST(HTTPClient, ReadsNoAuthorityFromTheEnvironment) {
+  const Authority authority;
+  for (const char* name : {"SSL_CERT_FILE", "CURL_CA_BUNDLE"}) setenv(name, authority.file().c_str(), 1);
+  const SecureService service(authority.good);
+  EXPECT_THAT(answerTo(requestTo(service.address())).error, Not(IsEmpty()));
+  EXPECT_EQ(service.requests, 0);
 }
 
 struct Failure {
@@ -261,8 +240,7 @@ INSTANTIATE_TEST_SUITE_P(
     [](const auto& suite) { return suite.param.name; });
 
 TEST(HTTPClient, SaysWhenNobodyListens) {
-  const HTTPResponse response =
-      answerTo(requestTo(fmt::format("http://127.0.0.1:{}", geoloom::testing::unusedPort())));
+  const HTTPResponse response = answerTo(requestTo(fmt::format("http://127.0.0.1:{}", unusedPort())));
   EXPECT_THAT(response.error, HasSubstr("connect"));
 }
 
@@ -285,15 +263,11 @@ TEST(HTTPClient, CountsTheDeadlineFromTheHandOver) {
 }
 
 TEST(HTTPClient, ReadsAnAnswerAsJSONWhateverItsStatus) {
-  struct Case {
-    FakeAnswer answer;
-    std::optional<std::string> value;
-  };
   FakeAnswer html = FakeAnswer::json("<html>Bad Gateway</html>", 502);
   html.contentType = "text/html";
   FakeAnswer mislabelled = FakeAnswer::json(R"({"errorMessage":"no"})", 502);
   mislabelled.contentType = "text/html";
-  const std::vector<Case> cases{
+  const std::pair<FakeAnswer, std::optional<std::string>> cases[] = {
       {FakeAnswer::json(R"({"uuid":"M1"})"), R"({"uuid":"M1"})"},
       {FakeAnswer::json("\xEF\xBB\xBF[1]"), "[1]"},
       {FakeAnswer::json("null"), "null"},
@@ -306,16 +280,16 @@ TEST(HTTPClient, ReadsAnAnswerAsJSONWhateverItsStatus) {
       {FakeAnswer::bytes(head("Content-Length: 3\r\n") + "{}"), std::nullopt},
       {FakeAnswer::bytes("HTTP/1.0 200 OK\r\n\r\n{\"until\":\"the end\"}"), R"({"until":"the end"})"},
   };
-  for (const Case& c : cases) {
-    const FakeService service(always(c.answer));
+  for (const auto& [answer, expected] : cases) {
+    const FakeService service(always(answer));
     std::promise<std::optional<JSON>> promise;
     HTTPClient::shared().postJSON(
         requestTo(service.url()), DispatchQueue::global(),
         [&promise](std::optional<JSON> value) { promise.set_value(std::move(value)); });
     const std::optional<JSON> value = promise.get_future().get();
-    ASSERT_EQ(value.has_value(), c.value.has_value()) << c.answer.body.substr(0, 40);
+    ASSERT_EQ(value.has_value(), expected.has_value()) << answer.body.substr(0, 40);
     if (value) {
-      EXPECT_EQ(value->description(), *c.value);
+      EXPECT_EQ(value->description(), *expected);
     }
   }
 }
