@@ -1,43 +1,13 @@
 #include "geoloom/cloud/CloudBodies.h"
 
-#include <cmath>
-#include <string_view>
-
-#include <nlohmann/json.hpp>
-
-#include "geoloom/platform/foundation/Text.h"
+#include "geoloom/platform/foundation/ObjectText.h"
 #include "geoloom/session/MapSessionSettings.h"
 
 namespace geoloom {
 
 namespace {
 
-/// A JSON object written as it is filled. The JSON library spells some 32-bit floats with seventeen digits,
-/// so it does the quoting only.
-class ObjectText {
- public:
-  ObjectText& add(std::string_view key, const std::string& text) { return addText(key, quoted(text)); }
-  ObjectText& add(std::string_view key, const char* text) { return addText(key, quoted(text)); }
-  template <std::floating_point Number>
-  ObjectText& add(std::string_view key, Number number) {
-    return addText(key, std::isfinite(number) ? platform::text(number) : "null");
-  }
-  /// `json` is written as it stands.
-  ObjectText& addText(std::string_view key, std::string_view json) {
-    text_ += text_.empty() ? '{' : ',';
-    text_.append(1, '"').append(key).append("\":").append(json);
-    return *this;
-  }
-
-  [[nodiscard]] std::string text() const { return text_ + '}'; }
-
- private:
-  static std::string quoted(const std::string& text) {
-    return nlohmann::json(text).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
-  }
-
-  std::string text_;
-};
+using platform::ObjectText;
 
 ObjectText commonBlock(const CloudDevice& device, const std::string& appID, const std::string& developerKey) {
   ObjectText body;
@@ -110,7 +80,7 @@ std::string createMapBody(const CloudDevice& device, const OpeningRequest& reque
 std::string createLocalizationSessionBody(const CloudDevice& device, const OpeningRequest& request,
                                           bool useBeta) {
   ObjectText body = openingBody(device, request);
-  if (useBeta) body.addText("use_beta", "true");
+  if (useBeta) body.addJSON("use_beta", "true");
   return body.text();
 }
 
@@ -133,7 +103,7 @@ std::string placeAssetsBody(const std::string& mapUUID,
     placements += placementText(*asset);
   }
   placements += placements.empty() ? "[]" : "]";
-  return ObjectText().add("map_uuid", mapUUID).addText("placements", placements).text();
+  return ObjectText().add("map_uuid", mapUUID).addJSON("placements", placements).text();
 }
 
 std::string findAssetsBody(const std::string& mapUUID) {

@@ -1,12 +1,8 @@
 #include <cstring>
-#include <limits>
 #include <random>
-#include <string>
-#include <vector>
 
 #include <fmt/format.h>
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
 #include "geoloom/cloud/CloudBodies.h"

@@ -5,31 +5,32 @@
 #include <utility>
 
 #include <fmt/format.h>
-#include <nlohmann/json.hpp>
 
+#include "geoloom/platform/foundation/ObjectText.h"
 #include "geoloom/platform/foundation/Text.h"
 
 namespace geoloom::platform::dynamodb {
 
 namespace {
 
-using Body = nlohmann::ordered_json;
 using Value = AWSDynamoDBAttributeValue;
 using Kind = AWSError::Kind;
 
 constexpr std::array<std::pair<Value::Type, const char*>, 3> typeNames{
     {{Value::Type::text, "S"}, {Value::Type::number, "N"}, {Value::Type::binary, "B"}}};
 
-std::string dump(const Body& body) {
-  return body.dump(-1, ' ', false, Body::error_handler_t::replace);
-}
-
-Body toJSON(const AWSDynamoDBAttributes& attributes) {
-  Body result = Body::object();
+std::string objectText(const AWSDynamoDBAttributes& attributes) {
+  ObjectText object;
   for (const auto& [name, attribute] : attributes)
     for (const auto& [type, typeName] : typeNames)
-      if (attribute.type == type) result[name] = Body{{typeName, attribute.value}};
-  return result;
+      if (attribute.type == type) object.addJSON(name, ObjectText().add(typeName, attribute.value).text());
+  return object.text();
+}
+
+std::string objectText(const std::map<std::string, std::string>& names) {
+  ObjectText object;
+  for (const auto& [name, value] : names) object.add(name, value);
+  return object.text();
 }
 
 std::optional<Value> readKeyAttribute(const JSON& attribute) {
@@ -110,19 +111,21 @@ Kind kindOf(int status, std::string_view type) {
 }  // namespace
 
 std::string scanBody(std::string_view table, const AWSDynamoDBScanExpression& expression) {
-  Body body{{"TableName", table}};
-  if (expression.limit) body["Limit"] = *expression.limit;
-  if (expression.filterExpression) body["FilterExpression"] = *expression.filterExpression;
+  ObjectText body;
+  body.add("TableName", table);
+  if (expression.limit) body.addJSON("Limit", std::to_string(*expression.limit));
+  if (expression.filterExpression) body.add("FilterExpression", *expression.filterExpression);
   if (!expression.expressionAttributeNames.empty())
-    body["ExpressionAttributeNames"] = expression.expressionAttributeNames;
+    body.addJSON("ExpressionAttributeNames", objectText(expression.expressionAttributeNames));
   if (!expression.expressionAttributeValues.empty())
-    body["ExpressionAttributeValues"] = toJSON(expression.expressionAttributeValues);
-  if (expression.exclusiveStartKey) body["ExclusiveStartKey"] = toJSON(*expression.exclusiveStartKey);
-  return dump(body);
+    body.addJSON("ExpressionAttributeValues", objectText(expression.expressionAttributeValues));
+  if (expression.exclusiveStartKey)
+    body.addJSON("ExclusiveStartKey", objectText(*expression.exclusiveStartKey));
+  return body.text();
 }
 
 std::string putItemBody(std::string_view table, const AWSDynamoDBAttributes& item) {
-  return dump(Body{{"TableName", table}, {"Item", toJSON(item)}});
+  return ObjectText().add("TableName", table).addJSON("Item", objectText(item)).text();
 }
 
 AWSResult<AWSDynamoDBPage<JSON>> readPage(std::string_view body) {
