@@ -1,8 +1,10 @@
 #include "geoloom/storage/TransformScan.h"
 
 #include <algorithm>
+#include <bit>
 #include <iterator>
 #include <memory>
+#include <optional>
 #include <random>
 #include <utility>
 #include <variant>
@@ -69,11 +71,15 @@ class Scan : public std::enable_shared_from_this<Scan> {
       completion_(std::move(rows_));
       return;
     }
-    repeatedPages_ = page.lastEvaluatedKey == expression_.exclusiveStartKey ? repeatedPages_ + 1 : 0;
-    if (repeatedPages_ > MAXIMUM_REPEATED_PAGES || rows_.size() > MAXIMUM_SCAN_ROWS) {
+    ++pages_;
+    if (page.lastEvaluatedKey == landmark_) ++repeatedPages_;
+    if (repeatedPages_ > MAXIMUM_REPEATED_PAGES || pages_ > MAXIMUM_SCAN_PAGES ||
+        rows_.size() > MAXIMUM_SCAN_ROWS) {
       giveUp(": the table has no end");
       return;
     }
+    // Brent's: once the landmark lies in a cycle of keys that is shorter than its distance, it comes again.
+    if (std::has_single_bit(static_cast<unsigned>(pages_))) landmark_ = page.lastEvaluatedKey;
     expression_.exclusiveStartKey = std::move(page.lastEvaluatedKey);
     requestPage();
   }
@@ -89,6 +95,9 @@ class Scan : public std::enable_shared_from_this<Scan> {
   AWSDynamoDBScanExpression expression_;
   std::vector<TransformRow> rows_;
   int failedTries_ = 0;
+  int pages_ = 0;
+  /// The last key of the latest page whose number is a power of two.
+  std::optional<platform::AWSDynamoDBAttributes> landmark_;
   int repeatedPages_ = 0;
 };
 

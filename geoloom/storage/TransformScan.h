@@ -16,9 +16,10 @@ namespace geoloom {
 /// Tries of one page before a scan gives up.
 inline constexpr int MAXIMUM_SCAN_TRIES = 5;
 
-/// Pages in a row that may end with the key they began with, and rows that a scan holds. A service that goes
-/// on beyond would keep the scan for ever.
+/// Pages that may end with a key that the scan remembers, pages altogether, and rows that a scan holds. A
+/// service that goes on beyond would keep the scan for ever.
 inline constexpr int MAXIMUM_REPEATED_PAGES = 20;
+inline constexpr int MAXIMUM_SCAN_PAGES = 100'000;
 inline constexpr std::size_t MAXIMUM_SCAN_ROWS = 200'000;
 
 /// Pause after the given number of failed tries of a page: 250 ms, doubled with each, at most 4 s, of which a
