@@ -4,6 +4,7 @@
 #include <array>
 #include <cctype>
 #include <cerrno>
+#include <cstring>
 #include <list>
 #include <mutex>
 #include <system_error>
@@ -92,14 +93,19 @@ std::shared_ptr<SSL_CTX> tlsContext(const std::optional<TLSFiles>& files) {
   if (!files) return nullptr;
   std::shared_ptr<SSL_CTX> context(SSL_CTX_new(TLS_server_method()), &SSL_CTX_free);
   SSL_CTX_set_min_proto_version(context.get(), TLS1_2_VERSION);
+  // A key with a pass phrase is refused: asking for it would wait for whoever is at the terminal.
+  SSL_CTX_set_default_passwd_cb(context.get(), [](char*, int, int, void*) { return -1; });
   SSL_CTX_set_mode(context.get(), SSL_MODE_ENABLE_PARTIAL_WRITE | SSL_MODE_ACCEPT_MOVING_WRITE_BUFFER);
   const auto require = [](bool done, const char* what, const std::filesystem::path& file) {
     if (done) return;
     // The first error is the cause; the last one only says which part of the library gave up.
-    const char* const reason = ERR_reason_error_string(ERR_peek_error());
+    const unsigned long error = ERR_peek_error();
     ERR_clear_error();
-    throw ListenError(
-        fmt::format("cannot use the {} {}: {}", what, file.string(), reason ? reason : "unknown error"));
+    const char* const reason = ERR_reason_error_string(error);
+    throw ListenError(fmt::format("cannot use the {} {}: {}", what, file.string(),
+                                  ERR_SYSTEM_ERROR(error) ? std::strerror(ERR_GET_REASON(error))
+                                  : reason                ? reason
+                                                          : "unknown error"));
   };
   require(SSL_CTX_use_certificate_chain_file(context.get(), files->certificate.c_str()) == 1, "certificate",
           files->certificate);

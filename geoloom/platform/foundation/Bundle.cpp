@@ -28,7 +28,13 @@ MainBundle& mainBundle() {
 std::string executableName() {
   std::error_code error;
   const std::filesystem::path executable = std::filesystem::read_symlink("/proc/self/exe", error);
-  return error ? std::string(program_invocation_short_name) : executable.filename().string();
+  if (error) return program_invocation_short_name;
+  std::string name = executable.filename().string();
+  // What the system adds once the file is gone, as when the package is upgraded meanwhile.
+  constexpr std::string_view gone = " (deleted)";
+  if (name.ends_with(gone) && !std::filesystem::exists(executable, error))
+    name.resize(name.size() - gone.size());
+  return name;
 }
 
 /// Whether the desktop knows the application by an entry that starts this executable.

@@ -54,6 +54,8 @@ bool createPrivateDirectory(const std::filesystem::path& root, std::string_view 
     ::mkdirat(directory.get(), part.c_str(), S_IRWXU);
     directory = enter(directory, part);
     if (!directory) return false;
+    // One that was there already may be open to others; one that is another's stays as it is.
+    ::fchmod(directory.get(), S_IRWXU);
   }
   return true;
 }

@@ -13,8 +13,8 @@ namespace geoloom::platform {
 /// followed.
 bool createPrivateDirectories(const std::filesystem::path& directory);
 
-/// Creates the directory `name` below `root`, with those on the way to it and the root itself. What exists
-/// keeps its mode.
+/// Creates the directory `name` below `root`, with those on the way to it and the root itself. The root
+/// keeps its mode if it exists; what exists below it is for the user alone from then on.
 [[nodiscard]] bool createPrivateDirectory(const std::filesystem::path& root, std::string_view name);
 
 /// Removes `name` below `root` with all it holds; a symbolic link is removed itself. False also when there is

@@ -35,18 +35,29 @@ Date dateOf(const timespec& time) {
                                                          std::chrono::nanoseconds(time.tv_nsec)));
 }
 
-/// The location in a report, or nullptr where it holds none. A report without an estimate of its own
-/// horizontal error counts as none: a location may not say that it is invalid. The direction of travel is in
-/// no location, and it is no heading either: the device may point elsewhere.
+bool isError(double metres) {
+  return std::isfinite(metres) && metres >= 0;
+}
+
+/// Of receivers that tell too little to estimate it. A location may not say that it is invalid.
+double horizontalErrorOf(const gps_fix_t& fix) {
+  constexpr double unknown = 100;
+  if (isError(fix.eph)) return fix.eph;
+  return isError(fix.epx) && isError(fix.epy) ? std::hypot(fix.epx, fix.epy) : unknown;
+}
+
+/// The location in a report, or nullptr where it holds none. The direction of travel is in no location, and
+/// it is no heading either: the device may point elsewhere.
 Location locationOf(const gps_fix_t& fix) {
-  const double horizontal = std::isfinite(fix.eph) ? fix.eph : std::hypot(fix.epx, fix.epy);
-  if (fix.mode < MODE_2D || !std::isfinite(fix.latitude) || !std::isfinite(fix.longitude) ||
-      !std::isfinite(horizontal))
-    return nullptr;
-  const bool hasAltitude = fix.mode >= MODE_3D && std::isfinite(fix.altMSL);
+  // Not true of what is no number.
+  const bool isOnEarth = std::abs(fix.latitude) <= 90 && std::abs(fix.longitude) <= 180;
+  if (fix.mode < MODE_2D || !isOnEarth) return nullptr;
+  // Daemons before 3.20 call it by its old name.
+  const double altitude = std::isfinite(fix.altMSL) ? fix.altMSL : fix.altitude;
+  const bool hasAltitude = fix.mode >= MODE_3D && std::isfinite(altitude);
   return std::make_shared<CLLocation>(CLLocationCoordinate2D{fix.latitude, fix.longitude},
-                                      hasAltitude ? fix.altMSL : 0, horizontal,
-                                      hasAltitude && std::isfinite(fix.epv) ? fix.epv : -1, dateOf(fix.time));
+                                      hasAltitude ? altitude : 0, horizontalErrorOf(fix),
+                                      hasAltitude && isError(fix.epv) ? fix.epv : -1, dateOf(fix.time));
 }
 
 /// A connection to the daemon, which reports from the start. Used by one thread.

@@ -49,9 +49,10 @@ class GEOLOOM_EXPORT CLLocationProvider {
   /// provider is destroyed, which waits for nothing. Where no daemon answers, or it ends, it says nothing and
   /// tries again, after a second at first and every half minute at last.
   ///
-  /// Errors are those that gpsd estimates, mostly at 95%. A fix without altitude has the altitude 0 and the
-  /// vertical accuracy -1. There are no headings: where a device travels is not where it points. Knows no
-  /// location, after a line in the system log, in a library built without gpsd.
+  /// Errors are those that gpsd estimates, mostly at 95%; 100 m horizontally where a receiver tells too
+  /// little for that. A fix without altitude has the altitude 0 and the vertical accuracy -1. There are no
+  /// headings: where a device travels is not where it points. Knows no location, after a line in the system
+  /// log, in a library built without gpsd.
   [[nodiscard]] static std::shared_ptr<CLLocationProvider> gpsd(std::string host = "localhost",
                                                                 std::string port = "2947");
 };

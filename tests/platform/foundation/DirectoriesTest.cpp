@@ -1,11 +1,6 @@
 #include <algorithm>
-#include <cstdlib>
 #include <ctime>
-#include <filesystem>
 #include <optional>
-#include <string>
-#include <utility>
-#include <vector>
 
 #include <gtest/gtest.h>
 #include <sys/wait.h>
@@ -77,11 +72,10 @@ TEST(Bundle, WhatAnApplicationStartsIsNotThatApplication) {
 }
 
 void setEnvironment(const char* name, const char* value) {
-  if (value == nullptr) {
+  if (value == nullptr)
     ::unsetenv(name);
-  } else {
+  else
     ::setenv(name, value, 1);
-  }
 }
 
 /// The identifier of a process for which that directory is the root.
@@ -122,11 +116,8 @@ TEST(Bundle, TheSystemIsAskedFromTheMostToTheLeastCertain) {
 
 TEST(FileManager, DirectoriesFollowTheBaseDirectories) {
   struct Case {
-    const char* home;
-    const char* data;
-    const char* state;
-    const char* documentsDirectory;
-    const char* stateDirectory;
+    const char *home, *data, *state;
+    const char *documentsDirectory, *stateDirectory;
   };
   const Case cases[] = {
       {"/home/u", nullptr, nullptr, "/home/u/.local/share/app/documents", "/home/u/.local/state/app"},
@@ -140,12 +131,12 @@ TEST(FileManager, DirectoriesFollowTheBaseDirectories) {
     return text != nullptr ? std::optional<std::filesystem::path>(text) : std::nullopt;
   };
   Bundle::setMainBundleIdentifier("app");
-  for (const Case& row : cases) {
-    setEnvironment("HOME", row.home);
-    setEnvironment("XDG_DATA_HOME", row.data);
-    setEnvironment("XDG_STATE_HOME", row.state);
-    EXPECT_EQ(FileManager::documentsDirectory(), path(row.documentsDirectory));
-    EXPECT_EQ(FileManager::stateDirectory(), path(row.stateDirectory));
+  for (const auto& [home, data, state, documentsDirectory, stateDirectory] : cases) {
+    setEnvironment("HOME", home);
+    setEnvironment("XDG_DATA_HOME", data);
+    setEnvironment("XDG_STATE_HOME", state);
+    EXPECT_EQ(FileManager::documentsDirectory(), path(documentsDirectory));
+    EXPECT_EQ(FileManager::stateDirectory(), path(stateDirectory));
   }
 }
 
@@ -174,13 +165,7 @@ TEST(FileManager, WhatIsSetInCodeWinsAndNoIdentifierClimbs) {
 }
 
 TEST(DateFormatter, FieldsAreWrittenInTheDevicesTimeZone) {
-  struct Case {
-    const char* zone;
-    long long seconds;
-    const char* pattern;
-    const char* text;
-  };
-  const Case cases[] = {
+  const std::tuple<const char*, long long, const char*, const char*> cases[] = {
       {"UTC", 1710512701, "yyMMdd_HHmmss", "240315_142501"},
       {"UTC-05:30", 1710512701, "yyMMdd_HHmmss", "240315_195501"},
       {"UTC+9", 1710460800, "yy-MM-dd HH:mm", "24-03-14 15:00"},
@@ -189,10 +174,10 @@ TEST(DateFormatter, FieldsAreWrittenInTheDevicesTimeZone) {
       {"UTC", -1, "HHmmss", "235959"},
       {"UTC", 0, "", ""},
   };
-  for (const Case& row : cases) {
-    setEnvironment("TZ", row.zone);
+  for (const auto& [zone, seconds, pattern, text] : cases) {
+    setEnvironment("TZ", zone);
     ::tzset();
-    EXPECT_EQ(formatDate(Date(std::chrono::seconds(row.seconds)), row.pattern), row.text) << row.pattern;
+    EXPECT_EQ(formatDate(Date(std::chrono::seconds(seconds)), pattern), text) << pattern;
   }
   setEnvironment("TZ", "UTC");
   ::tzset();

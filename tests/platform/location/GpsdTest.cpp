@@ -1,16 +1,6 @@
 #include <cmath>
-#include <filesystem>
-#include <fstream>
-#include <memory>
-#include <string>
-#include <thread>
-#include <vector>
 
-#include <arpa/inet.h>
-#include <fmt/format.h>
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <sys/socket.h>
 
 #include "geoloom/platform/foundation/Clock.h"
 #include "geoloom/platform/foundation/Dispatch.h"
@@ -18,7 +8,6 @@
 #include "geoloom/storage/LocationManager.h"
 
 #include "tests/support/ChildProcess.h"
-#include "tests/support/FakeService.h"
 #include "tests/support/Recorder.h"
 #include "tests/support/TemporaryDirectory.h"
 
@@ -29,17 +18,6 @@ using namespace platform;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using Locations = std::vector<std::shared_ptr<const CLLocation>>;
-
-/// Waits for a condition that nothing announces.
-template <class Condition>
-[[nodiscard]] bool eventually(Condition condition) {
-  const auto end = std::chrono::steady_clock::now() + patience;
-  while (!condition()) {
-    if (std::chrono::steady_clock::now() > end) return false;
-    std::this_thread::yield();
-  }
-  return true;
-}
 
 /// Threads of this process that follow a daemon.
 int followers() {
@@ -126,16 +104,20 @@ TEST_F(Gpsd, ReportsBecomeLocationsAndNothingElse) {
       R"({"class":"TPV","mode":2,"lat":-1.5,"lon":-2.5,"altMSL":30.5,"epv":4,"eph":3,"time":"2024-03-23T12:35:18.000Z"})",
       R"({"class":"TPV","mode":3,"lat":3,"lon":4,"epv":4,"epx":3,"epy":4,"time":"2024-03-23T12:35:19.000Z"})",
       R"({"class":"TPV","mode":3,"lat":5,"lon":6,"altMSL":0.5,"eph":3})",
-      R"({"class":"TPV","mode":3,"lat":5,"lon":6,"altMSL":0.5})",
+      R"({"class":"TPV","mode":3,"lat":5,"lon":7,"alt":8,"eph":-3,"epv":-1})",
+      R"({"class":"TPV","mode":2,"lat":5,"lon":8})",
+      R"({"class":"TPV","mode":3,"lat":90.5,"lon":6,"altMSL":0.5,"eph":3})",
+      R"({"class":"TPV","mode":3,"lat":5,"lon":-181,"altMSL":0.5,"eph":3})",
       R"({"class":"TPV","mode":3,"altMSL":0.5,"eph":3})",
       R"({"class":"ATT","heading":84.0,"mag_st":"N"})",
       R"({"class":"TPV","mode":2,"lat":9,"lon":9,"eph":1,"time":"2024-03-23T12:35:20.000Z"})",
   };
   for (const char* report : reports) ASSERT_TRUE(client->send(std::string(report) + "\r\n"));
-  ASSERT_TRUE(seen.waitForCount(5));
+  ASSERT_TRUE(seen.waitForCount(7));
   EXPECT_THAT(seen.entries(),
               ElementsAre("1.5 2.5 30.5 3 4 1711197317.25", "-1.5 -2.5 0 3 -1 1711197318.00",
-                          "3 4 0 5 -1 1711197319.00", "5 6 0.5 3 -1 7.00", "9 9 0 1 -1 1711197320.00"));
+                          "3 4 0 5 -1 1711197319.00", "5 6 0.5 3 -1 7.00", "5 7 8 100 -1 7.00",
+                          "5 8 0 100 -1 7.00", "9 9 0 1 -1 1711197320.00"));
   EXPECT_EQ(provider->location()->coordinate, (CLLocationCoordinate2D{9, 9}));
 }
 
