@@ -29,9 +29,20 @@ static void post(GeoloomTask* task) {
   [pool release];
 }
 
+/// The first use of a class holds a lock of the runtime, and a post one of the run loop: a main thread that
+/// enters its loop for the first time while another posts for the first time could wait for each other for
+/// ever. So both are used once before anybody posts.
+static void useOnce(void) {
+  NSAutoreleasePool* pool = [NSAutoreleasePool new];
+  [NSRunLoop currentRunLoop];
+  [[[NSObject new] autorelease] performSelectorOnMainThread:@selector(self) withObject:nil waitUntilDone:NO];
+  [pool release];
+}
+
 @implementation GeoloomMainQueue
 
 + (BOOL)handOverToMainRunLoop {
+  useOnce();
   if (geoloomMainQueueHandOver(post)) return YES;
   GeoloomLog(
       @"handOverToMainRunLoop: the main queue is in use already; hand it over before the first session");

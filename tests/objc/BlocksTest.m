@@ -55,9 +55,7 @@ TEST_CASE(aStatusArrivesOnTheMainThread) {
 
 TEST_CASE(whatIsMissingMakesNoSession) {
   serviceStart();
-  MapSessionConfiguration* configuration =
-      [[[MapSessionConfiguration alloc] initWithSceneUnderstandingConfidenceThreshold:0.6F
-                                                           featureMatchDistanceMeters:0.5F] autorelease];
+  MapSessionConfiguration* configuration = makeConfiguration();
   ARSession* arSession = [[ARSession new] autorelease];
   const struct {
     ARSession* arSession;
@@ -72,14 +70,7 @@ TEST_CASE(whatIsMissingMakesNoSession) {
        "! MapSession not created: 2 is no mode; give MapModeMapping or MapModeLocalization"}};
   for (size_t i = 0; i < sizeof table / sizeof *table; ++i) {
     const size_t before = serviceCountOfLine(table[i].line);
-    EXPECT([[MapSession alloc] initWithArSession:table[i].arSession
-                                         mapMode:table[i].mode
-                                          userID:@"u7"
-                                           mapID:@"m3"
-                                    developerKey:@"abc"
-                                    screenHeight:812
-                                     screenWidth:375
-                         mapSessionConfiguration:table[i].configuration] == nil);
+    EXPECT(makeSession(table[i].arSession, table[i].mode, table[i].configuration) == nil);
     EXPECT(serviceCountOfLine(table[i].line) == before + 1);
   }
 }
@@ -119,17 +110,11 @@ TEST_CASE(assetsArriveMovedOnTheAssetQueue) {
 TEST_CASE(theConfigurationIsReadAfresh) {
   serviceStart();
   EXPECT([GeoloomMainQueue handOverToMainRunLoop]);
-  MapSessionConfiguration* configuration =
-      [[MapSessionConfiguration alloc] initWithSceneUnderstandingConfidenceThreshold:0.6F
-                                                          featureMatchDistanceMeters:0.5F];
-  MapSession* session = [[MapSession alloc] initWithArSession:[[ARSession new] autorelease]
-                                                      mapMode:MapModeLocalization
-                                                       userID:@"u7"
-                                                        mapID:@"m3"
-                                                 developerKey:@"abc"
-                                                 screenHeight:812
-                                                  screenWidth:375
-                                      mapSessionConfiguration:configuration];
+  NSAutoreleasePool* pool = [NSAutoreleasePool new];
+  MapSessionConfiguration* configuration = [makeConfiguration() retain];
+  MapSession* session =
+      [makeSession([[ARSession new] autorelease], MapModeLocalization, configuration) retain];
+  [pool release];
   RUN_UNTIL([session mapSessionUUID] != nil);
   configuration.featureMatchDistanceMeters = 0.25F;
   [configuration release];
@@ -196,6 +181,15 @@ TEST_CASE(objectsOfAFrameArriveOnTheDetectorQueue) {
   [seen release];
 }
 
+static BOOL listNearby(MapSession* session, NSString* userID, MapsFoundCallback callback) {
+  return [session listNearbyMapsWithUserID:userID
+                                 longitude:11
+                                  latitude:48
+                            longitudeDelta:0.5
+                             latitudeDelta:0.25
+                         mapsFoundCallback:callback];
+}
+
 TEST_CASE(placementsAndMapsAreAnsweredOnTheMainThread) {
   serviceStart();
   serviceAnswer("/prod/maps/place_asset_on_map", "{\"placement_id\": \"P1\"}");
@@ -232,12 +226,7 @@ TEST_CASE(placementsAndMapsAreAnsweredOnTheMainThread) {
     [found release];
     found = [maps retain];
   };
-  EXPECT([session listNearbyMapsWithUserID:nil
-                                 longitude:11
-                                  latitude:48
-                            longitudeDelta:0.5
-                             latitudeDelta:0.25
-                         mapsFoundCallback:onMaps]);
+  EXPECT(listNearby(session, nil, onMaps));
   RUN_UNTIL(found != nil);
   EXPECT(lastValue("/prod/maps/list_nearby_maps", "user_id") == nil);
   EXPECT_EQUAL(lastValue("/prod/maps/list_nearby_maps", "latitude_delta"), @"0.25");
@@ -252,12 +241,7 @@ TEST_CASE(placementsAndMapsAreAnsweredOnTheMainThread) {
   EXPECT_EQUAL([map mapID], @"mine");
   EXPECT([map altitude] == 7);
 
-  EXPECT([session listNearbyMapsWithUserID:@"u9"
-                                 longitude:11
-                                  latitude:48
-                            longitudeDelta:0.5
-                             latitudeDelta:0.25
-                         mapsFoundCallback:onMaps]);
+  EXPECT(listNearby(session, @"u9", onMaps));
   EXPECT(serviceWaitForRequests("/prod/maps/list_nearby_maps", 2));
   EXPECT_EQUAL(lastValue("/prod/maps/list_nearby_maps", "user_id"), @"\"u9\"");
 }

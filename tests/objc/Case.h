@@ -42,6 +42,8 @@ void runLoop(void);
 
 /// A session of user u7 on map m3 with the developer key "abc", over the service of Service.h.
 MapSession* openSession(MapMode mode);
+MapSession* makeSession(ARSession* arSession, NSInteger mode, MapSessionConfiguration* configuration);
+MapSessionConfiguration* makeConfiguration(void);
 
 /// An object that counts how many of its kind there are.
 @interface Canary : NSObject

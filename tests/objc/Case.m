@@ -39,11 +39,13 @@ void runLoop(void) {
   [pool release];
 }
 
-MapSession* openSession(MapMode mode) {
-  MapSessionConfiguration* configuration =
-      [[[MapSessionConfiguration alloc] initWithSceneUnderstandingConfidenceThreshold:0.6F
-                                                           featureMatchDistanceMeters:0.5F] autorelease];
-  return [[[MapSession alloc] initWithArSession:[[ARSession new] autorelease]
+MapSessionConfiguration* makeConfiguration(void) {
+  return [[[MapSessionConfiguration alloc] initWithSceneUnderstandingConfidenceThreshold:0.6F
+                                                              featureMatchDistanceMeters:0.5F] autorelease];
+}
+
+MapSession* makeSession(ARSession* arSession, NSInteger mode, MapSessionConfiguration* configuration) {
+  return [[[MapSession alloc] initWithArSession:arSession
                                         mapMode:mode
                                          userID:@"u7"
                                           mapID:@"m3"
@@ -51,6 +53,10 @@ MapSession* openSession(MapMode mode) {
                                    screenHeight:812
                                     screenWidth:375
                         mapSessionConfiguration:configuration] autorelease];
+}
+
+MapSession* openSession(MapMode mode) {
+  return makeSession([[ARSession new] autorelease], mode, makeConfiguration());
 }
 
 @implementation Canary

@@ -122,9 +122,7 @@ TEST_CASE(aSessionIsMadeByName) {
       [NSInvocation invocationWithMethodSignature:[class instanceMethodSignatureForSelector:selector]];
   id session = [class alloc];
   id arSession = [[NSClassFromString(@"ARSession") new] autorelease];
-  id configuration =
-      [[[MapSessionConfiguration alloc] initWithSceneUnderstandingConfidenceThreshold:0.6F
-                                                           featureMatchDistanceMeters:0.5F] autorelease];
+  id configuration = makeConfiguration();
   NSInteger mode = MapModeLocalization;
   NSString* texts[] = {@"u7", @"m3", @"abc"};
   CGFloat sizes[] = {812, 375};

@@ -1,10 +1,6 @@
 #include "tests/objc/Service.h"
 
-#include <algorithm>
 #include <cstring>
-#include <memory>
-#include <stdexcept>
-#include <string>
 
 #include "geoloom/session/DetectedObjectFactory.h"
 #include "geoloom/session/MapSessionState.h"

@@ -67,11 +67,9 @@ TEST_CASE(propertiesAreReachableByKey) {
   [[lamp valueForKey:@"position"] getValue:&read];
   EXPECT(read.x == 4 && read.y == 5 && read.z == 6);
 
-  MapSessionConfiguration* configuration =
-      [[[MapSessionConfiguration alloc] initWithSceneUnderstandingConfidenceThreshold:0.5F
-                                                           featureMatchDistanceMeters:2] autorelease];
+  MapSessionConfiguration* configuration = makeConfiguration();
   EXPECT_EQUAL([configuration valueForKey:@"sceneUnderstandingConfidenceThreshold"],
-               [NSNumber numberWithFloat:0.5F]);
+               [NSNumber numberWithFloat:0.6F]);
   [configuration setValue:[NSNumber numberWithFloat:3] forKey:@"featureMatchDistanceMeters"];
   EXPECT(configuration.featureMatchDistanceMeters == 3);
 }
