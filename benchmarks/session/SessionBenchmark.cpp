@@ -218,16 +218,21 @@ std::size_t ignore(char* /*data*/, std::size_t size, std::size_t count, void* /*
   return size * count;
 }
 
-/// The request that a session's tick sends, signed, by a loop on libcurl's multi interface with kept
-/// connections, and nothing done with the answer.
+/// The request that a session's tick sends, by a loop on libcurl's multi interface with kept connections, and
+/// nothing done with the answer.
 class BareLoop {
  public:
-  explicit BareLoop(std::string url) : url_(std::move(url)) {}
+  /// Sends `burst` requests at a time, signed by libcurl or not at all.
+  BareLoop(std::string url, std::int64_t burst, bool isSigned)
+      : url_(std::move(url)), burst_(burst), isSigned_(isSigned) {
+    curl_multi_setopt(multi_, CURLMOPT_MAXCONNECTS, 2 * burst);
+  }
 
   void run(std::int64_t requestsASecond, SteadyClock::time_point end) {
-    const auto period = shareOfASecond(requestsASecond);
+    const auto period = burst_ * shareOfASecond(requestsASecond);
     for (auto next = SteadyClock::now(); next < end;) {
-      for (const auto now = SteadyClock::now(); next <= now; next += period) begin();
+      for (const auto now = SteadyClock::now(); next <= now; next += period)
+        for (std::int64_t i = 0; i < burst_; ++i) begin();
       int running = 0;
       curl_multi_perform(multi_, &running);
       finish();
@@ -256,8 +261,10 @@ class BareLoop {
                      R"({"TableName":"Transformations","Limit":200,"FilterExpression":"#sessionId = )"
                      R"(:sessionId","ExpressionAttributeNames":{"#sessionId":"SessionId"},)"
                      R"("ExpressionAttributeValues":{":sessionId":{"S":"M1"}}})");
-    curl_easy_setopt(easy, CURLOPT_AWS_SIGV4, "aws:amz:us-west-2:dynamodb");
-    curl_easy_setopt(easy, CURLOPT_USERPWD, "access:secret");
+    if (isSigned_) {
+      curl_easy_setopt(easy, CURLOPT_AWS_SIGV4, "aws:amz:us-west-2:dynamodb");
+      curl_easy_setopt(easy, CURLOPT_USERPWD, "access:secret");
+    }
     curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, ignore);
   }
 
@@ -272,6 +279,8 @@ class BareLoop {
 
   // The process ends with the loop: nothing is given back.
   const std::string url_;
+  const std::int64_t burst_;
+  const bool isSigned_;
   CURLM* const multi_ = curl_multi_init();
   curl_slist* const headers_ =
       curl_slist_append(curl_slist_append(nullptr, "Content-Type: application/x-amz-json-1.0"),
@@ -279,18 +288,29 @@ class BareLoop {
   std::vector<CURL*> idle_;
 };
 
-void bareLibcurl(benchmark::State& state) {
+void bareLibcurl(benchmark::State& state, std::int64_t burst, bool isSigned) {
   for ([[maybe_unused]] auto _ : state) {
     const ServiceProcess service(answer);
     report(state, inProcess<Idle>([&] {
              curl_global_init(CURL_GLOBAL_DEFAULT);
-             BareLoop loop(service.url() + "/");
+             BareLoop loop(service.url() + "/", burst, isSigned);
              loop.run(state.range(0), SteadyClock::now() + settling);
              return measure([&](auto end) { loop.run(state.range(0), end); });
            }));
   }
 }
-BENCHMARK(bareLibcurl)->Arg(1000)->Iterations(1)->UseRealTime()->Unit(benchmark::kMillisecond);
+
+/// Each at its own moment, as its timer would fire.
+void libcurlOneByOne(benchmark::State& state) {
+  bareLibcurl(state, 1, true);
+}
+BENCHMARK(libcurlOneByOne)->Arg(1000)->Iterations(1)->UseRealTime()->Unit(benchmark::kMillisecond);
+
+/// As many together as the sessions' ticks, and unsigned: what is left is libcurl and the system's sockets.
+void libcurlInBursts(benchmark::State& state) {
+  bareLibcurl(state, 67, false);
+}
+BENCHMARK(libcurlInBursts)->Arg(1000)->Iterations(1)->UseRealTime()->Unit(benchmark::kMillisecond);
 
 double median(std::vector<double> values) {
   std::ranges::nth_element(values, values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2));
