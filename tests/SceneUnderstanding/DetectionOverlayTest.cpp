@@ -39,10 +39,7 @@ void expectNear(SCNVector3 actual, SCNVector3 expected, float tolerance, const s
 
 TEST(LineNode, RunsFromOnePointToTheOther) {
   const SCNVector3 from{0.25F, -1.5F, 3};
-  const struct {
-    const char* what;
-    SCNVector3 along;
-  } lines[] = {
+  const std::pair<const char*, SCNVector3> lines[] = {
       {"up", {0, 2, 0}},
       {"down", {0, -2, 0}},
       {"right", {1, 0, 0}},

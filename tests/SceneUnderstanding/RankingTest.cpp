@@ -1,6 +1,5 @@
 #include <array>
 #include <cmath>
-#include <limits>
 #include <random>
 
 #include <gtest/gtest.h>
@@ -70,9 +69,8 @@ TEST(Ranking, MultiClassSuppressionIsTheOneClassWalkForEveryClass) {
     Indices expected;
     for (std::int64_t c = 0; c < 5; ++c) {
       Indices ofClass;
-      for (std::size_t p = 0; p < boxes.size(); ++p) {
+      for (std::size_t p = 0; p < boxes.size(); ++p)
         if (boxes[p].classIndex == c && boxes[p].score > 2) ofClass.push_back(static_cast<std::int64_t>(p));
-      }
       const auto kept = nonMaxSuppression(boxes, ofClass, 0.2F, 4);
       expected.insert(expected.end(), kept.begin(), kept.end());
     }

@@ -1,5 +1,4 @@
 #include <cmath>
-#include <limits>
 #include <random>
 #include <stdexcept>
 
@@ -25,6 +24,7 @@ namespace {
 using platform::ARFrame;
 using platform::CGPoint;
 using platform::CGRect;
+using platform::CGSize;
 using platform::MLMultiArray;
 using platform::simd_float3;
 
@@ -69,11 +69,9 @@ TEST(SampleGrid, SamplesAreWholeStepsFromTheStart) {
     std::vector<CGPoint> expected;
     const double stepX = rect.size.width / 5;
     const double stepY = rect.size.height / 5;
-    for (int k = 0; rect.origin.x + stepX + k * stepX < rect.origin.x + rect.size.width; ++k) {
-      for (int m = 0; rect.origin.y + stepY + m * stepY < rect.origin.y + rect.size.height; ++m) {
+    for (int k = 0; rect.origin.x + stepX + k * stepX < rect.origin.x + rect.size.width; ++k)
+      for (int m = 0; rect.origin.y + stepY + m * stepY < rect.origin.y + rect.size.height; ++m)
         expected.push_back({rect.origin.x + stepX + k * stepX, rect.origin.y + stepY + m * stepY});
-      }
-    }
     ASSERT_EQ(samplesOf(rect), expected);
     fives += expected.size() > 16 ? 1 : 0;
   }
@@ -83,15 +81,9 @@ TEST(SampleGrid, SamplesAreWholeStepsFromTheStart) {
 TEST(SampleGrid, WithoutSizeThereAreNone) {
   const double infinity = std::numeric_limits<double>::infinity();
   const double least = std::numeric_limits<double>::denorm_min();
-  for (const CGRect& rect : std::vector<CGRect>{{{0, 0}, {0, 1}},
-                                                {{0, 0}, {1, 0}},
-                                                {{0, 0}, {least, 1}},
-                                                {{0, 0}, {NOT_A_NUMBER, 1}},
-                                                {{NOT_A_NUMBER, 0}, {1, 1}},
-                                                {{0, 0}, {infinity, 1}},
-                                                {{infinity, 0}, {1, 1}}}) {
-    EXPECT_TRUE(samplesOf(rect).empty());
-  }
+  for (const CGSize& size : {CGSize{0, 1}, {1, 0}, {least, 1}, {NOT_A_NUMBER, 1}, {infinity, 1}})
+    EXPECT_TRUE(samplesOf({{0, 0}, size}).empty()) << size.width;
+  for (const double x : {NOT_A_NUMBER, infinity}) EXPECT_TRUE(samplesOf({{x, 0}, {1, 1}}).empty()) << x;
 }
 
 /// How many of `frames` frames with these steps the gate lets through.
@@ -132,11 +124,9 @@ std::shared_ptr<const ARFrame> frameOf(std::vector<simd_float3> points, simd_flo
 std::vector<simd_float3> wall(float z, float spacing = 0.02F) {
   std::vector<simd_float3> points;
   const int reach = static_cast<int>(std::abs(z) / spacing);
-  for (int i = -reach; i <= reach; ++i) {
-    for (int j = -reach; j <= reach; ++j) {
+  for (int i = -reach; i <= reach; ++i)
+    for (int j = -reach; j <= reach; ++j)
       points.push_back({static_cast<float>(i) * spacing, static_cast<float>(j) * spacing, z});
-    }
-  }
   return points;
 }
 
@@ -144,14 +134,18 @@ std::vector<simd_float3> wall(float z, float spacing = 0.02F) {
 constexpr double SCREEN_WIDTH = 360;
 constexpr double SCREEN_HEIGHT = 480;
 
+/// The middle of the screen is the middle of the image: the wall's middle.
+constexpr BoundingBox2 MIDDLE{0.4, 0.4, 0.6, 0.6};
+
+auto located(const BoundingBox2& box, std::vector<simd_float3> points, simd_float3 camera = {}) {
+  return locateBox(box, *frameOf(std::move(points), camera), SCREEN_WIDTH, SCREEN_HEIGHT);
+}
+
 TEST(LocateBox, BoundsOfWhatIsHit) {
-  // The middle of the screen is the middle of the image: the wall's middle.
-  const BoundingBox2 middle{0.4, 0.4, 0.6, 0.6};
-  const auto found = locateBox(middle, *frameOf(wall(-2)), SCREEN_WIDTH, SCREEN_HEIGHT);
+  const auto found = located(MIDDLE, wall(-2));
   ASSERT_TRUE(found);
   // The square spans 480 of the image's 640 columns; a fifth of it is 96 pixels, of which the samples span
-  // three fifths.
-  // Of the points near a sample the one nearest to the camera is taken, up to 8 pixels further in.
+  // three fifths. Of the points near a sample the nearest to the camera is taken, up to 8 pixels further in.
   const float half = 2 * (96 * 0.6F / 2 - 4) / 320;
   EXPECT_NEAR(found->minX, -half, 0.035);
   EXPECT_NEAR(found->maxX, half, 0.035);
@@ -160,46 +154,41 @@ TEST(LocateBox, BoundsOfWhatIsHit) {
   EXPECT_EQ(found->minZ, -2);
   EXPECT_EQ(found->maxZ, -2);
 
-  EXPECT_FALSE(locateBox(middle, *frameOf({}), SCREEN_WIDTH, SCREEN_HEIGHT)) << "nothing is known there";
-  EXPECT_FALSE(locateBox({0.5, 0.5, 0.5, 0.6}, *frameOf(wall(-2)), SCREEN_WIDTH, SCREEN_HEIGHT)) << "no size";
-  EXPECT_FALSE(locateBox({NOT_A_NUMBER, 0, 1, 1}, *frameOf(wall(-2)), SCREEN_WIDTH, SCREEN_HEIGHT));
+  EXPECT_FALSE(located(MIDDLE, {})) << "nothing is known there";
+  EXPECT_FALSE(located({0.5, 0.5, 0.5, 0.6}, wall(-2))) << "no size";
+  EXPECT_FALSE(located({NOT_A_NUMBER, 0, 1, 1}, wall(-2)));
 }
 
 TEST(LocateBox, UpOnTheScreenIsLeftInTheImage) {
   // Upper left corner of the screen's square: left in the image, and low.
-  const auto found = locateBox({0, 0, 0.2, 0.2}, *frameOf(wall(-1)), SCREEN_WIDTH, SCREEN_HEIGHT);
+  const auto found = located({0, 0, 0.2, 0.2}, wall(-1));
   ASSERT_TRUE(found);
   EXPECT_LT(found->maxX, -0.4);
   EXPECT_LT(found->maxY, -0.4);
 }
 
 TEST(LocateBox, OnlyTheNearestPointOfASampleCountsAndNotIfItIsTooNear) {
-  const BoundingBox2 middle{0.4, 0.4, 0.6, 0.6};
-  const auto at = [&](std::vector<simd_float3> points) {
-    return locateBox(middle, *frameOf(std::move(points)), SCREEN_WIDTH, SCREEN_HEIGHT);
-  };
-  EXPECT_FALSE(at(wall(-0.29F, 0.002F)));
-  EXPECT_TRUE(at(wall(-0.31F, 0.002F)));
+  EXPECT_FALSE(located(MIDDLE, wall(-0.29F, 0.002F)));
+  EXPECT_TRUE(located(MIDDLE, wall(-0.31F, 0.002F)));
   auto both = wall(-0.25F, 0.002F);
   const auto behind = wall(-2);
   both.insert(both.end(), behind.begin(), behind.end());
-  EXPECT_FALSE(at(both)) << "what is behind a point that is too near does not take its place";
+  EXPECT_FALSE(located(MIDDLE, both)) << "what is behind a point that is too near does not take its place";
 
   auto staggered = wall(-1, 0.01F);
   staggered.insert(staggered.end(), behind.begin(), behind.end());
-  const auto found = at(staggered);
+  const auto found = located(MIDDLE, staggered);
   ASSERT_TRUE(found);
   EXPECT_EQ(found->minZ, -1);
 }
 
 TEST(LocateBox, DistanceIsFromTheCameraNotFromTheOrigin) {
-  const BoundingBox2 middle{0.4, 0.4, 0.6, 0.6};
   auto points = wall(-0.25F, 0.002F);
   for (auto& p : points) p.z += 5;
-  EXPECT_FALSE(locateBox(middle, *frameOf(points, {0, 0, 5}), SCREEN_WIDTH, SCREEN_HEIGHT));
+  EXPECT_FALSE(located(MIDDLE, points, {0, 0, 5}));
   points = wall(-1, 0.01F);
   for (auto& p : points) p.z += 1;  // at the world's origin, a metre from the camera
-  EXPECT_TRUE(locateBox(middle, *frameOf(points, {0, 0, 1}), SCREEN_WIDTH, SCREEN_HEIGHT));
+  EXPECT_TRUE(located(MIDDLE, points, {0, 0, 1}));
 }
 
 struct Seen {
@@ -208,12 +197,15 @@ struct Seen {
   float score;
 };
 
+std::shared_ptr<platform::VNObservation> observationOf(const std::shared_ptr<MLMultiArray>& array) {
+  return std::make_shared<platform::VNCoreMLFeatureValueObservation>(
+      "", platform::MLFeatureValue{nullptr, array});
+}
 std::shared_ptr<platform::VNObservation> observationOf(std::vector<float> values,
                                                        std::vector<std::ptrdiff_t> shape) {
   auto array = MLMultiArray::create(std::move(shape), platform::MLMultiArrayDataType::float32);
   std::copy(values.begin(), values.end(), static_cast<float*>(array->dataPointer()));
-  return std::make_shared<platform::VNCoreMLFeatureValueObservation>(
-      "", platform::MLFeatureValue{nullptr, array});
+  return observationOf(array);
 }
 
 /// What the network would give if it saw just this; boxes are the anchors themselves.
@@ -262,7 +254,7 @@ TEST_F(ScriptedDetector, ReportsNameConfidenceAndPlace) {
   EXPECT_EQ(objects[0]->name, "chair");
   EXPECT_EQ(objects[0]->confidence, static_cast<float>(1 / (1 + std::exp(-2.0))));
   EXPECT_EQ(objects[1]->name, "person") << "ranked by score over all classes";
-  const auto bounds = locateBox({0.025, 0.025, 0.975, 0.975}, *frame, SCREEN_WIDTH, SCREEN_HEIGHT);
+  const auto bounds = located({0.025, 0.025, 0.975, 0.975}, wall(-2));
   ASSERT_TRUE(bounds);
   EXPECT_EQ(objects[0]->center, bounds->center());
   EXPECT_EQ(objects[0]->height, bounds->maxY - bounds->minY);
@@ -274,9 +266,7 @@ TEST_F(ScriptedDetector, TakesArraysOfDoublesToo) {
   auto* scores = static_cast<double*>(wide->dataPointer());
   std::fill_n(scores, wide->count(), -20.0);
   scores[CHAIR * SSDAnchors::count + WHOLE_VIEW] = 2;
-  observations_ = {std::make_shared<platform::VNCoreMLFeatureValueObservation>(
-                       "", platform::MLFeatureValue{nullptr, wide}),
-                   observationsOf({})[1]};
+  observations_ = {observationOf(wide), observationsOf({})[1]};
   detector_.predict(frameOf(wall(-2)));
   ASSERT_EQ(batches_.size(), 1U);
   ASSERT_EQ(batches_[0].size(), 1U);
@@ -308,18 +298,18 @@ TEST_F(ScriptedDetector, GoesOnAfterEveryKindOfFailure) {
   platform::Console::setSink([&](std::string_view line) { lines.emplace_back(line); });
   const auto frame = frameOf(wall(-2));
   const auto good = observationsOf({{WHOLE_VIEW, CHAIR, 2}});
-  auto array = std::make_shared<platform::VNCoreMLFeatureValueObservation>("", platform::MLFeatureValue{});
+  auto array = observationOf(nullptr);
   auto label = std::make_shared<platform::VNClassificationObservation>("cat", 1.0F);
   auto small = observationOf({1, 2, 3}, {3});
-  const std::vector<SSDObjectDetector::Observations> unusable{{},
-                                                              {good[0]},
-                                                              {good[0], good[1], good[1]},
-                                                              {good[0], array},
-                                                              {label, good[1]},
-                                                              {small, good[1]},
-                                                              {good[0], small}};
-  for (const auto& observations : unusable) {
-    observations_ = observations;
+  using Observations = SSDObjectDetector::Observations;
+  for (const auto& unusable : {Observations{},
+                               {good[0]},
+                               {good[0], good[1], good[1]},
+                               {good[0], array},
+                               {label, good[1]},
+                               {small, good[1]},
+                               {good[0], small}}) {
+    observations_ = unusable;
     detector_.predict(frame);
   }
   EXPECT_TRUE(batches_.empty());
@@ -392,14 +382,20 @@ TEST_F(ScriptedDetector, HidesTheOverlayOnTheMainQueue) {
 }
 
 TEST(FeatureModel, FeaturesGoByTheirNames) {
-  const auto array = MLMultiArray::create({1}, platform::MLMultiArrayDataType::float32);
-  const feature_modelOutput output{array, nullptr};
+  const auto scores = MLMultiArray::create({1}, platform::MLMultiArrayDataType::float32);
+  const auto boxes = MLMultiArray::create({1}, platform::MLMultiArrayDataType::float32);
+  const feature_modelOutput output{scores, boxes};
   ASSERT_TRUE(output.featureValue("concat_1__0"));
-  EXPECT_EQ(output.featureValue("concat_1__0")->multiArrayValue, array);
-  EXPECT_TRUE(output.featureValue("concat__0"));
-  EXPECT_FALSE(output.featureValue("concat"));
-  EXPECT_TRUE(feature_modelInput{}.featureValue("Preprocessor__sub__0"));
-  EXPECT_FALSE(feature_modelInput{}.featureValue(""));
+  EXPECT_EQ(output.featureValue("concat_1__0")->multiArrayValue, scores);
+  ASSERT_TRUE(output.featureValue("concat__0"));
+  EXPECT_EQ(output.featureValue("concat__0")->multiArrayValue, boxes);
+  const auto picture = platform::CVPixelBuffer::create(1, 1, platform::CVPixelFormatType::BGRA32);
+  const feature_modelInput input{picture};
+  ASSERT_TRUE(input.featureValue("Preprocessor__sub__0"));
+  EXPECT_EQ(input.featureValue("Preprocessor__sub__0")->imageBufferValue, picture);
+  for (const char* const other : {"", "concat", "Preprocessor__sub__0"})
+    EXPECT_FALSE(output.featureValue(other));
+  for (const char* const other : {"", "concat__0"}) EXPECT_FALSE(input.featureValue(other));
   EXPECT_EQ(static_cast<int>(EXIFOrientation::rightTop), 6);
 }
 
@@ -414,26 +410,13 @@ TEST(SSDObjectDetectorDeathTest, WithoutItsNetworkTheProcessEnds) {
       "Can't load VisionML model");
 }
 
-/// A photograph as the sensor of a phone held upright would deliver it: its top edge at the right of what the
-/// user sees.
-std::shared_ptr<platform::CVPixelBuffer> sensorImageOf(const platform::CVPixelBuffer& upright) {
-  auto sensor = platform::CVPixelBuffer::create(upright.height(), upright.width(), upright.pixelFormatType());
-  for (std::size_t y = 0; y < upright.height(); ++y) {
-    for (std::size_t x = 0; x < upright.width(); ++x) {
-      std::copy_n(upright.baseAddress() + y * upright.bytesPerRow() + 4 * x, 4,
-                  sensor->baseAddress() + (upright.width() - 1 - x) * sensor->bytesPerRow() + 4 * y);
-    }
-  }
-  return sensor;
-}
-
 TEST(SSDObjectDetector, SeesADogAndSaysWhereItStands) {
   if (!test::haveModelAndPhotographs())
     GTEST_SKIP() << "no model or photographs; run scripts/setup and build";
   test::useBuiltModel();
   const auto image = platform::readPNG(test::photograph("dog"));
   ASSERT_TRUE(image) << image.failure().message;
-  const auto sensor = sensorImageOf(*platform::makePixelBuffer(*image));
+  const auto sensor = test::sensorImageOf(*platform::makePixelBuffer(*image));
   const auto pixels = static_cast<int>(sensor->width());
   const auto side = static_cast<float>(pixels);
   ASSERT_EQ(sensor->width(), sensor->height());
@@ -443,10 +426,9 @@ TEST(SSDObjectDetector, SeesADogAndSaysWhereItStands) {
   const float c = (side - 1) / 2;
   const auto pointAt = [&](float u, float v) { return simd_float3{(u - c) * 2 / f, -(v - c) * 2 / f, -2}; };
   std::vector<simd_float3> points;
-  for (int u = 0; u < pixels; u += 4) {
+  for (int u = 0; u < pixels; u += 4)
     for (int v = 0; v < pixels; v += 4)
       points.push_back(pointAt(static_cast<float>(u), static_cast<float>(v)));
-  }
   platform::simd_float3x3 intrinsics;
   intrinsics.columns = {{{f, 0, 0}, {0, f, 0}, {c, c, 1}}};
   const auto frame = std::make_shared<const ARFrame>(

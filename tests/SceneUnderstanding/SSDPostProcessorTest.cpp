@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <cmath>
-#include <limits>
 #include <random>
 
 #include <gtest/gtest.h>
@@ -17,10 +16,7 @@ constexpr double INF = std::numeric_limits<double>::infinity();
 constexpr double NOT_A_NUMBER = std::numeric_limits<double>::quiet_NaN();
 
 TEST(SSDAnchors, RowsOfEveryLayerAndShape) {
-  const struct {
-    std::size_t row;
-    SSDAnchors::Row values;
-  } telling[] = {
+  const std::pair<std::size_t, SSDAnchors::Row> telling[] = {
       {0, {-0.023684F, -0.023684F, 0.076316F, 0.076316F}},
       {1, {-0.044395F, -0.115106F, 0.097026F, 0.167737F}},
       {2, {-0.115106F, -0.044395F, 0.167737F, 0.097026F}},
@@ -36,11 +32,9 @@ TEST(SSDAnchors, RowsOfEveryLayerAndShape) {
       {1915, {0.225759F, -0.322724F, 0.774241F, 1.322724F}},
       {1916, {-0.322765F, 0.225772F, 1.322765F, 0.774228F}},
   };
-  for (const auto& [row, values] : telling) {
-    for (std::size_t k = 0; k < 4; ++k) {
+  for (const auto& [row, values] : telling)
+    for (std::size_t k = 0; k < 4; ++k)
       EXPECT_NEAR(SSDAnchors::anchors()[row][k], values[k], 6e-7) << "row " << row << ", value " << k;
-    }
-  }
 }
 
 Prediction predictionOf(const BoundingBox2& anchor, const AnchorEncoding& encoding, double score = 1) {
@@ -74,9 +68,8 @@ TEST(SSDPostProcessor, ClassNames) {
   EXPECT_EQ(names[1], "person");
   EXPECT_EQ(names[90], "toothbrush");
   std::vector<std::size_t> nameless;
-  for (std::size_t i = 0; i < names.size(); ++i) {
+  for (std::size_t i = 0; i < names.size(); ++i)
     if (names[i] == "???") nameless.push_back(i);
-  }
   EXPECT_EQ(nameless, (std::vector<std::size_t>{0, 12, 26, 29, 30, 45, 66, 68, 69, 71, 83}));
 }
 
@@ -102,35 +95,16 @@ std::vector<std::vector<Prediction>> plainPostprocess(const SSDPostProcessor& pr
 }
 
 TEST(SSDPostProcessor, ThresholdActsOnTheRawScoreInDoublePrecision) {
-  const float special[] = {0.0F,
-                           -0.0F,
-                           0.005F,
-                           0.01F,
-                           std::nextafter(0.01F, 0.0F),
-                           std::nextafter(0.01F, 1.0F),
-                           0.0100001F,
-                           1e-45F,
-                           -1e-45F,
-                           std::numeric_limits<float>::max(),
-                           std::numeric_limits<float>::lowest(),
-                           std::numeric_limits<float>::infinity(),
-                           -std::numeric_limits<float>::infinity(),
-                           std::numeric_limits<float>::quiet_NaN()};
-  const double thresholds[] = {0.01,
-                               static_cast<double>(0.01F),
-                               0.0,
-                               -0.0,
-                               1e-50,
-                               -1e-50,
-                               0.3,
-                               3.5e38,
-                               1e300,
-                               -1e300,
-                               3.4028234663852886e38,
-                               -3.4028234663852886e38,
-                               INF,
-                               -INF,
-                               NOT_A_NUMBER};
+  using Limits = std::numeric_limits<float>;
+  constexpr float inf = Limits::infinity();
+  constexpr float most = Limits::max();
+  constexpr double wide = most;
+  const float below = std::nextafter(0.01F, 0.0F);
+  const float above = std::nextafter(0.01F, 1.0F);
+  const float special[] = {0.0F,   -0.0F,   0.005F, 0.01F, below, above, 0.0100001F,
+                           1e-45F, -1e-45F, most,   -most, inf,   -inf,  Limits::quiet_NaN()};
+  const double thresholds[] = {0.01,  double{0.01F}, 0.0,  -0.0,  1e-50, -1e-50, 0.3,         3.5e38,
+                               1e300, -1e300,        wide, -wide, INF,   -INF,   NOT_A_NUMBER};
   for (const double threshold : thresholds) {
     const SSDPostProcessor processor(1, static_cast<std::int64_t>(std::size(special)), threshold);
     std::vector<float> scores{100};
@@ -262,9 +236,8 @@ TEST(Suppression, EdgesOfTheRule) {
 
 TEST(Suppression, UnorderedScoresStayWithinBounds) {
   std::vector<Prediction> predictions;
-  for (int i = 0; i < 500; ++i) {
+  for (int i = 0; i < 500; ++i)
     predictions.push_back(boxAt(i * 20, 0, 10, 10, i % 3 == 0 ? NOT_A_NUMBER : i % 7));
-  }
   const auto kept = SSDPostProcessor::suppressOverlaps(predictions, 500, 0.3F);
   ASSERT_EQ(kept.size(), 500U);
   EXPECT_EQ(kept.front().score, 6);

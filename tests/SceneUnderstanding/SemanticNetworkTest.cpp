@@ -1,5 +1,4 @@
 #include <bit>
-#include <limits>
 #include <random>
 
 #include <gtest/gtest.h>
@@ -52,21 +51,6 @@ TEST(Median, RunsAlongBitForBit) {
   }
 }
 
-TEST(SemanticNetwork, FirstBoxIsNoPartOfTheHistory) {
-  SemanticNetwork network;
-  network.observe("chair", 0.9, cube(0), nullptr, false);
-  ASSERT_EQ(network.totalTrackedObjectCount(), 1);
-  const TrackedObject& chair = *network.trackedObjects()[0];
-  EXPECT_EQ(chair.id(), 0);
-  EXPECT_EQ(chair.seenFrames(), 0);
-  EXPECT_TRUE(chair.previousBBoxes().empty());
-
-  network.observe("chair", 0.9, cube(0.1F), nullptr, false);
-  EXPECT_EQ(network.totalTrackedObjectCount(), 1);
-  EXPECT_EQ(chair.seenFrames(), 1);
-  EXPECT_EQ(chair.smoothBBox(), cube(0.1F));
-}
-
 TEST(SemanticNetwork, PersonsKeepFourBoxesOthersAll) {
   SemanticNetwork network;
   for (int i = 0; i < 6; ++i) {
@@ -86,11 +70,7 @@ TEST(SemanticNetwork, PersonsKeepFourBoxesOthersAll) {
 
 TEST(SemanticNetwork, WhatNeverOverlaps) {
   const BoundingBox3D base{0, 1, 0, 1, 0, 1};
-  const struct {
-    const char* what;
-    BoundingBox3D box;
-    bool overlaps;
-  } cases[] = {
+  const std::tuple<const char*, BoundingBox3D, bool> cases[] = {
       {"itself", base, true},
       {"touching on x", {1, 2, 0, 1, 0, 1}, false},
       {"touching on z", {0, 1, 0, 1, -1, 0}, false},
@@ -135,30 +115,10 @@ TEST(SemanticNetwork, TurnsCyanWithTheSixthMatch) {
   EXPECT_EQ(scene->rootNode()->childNodes().size(), 14U) << "the former drawing is gone";
 }
 
-TEST(SemanticNetwork, EveryOverlappedObjectLosesItsDrawing) {
-  SemanticNetwork network;
-  const auto scene = std::make_shared<SCNScene>();
-  observeTimes(network, 2, "chair", cube(0), scene);
-  observeTimes(network, 2, "chair", cube(0.6F), scene);
-  observeTimes(network, 2, "cup", cube(0.4F), scene);  // overlaps both chairs
-  const auto& objects = network.trackedObjects();
-  ASSERT_EQ(objects.size(), 3U);
-  EXPECT_FALSE(objects[0]->isVisible());
-  EXPECT_FALSE(objects[1]->isVisible());
-  EXPECT_TRUE(objects[2]->isVisible());
-
-  observeTimes(network, 1, "chair", cube(0.3F), scene);  // the first chair takes it, the walk goes on
-  EXPECT_EQ(objects[0]->seenFrames(), 2);
-  EXPECT_EQ(objects[1]->seenFrames(), 1);
-  EXPECT_TRUE(objects[0]->isVisible());
-  EXPECT_FALSE(objects[2]->isVisible());
-}
-
 std::vector<std::string> attachedEdges(const SemanticNetwork& network) {
   std::vector<std::string> keys;
-  for (const auto& [key, node] : network.visualEdges()) {
+  for (const auto& [key, node] : network.visualEdges())
     if (node->parentNode()) keys.push_back(key);
-  }
   return keys;
 }
 
@@ -188,7 +148,7 @@ TEST(SemanticNetwork, JoinsWhatStandsWithinAMetre) {
   EXPECT_EQ(network.visualEdges().at("0|1"), edges.at("0|1")) << "a stored line is used again";
 }
 
-/// Everything that can be seen of both, in order; ASSERTs inside.
+/// Everything that can be seen of both, in order: histories, matches, what is drawn. ASSERTs inside.
 class Differential {
  public:
   void observe(const std::string& name, const BoundingBox3D& box, std::size_t scene, bool draw) {
@@ -266,10 +226,9 @@ class Differential {
 
   SemanticNetwork fast_;
   PlainSemanticNetwork plain_;
-  std::array<std::shared_ptr<SCNScene>, 2> fastScenes_{std::make_shared<SCNScene>(),
-                                                       std::make_shared<SCNScene>()};
-  std::array<std::shared_ptr<SCNScene>, 2> plainScenes_{std::make_shared<SCNScene>(),
-                                                        std::make_shared<SCNScene>()};
+  using Scenes = std::array<std::shared_ptr<SCNScene>, 2>;
+  Scenes fastScenes_{std::make_shared<SCNScene>(), std::make_shared<SCNScene>()};
+  Scenes plainScenes_{std::make_shared<SCNScene>(), std::make_shared<SCNScene>()};
 };
 
 /// Boxes of one kind; `spread` is the side of the room they stand in.
@@ -283,18 +242,16 @@ BoundingBox3D randomBox(std::mt19937& random, const std::string& kind, float spr
   BoundingBox3D box{x, x + size(random), y, y + size(random), z, z + size(random)};
   if (kind == "lattice") {  // many boxes touch exactly
     for (float BoundingBox3D::*field : {&BoundingBox3D::minX, &BoundingBox3D::maxX, &BoundingBox3D::minY,
-                                        &BoundingBox3D::maxY, &BoundingBox3D::minZ, &BoundingBox3D::maxZ}) {
+                                        &BoundingBox3D::maxY, &BoundingBox3D::minZ, &BoundingBox3D::maxZ})
       box.*field = std::round(box.*field * 4) / 4;
-    }
   } else if (kind == "far") {  // gaps and overlaps of single units in the last place
     for (float BoundingBox3D::*field : {&BoundingBox3D::minX, &BoundingBox3D::maxX}) box.*field += 1e6F;
     box.minX = std::nextafter(box.minX, pick(random) < 6 ? INF : -INF);
   } else if (kind == "wild") {
     constexpr float values[] = {NOT_A_NUMBER, INF,   -INF, 3e38F, -3e38F, 1e30F,
                                 -1e30F,       1e10F, 0,    -0.0F, 1e-40F, 1e-3F};
-    for (float BoundingBox3D::*field : {&BoundingBox3D::minX, &BoundingBox3D::maxY, &BoundingBox3D::maxZ}) {
+    for (float BoundingBox3D::*field : {&BoundingBox3D::minX, &BoundingBox3D::maxY, &BoundingBox3D::maxZ})
       if (pick(random) < 4) box.*field = values[pick(random)];
-    }
   } else if (kind == "mixed" && pick(random) == 0) {  // as large as a hall, or as small as a crumb
     const float half = pick(random) < 6 ? 20.0F : 0.004F;
     box = {x - half, x + half, y - half, y + half, z - half, z + half};
@@ -369,11 +326,9 @@ TEST(SemanticNetwork, TenThousandObjectsAreThoseOfThePlainWalk) {
 TEST(SemanticNetwork, AThousandObservationsOfEachAreThoseOfThePlainWalk) {
   Differential both;
   Hall hall(3);
-  for (int round = 0; round <= 1000; ++round) {
-    for (int object = 0; object < 3; ++object) {
+  for (int round = 0; round <= 1000; ++round)
+    for (int object = 0; object < 3; ++object)
       both.observe(object == 2 ? "person" : "chair", hall.sightingOf(object), 0, round > 990);
-    }
-  }
   both.drawEdges(0);
   both.compare();
 }

@@ -1,68 +1,36 @@
-#include <filesystem>
-#include <future>
-#include <mutex>
-#include <string>
-#include <vector>
-
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <unistd.h>
 
 #include "geoloom/cloud/CloudAPI.h"
 #include "geoloom/platform/aws/AWSCloudWatch.h"
-#include "geoloom/platform/foundation/Dispatch.h"
 #include "geoloom/platform/foundation/FileManager.h"
-#include "geoloom/platform/foundation/Log.h"
 #include "geoloom/session/MapSessionSettings.h"
 #include "geoloom/session/ServiceEndpoints.h"
 
 #include "tests/cloud/MappingOperations.h"
-#include "tests/support/FakeService.h"
+#include "tests/support/Recorder.h"
+#include "tests/support/Scans.h"
 #include "tests/support/SignatureV4.h"
+#include "tests/support/TemporaryDirectory.h"
 
 namespace {
 
 using namespace geoloom;
+using geoloom::testing::eventually;
 using geoloom::testing::FakeAnswer;
 using geoloom::testing::FakeService;
 using geoloom::testing::Gate;
+using geoloom::testing::LineRecorder;
 using geoloom::testing::MappingOperation;
 using geoloom::testing::mappingOperations;
-using geoloom::testing::patience;
 using geoloom::testing::RecordedRequest;
+using geoloom::testing::Recorder;
 using platform::DispatchQueue;
 using platform::JSON;
 using ::testing::ElementsAre;
 
-/// The lines that reached the console.
-class Lines {
- public:
-  Lines() {
-    platform::Console::setSink([this](std::string_view line) {
-      const std::lock_guard lock(mutex_);
-      lines_.emplace_back(line);
-    });
-  }
-  Lines(const Lines&) = delete;
-  Lines& operator=(const Lines&) = delete;
-  ~Lines() { platform::Console::setSink({}); }
-  [[nodiscard]] std::vector<std::string> all() const {
-    const std::lock_guard lock(mutex_);
-    return lines_;
-  }
-
- private:
-  mutable std::mutex mutex_;
-  std::vector<std::string> lines_;
-};
-
 class CloudAPITest : public ::testing::Test {
  protected:
-  CloudAPITest() {
-    platform::FileManager::setStateDirectory(std::filesystem::temp_directory_path() /
-                                             ("geoloom-cloud-test-" + std::to_string(getpid())));
-  }
-  ~CloudAPITest() override { std::filesystem::remove_all(*platform::FileManager::stateDirectory()); }
+  CloudAPITest() { platform::FileManager::setStateDirectory(directory_.path()); }
 
   static std::shared_ptr<CloudAPI> api(const FakeService& service) {
     return api(service.url("/maps"), service.url("/localize"));
@@ -87,25 +55,21 @@ class CloudAPITest : public ::testing::Test {
   static std::vector<std::string> heardOf(const MappingOperation& operation,
                                           const std::shared_ptr<CloudAPI>& client,
                                           const FakeService* service) {
-    std::mutex mutex;
-    std::vector<std::string> heard;
+    Recorder<std::string> heard;
     operation.call(*client, [&](std::string text) {
       EXPECT_TRUE(DispatchQueue::main()->isCurrent());
-      const std::lock_guard lock(mutex);
-      heard.push_back(std::move(text));
+      heard.add(std::move(text));
     });
     // The request is over when nobody holds the client any longer but us.
-    const auto deadline = std::chrono::steady_clock::now() + patience;
-    while (client.use_count() > 1 && std::chrono::steady_clock::now() < deadline)
-      DispatchQueue::main()->sync([] {});
-    EXPECT_EQ(client.use_count(), 1) << operation.name << " never ended";
+    EXPECT_TRUE(eventually([&] { return client.use_count() == 1; })) << operation.name << " never ended";
     DispatchQueue::main()->sync([] {});
     if (service) {
       EXPECT_EQ(service->requests().size(), 1U) << operation.name;
     }
-    const std::lock_guard lock(mutex);
-    return heard;
+    return heard.entries();
   }
+
+  const test::TemporaryDirectory directory_;
 };
 
 TEST_F(CloudAPITest, EveryOperationPostsJSONToItsPlace) {
@@ -176,22 +140,22 @@ TEST_F(CloudAPITest, TellsTheConsoleOfPlacementsBeforeAndOfLocalizationsAfter) {
     EXPECT_TRUE(answer.wait());
     return FakeAnswer::json("{}");
   });
-  const Lines lines;
+  const LineRecorder lines;
   const auto client = api(service);
   client->placeAssetsOnMap("M1",
                            {std::make_shared<MapAsset>("lamp", platform::SCNVector3{0.1F, -2.0F, 3.0F}, 0.5F),
                             std::make_shared<MapAsset>("chair", platform::SCNVector3{}, 0.0F)},
                            [](const JSON&) {});
-  EXPECT_THAT(lines.all(),
-              ElementsAre("Placing asset: lamp, 0.1, -2.0, 3.0", "Placing asset: chair, 0.0, 0.0, 0.0"));
+  EXPECT_THAT(lines.entries(),
+              ElementsAre("> Placing asset: lamp, 0.1, -2.0, 3.0", "> Placing asset: chair, 0.0, 0.0, 0.0"));
   ASSERT_TRUE(arrived.wait());
   EXPECT_EQ(service.requests()[0].json()["placements"].size(), 2U);
   answer.open();
   client->requestSceneLocalization("M1", "L1", 0.3F);
   ASSERT_TRUE(service.waitForRequests(2));
   while (client.use_count() > 1) DispatchQueue::main()->sync([] {});
-  EXPECT_EQ(lines.all().back(), "result");
-  EXPECT_EQ(lines.all().size(), 3U);
+  EXPECT_EQ(lines.entries().back(), "> result");
+  EXPECT_EQ(lines.entries().size(), 3U);
 }
 
 TEST_F(CloudAPITest, LivesUntilItsAnswerWasHandledAndOutlivesItsCallers) {
@@ -218,18 +182,13 @@ TEST_F(CloudAPITest, CountsEventsOfTheDeveloper) {
   const FakeService service([](const RecordedRequest&) { return FakeAnswer::json("not even JSON", 500); });
   const auto client = api("", "");
   client->sendMetric("nobody is registered", "k");
-  platform::AWSCloudWatch::registerCloudWatch(
-      std::make_shared<const platform::AWSServiceConfiguration>(
-          platform::AWSRegionUSWest2,
-          std::make_shared<platform::AWSStaticCredentialsProvider>("access", "secret"),
-          platform::AWSServiceEndpoints{.tables = {}, .metrics = service.url()}),
-      "GeoloomLib");
+  platform::AWSCloudWatch::registerCloudWatch(geoloom::testing::servicesAt(service.url()), "GeoloomLib");
   client->sendMetric("YeltMaps.AssetSaved", "hash");
   ASSERT_TRUE(service.waitForRequests(1));
   const RecordedRequest sent = service.requests()[0];
   EXPECT_EQ(sent.body, R"({"Namespace":"YeltMaps","MetricData":[{"MetricName":"YeltMaps.AssetSaved",)"
                        R"("Dimensions":[{"Name":"devKey","Value":"hash"}],"Value":1,"Unit":"Count"}]})");
-  EXPECT_EQ(geoloom::testing::signatureFault(sent, "access", "secret", "us-west-2", "monitoring"), "");
+  EXPECT_EQ(geoloom::testing::signatureFault(sent, {"access", "secret"}, "monitoring"), "");
 }
 
 }  // namespace

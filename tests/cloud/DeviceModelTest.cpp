@@ -6,11 +6,7 @@ namespace geoloom {
 namespace {
 
 TEST(DeviceModel, NamesAreExact) {
-  struct Case {
-    const char* identifier;
-    const char* name;
-  };
-  const Case cases[] = {
+  const std::pair<const char*, const char*> cases[] = {
       {"iPod7,1", "iPod Touch 6"},
       {"iPhone4,1", "iPhone 4s"},
       {"iPhone5,3", "iPhone 5c"},
@@ -29,7 +25,7 @@ TEST(DeviceModel, NamesAreExact) {
       {"i386", "Simulator"},
       {"x86_64", "Simulator"},
   };
-  for (const Case& row : cases) EXPECT_EQ(modelName(row.identifier), row.name) << row.identifier;
+  for (const auto& [identifier, name] : cases) EXPECT_EQ(modelName(identifier), name) << identifier;
 }
 
 TEST(DeviceModel, WhatIsNotListedComesBackUnchanged) {

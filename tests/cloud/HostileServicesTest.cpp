@@ -1,26 +1,15 @@
-#include <chrono>
-#include <functional>
-#include <memory>
-#include <string>
-#include <vector>
-
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "geoloom/cloud/CloudAPI.h"
 #include "geoloom/platform/aws/AWSCloudWatch.h"
-#include "geoloom/platform/aws/AWSDynamoDBObjectMapper.h"
-#include "geoloom/platform/aws/DeveloperKey.h"
 #include "geoloom/platform/foundation/FileManager.h"
-#include "geoloom/platform/network/HTTPClient.h"
 #include "geoloom/session/ServiceEndpoints.h"
 #include "geoloom/storage/SceneUnderstandingModel.h"
-#include "geoloom/storage/TransformScan.h"
 
 #include "localcloud/Server.h"
 #include "tests/cloud/MappingOperations.h"
 #include "tests/support/EagerClock.h"
-#include "tests/support/FakeService.h"
+#include "tests/support/HTTP.h"
 #include "tests/support/Hostilities.h"
 #include "tests/support/Scans.h"
 #include "tests/support/SecureService.h"
@@ -50,19 +39,15 @@ class Kit {
                                   .sceneUnderstanding = address.empty() ? "" : address + "/localize",
                                   .tables = address,
                                   .metrics = address});
-    const auto pair = platform::DeveloperKey::pair(DEVELOPER_KEY);
-    const auto configuration = std::make_shared<const platform::AWSServiceConfiguration>(
-        platform::AWSRegionUSWest2,
-        std::make_shared<platform::AWSStaticCredentialsProvider>(pair.accessKey, pair.secretKey),
-        platform::AWSServiceEndpoints{.tables = address, .metrics = address});
-    platform::AWSServiceManager::defaultServiceManager().setDefaultServiceConfiguration(configuration);
+    const auto configuration = servicesAt(address, platform::DeveloperKey::pair(DEVELOPER_KEY));
+    makeDefault(configuration);
     platform::AWSCloudWatch::registerCloudWatch(configuration, CloudAPI::METRICS_CLIENT_KEY);
     api = std::make_shared<CloudAPI>(false);
   }
   Kit(const Kit&) = delete;
   Kit& operator=(const Kit&) = delete;
   ~Kit() {
-    platform::AWSServiceManager::defaultServiceManager().setDefaultServiceConfiguration(nullptr);
+    makeDefault(nullptr);
     platform::Clock::install(nullptr);
   }
 
@@ -148,10 +133,7 @@ Lines journalOf(const Kit& kit) {
 }
 
 void waitUntilOver(const Operation& operation, const Kit& kit) {
-  const auto deadline = std::chrono::steady_clock::now() + patience;
-  while (!operation.isOver(kit) && std::chrono::steady_clock::now() < deadline)
-    DispatchQueue::main()->sync([] {});
-  EXPECT_TRUE(operation.isOver(kit)) << operation.name << " never ended";
+  EXPECT_TRUE(eventually([&] { return operation.isOver(kit); })) << operation.name << " never ended";
   DispatchQueue::main()->sync([] {});
 }
 
@@ -201,15 +183,7 @@ TEST(HostileServices, NothingIsSentToThoseThatCannotProveTheirName) {
 /// Returns when the client has looked at the time.
 void wakeClient() {
   const FakeService kind([](const RecordedRequest&) { return FakeAnswer::json("[]"); });
-  platform::HTTPRequest request;
-  request.url = kind.url();
-  platform::DispatchSemaphore answered(0);
-  platform::HTTPClient::shared().post(std::move(request), DispatchQueue::global(),
-                                      [&](const platform::HTTPResponse& response) {
-                                        EXPECT_EQ(response.error, "");
-                                        answered.signal();
-                                      });
-  answered.wait();
+  EXPECT_EQ(answerTo(requestTo(kind.url())).error, "");
 }
 
 TEST(HostileServices, WhoeverIsSlowIsGivenUpAtTheDeadline) {

@@ -10,12 +10,14 @@
 
 namespace geoloom::testing {
 
+using Heard = const std::function<void(std::string)>&;
+
 /// One operation of the mapping service, called with plain arguments. `heard` is told of every callback with
 /// the text of what it received.
 struct MappingOperation {
   std::string name;
   std::string path;
-  void (*call)(CloudAPI& api, const std::function<void(std::string)>& heard);
+  void (*call)(CloudAPI& api, Heard heard);
   /// What is heard when there is no answer.
   std::vector<std::string> withoutAnswer;
   /// What is heard of the answer [].
@@ -36,35 +38,31 @@ inline std::string listed(const std::vector<std::shared_ptr<Map>>& maps) {
   static const std::vector<MappingOperation> operations{
       {"createMap",
        "/maps/create_map",
-       [](CloudAPI& api, const std::function<void(std::string)>& heard) {
+       [](CloudAPI& api, Heard heard) {
          api.createMap("a", "u", "m", "k", {}, {}, {}, {}, {}, telling(heard));
        },
        {"[]"},
        {"[]"}},
       {"createLocalizationSession",
        "/maps/create_localization_session",
-       [](CloudAPI& api, const std::function<void(std::string)>& heard) {
+       [](CloudAPI& api, Heard heard) {
          api.createLocalizationSession("a", "u", "m", "k", 1, 2, 3, 4, 5, telling(heard));
        },
        {"[]"},
        {"[]"}},
       {"placeAssetsOnMap",
        "/maps/place_asset_on_map",
-       [](CloudAPI& api, const std::function<void(std::string)>& heard) {
-         api.placeAssetsOnMap("M1", {}, telling(heard));
-       },
+       [](CloudAPI& api, Heard heard) { api.placeAssetsOnMap("M1", {}, telling(heard)); },
        {},
        {"[]"}},
       {"findAssetsOnTheMap",
        "/maps/find_assets_on_the_map",
-       [](CloudAPI& api, const std::function<void(std::string)>& heard) {
-         api.findAssetsOnTheMap("M1", telling(heard));
-       },
+       [](CloudAPI& api, Heard heard) { api.findAssetsOnTheMap("M1", telling(heard)); },
        {},
        {"[]"}},
       {"listNearbyMaps",
        "/maps/list_nearby_maps",
-       [](CloudAPI& api, const std::function<void(std::string)>& heard) {
+       [](CloudAPI& api, Heard heard) {
          api.listNearbyMaps("a", std::nullopt, 1, 2, 3, 4, "k",
                             [heard](const std::vector<std::shared_ptr<Map>>& maps) { heard(listed(maps)); });
        },
@@ -72,9 +70,7 @@ inline std::string listed(const std::vector<std::shared_ptr<Map>>& maps) {
        {"maps"}},
       {"requestSceneLocalization",
        "/localize",
-       [](CloudAPI& api, const std::function<void(std::string)>&) {
-         api.requestSceneLocalization("M1", "L1", 0.3F);
-       },
+       [](CloudAPI& api, Heard) { api.requestSceneLocalization("M1", "L1", 0.3F); },
        {},
        {}},
   };

@@ -2,25 +2,18 @@
 // kit, so that loading is what a test does, and exports the functions below, so that they stand before libc's
 // in the lookup of every library it loads.
 
-#include <algorithm>
 #include <array>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <iterator>
-#include <map>
-#include <memory>
 #include <regex>
-#include <sstream>
-#include <string>
-#include <vector>
 
 #include <cxxabi.h>
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <pthread.h>
 #include <sys/socket.h>
 
@@ -100,9 +93,8 @@ std::vector<std::string> linesOf(const std::string& command) {
   const std::unique_ptr<FILE, int (*)(FILE*)> pipe(popen(command.c_str(), "r"), pclose);
   std::string text;
   std::array<char, 4096> block{};
-  for (std::size_t n = 0; (n = fread(block.data(), 1, block.size(), pipe.get())) > 0;) {
+  for (std::size_t n = 0; (n = fread(block.data(), 1, block.size(), pipe.get())) > 0;)
     text.append(block.data(), n);
-  }
   std::istringstream stream(text);
   std::vector<std::string> lines;
   for (std::string line; std::getline(stream, line);) lines.push_back(line);
@@ -126,9 +118,8 @@ std::vector<std::string> neededBy(const std::string& library) {
 /// What is done when a library is loaded whose dependencies are there: calls on the way, and what stays open
 /// or runs.
 std::vector<std::string> doneByLoading(const std::string& library) {
-  for (const auto& name : neededBy(library)) {
+  for (const auto& name : neededBy(library))
     EXPECT_NE(dlopen(name.c_str(), RTLD_NOW | RTLD_GLOBAL), nullptr) << name;
-  }
   const auto threads = entries("/proc/self/task");
   const auto files = entries("/proc/self/fd");
   isWatching = true;

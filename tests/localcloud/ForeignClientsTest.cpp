@@ -1,19 +1,7 @@
-#include <filesystem>
-#include <future>
-#include <memory>
-#include <string>
-#include <variant>
-#include <vector>
-
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 
 #include "geoloom/platform/aws/AWSCloudWatch.h"
-#include "geoloom/platform/aws/AWSDynamoDBObjectMapper.h"
-#include "geoloom/platform/aws/DeveloperKey.h"
 #include "geoloom/storage/SceneUnderstandingModel.h"
-#include "geoloom/storage/TransformRow.h"
 
 #include "tests/support/ChildProcess.h"
 #include "tests/support/FakeService.h"
@@ -73,20 +61,12 @@ class ForeignClientsTest : public ::testing::Test {
 /// The kit's side, against whatever listens at the address.
 class Kit {
  public:
-  explicit Kit(const std::string& address) {
-    const DeveloperKey::Pair pair = DeveloperKey::pair(DEVELOPER_KEY);
-    configuration_ = std::make_shared<const AWSServiceConfiguration>(
-        AWSRegionUSWest2, std::make_shared<AWSStaticCredentialsProvider>(pair.accessKey, pair.secretKey),
-        AWSServiceEndpoints{.tables = address, .metrics = address});
-  }
+  explicit Kit(const std::string& address)
+      : configuration_(geoloom::testing::servicesAt(address, DeveloperKey::pair(DEVELOPER_KEY))) {}
 
   void scan(const std::optional<AWSDynamoDBAttributes>& startKey) const {
-    AWSDynamoDBScanExpression expression;
+    auto expression = geoloom::testing::scanFor("SessionId", "M é \"1\"", 200);
     expression.exclusiveStartKey = startKey;
-    expression.limit = 200;
-    expression.filterExpression = "#sessionId = :sessionId";
-    expression.expressionAttributeNames = {{"#sessionId", "SessionId"}};
-    expression.expressionAttributeValues = {{":sessionId", AWSDynamoDBAttributeValue::text("M é \"1\"")}};
     const AWSDynamoDBObjectMapper mapper(configuration_);
     static_cast<void>(geoloom::testing::pageOf<TransformRow>(expression, mapper));
   }
@@ -94,11 +74,7 @@ class Kit {
   void save() const {
     SceneUnderstandingModel row("S1", 7, 0.5F, -1.25F, 2, "cup", 0.875F, true);
     row.Timestamp = 1700000000.25;
-    std::promise<void> saved;
-    AWSDynamoDBObjectMapper(configuration_).save(row, [&saved](const std::optional<AWSError>&) {
-      saved.set_value();
-    });
-    saved.get_future().wait();
+    static_cast<void>(geoloom::testing::save(row, AWSDynamoDBObjectMapper(configuration_)));
   }
 
   void putMetric() const {
@@ -148,30 +124,21 @@ TEST_F(ForeignClientsTest, SendWhatTheKitSends) {
   ASSERT_TRUE(service.waitForRequests(4));
 
   start(service.url());
-  JSON scan = {{"TableName", "Transformations"},
-               {"Limit", 200},
-               {"FilterExpression", "#sessionId = :sessionId"},
-               {"ExpressionAttributeNames", {{"#sessionId", "SessionId"}}},
-               {"ExpressionAttributeValues", {{":sessionId", {{"S", "M é \"1\""}}}}}};
+  JSON scan =
+      JSON::parse(R"({"TableName": "Transformations", "Limit": 200, "FilterExpression": "#name = :name",
+      "ExpressionAttributeNames": {"#name": "SessionId"},
+      "ExpressionAttributeValues": {":name": {"S": "M é \"1\""}}})");
   static_cast<void>(tables("ScanCommand", scan));
   scan["ExclusiveStartKey"] = {{"SessionId", {{"S", "M0"}}}, {"Timestamp", {{"N", "1700000000.5"}}}};
   static_cast<void>(tables("ScanCommand", scan));
-  const JSON item = {{"SessionId", {{"S", "S1"}}},
-                     {"FrameId", {{"N", "7"}}},
-                     {"PositionX", {{"N", "0.5"}}},
-                     {"PositionY", {{"N", "-1.25"}}},
-                     {"PositionZ", {{"N", "2"}}},
-                     {"ObjectName", {{"S", "cup"}}},
-                     {"Confidence", {{"N", "0.875"}}},
-                     {"Timestamp", {{"N", "1700000000.25"}}},
-                     {"IsLocalizationSession", {{"N", "1"}}}};
-  static_cast<void>(tables("PutItemCommand", {{"TableName", "SceneUnderstanding"}, {"Item", item}}));
-  const JSON datum = {{"MetricName", "YeltMaps.AssetSaved"},
-                      {"Dimensions", {{{"Name", "devKey"}, {"Value", "hash"}}}},
-                      {"Value", 1},
-                      {"Unit", "Count"}};
+  static_cast<void>(tables("PutItemCommand", JSON::parse(R"({"TableName": "SceneUnderstanding", "Item": {
+      "SessionId": {"S": "S1"}, "FrameId": {"N": "7"}, "PositionX": {"N": "0.5"}, "PositionY": {"N": "-1.25"},
+      "PositionZ": {"N": "2"}, "ObjectName": {"S": "cup"}, "Confidence": {"N": "0.875"},
+      "Timestamp": {"N": "1700000000.25"}, "IsLocalizationSession": {"N": "1"}}})")));
   static_cast<void>(
-      call("metrics", "PutMetricDataCommand", {{"Namespace", "YeltMaps"}, {"MetricData", {datum}}}));
+      call("metrics", "PutMetricDataCommand", JSON::parse(R"({"Namespace": "YeltMaps", "MetricData": [
+      {"MetricName": "YeltMaps.AssetSaved", "Dimensions": [{"Name": "devKey", "Value": "hash"}], "Value": 1,
+       "Unit": "Count"}]})")));
 
   const auto requests = service.requests();
   ASSERT_EQ(requests.size(), 8U);
@@ -197,15 +164,12 @@ TEST_F(ForeignClientsTest, SendWhatTheKitSends) {
 TEST_F(ForeignClientsTest, TakeTheLocalCloudForTheRealTables) {
   test::LocalCloud cloud(DEVELOPER_KEY);
   start(cloud.tables());
-  const JSON keys = {{{"AttributeName", "Sensor"}, {"KeyType", "HASH"}},
-                     {{"AttributeName", "Number"}, {"KeyType", "RANGE"}}};
-  const JSON types = {{{"AttributeName", "Sensor"}, {"AttributeType", "S"}},
-                      {{"AttributeName", "Number"}, {"AttributeType", "N"}}};
-  const JSON table = {{"TableName", "Readings"},
-                      {"KeySchema", keys},
-                      {"AttributeDefinitions", types},
-                      {"BillingMode", "PAY_PER_REQUEST"}};
-  EXPECT_EQ(tables("CreateTableCommand", table).at("TableDescription").at("KeySchema"), keys);
+  const JSON table = JSON::parse(R"({"TableName": "Readings", "BillingMode": "PAY_PER_REQUEST",
+      "KeySchema": [{"AttributeName": "Sensor", "KeyType": "HASH"}, {"AttributeName": "Number", "KeyType": "RANGE"}],
+      "AttributeDefinitions": [{"AttributeName": "Sensor", "AttributeType": "S"},
+                               {"AttributeName": "Number", "AttributeType": "N"}]})");
+  EXPECT_EQ(tables("CreateTableCommand", table).at("TableDescription").at("KeySchema"),
+            table.at("KeySchema"));
   EXPECT_EQ(tables("DescribeTableCommand", {{"TableName", "Readings"}}).at("Table").at("TableStatus"),
             "ACTIVE");
   EXPECT_EQ(tables("ListTablesCommand", JSON::object()).at("TableNames"),
@@ -223,11 +187,8 @@ TEST_F(ForeignClientsTest, TakeTheLocalCloudForTheRealTables) {
   const JSON key = {{"Sensor", {{"S", "other"}}}, {"Number", {{"N", "9"}}}};
   EXPECT_EQ(tables("GetItemCommand", {{"TableName", "Readings"}, {"Key", key}}).at("Item"), item("other", 9));
 
-  JSON scan = {{"TableName", "Readings"},
-               {"Limit", 2},
-               {"FilterExpression", "#s = :s"},
-               {"ExpressionAttributeNames", {{"#s", "Sensor"}}},
-               {"ExpressionAttributeValues", {{":s", {{"S", "é \U0001F600"}}}}}};
+  JSON scan = JSON::parse(R"({"TableName": "Readings", "Limit": 2, "FilterExpression": "#s = :s",
+      "ExpressionAttributeNames": {"#s": "Sensor"}, "ExpressionAttributeValues": {":s": {"S": "é 😀"}}})");
   JSON found = JSON::array();
   for (int pages = 0; pages < 10; ++pages) {
     const JSON page = tables("ScanCommand", scan);

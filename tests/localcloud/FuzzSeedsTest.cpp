@@ -1,5 +1,3 @@
-#include <filesystem>
-#include <fstream>
 #include <iterator>
 
 #include "fuzz/Pieces.h"

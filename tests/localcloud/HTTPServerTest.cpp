@@ -1,23 +1,14 @@
-#include <atomic>
 #include <chrono>
-#include <memory>
-#include <string>
-#include <thread>
-#include <vector>
 
 #include <arpa/inet.h>
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <httplib.h>
 #include <netinet/in.h>
-#include <openssl/pem.h>
-#include <openssl/x509v3.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include "localcloud/HTTPServer.h"
-#include "tests/support/TemporaryDirectory.h"
+#include "tests/support/SecureService.h"
 
 namespace geoloom::localcloud {
 namespace {
@@ -61,6 +52,12 @@ class RawClient {
       }
       if (!hear()) return std::exchange(heard_, {});
     }
+  }
+
+  /// The answer to these bytes.
+  std::string ask(const std::string& bytes) {
+    EXPECT_TRUE(send(bytes));
+    return receive();
   }
 
   /// True when the server closes the connection without saying anything more.
@@ -111,46 +108,38 @@ class HTTPServerTest : public ::testing::Test {
 
 TEST_F(HTTPServerTest, AnswersRequestAfterRequestOnOneConnection) {
   RawClient client(port());
-  ASSERT_TRUE(client.send(post("one", "X-Sent: Yes\r\n")));
-  const std::string answer = client.receive();
+  const std::string answer = client.ask(post("one", "X-Sent: Yes\r\n"));
   EXPECT_THAT(answer, StartsWith("HTTP/1.1 200 OK\r\n"));
   EXPECT_THAT(answer, HasSubstr("Content-Type: text/plain\r\n"));
   EXPECT_THAT(answer, HasSubstr("X-Seen: Yes\r\n"));
   EXPECT_THAT(answer, EndsWith("\r\n\r\nPOST /path?x=1 one"));
-  ASSERT_TRUE(client.send(post("two") + post("three")));
-  EXPECT_THAT(client.receive(), EndsWith("two"));
+  EXPECT_THAT(client.ask(post("two") + post("three")), EndsWith("two"));
   EXPECT_THAT(client.receive(), EndsWith("three"));
-  ASSERT_TRUE(client.send(post("last", "Connection: close\r\n")));
-  EXPECT_THAT(client.receive(), EndsWith("last"));
+  EXPECT_THAT(client.ask(post("last", "Connection: close\r\n")), EndsWith("last"));
   EXPECT_TRUE(client.isClosed());
 }
 
 TEST_F(HTTPServerTest, ReadsChunkedBodiesAndBodiesInPieces) {
   RawClient client(port());
-  ASSERT_TRUE(
-      client.send("POST / HTTP/1.1\r\nTransfer-Encoding: chunked\r\n\r\n3\r\nabc\r\n2\r\nde\r\n0\r\n\r\n"));
-  EXPECT_THAT(client.receive(), EndsWith("POST / abcde"));
+  EXPECT_THAT(
+      client.ask("POST / HTTP/1.1\r\nTransfer-Encoding: chunked\r\n\r\n3\r\nabc\r\n2\r\nde\r\n0\r\n\r\n"),
+      EndsWith("POST / abcde"));
   for (const char c : post("piecewise")) ASSERT_TRUE(client.send(std::string(1, c)));
   EXPECT_THAT(client.receive(), EndsWith("piecewise"));
-  ASSERT_TRUE(client.send("POST / HTTP/1.1\r\nHost: me\r\n\r\n"));
-  EXPECT_THAT(client.receive(), EndsWith("POST / ")) << "no length, no body";
+  EXPECT_THAT(client.ask("POST / HTTP/1.1\r\nHost: me\r\n\r\n"), EndsWith("POST / ")) << "no length, no body";
 }
 
 TEST_F(HTTPServerTest, ABodyOverTheLimitIsRefusedAndTheNextRequestWorks) {
   options_.bodyLimit = 100'000;
   RawClient client(port());
-  ASSERT_TRUE(client.send(post(std::string(100'000, 'x'))));
-  EXPECT_THAT(client.receive(), StartsWith("HTTP/1.1 200"));
-  ASSERT_TRUE(client.send(post(std::string(100'001, 'x'))));
-  EXPECT_THAT(client.receive(), StartsWith("HTTP/1.1 413"));
-  ASSERT_TRUE(client.send(post("small")));
-  EXPECT_THAT(client.receive(), EndsWith("small"));
+  EXPECT_THAT(client.ask(post(std::string(100'000, 'x'))), StartsWith("HTTP/1.1 200"));
+  EXPECT_THAT(client.ask(post(std::string(100'001, 'x'))), StartsWith("HTTP/1.1 413"));
+  EXPECT_THAT(client.ask(post("small")), EndsWith("small"));
 
   RawClient chunked(port());
   ASSERT_TRUE(chunked.send("POST / HTTP/1.1\r\nTransfer-Encoding: chunked\r\n\r\n"));
   for (int i = 0; i < 101; ++i) ASSERT_TRUE(chunked.send("3e8\r\n" + std::string(1000, 'x') + "\r\n"));
-  ASSERT_TRUE(chunked.send("0\r\n\r\n" + post("small")));
-  EXPECT_THAT(chunked.receive(), StartsWith("HTTP/1.1 413"));
+  EXPECT_THAT(chunked.ask("0\r\n\r\n" + post("small")), StartsWith("HTTP/1.1 413"));
   EXPECT_THAT(chunked.receive(), EndsWith("small"));
 }
 
@@ -158,33 +147,28 @@ TEST_F(HTTPServerTest, WhatIsNotARequestIsRefusedAndTheConnectionClosed) {
   const std::string large(9000, 'x');
   std::string manyHeaders;
   for (int i = 0; i < 10'000; ++i) manyHeaders += "X-Filler: 0123456789\r\n";
+  const std::string begin = "POST / HTTP/1.1\r\n";
   for (const std::string& bytes :
        {std::string("hello\r\n\r\n"), "POST / HTTP/9.9\r\n\r\n" + large,
-        "POST /" + large + " HTTP/1.1\r\n\r\n", std::string("POST / HTTP/1.1\r\nContent-Length: 1e3\r\n\r\n"),
-        std::string("POST / HTTP/1.1\r\nContent-Length: -1\r\n\r\n"),
-        std::string("POST / HTTP/1.1\r\nContent-Length: 1\r\nContent-Length: 2\r\n\r\nxx"),
-        std::string("POST / HTTP/1.1\r\nContent-Length: 3\r\nTransfer-Encoding: chunked\r\n\r\nxxx"),
-        std::string("POST / HTTP/1.1\r\nTransfer-Encoding: gzip\r\n\r\n"),
-        std::string("POST / HTTP/1.1\r\nTransfer-Encoding: chunked\r\n\r\nzz\r\n"),
-        std::string("POST / HTTP/1.1\r\nContent-Type: multipart/form-data; boundary=x\r\nContent-Length: "
-                    "2\r\n\r\nxx"),
-        "POST / HTTP/1.1\r\n" + manyHeaders}) {
+        "POST /" + large + " HTTP/1.1\r\n\r\n", begin + "Content-Length: 1e3\r\n\r\n",
+        begin + "Content-Length: -1\r\n\r\n", begin + "Content-Length: 1\r\nContent-Length: 2\r\n\r\nxx",
+        begin + "Content-Length: 3\r\nTransfer-Encoding: chunked\r\n\r\nxxx",
+        begin + "Transfer-Encoding: gzip\r\n\r\n", begin + "Transfer-Encoding: chunked\r\n\r\nzz\r\n",
+        begin + "Content-Type: multipart/form-data; boundary=x\r\nContent-Length: 2\r\n\r\nxx",
+        begin + manyHeaders}) {
     RawClient client(port());
-    ASSERT_TRUE(client.send(bytes));
-    const std::string answer = client.receive();
+    const std::string answer = client.ask(bytes);
     EXPECT_THAT(answer, ::testing::MatchesRegex("HTTP/1.1 4[01][0-9] (.|\n|\r)*")) << bytes.substr(0, 99);
     EXPECT_THAT(answer, HasSubstr("errorMessage"));
     EXPECT_TRUE(client.isClosed()) << bytes.substr(0, 99);
   }
   RawClient client(port());
-  ASSERT_TRUE(client.send(post("still there")));
-  EXPECT_THAT(client.receive(), EndsWith("still there"));
+  EXPECT_THAT(client.ask(post("still there")), EndsWith("still there"));
 }
 
 TEST_F(HTTPServerTest, OtherMethodsReachTheHandlerAndEndTheConnection) {
   RawClient client(port());
-  ASSERT_TRUE(client.send("GET /x HTTP/1.1\r\nHost: me\r\n\r\n"));
-  EXPECT_THAT(client.receive(), EndsWith("GET /x "));
+  EXPECT_THAT(client.ask("GET /x HTTP/1.1\r\nHost: me\r\n\r\n"), EndsWith("GET /x "));
   EXPECT_TRUE(client.isClosed());
 }
 
@@ -199,8 +183,7 @@ TEST_F(HTTPServerTest, ASlowClientIsDroppedAndHoldsNobodyElse) {
     while (dripping.send("P")) std::this_thread::sleep_for(std::chrono::milliseconds(20));
   });
   RawClient other(port());
-  ASSERT_TRUE(other.send(post("quick")));
-  EXPECT_THAT(other.receive(), EndsWith("quick"));
+  EXPECT_THAT(other.ask(post("quick")), EndsWith("quick"));
   for (RawClient* const client : {&silent, &inBody}) {
     const std::string answer = client->receive();
     EXPECT_THAT(answer, StartsWith("HTTP/1.1 408 Request Timeout\r\n"));
@@ -230,8 +213,7 @@ TEST_F(HTTPServerTest, BeyondTheConnectionLimitClientsWaitTheirTurn) {
   auto first = std::make_unique<RawClient>(port());
   RawClient second(port());
   for (RawClient* const client : {first.get(), &second}) {
-    ASSERT_TRUE(client->send(post("served")));
-    EXPECT_THAT(client->receive(), EndsWith("served"));
+    EXPECT_THAT(client->ask(post("served")), EndsWith("served"));
   }
   RawClient third(port());
   ASSERT_TRUE(third.send(post("at last")));
@@ -244,8 +226,7 @@ TEST_F(HTTPServerTest, EndsPromptlyWithConnectionsOpen) {
   RawClient half(port());
   ASSERT_TRUE(half.send("POST / HT"));
   RawClient used(port());
-  ASSERT_TRUE(used.send(post("x")));
-  EXPECT_THAT(used.receive(), EndsWith("x"));
+  EXPECT_THAT(used.ask(post("x")), EndsWith("x"));
   server_.reset();
   EXPECT_TRUE(idle.isClosed());
   EXPECT_TRUE(half.isClosed());
@@ -269,27 +250,14 @@ TEST_F(HTTPServerTest, APortThatIsListenedOnIsTaken) {
 
 /// A key and a certificate for 127.0.0.1 that it signs itself.
 TLSFiles selfSigned(const test::TemporaryDirectory& directory) {
-  const std::unique_ptr<EVP_PKEY, decltype(&EVP_PKEY_free)> key(EVP_EC_gen("P-256"), &EVP_PKEY_free);
-  const std::unique_ptr<X509, decltype(&X509_free)> certificate(X509_new(), &X509_free);
-  X509_set_version(certificate.get(), 2);
-  X509_gmtime_adj(X509_getm_notBefore(certificate.get()), -60);
-  X509_gmtime_adj(X509_getm_notAfter(certificate.get()), 3600);
-  X509_NAME* const name = X509_get_subject_name(certificate.get());
-  X509_NAME_add_entry_by_txt(name, "CN", MBSTRING_ASC, reinterpret_cast<const unsigned char*>("local"), -1,
-                             -1, 0);
-  X509_set_issuer_name(certificate.get(), name);
-  X509_set_pubkey(certificate.get(), key.get());
-  const std::unique_ptr<X509_EXTENSION, decltype(&X509_EXTENSION_free)> subject(
-      X509V3_EXT_conf_nid(nullptr, nullptr, NID_subject_alt_name, "IP:127.0.0.1"), &X509_EXTENSION_free);
-  X509_add_ext(certificate.get(), subject.get(), -1);
-  X509_sign(certificate.get(), key.get(), EVP_sha256());
-
+  using geoloom::testing::Free;
+  const auto identity =
+      geoloom::testing::makeIdentity("local", "IP:127.0.0.1", geoloom::testing::day, nullptr);
   TLSFiles files{.certificate = directory.path() / "cert.pem", .key = directory.path() / "key.pem"};
-  const std::unique_ptr<BIO, decltype(&BIO_free)> out(BIO_new_file(files.certificate.c_str(), "w"),
-                                                      &BIO_free);
-  PEM_write_bio_X509(out.get(), certificate.get());
-  const std::unique_ptr<BIO, decltype(&BIO_free)> secret(BIO_new_file(files.key.c_str(), "w"), &BIO_free);
-  PEM_write_bio_PrivateKey(secret.get(), key.get(), nullptr, nullptr, 0, nullptr, nullptr);
+  const std::unique_ptr<FILE, Free<fclose>> certificate(fopen(files.certificate.c_str(), "w"));
+  PEM_write_X509(certificate.get(), identity.certificate.get());
+  const std::unique_ptr<FILE, Free<fclose>> key(fopen(files.key.c_str(), "w"));
+  PEM_write_PrivateKey(key.get(), identity.key.get(), nullptr, nullptr, 0, nullptr, nullptr);
   return files;
 }
 
@@ -309,8 +277,7 @@ TEST_F(HTTPServerTest, ServesHTTPSToThoseWhoTrustItsCertificate) {
     EXPECT_EQ(answer->body, "POST /over/tls " + body);
   }
   RawClient plain(port());
-  ASSERT_TRUE(plain.send(post("not encrypted")));
-  EXPECT_THAT(plain.receive(), Not(HasSubstr("HTTP/1.1 200")));
+  EXPECT_THAT(plain.ask(post("not encrypted")), Not(HasSubstr("HTTP/1.1 200")));
 }
 
 TEST_F(HTTPServerTest, ACertificateThatCannotBeUsedIsAnError) {

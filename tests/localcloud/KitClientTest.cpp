@@ -1,17 +1,9 @@
-#include <chrono>
-#include <future>
-#include <memory>
-#include <string>
-#include <thread>
-#include <variant>
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "geoloom/platform/aws/AWSCloudWatch.h"
-#include "geoloom/platform/aws/AWSDynamoDBObjectMapper.h"
-#include "geoloom/platform/aws/DeveloperKey.h"
 
+#include "tests/support/FakeService.h"
 #include "tests/support/LocalCloud.h"
 #include "tests/support/Scans.h"
 
@@ -20,73 +12,40 @@ namespace geoloom::localcloud {
 namespace {
 
 using namespace platform;
+using geoloom::testing::save;
 using ::testing::HasSubstr;
 
-struct Row : AWSDynamoDBObjectModel {
-  std::optional<std::string> SessionId;
-  std::optional<double> Timestamp;
-  std::optional<float> MatchCount;
-
-  static constexpr std::string_view dynamoDBTableName() { return "Transformations"; }
-  static constexpr std::string_view hashKeyAttribute() { return "SessionId"; }
-  static constexpr std::string_view rangeKeyAttribute() { return "Timestamp"; }
-  static constexpr auto attributes() {
-    return std::tuple{AWSDynamoDBAttribute{"SessionId", &Row::SessionId},
-                      AWSDynamoDBAttribute{"Timestamp", &Row::Timestamp},
-                      AWSDynamoDBAttribute{"MatchCount", &Row::MatchCount}};
-  }
-};
-
-std::shared_ptr<const AWSServiceConfiguration> configuration(const test::LocalCloud& cloud,
-                                                             const std::string& developerKey) {
-  const DeveloperKey::Pair pair = DeveloperKey::pair(developerKey);
-  return std::make_shared<AWSServiceConfiguration>(
-      AWSRegionUSWest2, std::make_shared<AWSStaticCredentialsProvider>(pair.accessKey, pair.secretKey),
-      AWSServiceEndpoints{.tables = cloud.tables(), .metrics = cloud.metrics()});
+AWSDynamoDBObjectMapper mapperOf(const test::LocalCloud& cloud, const std::string& developerKey) {
+  return AWSDynamoDBObjectMapper(
+      geoloom::testing::servicesAt(cloud.tables(), DeveloperKey::pair(developerKey)));
 }
 
-/// What a save was answered with; empty when the row was written.
-std::string save(const AWSDynamoDBObjectMapper& mapper, const Row& row) {
-  std::promise<std::string> outcome;
-  mapper.save(
-      row, [&](const std::optional<AWSError>& error) { outcome.set_value(error ? error->description : ""); });
-  return outcome.get_future().get();
-}
-
-Row row(const std::string& session, double time, float count) {
-  Row result;
+TransformRow row(const std::string& session, double time, float count) {
+  TransformRow result;
   result.SessionId = session;
   result.Timestamp = time;
   result.MatchCount = count;
   return result;
 }
 
-AWSDynamoDBScanExpression scanOf(const std::string& session, int limit) {
-  AWSDynamoDBScanExpression expression;
-  expression.limit = limit;
-  expression.filterExpression = "#sessionId = :sessionId";
-  expression.expressionAttributeNames = {{"#sessionId", "SessionId"}};
-  expression.expressionAttributeValues = {{":sessionId", AWSDynamoDBAttributeValue::text(session)}};
-  return expression;
-}
-
 class KitClientTest : public ::testing::TestWithParam<const char*> {};
 
 TEST_P(KitClientTest, SignedTableCallsAreAcceptedAndPagesAreWalked) {
   test::LocalCloud cloud(GetParam());
-  const AWSDynamoDBObjectMapper mapper(configuration(cloud, GetParam()));
-  for (int i = 0; i < 4; ++i) ASSERT_EQ(save(mapper, row("M é", 1.7e9 + i / 4.0, static_cast<float>(i))), "");
-  ASSERT_EQ(save(mapper, row("other", 1, 9)), "");
+  const AWSDynamoDBObjectMapper mapper = mapperOf(cloud, GetParam());
+  for (int i = 0; i < 4; ++i)
+    ASSERT_FALSE(save(row("M é", 1.7e9 + i / 4.0, static_cast<float>(i)), mapper)) << i;
+  ASSERT_FALSE(save(row("other", 1, 9), mapper));
 
   std::vector<float> counts;
   int pages = 0;
-  auto expression = scanOf("M é", 2);
+  auto expression = geoloom::testing::scanFor("SessionId", "M é", 2);
   for (bool more = true; more; ++pages) {
-    const auto outcome = geoloom::testing::pageOf<Row>(expression, mapper);
-    ASSERT_TRUE(std::holds_alternative<AWSDynamoDBPage<Row>>(outcome))
+    const auto outcome = geoloom::testing::pageOf<TransformRow>(expression, mapper);
+    ASSERT_TRUE(std::holds_alternative<AWSDynamoDBPage<TransformRow>>(outcome))
         << std::get<AWSError>(outcome).description;
-    const auto& page = std::get<AWSDynamoDBPage<Row>>(outcome);
-    for (const Row& found : page.items) counts.push_back(found.MatchCount.value_or(-1));
+    const auto& page = std::get<AWSDynamoDBPage<TransformRow>>(outcome);
+    for (const TransformRow& found : page.items) counts.push_back(found.MatchCount.value_or(-1));
     expression.exclusiveStartKey = page.lastEvaluatedKey;
     more = page.lastEvaluatedKey.has_value();
   }
@@ -96,17 +55,19 @@ TEST_P(KitClientTest, SignedTableCallsAreAcceptedAndPagesAreWalked) {
 
 TEST_P(KitClientTest, AnotherKeyIsRefused) {
   test::LocalCloud cloud(GetParam());
-  EXPECT_THAT(save(AWSDynamoDBObjectMapper(configuration(cloud, "stranger")), row("M", 1, 1)),
-              HasSubstr("UnrecognizedClientException"));
   const std::string wrongSecret = DeveloperKey::pair(GetParam()).accessKey + ":guessed";
-  EXPECT_THAT(save(AWSDynamoDBObjectMapper(configuration(cloud, wrongSecret)), row("M", 1, 1)),
-              HasSubstr("InvalidSignatureException"));
+  for (const auto& [key, says] : {std::pair(std::string("stranger"), "UnrecognizedClientException"),
+                                  {wrongSecret, "InvalidSignatureException"}}) {
+    const auto error = save(row("M", 1, 1), mapperOf(cloud, key));
+    ASSERT_TRUE(error) << key;
+    EXPECT_THAT(error->description, HasSubstr(says));
+  }
   EXPECT_TRUE(cloud.rows("Transformations").empty());
 }
 
 TEST_P(KitClientTest, SignedMetricsAreCounted) {
   test::LocalCloud cloud(GetParam());
-  const AWSCloudWatch client(configuration(cloud, GetParam()));
+  const AWSCloudWatch client(geoloom::testing::servicesAt(cloud.metrics(), DeveloperKey::pair(GetParam())));
   const AWSCloudWatchPutMetricDataInput input{
       .namespace_ = "YeltMaps",
       .metricData = {{.metricName = "YeltMaps.AssetSaved",
@@ -119,8 +80,7 @@ TEST_P(KitClientTest, SignedMetricsAreCounted) {
     return metrics.empty() ? 0 : metrics[0].samples;
   };
   // Nobody is told when a metric has arrived.
-  const auto giveUp = std::chrono::steady_clock::now() + std::chrono::seconds(30);
-  while (samples() < 3 && std::chrono::steady_clock::now() < giveUp) std::this_thread::yield();
+  ASSERT_TRUE(geoloom::testing::eventually([&] { return samples() >= 3; }));
   ASSERT_EQ(samples(), 3);
   EXPECT_EQ(cloud.store().metrics()[0].dimensions, R"([{"Name":"devKey","Value":"hash"}])");
 }

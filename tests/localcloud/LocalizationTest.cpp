@@ -1,10 +1,8 @@
-#include <algorithm>
 #include <cmath>
 #include <numbers>
 #include <random>
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "localcloud/Localization.h"
 
@@ -52,9 +50,8 @@ class Room {
     std::vector<Observation> seen;
     for (const Landmark& object : objects_) {
       const Point at = transform.apply(object.position);
-      for (int i = 0; i < sightings; ++i) {
+      for (int i = 0; i < sightings; ++i)
         seen.push_back({object.name, {at.x + error(random_), at.y + error(random_), at.z + error(random_)}});
-      }
     }
     std::shuffle(seen.begin(), seen.end(), random_);
     return seen;
@@ -73,9 +70,8 @@ class Room {
   [[nodiscard]] double error(const RigidTransform& found) const {
     double worst = 0;
     for (const Point& p :
-         {Point{0, 0, 0}, Point{3, 1, 3}, Point{-3, 1, 3}, Point{3, 0, -3}, Point{-3, 0, -3}}) {
+         {Point{0, 0, 0}, Point{3, 1, 3}, Point{-3, 1, 3}, Point{3, 0, -3}, Point{-3, 0, -3}})
       worst = std::max(worst, apart(found.apply(p), truth_.apply(p)));
-    }
     return worst;
   }
 
@@ -98,9 +94,8 @@ TEST(RigidTransform, TurnsAboutTheVerticalAndIsWrittenAsShortestFloats) {
 TEST(FitTransform, FindsTheExactTransformAndBelievesHeavierPairsMore) {
   Room room(1);
   std::vector<LandmarkPair> pairs;
-  for (const Point& p : {Point{1, 0, 2}, Point{-1, 1, 0.5}, Point{0.3, 0.2, -2}}) {
+  for (const Point& p : {Point{1, 0, 2}, Point{-1, 1, 0.5}, Point{0.3, 0.2, -2}})
     pairs.push_back({p, room.truth().apply(p), 1});
-  }
   const RigidTransform exact = fitTransform(pairs);
   EXPECT_LT(room.error(exact), 1e-12);
   pairs.push_back({{0, 0, 0}, {9, 9, 9}, 1e-9});
@@ -186,9 +181,8 @@ TEST(MatchLandmarks, OutliersDoNotPullTheResult) {
   auto map = room.walk(20, 0.02);
   auto session = room.walk(20, 0.02, room.truth());
   // One object was moved a little between the walks: still a pair, but not one to believe.
-  for (Observation& seen : session) {
+  for (Observation& seen : session)
     if (seen.name == "object 0") seen.position.x += 0.4;
-  }
   const auto found = localize(map, session, DISTANCE);
   ASSERT_TRUE(found);
   EXPECT_LT(room.error(found->transform), 0.05);

@@ -40,9 +40,8 @@ class MappingServiceTest : public ServiceFixture {
   /// Three objects as seen by a session that began somewhere else, turned by a quarter circle.
   void walk(const std::string& session, bool turned) {
     int frame = 0;
-    for (const auto& [name, x, z] : {std::tuple("chair", 0.0, 0.0), {"cup", 2.0, 0.0}, {"book", 0.0, 3.0}}) {
+    for (const auto& [name, x, z] : {std::tuple("chair", 0.0, 0.0), {"cup", 2.0, 0.0}, {"book", 0.0, 3.0}})
       see(session, ++frame, name, turned ? z + 1 : x, turned ? -x : z);
-    }
   }
 
   JSON localize(const std::string& mapUUID, const std::string& session) {
@@ -156,12 +155,8 @@ TEST_F(MappingServiceTest, NearbyKnowsUsersApplicationsAndTheNewestMap) {
 }
 
 TEST_F(MappingServiceTest, RefusalsNameTheKey) {
-  struct Case {
-    const char* operation;
-    JSON change;  ///< null removes the key
-    const char* message;
-  };
-  const Case cases[] = {
+  // null removes the key
+  const std::tuple<const char*, JSON, const char*> cases[] = {
       {"create_map", {{"map_id", nullptr}}, "map_id is missing"},
       {"create_map", {{"user_id", 7}}, "user_id has to be text"},
       {"create_map", {{"lat", 1.0}}, "long is missing"},
@@ -181,14 +176,13 @@ TEST_F(MappingServiceTest, RefusalsNameTheKey) {
        "placements[0].asset_id is missing"},
       {"place_asset_on_map", {{"map_uuid", "m"}, {"placements", {7}}}, "placements[0] has to be an object"},
   };
-  for (const Case& c : cases) {
+  for (const auto& [operation, change, message] : cases) {
     JSON body = create("m");
-    for (const auto& [key, value] : c.change.items()) {
+    for (const auto& [key, value] : change.items())
       value.is_null() ? static_cast<void>(body.erase(key)) : static_cast<void>(body[key] = value);
-    }
-    const Answer answer = post(std::string("/prod/maps/") + c.operation, body.dump());
-    EXPECT_EQ(answer.status, 400) << c.message;
-    EXPECT_THAT(JSON::parse(answer.body).at("errorMessage").get<std::string>(), HasSubstr(c.message));
+    const Answer answer = post(std::string("/prod/maps/") + operation, body.dump());
+    EXPECT_EQ(answer.status, 400) << message;
+    EXPECT_THAT(JSON::parse(answer.body).at("errorMessage").get<std::string>(), HasSubstr(message));
   }
 }
 
@@ -210,17 +204,11 @@ TEST_F(MappingServiceTest, RefusesWhatIsNoRequest) {
   }
   EXPECT_EQ(post("/prod/maps/destroy_map", "{}").status, 404);
   EXPECT_EQ(post("/dev/maps/create_map", "{}").status, 404);
-  EXPECT_EQ(
-      service_.answer({.method = "GET", .target = "/prod/maps/create_map", .headers = {}, .body = {}}).status,
-      405);
-  EXPECT_EQ(service_
-                .answer({.method = "POST",
-                         .target = "/prod/maps/create_map",
-                         .headers = {},
-                         .body = {},
-                         .bodyTooLarge = true})
-                .status,
-            413);
+  Request request{.method = "GET", .target = "/prod/maps/create_map", .headers = {}, .body = {}};
+  EXPECT_EQ(service_.answer(request).status, 405);
+  request.method = "POST";
+  request.bodyTooLarge = true;
+  EXPECT_EQ(service_.answer(request).status, 413);
 }
 
 TEST_F(MappingServiceTest, LocalizingWritesTheTransformRow) {
@@ -292,19 +280,6 @@ TEST_F(MappingServiceTest, WithADeveloperKeyOnlyItsHashIsAccepted) {
   };
   EXPECT_EQ(create("900150983cd24fb0d6963f7d28e17f72"), 200);
   EXPECT_EQ(create("abc"), 403);
-}
-
-TEST_F(MappingServiceTest, MapsOutliveTheStore) {
-  const std::string uuid = map("create_map", create("m")).at("uuid");
-  test::TemporaryDirectory other;
-  {
-    Store store(other.path());
-    store.addMap({.uuid = "U", .appID = "app", .userID = "u", .mapID = "m", .location = {}});
-    EXPECT_THROW(Store{other.path()}, StoreError) << "one at a time";
-  }
-  Store again(other.path());
-  EXPECT_TRUE(again.hasMap("U"));
-  EXPECT_FALSE(again.hasMap(uuid));
 }
 
 TEST(Store, RefusesAFileOfANewerVersionAndOneThatIsNoStore) {

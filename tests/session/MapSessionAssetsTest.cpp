@@ -1,9 +1,3 @@
-#include <algorithm>
-#include <atomic>
-#include <stdexcept>
-#include <string>
-#include <vector>
-
 #include "tests/session/SessionTest.h"
 
 namespace geoloom::testing {
@@ -51,15 +45,12 @@ TEST_F(MapSessionAssets, StoringTellsWhetherTheServiceTookThem) {
     });
   };
   const std::string path = "/prod/maps/place_asset_on_map";
-  answer(path, R"({"placement_id": null})");
-  EXPECT_TRUE(store());
-  ASSERT_TRUE(taken.waitForCount(1));
-  answer(path, R"({"errorMessage": "no"})");
-  EXPECT_TRUE(store());
-  ASSERT_TRUE(taken.waitForCount(2));
-  answer(path, R"([])");
-  EXPECT_TRUE(store());
-  ASSERT_TRUE(taken.waitForCount(3));
+  std::size_t count = 0;
+  for (const char* const said : {R"({"placement_id": null})", R"({"errorMessage": "no"})", "[]"}) {
+    answer(path, said);
+    EXPECT_TRUE(store());
+    ASSERT_TRUE(taken.waitForCount(++count)) << said;
+  }
   // Last, so that no other answer can be taken for it.
   answer(path, FakeAnswer::json("no JSON"));
   EXPECT_TRUE(store());

@@ -1,11 +1,4 @@
-#include <atomic>
-#include <chrono>
 #include <cstdio>
-#include <cstdlib>
-#include <memory>
-#include <string>
-#include <thread>
-#include <vector>
 
 #include "geoloom/platform/ar/ARFrame.h"
 #include "geoloom/platform/imaging/CVPixelBuffer.h"

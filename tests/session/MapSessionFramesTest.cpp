@@ -1,7 +1,3 @@
-#include <algorithm>
-#include <string>
-#include <vector>
-
 #include "geoloom/platform/ar/ARFrame.h"
 #include "geoloom/platform/ar/ARSCNView.h"
 #include "geoloom/platform/imaging/CVPixelBuffer.h"
@@ -62,23 +58,19 @@ TEST_F(MapSessionDetections, AllAreReportedAndTheConfidentOnesSaved) {
 
 TEST_F(MapSessionDetections, ARowSaysWhereAndWhoseItIs) {
   clock->advance(std::chrono::milliseconds(1500));
-  const auto session = openInitialized(MapMode::localization);
-  detect(*session, {object("chair", 0.75F)});
-  ASSERT_TRUE(waitForRequests("PutItem", 1));
-  const auto body = requests("PutItem").front().json();
-  EXPECT_EQ(body["TableName"], "SceneUnderstanding");
-  EXPECT_EQ(body["Item"], nlohmann::json::parse(R"({"SessionId": {"S": "L1"}, "FrameId": {"N": "1"},
+  auto expected = nlohmann::json::parse(R"({"SessionId": {"S": "M1"}, "FrameId": {"N": "1"},
       "PositionX": {"N": "0.1"}, "PositionY": {"N": "-0.5"}, "PositionZ": {"N": "-1.2"}, "ObjectName": {"S": "chair"},
-      "Confidence": {"N": "0.75"}, "Timestamp": {"N": "1.5"}, "IsLocalizationSession": {"N": "1"}})"));
-}
-
-TEST_F(MapSessionDetections, AMappingSessionWritesUnderItsMap) {
-  const auto session = openInitialized(MapMode::mapping);
-  detect(*session, {object("chair", 0.75F)});
-  ASSERT_TRUE(waitForRequests("PutItem", 1));
-  const auto item = requests("PutItem").front().json()["Item"];
-  EXPECT_EQ(item["SessionId"]["S"], "M1");
-  EXPECT_EQ(item["IsLocalizationSession"]["N"], "0");
+      "Confidence": {"N": "0.75"}, "Timestamp": {"N": "1.5"}, "IsLocalizationSession": {"N": "0"}})");
+  std::size_t rows = 0;
+  for (const MapMode mode : {MapMode::mapping, MapMode::localization}) {
+    detect(*openInitialized(mode), {object("chair", 0.75F)});
+    ASSERT_TRUE(waitForRequests("PutItem", ++rows));
+    const auto body = requests("PutItem").back().json();
+    EXPECT_EQ(body["TableName"], "SceneUnderstanding");
+    EXPECT_EQ(body["Item"], expected);
+    expected["SessionId"]["S"] = "L1";
+    expected["IsLocalizationSession"]["N"] = "1";
+  }
 }
 
 TEST_F(MapSessionDetections, BeforeTheIdentifierIsKnownTheyAreOnlyCountedAndReported) {

@@ -1,12 +1,3 @@
-#include <algorithm>
-#include <chrono>
-#include <filesystem>
-#include <fstream>
-#include <memory>
-#include <string>
-#include <thread>
-#include <vector>
-
 #include "geoloom/platform/foundation/Dispatch.h"
 
 #include "tests/session/SessionTest.h"

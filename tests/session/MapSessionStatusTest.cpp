@@ -1,8 +1,3 @@
-#include <algorithm>
-#include <stdexcept>
-#include <string>
-#include <vector>
-
 #include "tests/session/SessionTest.h"
 
 namespace geoloom::testing {
@@ -43,14 +38,12 @@ TEST_P(Opened, ReportsOneStatusAndKeepsTheIdentifiers) {
   EXPECT_EQ(session->mappingUUID(), opening.map);
 }
 
+// What stands at each place of an answer is WrongTypes' business.
 INSTANTIATE_TEST_SUITE_P(
     Mapping, Opened,
     ::testing::Values(mapping(R"({"uuid": "M1"})", MapStatus::initialized, "M1"),
                       mapping(R"({"uuid": "M2", "errorMessage": "x"})", MapStatus::initialized, "M2"),
-                      mapping(R"({"uuid": null})", MapStatus::serviceError),
-                      mapping(R"({"uuid": 7})", MapStatus::serviceError),
                       mapping(R"({"errorMessage": "Cannot find the map m3"})", MapStatus::serviceError),
-                      mapping(R"({"errorMessage": null})", MapStatus::serviceError),
                       mapping(R"({"message": "Forbidden"})", MapStatus::connectionFailed),
                       mapping(R"(["uuid"])", MapStatus::connectionFailed),
                       mapping(R"("uuid")", MapStatus::connectionFailed),
@@ -60,28 +53,15 @@ INSTANTIATE_TEST_SUITE_P(
     Localization, Opened,
     ::testing::Values(
         localization(R"({"session_uuid": "L1", "map_uuid": "M1"})", MapStatus::initialized, "L1", "M1"),
-        localization(R"({"session_uuid": "L1"})", MapStatus::serviceError),
-        localization(R"({"session_uuid": null, "map_uuid": "M1"})", MapStatus::serviceError),
-        localization(R"({"session_uuid": "L1", "map_uuid": ["M1"]})", MapStatus::serviceError),
         localization(R"({"errorMessage": "Oh: Cannot find the map m3"})", MapStatus::mapNotFound),
         localization(R"({"errorMessage": "cannot find the map"})", MapStatus::serviceError),
         localization(R"({"errorMessage": ["Cannot find the map"]})", MapStatus::serviceError),
-        localization(R"({"errorMessage": 404})", MapStatus::serviceError),
         localization(R"({"uuid": "M1"})", MapStatus::connectionFailed),
         Opening{MapMode::localization, FakeAnswer::json(R"({"session_uuid": "L", "map_uuid": "M"})", 500),
                 MapStatus::initialized, "L", "M"},
         Opening{MapMode::localization, FakeAnswer::reset(), MapStatus::connectionFailed, {}, {}}));
 
 using MapSessionOpening = SessionTest;
-
-TEST_F(MapSessionOpening, AnUnreachableServiceIsAFailedConnection) {
-  auto endpoints = ServiceEndpoints::current();
-  endpoints.production = "http://127.0.0.1:" + std::to_string(unusedPort()) + "/prod/maps";
-  ServiceEndpoints::setCurrent(endpoints);
-  const auto session = open(MapMode::mapping);
-  ASSERT_TRUE(statuses.waitForCount(1));
-  EXPECT_THAT(statuses.entries(), ElementsAre(MapStatus::connectionFailed));
-}
 
 TEST_F(MapSessionOpening, AStatusWithoutACallbackIsDroppedForGood) {
   const auto session = create(MapMode::mapping);

@@ -108,9 +108,8 @@ class SessionTest : public ::testing::Test {
     EXPECT_TRUE(statuses.waitForCount(before + 1));
     EXPECT_TRUE(session->mapSessionUUID().has_value());
     while (mode == MapMode::localization &&
-           !MapSessionInternals::state(*session).dataManager.load()->preloadedAssetJSON()) {
+           !MapSessionInternals::state(*session).dataManager.load()->preloadedAssetJSON())
       std::this_thread::yield();
-    }
     return session;
   }
 

@@ -1,6 +1,4 @@
 #include <cmath>
-#include <limits>
-#include <memory>
 #include <type_traits>
 
 #include <gtest/gtest.h>
@@ -11,7 +9,6 @@
 #include "geoloom/session/MapMode.h"
 #include "geoloom/session/MapSessionSettings.h"
 #include "geoloom/session/MapStatus.h"
-#include "geoloom/session/ServiceEndpoints.h"
 
 namespace geoloom {
 namespace {
@@ -77,16 +74,6 @@ TEST(MapSessionSettings, HaveTheirDefaultsInAFreshProcess) {
   EXPECT_EQ(MapSessionSettings::RETRIEVE_ASSETS_INTERVAL.load(), 2);
   EXPECT_FALSE(MapSessionSettings::CONTINOUSLY_UPDATED_RELOCALIZATION);
   EXPECT_FALSE(MapSessionSettings::USE_BETA_ALGO);
-  MapSessionSettings::USE_BETA_ALGO = true;
-  EXPECT_TRUE(MapSessionSettings::USE_BETA_ALGO);
-}
-
-TEST(ServiceEndpoints, AreThoseSetLast) {
-  ServiceEndpoints endpoints = ServiceEndpoints::current();
-  endpoints.tables = "http://127.0.0.1:1";
-  ServiceEndpoints::setCurrent(endpoints);
-  EXPECT_EQ(ServiceEndpoints::current().tables, "http://127.0.0.1:1");
-  EXPECT_EQ(ServiceEndpoints::current().production, endpoints.production);
 }
 
 }  // namespace

@@ -1,9 +1,3 @@
-#include <future>
-#include <string>
-#include <vector>
-
-#include <nlohmann/json.hpp>
-
 #include "geoloom/session/Relocalization.h"
 #include "geoloom/storage/DataManager.h"
 #include "geoloom/storage/TransformScan.h"

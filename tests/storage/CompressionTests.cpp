@@ -1,15 +1,13 @@
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <iterator>
 #include <random>
-#include <string>
 
 #include <gtest/gtest.h>
 #include <zlib.h>
 
 #include "geoloom/storage/Compression.h"
 #include "geoloom/storage/Transcode.h"
+
+#include "tests/support/TemporaryDirectory.h"
 
 namespace geoloom {
 namespace {
@@ -37,21 +35,27 @@ std::vector<Bytes> samples() {
   std::vector<std::size_t> sizes = {0, 1, 10, 63, 64, 65, 65535, 65536, 65537, 1U << 20};
   std::mt19937 random(5);
   for (int i = 0; i < 20; ++i) sizes.push_back(random() % 300000);
-  for (const std::size_t size : sizes) {
+  for (const std::size_t size : sizes)
     for (const Content content : {Content::zeros, Content::noise, Content::prose})
       all.push_back(make(content, size));
-  }
   return all;
 }
 
-TEST(CompressionTest, GivesEveryBufferBack) {
+TEST(CompressionTest, GivesEveryBufferBackFromBareBlocks) {
+  EXPECT_EQ(Data().compress()->bytes(), (Bytes{0x03, 0x00}));
   for (const Bytes& bytes : samples()) {
+    SCOPED_TRACE(bytes.size());
     const Data data(bytes);
     const auto encoded = data.compress();
-    ASSERT_TRUE(encoded) << bytes.size();
+    ASSERT_TRUE(encoded);
     const auto decoded = encoded->decompress();
-    ASSERT_TRUE(decoded) << bytes.size();
-    EXPECT_TRUE(*decoded == data) << bytes.size();
+    ASSERT_TRUE(decoded);
+    EXPECT_TRUE(*decoded == data);
+    ASSERT_GE(encoded->count(), 2U);
+    const unsigned first = encoded->bytes()[0];
+    const unsigned second = encoded->bytes()[1];
+    EXPECT_FALSE(first == 0x78 && (first * 256 + second) % 31 == 0) << "a header of zlib";
+    EXPECT_FALSE(first == 0x1F && second == 0x8B) << "a header of gzip";
   }
 }
 
@@ -65,18 +69,6 @@ TEST(CompressionTest, ResultDoesNotDependOnThePiecesZlibIsFed) {
   }
 }
 
-TEST(CompressionTest, WritesBareBlocks) {
-  EXPECT_EQ(Data().compress()->bytes(), (Bytes{0x03, 0x00}));
-  for (const Bytes& bytes : samples()) {
-    const auto encoded = Data(bytes).compress();
-    ASSERT_GE(encoded->count(), 2U);
-    const unsigned first = encoded->bytes()[0];
-    const unsigned second = encoded->bytes()[1];
-    EXPECT_FALSE(first == 0x78 && (first * 256 + second) % 31 == 0);
-    EXPECT_FALSE(first == 0x1F && second == 0x8B);
-  }
-}
-
 TEST(CompressionTest, WorksInABufferBetween64And65536Bytes) {
   EXPECT_EQ(workingBufferSize(0), 64U);
   EXPECT_EQ(workingBufferSize(10), 64U);
@@ -87,9 +79,8 @@ TEST(CompressionTest, WorksInABufferBetween64And65536Bytes) {
 TEST(CompressionTest, StreamCutAnywhereIsAbsent) {
   for (const Content content : {Content::zeros, Content::noise, Content::prose}) {
     const Bytes encoded = Data(make(content, 3000)).compress()->bytes();
-    for (std::size_t length = 0; length < encoded.size(); ++length) {
+    for (std::size_t length = 0; length < encoded.size(); ++length)
       EXPECT_FALSE(Data(std::span(encoded).first(length)).decompress()) << length;
-    }
   }
 }
 
@@ -109,8 +100,7 @@ Bytes unfinishedStream(Bytes source) {
 }
 
 TEST(CompressionTest, StreamCutWhereItFillsTheBufferIsAbsent) {
-  // Noise does not shrink, so that the working buffer has its full size and the output fills it exactly
-  // twice.
+  // Noise does not shrink: the working buffer has its full size, and the output fills it exactly twice.
   const Bytes encoded = unfinishedStream(make(Content::noise, 2 * 65536));
   ASSERT_GE(encoded.size(), 65536U);
   EXPECT_FALSE(Data(encoded).decompress());
@@ -208,23 +198,15 @@ for level, name in enumerate(glob.glob(sys.argv[1] + '/*.raw')):
 
 class CompressionCrossCheck : public testing::Test {
  protected:
-  void SetUp() override {
-    std::string name = std::filesystem::temp_directory_path() / "geoloom-compression-XXXXXX";
-    ASSERT_NE(mkdtemp(name.data()), nullptr);
-    folder_ = name;
-  }
-  void TearDown() override { std::filesystem::remove_all(folder_); }
-
   void write(const std::string& name, const Bytes& bytes) const {
-    std::ofstream(folder_ / name, std::ios::binary)
-        .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+    folder_.write(name, {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
   }
   [[nodiscard]] Bytes read(const std::string& name) const {
-    std::ifstream file(folder_ / name, std::ios::binary);
+    std::ifstream file(folder_.path() / name, std::ios::binary);
     return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
   }
 
-  std::filesystem::path folder_;
+  const test::TemporaryDirectory folder_;
 };
 
 int run(const std::string& command) {
@@ -238,8 +220,8 @@ TEST_F(CompressionCrossCheck, AgreesWithPythonBothWays) {
     write(std::to_string(i) + ".raw", all[i]);
     write(std::to_string(i) + ".ours", Data(all[i]).compress()->bytes());
   }
-  std::ofstream(folder_ / "tool.py") << foreignTool;
-  ASSERT_EQ(run("python3 '" + (folder_ / "tool.py").string() + "' '" + folder_.string() + "'"), 0);
+  const std::string tool = folder_.write("tool.py", foreignTool);
+  ASSERT_EQ(run("python3 '" + tool + "' '" + folder_.path().string() + "'"), 0);
   for (std::size_t i = 0; i < all.size(); ++i) {
     EXPECT_EQ(read(std::to_string(i) + ".decoded"), all[i]) << i;
     const auto decoded = Data(read(std::to_string(i) + ".theirs")).decompress();

@@ -1,14 +1,5 @@
-#include <algorithm>
-#include <filesystem>
-#include <string>
-#include <thread>
-#include <vector>
-
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <sys/mount.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include "geoloom/platform/foundation/FileManager.h"
 #include "geoloom/storage/directories.h"
@@ -42,6 +33,7 @@ TEST_F(Directories, AreMadeForTheUserAloneAndRemovedWithAllTheyHold) {
   ::umask(0);
   removeDirectory("yelt");
   createDirectory("yelt/240315_142501");
+  std::filesystem::permissions(documents / "yelt", std::filesystem::perms::all);
   createDirectory("yelt/240315_142501");
   for (const char* name : {"", "documents", "documents/yelt", "documents/yelt/240315_142501"})
     EXPECT_EQ(modeOf(home.path() / "app" / name), 0700U) << name;

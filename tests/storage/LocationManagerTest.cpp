@@ -1,8 +1,4 @@
-#include <memory>
-#include <vector>
-
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "geoloom/platform/foundation/AtomicValue.h"
 #include "geoloom/platform/foundation/Dispatch.h"

@@ -1,7 +1,4 @@
 #include <cmath>
-#include <limits>
-#include <string>
-#include <vector>
 
 #include <gtest/gtest.h>
 

@@ -38,9 +38,8 @@ class TinyModel {
     compiled.classes = CLASSES;
     compiled.anchors = ANCHORS;
     const auto bundle = directory_.path() / "feature_model.mlmodelc";
-    if (const auto failure = tools::writeModelBundle(bundle, compiled, "tiny", {})) {
+    if (const auto failure = tools::writeModelBundle(bundle, compiled, "tiny", {}))
       throw std::runtime_error(failure->message);
-    }
     platform::LibraryBundle::setPathForResource("feature_model", "mlmodelc", bundle);
   }
 

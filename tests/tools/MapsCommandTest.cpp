@@ -1,17 +1,9 @@
-#include <algorithm>
-#include <filesystem>
-#include <string>
-#include <vector>
-
-#include <fmt/format.h>
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "geoloom/platform/foundation/FileManager.h"
 
 #include "tests/support/FakeService.h"
 #include "tests/support/SecureService.h"
-#include "tests/support/TemporaryDirectory.h"
 #include "tools/commands/Commands.h"
 
 namespace geoloom::tools {
@@ -81,12 +73,7 @@ TEST_F(MapsNear, PrintsTheMapsItWasAnsweredWith) {
 }
 
 TEST_F(MapsNear, TellsNoMapsFromNoAnswer) {
-  struct Case {
-    FakeAnswer answer;
-    int code;
-    const char* line;
-  };
-  const Case cases[] = {
+  const std::tuple<FakeAnswer, int, const char*> cases[] = {
       {FakeAnswer::json("[]"), 0, "no maps within 0.05 degrees of 1.5 -2\n"},
       {FakeAnswer::json(R"({"errorMessage":"developer_key is not known"})", 403), 4,
        "refused with HTTP 403: developer_key is not known"},
@@ -96,13 +83,13 @@ TEST_F(MapsNear, TellsNoMapsFromNoAnswer) {
       {FakeAnswer::json("<html>", 502), 4, "HTTP 502 without a JSON body"},
       {FakeAnswer::reset(), 4, "no answer: "},
   };
-  for (const Case& c : cases) {
-    const FakeService service([&c](const RecordedRequest&) { return c.answer; });
+  for (const auto& [answer, code, line] : cases) {
+    const FakeService service([&said = answer](const RecordedRequest&) { return said; });
     const Outcome outcome = run(service.url());
-    EXPECT_EQ(outcome.code, c.code) << c.line;
+    EXPECT_EQ(outcome.code, code) << line;
     EXPECT_EQ(outcome.said, "");
-    EXPECT_THAT(outcome.errors, HasSubstr(c.line));
-    const std::string named = c.code == 0 ? "no maps" : service.url("/prod/maps: ");
+    EXPECT_THAT(outcome.errors, HasSubstr(line));
+    const std::string named = code == 0 ? "no maps" : service.url("/prod/maps: ");
     EXPECT_THAT(outcome.errors, StartsWith(named));
   }
   const Outcome nobody = run(fmt::format("http://127.0.0.1:{}", geoloom::testing::unusedPort()));

@@ -1,12 +1,4 @@
-#include <algorithm>
-#include <mutex>
-#include <string>
-#include <vector>
-
-#include <fmt/format.h>
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 
 #include "geoloom/platform/foundation/FileManager.h"
 #include "geoloom/platform/foundation/Log.h"
@@ -14,7 +6,6 @@
 #include "tests/support/FakeService.h"
 #include "tests/support/LocalCloud.h"
 #include "tests/support/Model.h"
-#include "tests/support/TemporaryDirectory.h"
 #include "tools/commands/Commands.h"
 #include "tools/replay/Replay.h"
 #include "tools/report/Errors.h"

@@ -1,9 +1,6 @@
 #include <cmath>
-#include <limits>
-#include <string>
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
 #include "tests/support/TemporaryDirectory.h"
@@ -206,9 +203,8 @@ TEST(ServiceOptions, LocationsAreDegreesAndMetres) {
   EXPECT_EQ(location->longitude, -8.25);
   EXPECT_EQ(location->altitude, 408);
   EXPECT_EQ(parseLocation("1,2")->altitude, 0);
-  for (const char* bad : {"", "1", "1,", "91,0", "0,181", "1,2,3,4", "1;2", "nan,0", "1,2 "}) {
+  for (const char* bad : {"", "1", "1,", "91,0", "0,181", "1,2,3,4", "1;2", "nan,0", "1,2 "})
     EXPECT_FALSE(parseLocation(bad)) << bad;
-  }
 }
 
 }  // namespace

@@ -1,12 +1,7 @@
-#include <algorithm>
 #include <cmath>
-#include <fstream>
 #include <iterator>
-#include <string>
-#include <vector>
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "geoloom/platform/ar/ARFrame.h"
 #include "geoloom/platform/ar/ARRecording.h"

@@ -1,16 +1,13 @@
 #include <clocale>
 #include <cmath>
-#include <limits>
 #include <numeric>
 #include <random>
-#include <sstream>
-#include <string>
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
-#include "geoloom/platform/foundation/Log.h"
 #include "geoloom/utilities/MultiArray.h"
+
+#include "tests/utilities/Fixtures.h"
 
 namespace geoloom {
 namespace {
@@ -150,15 +147,7 @@ TEST(MultiArrayDescriptionTest, IsTheSameInEveryLocale) {
   std::setlocale(LC_ALL, "C");
 }
 
-class MultiArrayBytesTest : public testing::Test {
- protected:
-  MultiArrayBytesTest() {
-    platform::Console::setSink([this](std::string_view line) { lines.emplace_back(line); });
-  }
-  ~MultiArrayBytesTest() override { platform::Console::setSink({}); }
-
-  std::vector<std::string> lines;
-};
+using MultiArrayBytesTest = test::ConsoleTest;
 
 /// The mapping as it is stated, one element at a time.
 template <class T>
@@ -196,10 +185,9 @@ void expectGray(const MultiArray<T>& view, T offset, T scale) {
   ASSERT_TRUE(raw);
   ASSERT_EQ(raw->width, static_cast<std::size_t>(view.shape()[1]));
   Bytes expected;
-  for (std::ptrdiff_t y = 0; y < view.shape()[0]; ++y) {
+  for (std::ptrdiff_t y = 0; y < view.shape()[0]; ++y)
     for (std::ptrdiff_t x = 0; x < view.shape()[1]; ++x)
       expected.push_back(mapped(view(y, x), offset, scale));
-  }
   EXPECT_EQ(raw->bytes, expected);
 }
 

@@ -1,6 +1,4 @@
 #include <cmath>
-#include <limits>
-#include <string>
 
 #include <gtest/gtest.h>
 

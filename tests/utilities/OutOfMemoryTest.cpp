@@ -6,7 +6,6 @@
 #include <cstdlib>
 #include <new>
 #include <numeric>
-#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -16,7 +15,8 @@
 #include "geoloom/storage/Compression.h"
 #include "geoloom/utilities/MultiArray.h"
 #include "geoloom/utilities/PixelBuffer.h"
-#include "geoloom/utilities/Resize.h"
+
+#include "tests/utilities/Fixtures.h"
 
 namespace {
 
@@ -112,16 +112,6 @@ TEST_F(OutOfMemoryTest, CompressionGivesAllOrNothing) {
   });
 }
 
-int allocated = 0;
-void* countedAllocate(std::size_t bytes) {
-  ++allocated;
-  return std::malloc(bytes);
-}
-void countedRelease(void* memory) {
-  --allocated;
-  std::free(memory);
-}
-
 TEST_F(OutOfMemoryTest, PixelBuffersReleaseWhatTheyTookAndUnlockTheirSource) {
   failEveryAllocation([] { return createPixelBuffer(30, 20) != nullptr; });
 
@@ -130,12 +120,11 @@ TEST_F(OutOfMemoryTest, PixelBuffersReleaseWhatTheyTookAndUnlockTheirSource) {
   auto source = CVPixelBuffer::createWithBytes(33, 21, CVPixelFormatType::BGRA32, bytes.data(), 33 * 4,
                                                [&] { ++released; });
   failEveryAllocation([&] { return resizePixelBuffer(*source, 1, 2, 20, 10, 7, 9) != nullptr; });
-  constexpr ResizeSteps counted{.allocate = countedAllocate, .release = countedRelease};
   failEveryAllocation(
       [&] {
-        return resize(*source, {0, 0, 33, 21}, 8, 15, counted) != nullptr;
+        return resize(*source, {0, 0, 33, 21}, 8, 15, test::counted) != nullptr;
       },
-      [] { EXPECT_EQ(allocated, 0); });
+      [] { EXPECT_EQ(test::allocated, 0); });
   const auto output = CVPixelBuffer::create(40, 11, CVPixelFormatType::ARGB32);
   failEveryAllocation([&] {
     resizePixelBuffer(source, 40, 11, *output, platform::CIContext());

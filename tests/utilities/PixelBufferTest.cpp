@@ -1,16 +1,12 @@
-#include <algorithm>
 #include <cstring>
-#include <limits>
-#include <memory>
-#include <string>
-#include <vector>
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "geoloom/platform/foundation/Log.h"
 #include "geoloom/utilities/PixelBuffer.h"
 #include "geoloom/utilities/Resize.h"
+
+#include "tests/utilities/Fixtures.h"
 
 namespace geoloom {
 namespace {
@@ -21,15 +17,7 @@ using platform::vImage_Buffer;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-class PixelBufferTest : public testing::Test {
- protected:
-  PixelBufferTest() {
-    platform::Console::setSink([this](std::string_view line) { lines.emplace_back(line); });
-  }
-  ~PixelBufferTest() override { platform::Console::setSink({}); }
-
-  std::vector<std::string> lines;
-};
+using PixelBufferTest = test::ConsoleTest;
 
 /// Pixel (x, y) holds x, y, a fixed value and 255.
 std::shared_ptr<CVPixelBuffer> ramp(std::size_t width, std::size_t height,
@@ -91,10 +79,7 @@ TEST_F(PixelBufferTest, ScalesTheCropToANewBufferOfTheSameFormat) {
 
 TEST_F(PixelBufferTest, CropIsReadWhereItLies) {
   const auto source = ramp(64, 48);
-  struct Case {
-    std::ptrdiff_t x, y, width, height;
-  };
-  for (const Case& c : {Case{10, 20, 8, 5}, Case{0, 0, 64, 48}, Case{63, 47, 1, 1}, Case{31, 0, 33, 48}}) {
+  for (const Crop& c : {Crop{10, 20, 8, 5}, Crop{0, 0, 64, 48}, Crop{63, 47, 1, 1}, Crop{31, 0, 33, 48}}) {
     const auto result = resizePixelBuffer(*source, c.x, c.y, c.width, c.height, c.width, c.height);
     ASSERT_TRUE(result);
     for (std::ptrdiff_t y = 0; y < c.height; ++y) {
@@ -111,15 +96,11 @@ TEST_F(PixelBufferTest, CropIsReadWhereItLies) {
 TEST_F(PixelBufferTest, NeverReadsOutsideTheSource) {
   const auto source = ramp(16, 9);
   constexpr std::ptrdiff_t huge = std::numeric_limits<std::ptrdiff_t>::max();
-  struct Case {
-    std::ptrdiff_t x, y, width, height;
-  };
-  const std::vector<Case> outside = {{1, 0, 16, 9},      {0, 1, 16, 9},    {-1, 0, 8, 8},
+  const std::vector<Crop> outside = {{1, 0, 16, 9},      {0, 1, 16, 9},    {-1, 0, 8, 8},
                                      {0, -1, 8, 8},      {0, 0, 0, 9},     {0, 0, 16, -9},
                                      {huge, 0, huge, 9}, {0, huge, 16, 1}, {16, 9, 1, 1}};
-  for (const Case& c : outside) {
+  for (const Crop& c : outside)
     EXPECT_FALSE(resizePixelBuffer(*source, c.x, c.y, c.width, c.height, 4, 4)) << c.x << ' ' << c.y;
-  }
   ASSERT_EQ(lines.size(), outside.size());
   EXPECT_EQ(lines[0],
             "Error: the crop rectangle (1, 0, 16 x 9) must lie inside the source, 16 x 9 pixels of 4 bytes");
@@ -175,43 +156,30 @@ TEST_F(PixelBufferTest, RenderedResizeFillsTheOutputInItsOwnFormat) {
   }
 }
 
-// Steps of resizing that fail, and a count of the memory that is out.
-
-int allocated = 0;
-void* countedAllocate(std::size_t bytes) {
-  ++allocated;
-  return std::malloc(bytes);
-}
-void countedRelease(void* memory) {
-  --allocated;
-  std::free(memory);
-}
-constexpr ResizeSteps counted{.allocate = countedAllocate, .release = countedRelease};
-
 TEST_F(PixelBufferTest, MemoryIsReleasedOnceWhateverHappens) {
   const auto source = ramp(8, 8);
   const Crop all{0, 0, 8, 8};
-  auto result = resize(*source, all, 4, 4, counted);
+  auto result = resize(*source, all, 4, 4, test::counted);
   ASSERT_TRUE(result);
-  EXPECT_EQ(allocated, 1);
+  EXPECT_EQ(test::allocated, 1);
   auto second = result;
   result.reset();
-  EXPECT_EQ(allocated, 1);
+  EXPECT_EQ(test::allocated, 1);
   second.reset();
-  EXPECT_EQ(allocated, 0);
+  EXPECT_EQ(test::allocated, 0);
 
-  ResizeSteps steps = counted;
+  ResizeSteps steps = test::counted;
   steps.allocate = [](std::size_t) -> void* { return nullptr; };
   EXPECT_FALSE(resize(*source, all, 4, 4, steps));
-  steps = counted;
+  steps = test::counted;
   steps.scale = [](const vImage_Buffer&, const vImage_Buffer&) { return platform::kvImageInternalError; };
   EXPECT_FALSE(resize(*source, all, 4, 4, steps));
-  steps = counted;
+  steps = test::counted;
   steps.wrap = [](std::size_t, std::size_t, CVPixelFormatType, void*, std::size_t, std::function<void()>) {
     return std::shared_ptr<CVPixelBuffer>();
   };
   EXPECT_FALSE(resize(*source, all, 4, 4, steps));
-  EXPECT_EQ(allocated, 0);
+  EXPECT_EQ(test::allocated, 0);
   EXPECT_THAT(lines, ElementsAre("Error: out of memory", "Error: -21776",
                                  "Error: could not create new pixel buffer"));
 #ifndef NDEBUG

@@ -1,10 +1,5 @@
-#include <array>
-#include <cmath>
-#include <limits>
-#include <memory>
 #include <random>
 #include <thread>
-#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -254,9 +249,8 @@ TEST(HitTest, ManyThreadsMayAskFirst) {
   const ARFrame frame = frameOf({{0, 0, -1}});
   std::vector<std::thread> threads;
   std::vector<std::size_t> found(8);
-  for (std::size_t& count : found) {
+  for (std::size_t& count : found)
     threads.emplace_back([&frame, &count] { count = hits(frame, {0.5, 0.5}).size(); });
-  }
   for (std::thread& thread : threads) thread.join();
   EXPECT_EQ(found, std::vector<std::size_t>(8, 1));
 }

@@ -1,11 +1,8 @@
-#include <algorithm>
 #include <array>
 #include <cmath>
-#include <vector>
 
 #include <fmt/format.h>
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "geoloom/platform/ar/ARFrame.h"
 #include "geoloom/platform/ar/ARRecording.h"
@@ -203,9 +200,8 @@ TEST_F(RecordedFolder, TheSessionBeginsAtTheFirstFrame) {
     double nearest = 1;
     const auto seeing = recording->frame(i);
     ASSERT_TRUE(seeing);
-    for (const simd_float3& q : seeing->rawFeaturePoints()) {
+    for (const simd_float3& q : seeing->rawFeaturePoints())
       nearest = std::min(nearest, std::hypot(q.x - x, q.y - y, q.z - z));
-    }
     EXPECT_LT(nearest, 0.01) << i;
   }
 }

@@ -45,9 +45,8 @@ TEST(TUMFolder, ACalibrationWithoutDistortionIsTaken) {
   EXPECT_EQ(k->cx, 318.6);
   EXPECT_EQ(k->cy, 255.3);
   for (const char* bad :
-       {"", "525 525 319.5", "525 525 x 1", "0 525 1 1", "525 525 319.5 239.5 0.26 0 0 0 0"}) {
+       {"", "525 525 319.5", "525 525 x 1", "0 525 1 1", "525 525 319.5 239.5 0.26 0 0 0 0"})
     EXPECT_FALSE(parseCalibration(bad)) << bad;
-  }
   EXPECT_EQ(defaultCalibration(640, 480).cx, 319.5);
   EXPECT_EQ(defaultCalibration(1280, 960).fx, 1050);
 }

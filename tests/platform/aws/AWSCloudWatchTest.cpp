@@ -1,25 +1,14 @@
-#include <limits>
-
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "geoloom/platform/aws/AWSCloudWatch.h"
 
-#include "tests/support/FakeService.h"
+#include "tests/support/Scans.h"
 #include "tests/support/SignatureV4.h"
 
 namespace {
 
 using namespace geoloom::platform;
-using geoloom::testing::FakeAnswer;
-using geoloom::testing::FakeService;
-using geoloom::testing::RecordedRequest;
-
-std::shared_ptr<const AWSServiceConfiguration> configuration(std::string metrics) {
-  return std::make_shared<const AWSServiceConfiguration>(
-      AWSRegionUSWest2, std::make_shared<AWSStaticCredentialsProvider>("access", "secret"),
-      AWSServiceEndpoints{.tables = {}, .metrics = std::move(metrics)});
-}
+using namespace geoloom::testing;
 
 AWSCloudWatchPutMetricDataInput oneCount() {
   return {.namespace_ = "Space",
@@ -47,7 +36,7 @@ TEST(AWSCloudWatch, WritesBodies) {
 TEST(AWSCloudWatch, SpeaksTheMetricsServicesProtocol) {
   const FakeService service([](const RecordedRequest&) { return FakeAnswer::json("{}"); });
   EXPECT_EQ(AWSCloudWatch::CloudWatch("key"), nullptr);
-  AWSCloudWatch::registerCloudWatch(configuration(service.url()), "key");
+  AWSCloudWatch::registerCloudWatch(servicesAt(service.url()), "key");
   const auto client = AWSCloudWatch::CloudWatch("key");
   ASSERT_NE(client, nullptr);
   EXPECT_EQ(AWSCloudWatch::CloudWatch("another key"), nullptr);
@@ -59,16 +48,17 @@ TEST(AWSCloudWatch, SpeaksTheMetricsServicesProtocol) {
   EXPECT_EQ(sent.header("x-amzn-query-mode"), "true");
   EXPECT_EQ(sent.header("Content-Type"), "application/x-amz-json-1.0");
   EXPECT_EQ(sent.body, oneCountBody);
-  EXPECT_EQ(geoloom::testing::signatureFault(sent, "access", "secret", "us-west-2", "monitoring"), "");
+  EXPECT_EQ(signatureFault(sent, {"access", "secret"}, "monitoring"), "");
 }
 
 TEST(AWSCloudWatch, IsReplacedUnderItsKeyAndSendsNowhereWithoutAnAddress) {
-  const FakeService service([](const RecordedRequest&) { return FakeAnswer::json("{}"); });
-  const FakeService old([](const RecordedRequest&) { return FakeAnswer::json("{}"); });
-  AWSCloudWatch::registerCloudWatch(configuration(old.url()), "key");
-  AWSCloudWatch::registerCloudWatch(configuration({}), "key");
+  const auto answer = [](const RecordedRequest&) { return FakeAnswer::json("{}"); };
+  const FakeService service(answer);
+  const FakeService old(answer);
+  AWSCloudWatch::registerCloudWatch(servicesAt(old.url()), "key");
+  AWSCloudWatch::registerCloudWatch(servicesAt(""), "key");
   AWSCloudWatch::CloudWatch("key")->putMetricData(oneCount());
-  AWSCloudWatch::registerCloudWatch(configuration(service.url()), "key");
+  AWSCloudWatch::registerCloudWatch(servicesAt(service.url()), "key");
   AWSCloudWatch::CloudWatch("key")->putMetricData(oneCount());
   ASSERT_TRUE(service.waitForRequests(1));
   EXPECT_TRUE(old.requests().empty());

@@ -1,15 +1,8 @@
-#include <future>
-#include <limits>
-#include <string>
-#include <vector>
-
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "geoloom/platform/aws/AWSDynamoDBObjectMapper.h"
 #include "geoloom/platform/aws/AWSDynamoDBWire.h"
 
-#include "tests/support/FakeService.h"
 #include "tests/support/Scans.h"
 #include "tests/support/SignatureV4.h"
 
@@ -17,10 +10,7 @@ namespace {
 
 namespace dynamodb = geoloom::platform::dynamodb;
 using namespace geoloom::platform;
-using geoloom::testing::FakeAnswer;
-using geoloom::testing::FakeService;
-using geoloom::testing::RecordedRequest;
-using geoloom::testing::signatureFault;
+using namespace geoloom::testing;
 using testing::AllOf;
 using testing::HasSubstr;
 using testing::Not;
@@ -59,11 +49,7 @@ TEST(AWSDynamoDBRow, BecomesAnItemWithNumbersAsText) {
   constexpr double infinity = std::numeric_limits<double>::infinity();
   Row absent;
   absent.Name = "";
-  struct Case {
-    Row row;
-    std::string item;
-  };
-  const std::vector<Case> cases{
+  const std::pair<Row, std::string> cases[] = {
       {row("a", -3, 0.1F, 1700000000.125, true),
        R"({"Count":{"N":"-3"},"Double":{"N":"1700000000.125"},"Flag":{"N":"1"},"Name":{"S":"a"},"Single":{"N":"0.1"}})"},
       {row("\xC3\xA9\"", 1LL << 62, -2.0F, 1e-7, false),
@@ -71,9 +57,9 @@ TEST(AWSDynamoDBRow, BecomesAnItemWithNumbersAsText) {
       {row("a\xffz", 0, nan, infinity, false), R"({"Count":{"N":"0"},"Flag":{"N":"0"},"Name":{"S":"a�z"}})"},
       {absent, R"({"Name":{"S":""}})"},
   };
-  for (const Case& c : cases)
-    EXPECT_EQ(dynamodb::putItemBody("Rows", toAttributes(c.row)),
-              R"({"TableName":"Rows","Item":)" + c.item + "}");
+  for (const auto& [saved, item] : cases)
+    EXPECT_EQ(dynamodb::putItemBody("Rows", toAttributes(saved)),
+              R"({"TableName":"Rows","Item":)" + item + "}");
 }
 
 TEST(AWSDynamoDBRow, ReadsBackWhatItCanAndNothingElse) {
@@ -150,13 +136,7 @@ TEST(AWSDynamoDBScan, ReadsPages) {
 }
 
 TEST(AWSDynamoDBError, IsReadFromEveryShape) {
-  struct Case {
-    int status;
-    std::string body;
-    Kind kind;
-    std::string description;
-  };
-  const std::vector<Case> cases{
+  const std::tuple<int, std::string, Kind, std::string> cases[] = {
       {400, R"({"__type":"com.amazonaws.dynamodb.v20120810#ResourceNotFoundException","message":"no table"})",
        Kind::rejected, "ResourceNotFoundException: no table (HTTP 400)"},
       {400, R"({"__type":"com.amazon.coral.validate#ValidationException","Message":"a\r\nb"})",
@@ -183,12 +163,12 @@ TEST(AWSDynamoDBError, IsReadFromEveryShape) {
       {307, "", Kind::transport, "HTTP 307"},
       {408, "", Kind::transport, "HTTP 408"},
   };
-  for (const Case& c : cases) {
-    const std::optional<AWSError> error = dynamodb::readError(c.status, c.body);
-    ASSERT_TRUE(error) << c.body;
-    EXPECT_EQ(error->kind, c.kind) << c.body;
-    EXPECT_EQ(error->isRetryable(), c.kind != Kind::rejected);
-    EXPECT_EQ(error->description, c.description) << c.body;
+  for (const auto& [status, body, kind, description] : cases) {
+    const std::optional<AWSError> error = dynamodb::readError(status, body);
+    ASSERT_TRUE(error) << body;
+    EXPECT_EQ(error->kind, kind) << body;
+    EXPECT_EQ(error->isRetryable(), kind != Kind::rejected);
+    EXPECT_EQ(error->description, description) << body;
   }
   EXPECT_FALSE(dynamodb::readError(200, R"({"__type":"x#ValidationException"})"));
   EXPECT_LT(
@@ -196,26 +176,13 @@ TEST(AWSDynamoDBError, IsReadFromEveryShape) {
       600U);
 }
 
+const DeveloperKey::Pair pair{"AKIDEXAMPLE", "wJalr/XUtnFEMI:K7MDENG"};
+
 class AWSDynamoDBObjectMapperTest : public testing::Test {
  protected:
-  static std::shared_ptr<const AWSServiceConfiguration> configuration(std::string tables) {
-    return std::make_shared<const AWSServiceConfiguration>(
-        AWSRegionUSWest2,
-        std::make_shared<AWSStaticCredentialsProvider>("AKIDEXAMPLE", "wJalr/XUtnFEMI:K7MDENG"),
-        AWSServiceEndpoints{.tables = std::move(tables), .metrics = {}});
-  }
-  static void makeDefault(std::string tables) {
-    AWSServiceManager::defaultServiceManager().setDefaultServiceConfiguration(
-        configuration(std::move(tables)));
-  }
-  static std::optional<AWSError> save(const Row& saved) {
-    std::promise<std::optional<AWSError>> promise;
-    AWSDynamoDBObjectMapper::defaultMapper().save(
-        saved, [&promise](const std::optional<AWSError>& error) { promise.set_value(error); });
-    return promise.get_future().get();
-  }
+  static void useTablesAt(const std::string& address) { makeDefault(servicesAt(address, pair)); }
   static AWSResult<AWSDynamoDBPage<Row>> scan(const AWSDynamoDBScanExpression& expression = {}) {
-    return geoloom::testing::pageOf<Row>(expression);
+    return pageOf<Row>(expression);
   }
   static std::string descriptionOf(const AWSResult<AWSDynamoDBPage<Row>>& result) {
     const auto* error = std::get_if<AWSError>(&result);
@@ -230,7 +197,7 @@ TEST_F(AWSDynamoDBObjectMapperTest, SpeaksTheTableServicesProtocol) {
                                   R"("LastEvaluatedKey":{"Name":{"S":"y"}}})")
                : FakeAnswer::json("{}");
   });
-  makeDefault(service.url());
+  useTablesAt(service.url());
   EXPECT_FALSE(save(row("a", 1, 0.5F, 2, true)));
   const auto result = scan();
   const auto& page = std::get<AWSDynamoDBPage<Row>>(result);
@@ -250,9 +217,8 @@ TEST_F(AWSDynamoDBObjectMapperTest, SpeaksTheTableServicesProtocol) {
     EXPECT_EQ(requests[i].header("X-Amz-Target"), expected[i].first);
     EXPECT_EQ(requests[i].header("Content-Type"), "application/x-amz-json-1.0");
     EXPECT_EQ(requests[i].body, expected[i].second);
-    EXPECT_EQ(signatureFault(requests[i], "AKIDEXAMPLE", "wJalr/XUtnFEMI:K7MDENG", "us-west-2", "dynamodb"),
-              "");
-    EXPECT_NE(signatureFault(requests[i], "AKIDEXAMPLE", "another secret", "us-west-2", "dynamodb"), "");
+    EXPECT_EQ(signatureFault(requests[i], pair, "dynamodb"), "");
+    EXPECT_NE(signatureFault(requests[i], {pair.accessKey, "another secret"}, "dynamodb"), "");
     EXPECT_THAT(requests[i].head, Not(HasSubstr("wJalr")));
   }
 }
@@ -261,9 +227,9 @@ TEST_F(AWSDynamoDBObjectMapperTest, TakesTheConfigurationThatIsDefaultAtTheCall)
   const auto answer = [](const RecordedRequest&) { return FakeAnswer::json(R"({"Items":[]})"); };
   const FakeService first(answer);
   const FakeService second(answer);
-  makeDefault(first.url());
+  useTablesAt(first.url());
   EXPECT_EQ(descriptionOf(scan()), "a page");
-  makeDefault(second.url());
+  useTablesAt(second.url());
   EXPECT_EQ(descriptionOf(scan()), "a page");
   EXPECT_EQ(first.requests().size(), 1U);
   EXPECT_EQ(second.requests().size(), 1U);
@@ -276,30 +242,27 @@ TEST_F(AWSDynamoDBObjectMapperTest, FailsInWordsThatHoldNoSecret) {
                                 R"(, wJalr/XUtnFEMI:K7MDENG"})",
                             400);
   });
-  makeDefault(service.url());
+  useTablesAt(service.url());
   const auto result = scan();
   EXPECT_THAT(descriptionOf(result),
               AllOf(HasSubstr("IncompleteSignatureException: in AWS4-HMAC-SHA256 Credential=***/"),
                     Not(HasSubstr("AKIDEXAMPLE")), Not(HasSubstr("wJalr"))));
   EXPECT_EQ(std::get<AWSError>(result).kind, Kind::rejected);
-  EXPECT_THAT(save({})->description, Not(HasSubstr("AKIDEXAMPLE")));
+  EXPECT_THAT(save(Row{})->description, Not(HasSubstr("AKIDEXAMPLE")));
 }
 
 TEST_F(AWSDynamoDBObjectMapperTest, SaysWhyNothingCouldBeAsked) {
-  AWSServiceManager::defaultServiceManager().setDefaultServiceConfiguration(nullptr);
+  makeDefault(nullptr);
   EXPECT_THAT(descriptionOf(scan()), HasSubstr("No default service configuration"));
-  makeDefault("");
+  useTablesAt("");
   EXPECT_THAT(descriptionOf(scan()), HasSubstr("No address"));
-  EXPECT_EQ(save({})->kind, Kind::rejected);
-  AWSServiceManager::defaultServiceManager().setDefaultServiceConfiguration(
-      std::make_shared<const AWSServiceConfiguration>(
-          AWSRegionUSWest2, std::make_shared<AWSStaticCredentialsProvider>("AK\r\nX-Injected: 1", "secret"),
-          AWSServiceEndpoints{.tables = "http://127.0.0.1:1", .metrics = {}}));
+  EXPECT_EQ(save(Row{})->kind, Kind::rejected);
+  makeDefault(servicesAt("http://127.0.0.1:1", {"AK\r\nX-Injected: 1", "secret"}));
   EXPECT_THAT(descriptionOf(scan()),
               AllOf(HasSubstr("The access key holds a control character"), Not(HasSubstr("Injected"))));
-  makeDefault(fmt::format("http://127.0.0.1:{}", geoloom::testing::unusedPort()));
+  useTablesAt(fmt::format("http://127.0.0.1:{}", unusedPort()));
   EXPECT_EQ(std::get<AWSError>(scan()).kind, Kind::transport);
-  EXPECT_EQ(save({})->kind, Kind::transport);
+  EXPECT_EQ(save(Row{})->kind, Kind::transport);
 }
 
 }  // namespace

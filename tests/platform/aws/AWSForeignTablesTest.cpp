@@ -1,21 +1,20 @@
 #include <filesystem>
-#include <future>
-#include <set>
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "geoloom/platform/aws/AWSDynamoDBObjectMapper.h"
 #include "geoloom/platform/aws/AWSRequest.h"
-#include "geoloom/platform/network/HTTPClient.h"
 
 #include "tests/support/ChildProcess.h"
+#include "tests/support/HTTP.h"
 #include "tests/support/Scans.h"
 
 namespace {
 
 using namespace geoloom::platform;
 using geoloom::testing::ChildProcess;
+using geoloom::testing::pageOf;
+using geoloom::testing::save;
 using testing::HasSubstr;
 using Kind = AWSError::Kind;
 
@@ -63,33 +62,15 @@ class AWSForeignTables : public testing::Test {
   }
 
   void useSecret(const std::string& secret) const {
-    AWSServiceManager::defaultServiceManager().setDefaultServiceConfiguration(
-        std::make_shared<const AWSServiceConfiguration>(
-            AWSRegionUSWest2, std::make_shared<AWSStaticCredentialsProvider>(accessKey, secret),
-            AWSServiceEndpoints{.tables = url_, .metrics = {}}));
+    geoloom::testing::makeDefault(geoloom::testing::servicesAt(url_, {accessKey, secret}));
   }
 
   void createTable() const {
     const auto configuration = AWSServiceManager::defaultServiceManager().defaultServiceConfiguration();
     auto request =
         awsRequest(*configuration, url_, "dynamodb", "DynamoDB_20120810.CreateTable", createReadings);
-    std::promise<HTTPResponse> promise;
-    HTTPClient::shared().post(std::move(request.value()), DispatchQueue::global(),
-                              [&promise](HTTPResponse response) { promise.set_value(std::move(response)); });
-    const HTTPResponse response = promise.get_future().get();
+    const HTTPResponse response = geoloom::testing::answerTo(std::move(request.value()));
     ASSERT_EQ(response.status, 200) << response.body << response.error;
-  }
-
-  static std::optional<AWSError> save(const Reading& reading) {
-    std::promise<std::optional<AWSError>> promise;
-    AWSDynamoDBObjectMapper::defaultMapper().save(
-        reading, [&promise](const std::optional<AWSError>& error) { promise.set_value(error); });
-    return promise.get_future().get();
-  }
-
-  template <class Row>
-  static AWSResult<AWSDynamoDBPage<Row>> scan(const AWSDynamoDBScanExpression& expression) {
-    return geoloom::testing::pageOf<Row>(expression);
   }
 
   static Reading reading(std::string sensor, std::int64_t number) {
@@ -111,15 +92,11 @@ TEST_F(AWSForeignTables, KeepWhatIsSavedAndGiveItBackPageByPage) {
   constexpr std::int64_t count = 20;
   for (std::int64_t number = 0; number < count; ++number)
     for (const std::string sensor : {"ours", "theirs"}) ASSERT_FALSE(save(reading(sensor, number)));
-  AWSDynamoDBScanExpression expression;
-  expression.limit = 10;
-  expression.filterExpression = "#sensor = :sensor";
-  expression.expressionAttributeNames = {{"#sensor", "Sensor"}};
-  expression.expressionAttributeValues = {{":sensor", AWSDynamoDBAttributeValue::text("ours")}};
+  AWSDynamoDBScanExpression expression = geoloom::testing::scanFor("Sensor", "ours", 10);
   std::set<std::int64_t> numbers;
   int pages = 0;
   do {
-    const auto result = scan<Reading>(expression);
+    const auto result = pageOf<Reading>(expression);
     ASSERT_TRUE(std::holds_alternative<AWSDynamoDBPage<Reading>>(result))
         << std::get<AWSError>(result).description;
     const auto& page = std::get<AWSDynamoDBPage<Reading>>(result);
@@ -139,7 +116,7 @@ TEST_F(AWSForeignTables, KeepWhatIsSavedAndGiveItBackPageByPage) {
 }
 
 TEST_F(AWSForeignTables, RefuseInShapesThatAreUnderstood) {
-  const auto missing = scan<Missing>({});
+  const auto missing = pageOf<Missing>({});
   EXPECT_THAT(std::get<AWSError>(missing).description, HasSubstr("ResourceNotFoundException"));
   EXPECT_EQ(std::get<AWSError>(missing).kind, Kind::rejected);
   Reading keyless = reading("ours", 1);
@@ -159,7 +136,7 @@ TEST_F(AWSForeignTables, HoldTextsAndNumbersAtTheirLimits) {
   odd.Value = -1e-38F;
   odd.Note = std::string(100'000, 'n');
   ASSERT_FALSE(save(odd));
-  const auto result = scan<Reading>({});
+  const auto result = pageOf<Reading>({});
   const auto& page = std::get<AWSDynamoDBPage<Reading>>(result);
   ASSERT_EQ(page.items.size(), 1U);
   EXPECT_EQ(page.items[0].Sensor, odd.Sensor);

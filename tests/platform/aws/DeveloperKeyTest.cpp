@@ -11,21 +11,18 @@ TEST(DeveloperKey, HashIsMD5InLowerCaseHexadecimal) {
 }
 
 TEST(DeveloperKey, PairIsCarriedOrDerived) {
-  struct Case {
-    std::string_view key, access, secret;
-  };
   // The derived secrets come from another tool: printf '%s' LABEL | openssl dgst -sha256 -hmac KEY
   static constexpr std::string_view ofAbc =
       "5e28ff51429ae3b17bf7cf6b9ce22a72b746a99a8fe3eba40537905dd2022805";
-  const Case cases[] = {
+  const std::tuple<std::string_view, std::string_view, std::string_view> cases[] = {
       {"AKID:secret/+=", "AKID", "secret/+="},
       {"AKID:a:b", "AKID", "a:b"},
       {"abc", "900150983cd24fb0d6963f7d28e17f72", ofAbc},
   };
-  for (const Case& c : cases) {
-    const DeveloperKey::Pair pair = DeveloperKey::pair(c.key);
-    EXPECT_EQ(pair.accessKey, c.access) << c.key;
-    EXPECT_EQ(pair.secretKey, c.secret) << c.key;
+  for (const auto& [key, access, secret] : cases) {
+    const DeveloperKey::Pair pair = DeveloperKey::pair(key);
+    EXPECT_EQ(pair.accessKey, access) << key;
+    EXPECT_EQ(pair.secretKey, secret) << key;
   }
 }
 

@@ -1,9 +1,4 @@
-#include <string>
-#include <utility>
-#include <vector>
-
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "geoloom/platform/aws/AWSServiceConfiguration.h"
 #include "geoloom/platform/aws/SignatureV4.h"

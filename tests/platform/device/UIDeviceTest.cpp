@@ -1,8 +1,4 @@
-#include <fstream>
 #include <regex>
-#include <set>
-#include <string>
-#include <vector>
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -21,11 +17,7 @@ namespace {
 const std::regex versionFourUUID("[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}");
 
 TEST(OSRelease, ValuesAreReadAsTheShellWould) {
-  struct Case {
-    const char* text;
-    const char* value;
-  };
-  const Case cases[] = {
+  const std::pair<const char*, const char*> cases[] = {
       {"VERSION_ID=\"12\"\n", "12"},
       {"NAME=x\nVERSION_ID=22.04", "22.04"},
       {"VERSION_ID='9 (a\\b)'\n", "9 (a\\b)"},
@@ -36,7 +28,7 @@ TEST(OSRelease, ValuesAreReadAsTheShellWould) {
       {"VERSION_ID", ""},
       {"", ""},
   };
-  for (const Case& row : cases) EXPECT_EQ(osReleaseValue(row.text, "VERSION_ID"), row.value) << row.text;
+  for (const auto& [text, value] : cases) EXPECT_EQ(osReleaseValue(text, "VERSION_ID"), value) << text;
 }
 
 TEST(UIDevice, ModelIdentifierIsTheMachineNameWithNothingBehindIt) {

@@ -1,15 +1,8 @@
 #include <algorithm>
 #include <atomic>
-#include <cstdint>
 #include <cstdio>
-#include <cstring>
-#include <filesystem>
 #include <future>
-#include <map>
-#include <stdexcept>
-#include <string>
 #include <thread>
-#include <vector>
 
 #include <gtest/gtest.h>
 #include <sys/socket.h>

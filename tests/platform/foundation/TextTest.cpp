@@ -1,10 +1,6 @@
 #include <bit>
 #include <cmath>
-#include <cstdint>
-#include <limits>
 #include <random>
-#include <string>
-#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -16,11 +12,7 @@ namespace {
 using namespace std::string_literals;
 
 TEST(Text, FloatsAreWrittenShortestWithAFractionOrAnExponent) {
-  struct Case {
-    float value;
-    const char* text;
-  };
-  const Case cases[] = {
+  const std::pair<float, const char*> cases[] = {
       {1.0F, "1.0"},
       {0.0F, "0.0"},
       {-0.0F, "-0.0"},
@@ -45,7 +37,7 @@ TEST(Text, FloatsAreWrittenShortestWithAFractionOrAnExponent) {
       {std::numeric_limits<float>::quiet_NaN(), "nan"},
       {-std::numeric_limits<float>::quiet_NaN(), "nan"},
   };
-  for (const Case& row : cases) EXPECT_EQ(text(row.value), row.text);
+  for (const auto& [value, written] : cases) EXPECT_EQ(text(value), written);
   EXPECT_EQ(text(0.1), "0.1");
   EXPECT_EQ(text(16777218.0), "16777218.0");
   EXPECT_EQ(text(9007199254740992.0), "9007199254740992.0");
@@ -72,11 +64,7 @@ TEST(Text, OptionalsShowWhetherTheyHoldSomething) {
 }
 
 TEST(Text, LenientNumbersAreTheLongestPrefix) {
-  struct Case {
-    std::string text;
-    float value;
-  };
-  const Case cases[] = {
+  const std::pair<std::string, float> cases[] = {
       {"1.5", 1.5F},
       {" \t\n2", 2.0F},
       {"-3e2m", -300.0F},
@@ -97,7 +85,7 @@ TEST(Text, LenientNumbersAreTheLongestPrefix) {
       {"0.1e-1x", 0.01F},
       {"16777217", 16777216.0F},
   };
-  for (const Case& row : cases) EXPECT_EQ(lenientFloat(row.text), row.value) << row.text;
+  for (const auto& [written, value] : cases) EXPECT_EQ(lenientFloat(written), value) << written;
   EXPECT_TRUE(std::isinf(lenientFloat("1e400")));
 }
 
@@ -113,12 +101,7 @@ TEST(Text, StrictNumbersAreNumbersAndNothingElse) {
 }
 
 TEST(Text, CanonicalFormsAreEqualAndHashAlike) {
-  struct Case {
-    std::string a;
-    std::string b;
-    bool equal;
-  };
-  const Case cases[] = {
+  const std::tuple<std::string, std::string, bool> cases[] = {
       {"map", "map", true},
       {"map", "Map", false},
       {"caf\u00e9", "cafe\u0301", true},
@@ -137,20 +120,16 @@ TEST(Text, CanonicalFormsAreEqualAndHashAlike) {
       {"\xff", "\xfe", false},
       {"", "", true},
   };
-  for (const Case& row : cases) {
-    EXPECT_EQ(canonicallyEqual(row.a, row.b), row.equal) << row.a << " and " << row.b;
-    EXPECT_EQ(canonicallyEqual(row.b, row.a), row.equal) << row.b << " and " << row.a;
-    if (!row.equal) continue;
-    EXPECT_EQ(canonicalHash(row.a), canonicalHash(row.b)) << row.a;
+  for (const auto& [a, b, equal] : cases) {
+    EXPECT_EQ(canonicallyEqual(a, b), equal) << a << " and " << b;
+    EXPECT_EQ(canonicallyEqual(b, a), equal) << b << " and " << a;
+    if (!equal) continue;
+    EXPECT_EQ(canonicalHash(a), canonicalHash(b)) << a;
   }
 }
 
 TEST(Text, BrokenSequencesAreReplacedAndTheRestStays) {
-  struct Case {
-    std::string text;
-    std::string valid;
-  };
-  const Case cases[] = {
+  const std::pair<std::string, std::string> cases[] = {
       {"", ""},
       {"plain \u00e9 \u20ac \U0001f600", "plain \u00e9 \u20ac \U0001f600"},
       {"a\0b"s, "a\0b"s},
@@ -166,7 +145,7 @@ TEST(Text, BrokenSequencesAreReplacedAndTheRestStays) {
       {"\xed\xa0\x80", "\ufffd\ufffd\ufffd"},            // half of a surrogate pair
       {"\xf4\x90\x80\x80", "\ufffd\ufffd\ufffd\ufffd"},  // above the last character
   };
-  for (const Case& row : cases) EXPECT_EQ(validUTF8(row.text), row.valid) << row.text;
+  for (const auto& [written, valid] : cases) EXPECT_EQ(validUTF8(written), valid) << written;
 }
 
 }  // namespace

@@ -1,8 +1,6 @@
 #include <array>
 #include <cmath>
-#include <limits>
 #include <random>
-#include <vector>
 
 #include <gtest/gtest.h>
 

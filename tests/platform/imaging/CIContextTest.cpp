@@ -1,7 +1,6 @@
 #include <algorithm>
 #include <cstring>
 #include <random>
-#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -38,10 +37,9 @@ TEST(CIContextTest, RendersFromTheBottomLeftAndClearsTheRest) {
   const auto output = filled(6, 5, oneComponent8, 7);
   ASSERT_TRUE(CIContext().render(
       CIImage(filled(2, 2, oneComponent8, 200)).transformed(CGAffineTransformMakeScale(2, 1)), *output));
-  for (std::size_t y = 0; y < 5; ++y) {
+  for (std::size_t y = 0; y < 5; ++y)
     for (std::size_t x = 0; x < 6; ++x)
       EXPECT_EQ(gray(*output, x, y), x < 4 && y >= 3 ? 200 : 0) << x << ' ' << y;
-  }
 }
 
 TEST(CIContextTest, KeepsTheTopAtTheTopAndTranslucencyAsItIs) {
@@ -58,10 +56,9 @@ TEST(CIContextTest, KeepsTheTopAtTheTopAndTranslucencyAsItIs) {
 
 TEST(CIContextTest, CutsAPictureOutOfAnImage) {
   const auto source = filled(4, 3, oneComponent8, 0);
-  for (std::size_t y = 0; y < 3; ++y) {
+  for (std::size_t y = 0; y < 3; ++y)
     for (std::size_t x = 0; x < 4; ++x)
       source->baseAddress()[y * source->bytesPerRow() + x] = static_cast<std::uint8_t>(10 * y + x);
-  }
   const CIContext context;
   const auto part = context.createCGImage(CIImage(source), {{1, 0}, {2, 2}});
   ASSERT_TRUE(part);
@@ -82,9 +79,8 @@ TEST(CIContextTest, ReadsTheTwoPlanesOfACamera) {
     const int cb = 100 + static_cast<int>(random() % 56);
     const int cr = 100 + static_cast<int>(random() % 56);
     std::memset(camera->baseAddress(0), luma, camera->bytesPerRow(0) * 3);
-    for (std::size_t at = 0; at < camera->bytesPerRow(1) * 2; ++at) {
+    for (std::size_t at = 0; at < camera->bytesPerRow(1) * 2; ++at)
       camera->baseAddress(1)[at] = static_cast<std::uint8_t>(at % 2 == 0 ? cb : cr);
-    }
     const auto picture = VTCreateCGImageFromCVPixelBuffer(camera);
     ASSERT_TRUE(picture);
     const std::uint8_t* last = picture->bytes() + 2 * picture->bytesPerRow() + 8;

@@ -1,6 +1,4 @@
 #include <cstring>
-#include <limits>
-#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -60,21 +58,6 @@ TEST(CVPixelBuffer, RefusesWhatCannotBeMade) {
   EXPECT_FALSE(CVPixelBuffer::createWithBytes(4, 4, CVPixelFormatType::biPlanarFullRange420, bytes.data(), 16,
                                               release));
   EXPECT_EQ(released, 0) << "the bytes stay the caller's when nothing wraps them";
-}
-
-TEST(CVPixelBuffer, WrapsBytesInPlaceAndReleasesThemOnce) {
-  int released = 0;
-  std::vector<std::uint8_t> bytes(20 * 4);
-  auto buffer =
-      CVPixelBuffer::createWithBytes(4, 4, CVPixelFormatType::BGRA32, bytes.data(), 20, [&] { ++released; });
-  ASSERT_TRUE(buffer);
-  EXPECT_EQ(buffer->baseAddress(), bytes.data());
-  EXPECT_EQ(buffer->bytesPerRow(), 20U);
-  auto second = buffer;
-  buffer.reset();
-  EXPECT_EQ(released, 0);
-  second.reset();
-  EXPECT_EQ(released, 1);
 }
 
 }  // namespace

@@ -1,11 +1,12 @@
 #include <fstream>
 #include <random>
-#include <string>
 
 #include <gtest/gtest.h>
 #include <zlib.h>
 
 #include "geoloom/platform/imaging/PNG.h"
+
+#include "tests/support/TemporaryDirectory.h"
 
 namespace geoloom::platform {
 namespace {
@@ -73,13 +74,7 @@ TEST(PNG, WhatIsWrittenReadsBack) {
 }
 
 TEST(PNG, ReadsTheFormsOthersWrite) {
-  struct Case {
-    const char* what;
-    Bytes file;
-    std::size_t channels;
-    decltype(PNGImage::samples) samples;
-  };
-  const Case cases[] = {
+  const std::tuple<const char*, Bytes, std::size_t, decltype(PNGImage::samples)> cases[] = {
       {"palette", handmade(2, 1, 8, 3, {0, 1, 0}, {1, 2, 3, 4, 5, 6}), 3, Bytes{4, 5, 6, 1, 2, 3}},
       {"palette with transparency", handmade(2, 1, 8, 3, {0, 1, 0}, {1, 2, 3, 4, 5, 6}, {9}), 4,
        Bytes{4, 5, 6, 255, 1, 2, 3, 9}},
@@ -92,11 +87,11 @@ TEST(PNG, ReadsTheFormsOthersWrite) {
       {"a transparent colour", handmade(2, 1, 8, 2, {0, 1, 2, 3, 4, 5, 6}, {}, {0, 4, 0, 5, 0, 6}), 4,
        Bytes{1, 2, 3, 255, 4, 5, 6, 0}},
   };
-  for (const Case& c : cases) {
-    const auto image = decodePNG(c.file, c.what);
+  for (const auto& [what, file, channels, samples] : cases) {
+    const auto image = decodePNG(file, what);
     ASSERT_TRUE(image) << image.failure().message;
-    EXPECT_EQ(image->channels, c.channels) << c.what;
-    EXPECT_EQ(image->samples, c.samples) << c.what;
+    EXPECT_EQ(image->channels, channels) << what;
+    EXPECT_EQ(image->samples, samples) << what;
   }
 }
 
@@ -111,9 +106,8 @@ TEST(PNG, DamagedFilesEndInOneLine) {
                               handmade(30000, 30000, 8, 0, {0, 0}),    // too many pixels
                               handmade(16384, 16384, 8, 2, {0, 0}),    // a few bytes that promise 800 MB
                               handmade(2, 2, 8, 0, {0, 1, 2, 0, 3})};  // one sample short
-  for (std::size_t length = 0; length + 12 < whole->size(); length += whole->size() / 37) {
+  for (std::size_t length = 0; length + 12 < whole->size(); length += whole->size() / 37)
     files.emplace_back(whole->begin(), whole->begin() + static_cast<std::ptrdiff_t>(length));
-  }
   for (const Bytes& file : files) {
     const auto image = decodePNG(file, "picture.png");
     ASSERT_FALSE(image) << "file of " << file.size() << " bytes";
@@ -135,8 +129,8 @@ TEST(PNG, EveryFlippedByteIsSurvived) {
 }
 
 TEST(PNG, FilesAreReadAndWrittenAndNamedWhenTheyCannotBe) {
-  const auto path =
-      std::filesystem::temp_directory_path() / ("geoloom-png-" + std::to_string(::getpid()) + ".png");
+  const test::TemporaryDirectory directory;
+  const auto path = directory.path() / "picture.png";
   const PNGImage image = randomImage<std::uint8_t>(5, 4, 4, 7);
   ASSERT_FALSE(writePNG(path, image));
   const auto back = readPNG(path);

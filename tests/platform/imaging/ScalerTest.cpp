@@ -4,7 +4,6 @@
 #include <numbers>
 #include <random>
 #include <thread>
-#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -42,10 +41,9 @@ struct Picture {
 Picture noise(std::size_t width, std::size_t height, std::size_t channels, std::size_t padding = 0) {
   Picture picture(width, height, channels, padding);
   std::mt19937 random(7);
-  for (std::size_t y = 0; y < height; ++y) {
+  for (std::size_t y = 0; y < height; ++y)
     for (std::size_t i = 0; i < width * channels; ++i)
       picture.at(0, y, i) = static_cast<std::uint8_t>(random());
-  }
   return picture;
 }
 
@@ -125,11 +123,9 @@ double psnr(const Picture& source, const SourceRegion& region, const Picture& re
   std::vector<double> middle(source.height * values);
   for (std::size_t y = 0; y < source.height; ++y) {
     for (std::size_t x = 0; x < result.width; ++x) {
-      for (const Tap& tap : across[x]) {
-        for (std::size_t c = 0; c < source.channels; ++c) {
+      for (const Tap& tap : across[x])
+        for (std::size_t c = 0; c < source.channels; ++c)
           middle[y * values + x * source.channels + c] += tap.weight * source.at(tap.index, y, c);
-        }
-      }
     }
   }
   double squares = 0;
@@ -194,9 +190,8 @@ TEST(ScalerTest, EverySmallSizeKeepsAPlainColour) {
       Picture result(to, 201 - to);
       ASSERT_EQ(scale(source.source(), source.all(), 4, result.target()), ScalerResult::done)
           << from << " to " << to;
-      for (std::size_t i = 0; i < result.bytes.size(); ++i) {
+      for (std::size_t i = 0; i < result.bytes.size(); ++i)
         ASSERT_EQ(result.bytes[i], 60 * (i % 4) + 9) << from << " to " << to << " at " << i;
-      }
     }
   }
 }

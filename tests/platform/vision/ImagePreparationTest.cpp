@@ -26,9 +26,8 @@ struct Raster {
 Raster randomRaster(std::size_t width, std::size_t height, unsigned seed) {
   std::mt19937 random(seed);
   Raster raster{width, height, std::vector<std::array<std::uint8_t, 3>>(width * height)};
-  for (auto& pixel : raster.pixels) {
+  for (auto& pixel : raster.pixels)
     for (auto& value : pixel) value = static_cast<std::uint8_t>(random());
-  }
   return raster;
 }
 
@@ -36,9 +35,8 @@ Raster randomRaster(std::size_t width, std::size_t height, unsigned seed) {
 Raster storedAs(const Raster& upright, CGImagePropertyOrientation orientation) {
   const auto mirrored = [](const Raster& in) {
     Raster out = in;
-    for (std::size_t y = 0; y < in.height; ++y) {
+    for (std::size_t y = 0; y < in.height; ++y)
       for (std::size_t x = 0; x < in.width; ++x) out.at(x, y) = in.at(in.width - 1 - x, y);
-    }
     return out;
   };
   const auto turnedLeft = [](const Raster& in) {

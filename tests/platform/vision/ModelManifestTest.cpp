@@ -26,12 +26,7 @@ TEST(ModelManifest, ReadsWhatTheFormatNoteSays) {
 }
 
 TEST(ModelManifest, RefusesEverythingElseInOneLine) {
-  struct Case {
-    const char* part;
-    const char* instead;
-    const char* message;
-  };
-  const Case cases[] = {
+  const std::tuple<const char*, const char*, const char*> cases[] = {
       {"{\"format\"", "{{\"format\"", "m: not JSON"},
       {"geoloom-model", "other", R"(m: "format" is not "geoloom-model")"},
       {R"("version": 1)", R"("version": 2)", R"(m: "version" is not 1, the one this library reads)"},
@@ -52,13 +47,13 @@ TEST(ModelManifest, RefusesEverythingElseInOneLine) {
       {"[91, 1917]", "[9e6, 9e6]", R"(m: "outputs" must list at least one name with its shape)"},
       {"\"first\"", "null", R"(m: "outputs" must list at least one name with its shape)"},
   };
-  for (const Case& c : cases) {
+  for (const auto& [part, instead, message] : cases) {
     std::string text = good;
-    ASSERT_NE(text.find(c.part), std::string::npos) << c.part;
-    text.replace(text.find(c.part), std::string(c.part).size(), c.instead);
+    ASSERT_NE(text.find(part), std::string::npos) << part;
+    text.replace(text.find(part), std::string(part).size(), instead);
     const auto manifest = parseModelManifest(text, "m");
     ASSERT_FALSE(manifest) << text;
-    EXPECT_EQ(manifest.failure().message, c.message);
+    EXPECT_EQ(manifest.failure().message, message);
   }
 }
 

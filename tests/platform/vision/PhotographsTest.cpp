@@ -91,48 +91,35 @@ class Photographs : public testing::Test {
 
 /// The boxes were drawn by hand on the photographs, inside the square in the middle.
 TEST_F(Photographs, ShowWhatIsInThemWhereItIs) {
-  struct Case {
-    const char* photograph;
-    const char* name;
-    Box box;
-  };
-  const Case cases[] = {
+  const std::tuple<const char*, const char*, Box> cases[] = {
       {"dog", "dog", {28, 80, 458, 512}},           {"cat", "cat", {44, 112, 512, 380}},
       {"car", "car", {0, 143, 418, 408}},           {"coffee", "cup", {172, 18, 410, 308}},
       {"chelsea", "cat", {76, 0, 376, 300}},        {"astronaut", "person", {22, 14, 364, 512}},
       {"spacesuit", "person", {157, 28, 370, 447}},
   };
-  for (const Case& c : cases) {
-    const auto picture = photograph(c.photograph);
+  for (const auto& [file, name, expected] : cases) {
+    const auto picture = photograph(file);
     const auto found = find(picture, CGImagePropertyOrientation::up);
-    ASSERT_FALSE(found.empty()) << c.photograph;
-    EXPECT_EQ(nameOf(found[0]), c.name) << c.photograph;
+    ASSERT_FALSE(found.empty()) << file;
+    EXPECT_EQ(nameOf(found[0]), name) << file;
     const Box box =
         boxOf(found[0], static_cast<double>(picture->width()), static_cast<double>(picture->height()));
-    EXPECT_GT(overlap(box, c.box), 0.75)
-        << c.photograph << ": " << box.left << " " << box.top << " " << box.right << " " << box.bottom;
-    for (std::size_t i = 1; i < found.size(); ++i) EXPECT_EQ(nameOf(found[i]), c.name) << c.photograph;
+    EXPECT_GT(overlap(box, expected), 0.75)
+        << file << ": " << box.left << " " << box.top << " " << box.right << " " << box.bottom;
+    for (std::size_t i = 1; i < found.size(); ++i) EXPECT_EQ(nameOf(found[i]), name) << file;
   }
   EXPECT_EQ(names_[0], "concat_1__0");
   EXPECT_EQ(names_[1], "concat__0");
 }
 
 TEST_F(Photographs, WithoutKnownThingsShowNothing) {
-  for (const char* name : {"grass", "gravel", "brick", "sunflower"}) {
+  for (const char* name : {"grass", "gravel", "brick", "sunflower"})
     EXPECT_TRUE(find(photograph(name), CGImagePropertyOrientation::up).empty()) << name;
-  }
 }
 
 TEST_F(Photographs, ASidewaysSensorPictureIsTurnedUpright) {
   const auto upright = photograph("chelsea");
-  // Turned left: what the sensor of a phone held upright delivers.
-  const auto sensor = CVPixelBuffer::create(upright->height(), upright->width(), CVPixelFormatType::BGRA32);
-  for (std::size_t y = 0; y < sensor->height(); ++y) {
-    for (std::size_t x = 0; x < sensor->width(); ++x) {
-      std::copy_n(upright->baseAddress() + x * upright->bytesPerRow() + 4 * (upright->width() - 1 - y), 4,
-                  sensor->baseAddress() + y * sensor->bytesPerRow() + 4 * x);
-    }
-  }
+  const auto sensor = test::sensorImageOf(*upright);
   const auto expected = find(upright, CGImagePropertyOrientation::up);
   const auto found = find(sensor, CGImagePropertyOrientation::right);
   ASSERT_FALSE(expected.empty());
@@ -210,19 +197,6 @@ TEST_F(Photographs, AModelThatDoesNotRunAsItsManifestSaysFailsTheRequestAlone) {
     }
   }
   EXPECT_FALSE(find(picture, CGImagePropertyOrientation::up).empty());
-}
-
-TEST_F(Photographs, TheWrapperKnowsItsFeaturesByTheirNames) {
-  const auto picture = photograph("cat");
-  const feature_modelInput input{picture};
-  EXPECT_EQ(input.featureValue("Preprocessor__sub__0")->imageBufferValue, picture);
-  EXPECT_FALSE(input.featureValue("concat__0"));
-  const auto outputs =
-      *vision_->prediction(*picture, CGImagePropertyOrientation::up, VNImageCropAndScaleOption::centerCrop);
-  const feature_modelOutput output{outputs[0], outputs[1]};
-  EXPECT_EQ(output.featureValue("concat_1__0")->multiArrayValue, outputs[0]);
-  EXPECT_EQ(output.featureValue("concat__0")->multiArrayValue, outputs[1]);
-  EXPECT_FALSE(output.featureValue("Preprocessor__sub__0"));
 }
 
 }  // namespace

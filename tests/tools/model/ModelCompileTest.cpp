@@ -1,7 +1,3 @@
-#include <cmath>
-#include <fstream>
-#include <limits>
-
 #include <gtest/gtest.h>
 
 #include "geoloom/SceneUnderstanding/SSDPostProcessor.h"
@@ -71,9 +67,8 @@ void expectSameAsReference(const TFLiteModel& model, const std::vector<std::stri
   const auto expected = test::ReferenceInterpreter(model).run(picture);
   for (std::size_t anchor = 0; anchor < 1917; ++anchor) {
     const std::size_t row = sourceRow(anchor);
-    for (std::size_t k = 0; k < 4; ++k) {
+    for (std::size_t k = 0; k < 4; ++k)
       ASSERT_NEAR(boxes[k * 1917 + anchor], expected[0][row * 4 + k], tolerance) << anchor << " " << k;
-    }
     for (std::size_t c = 0; c < 91; ++c) {
       double best = -std::numeric_limits<double>::infinity();
       const auto found = sources.find(classNames()[c]);

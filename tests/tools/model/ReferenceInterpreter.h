@@ -27,9 +27,8 @@ class ReferenceInterpreter {
  private:
   const std::vector<double>& value(std::size_t index) {
     const auto& tensor = model_.tensors[index];
-    if (values_[index].empty() && tensor.isConstant()) {
+    if (values_[index].empty() && tensor.isConstant())
       for (const float element : tensor.floats()) values_[index].push_back(element);
-    }
     return values_[index];
   }
 
@@ -46,9 +45,8 @@ class ReferenceInterpreter {
         for (std::size_t i = 0; i < out.size(); ++i) out[i] += value(op.inputs[1])[i];
         break;
       case concatenation:  // along axis 1 of a single batch
-        for (const std::size_t input : op.inputs) {
+        for (const std::size_t input : op.inputs)
           out.insert(out.end(), value(input).begin(), value(input).end());
-        }
         break;
       case conv2D:
       case depthwiseConv2D:

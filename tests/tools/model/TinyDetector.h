@@ -34,9 +34,8 @@ class TinyDetector {
     for (std::size_t layer = 0; layer < 6; ++layer) {
       const std::int32_t grid = grids[layer];
       const std::int32_t channels = layer == 0 ? 4 : 5;
-      if (layer > 0) {
+      if (layer > 0)
         features = convolution(features, {grids[layer - 1], layer == 1 ? 4 : 5}, {grid, 5}, 3, 2, 1);
-      }
       const std::int32_t perCell = layer == 0 ? 3 : 6;
       const std::int32_t rows = grid * grid * perCell;
       const int box = convolution(features, {grid, channels}, {grid, 4 * perCell}, 1, 1, 0);
