@@ -201,7 +201,10 @@ TEST(HostileServices, WhoeverIsSlowIsGivenUpAtTheDeadline) {
         shiftTime(operation.deadline - margin);
         wakeClient();
         EXPECT_EQ(kit.journal.entries().size(), static_cast<std::size_t>(tries - 1)) << operation.name;
-        EXPECT_EQ(service.openConnections(), 1U) << operation.name << " was not waited for";
+        // The service may be late to notice that the client closed the connection of the try before.
+        EXPECT_EQ(service.connections(), static_cast<std::size_t>(tries)) << operation.name;
+        EXPECT_TRUE(eventually([&] { return service.openConnections() == 1U; }))
+            << operation.name << " was not waited for";
         shiftTime(2 * margin);
         wakeClient();
       }
