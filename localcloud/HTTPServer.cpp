@@ -169,6 +169,10 @@ class Protocol : private httplib::Server {
     set_error_handler([this](const httplib::Request&, httplib::Response& response) {
       if (response.body.empty()) fill(response, refusalOfTheUnread(response.status));
     });
+    // The library promises to keep the connection before it hears that we will not.
+    set_post_routing_handler([](const httplib::Request&, httplib::Response& response) {
+      if (response.get_header_value("Connection") == "close") response.headers.erase("Keep-Alive");
+    });
   }
 
   /// Reads a request and answers it. False when the connection is of no further use.

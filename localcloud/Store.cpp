@@ -182,6 +182,8 @@ class Store::Reader {
 Store::Store(const std::filesystem::path& directory) : file_(directory / "localcloud.sqlite") {
   lock_ = lockDirectory(directory);
   try {
+    // Nobody else may read where people have been; files that the library adds take over this one's mode.
+    ::close(::open(file_.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
     auto database = std::make_unique<Database>(file_, Database::Access::readWrite);
     prepareSchema(*database, file_);
     const platform::MutexLock guard(writing_);

@@ -188,6 +188,7 @@ TEST_F(HTTPServerTest, ASlowClientIsDroppedAndHoldsNobodyElse) {
     const std::string answer = client->receive();
     EXPECT_THAT(answer, StartsWith("HTTP/1.1 408 Request Timeout\r\n"));
     EXPECT_THAT(answer, HasSubstr("Connection: close\r\n"));
+    EXPECT_THAT(answer, Not(HasSubstr("Keep-Alive")));
     EXPECT_THAT(answer, EndsWith(R"({"errorMessage":"The request did not come in whole within 0.2 s"})"));
   }
   drip.join();  // ends when the server has had enough

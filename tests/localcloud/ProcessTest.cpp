@@ -35,7 +35,8 @@ std::string addressOf(const ChildProcess& process) {
 TEST(LocalCloudProcess, SaysWhereItListensAndEndsWhenToldTo) {
   for (const int number : {SIGTERM, SIGINT}) {
     const test::TemporaryDirectory directory;
-    ChildProcess process = started({"--port", "0", "--data", (directory.path() / "new" / "deep").string()});
+    const std::filesystem::path data = directory.path() / "new" / "deep";
+    ChildProcess process = started({"--port", "0", "--data", data.string()});
     httplib::Client client(addressOf(process));
     const auto answer =
         client.Post("/prod/maps/find_assets_on_the_map", R"({"map_uuid":"M"})", "application/json");
@@ -44,6 +45,8 @@ TEST(LocalCloudProcess, SaysWhereItListensAndEndsWhenToldTo) {
     const int status = process.end(number);
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
     EXPECT_EQ(process.errors(), "");
+    constexpr auto owners = std::filesystem::perms::owner_read | std::filesystem::perms::owner_write;
+    EXPECT_EQ(std::filesystem::status(data / "localcloud.sqlite").permissions(), owners);
   }
 }
 
@@ -64,7 +67,7 @@ TEST(LocalCloudProcess, EndsWithOneLineAndACodeWhenItCannotStart) {
       {{"--port", "0", "--data", data}, 3, "in use"},
       {{"--port", "0", "--data", "/proc/nothing"}, 3, "/proc/nothing"},
       {{"--port", port, "--data", other}, 4, "--port"},
-      {{"--port", "0", "--data", other, "--tls", "/nowhere", "/nowhere"}, 4, "/nowhere"},
+      {{"--port", "0", "--data", other, "--tls", "/nowhere", "/nowhere"}, 4, "/nowhere: No such file"},
   };
   for (const auto& [arguments, code, message] : cases) {
     ChildProcess process = started(arguments);
