@@ -14,4 +14,5 @@
 #define GEOLOOM_GUARDED_BY(x) GEOLOOM_THREAD_ANNOTATION(guarded_by(x))
 #define GEOLOOM_REQUIRES(...) GEOLOOM_THREAD_ANNOTATION(requires_capability(__VA_ARGS__))
 #define GEOLOOM_ACQUIRE(...) GEOLOOM_THREAD_ANNOTATION(acquire_capability(__VA_ARGS__))
+#define GEOLOOM_TRY_ACQUIRE(...) GEOLOOM_THREAD_ANNOTATION(try_acquire_capability(__VA_ARGS__))
 #define GEOLOOM_RELEASE(...) GEOLOOM_THREAD_ANNOTATION(release_capability(__VA_ARGS__))

@@ -74,7 +74,10 @@ std::optional<std::string> keptUUID(const std::filesystem::path& path) {
     return readOnly ? readUUID(readOnly) : std::nullopt;
   }
   // Whoever gets the lock first writes; the others, in this process or another, read what it wrote.
-  if (::flock(file.get(), LOCK_EX) != 0) return std::nullopt;
+  int locked = -1;
+  do locked = ::flock(file.get(), LOCK_EX);
+  while (locked != 0 && errno == EINTR);
+  if (locked != 0) return std::nullopt;
   if (std::optional<std::string> kept = readUUID(file)) return kept;
   std::optional<std::string> made = randomUUID();
   return made && writeUUID(file, *made) ? made : std::nullopt;

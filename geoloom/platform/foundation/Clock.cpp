@@ -1,5 +1,6 @@
 #include "geoloom/platform/foundation/Clock.h"
 
+#include <algorithm>
 #include <map>
 #include <utility>
 
@@ -36,6 +37,11 @@ CurrentClock& currentClock() {
   return current;
 }
 
+/// At most the last moment that can be counted.
+nanoseconds later(nanoseconds now, nanoseconds span) {
+  return now + std::min(span, nanoseconds::max() - now);
+}
+
 }  // namespace
 
 double timeIntervalSince1970(Date date) {
@@ -53,8 +59,9 @@ std::shared_ptr<Clock> Clock::current() {
 void Clock::install(std::shared_ptr<Clock> clock) {
   if (!clock) clock = std::make_shared<SystemClock>();
   CurrentClock& current = currentClock();
+  // The old one falls when the lock is released: the tasks that it holds may ask for the clock as they go.
   const MutexLock lock(current.mutex);
-  current.clock = std::move(clock);
+  current.clock.swap(clock);
 }
 
 struct ManualClock::State {
@@ -100,11 +107,11 @@ void ManualClock::schedule(nanoseconds delay, std::function<void()> action) {
     return;
   }
   const MutexLock lock(state_->mutex);
-  state_->actions.emplace(state_->now + delay, std::move(action));
+  state_->actions.emplace(later(state_->now, delay), std::move(action));
 }
 
 void ManualClock::advance(nanoseconds span) {
-  const nanoseconds target = uptime() + span;
+  const nanoseconds target = later(uptime(), span);
   while (const std::function<void()> action = state_->takeDue(target)) action();
 }
 

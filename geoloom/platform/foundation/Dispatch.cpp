@@ -205,6 +205,7 @@ class TheMainQueue final : public DispatchQueue {
   bool isCurrent() const override { return runningQueue == this; }
 
   bool handOver(Post post) {
+    if (!post) return false;
     bool taken = false;
     std::call_once(decided_, [this, &post, &taken] {
       post_ = std::move(post);

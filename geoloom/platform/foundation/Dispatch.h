@@ -55,8 +55,8 @@ class GEOLOOM_EXPORT DispatchQueue : public std::enable_shared_from_this<Dispatc
 class GEOLOOM_EXPORT MainQueue {
  public:
   /// `post` takes a task from any thread and arranges for it to run on the application's main thread, in
-  /// order. It must not run the task itself. Set before the first use of the main queue; returns false, and
-  /// changes nothing, when the queue is already in use.
+  /// order. It must not run the task itself, nor throw. Set before the first use of the main queue; returns
+  /// false, and changes nothing, when the queue is already in use or `post` is empty.
   static bool handOver(std::function<void(std::function<void()>)> post);
 };
 

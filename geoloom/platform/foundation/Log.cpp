@@ -51,9 +51,10 @@ class LineStream {
   }
 
   void setSink(LineSink call) {
+    // The old one falls when the lock is released: what it holds may print as it goes.
+    std::shared_ptr<Sink> old = call ? std::make_shared<Sink>(Sink{std::move(call)}) : nullptr;
     const MutexLock lock(mutex_);
-    const std::shared_ptr<Sink> old =
-        std::exchange(sink_, call ? std::make_shared<Sink>(Sink{std::move(call)}) : nullptr);
+    sink_.swap(old);
     if (!old || sinkCalls != nullptr) return;
     while (old->running > 0) idle_.wait(mutex_);
   }

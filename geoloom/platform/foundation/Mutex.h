@@ -10,6 +10,7 @@ namespace geoloom::platform {
 class GEOLOOM_CAPABILITY("mutex") Mutex {
  public:
   void lock() GEOLOOM_ACQUIRE() { mutex_.lock(); }
+  [[nodiscard]] bool tryLock() GEOLOOM_TRY_ACQUIRE(true) { return mutex_.try_lock(); }
   void unlock() GEOLOOM_RELEASE() { mutex_.unlock(); }
 
  private:

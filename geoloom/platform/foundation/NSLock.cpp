@@ -20,10 +20,9 @@ bool NSLock::tryLock() {
 }
 
 void NSLock::unlock() {
-  {
-    const MutexLock guard(mutex_);
-    held_ = false;
-  }
+  const MutexLock guard(mutex_);
+  held_ = false;
+  // Under the lock: whoever takes it next may destroy all of this.
   released_.notify_one();
 }
 

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstdlib>
+#include <utility>
 
 #include <unistd.h>
 
@@ -21,6 +22,7 @@ struct State {
   Mutex mutex;
   std::condition_variable_any ended;
   bool isExiting GEOLOOM_GUARDED_BY(mutex) = false;
+  std::chrono::steady_clock::time_point deadline GEOLOOM_GUARDED_BY(mutex);
   int working GEOLOOM_GUARDED_BY(mutex) = 0;
 
   bool begin() {
@@ -39,8 +41,8 @@ struct State {
   /// `own` is what the exiting thread itself is in: a callback may call exit.
   void rest(int own) {
     const MutexLock lock(mutex);
-    isExiting = true;
-    const auto deadline = std::chrono::steady_clock::now() + patience;
+    // The handler runs once for each library; all share the time.
+    if (!std::exchange(isExiting, true)) deadline = std::chrono::steady_clock::now() + patience;
     while (working > own)
       if (ended.wait_until(mutex, deadline) == std::cv_status::timeout) return;
   }

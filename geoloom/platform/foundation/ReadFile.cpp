@@ -2,22 +2,27 @@
 
 #include <fstream>
 #include <iterator>
+#include <vector>
 
 namespace geoloom::platform {
 
 Result<std::string> readFile(const std::filesystem::path& path, std::uint64_t maximumBytes) {
   std::error_code error;
-  if (!std::filesystem::is_regular_file(path, error))
-    return Failure{path.string() + ": there is no such file"};
-  std::ifstream file(path, std::ios::binary | std::ios::ate);
-  const auto end = file ? static_cast<std::streamoff>(file.tellg()) : std::streamoff{-1};
-  if (end < 0) return Failure{path.string() + ": cannot be opened"};
-  if (static_cast<std::uint64_t>(end) > maximumBytes) {
-    return Failure{path.string() + ": is larger than " + std::to_string(maximumBytes) + " bytes"};
+  if (std::filesystem::is_directory(path, error)) return Failure{path.string() + ": is a directory"};
+  std::ifstream file(path, std::ios::binary);
+  if (!file) {
+    const bool exists = std::filesystem::exists(path, error);
+    return Failure{path.string() + (exists ? ": cannot be opened" : ": there is no such file")};
   }
-  std::string bytes(static_cast<std::size_t>(end), '\0');
-  file.seekg(0);
-  if (!file.read(bytes.data(), end)) return Failure{path.string() + ": cannot be read"};
+  // In pieces: what is no regular file, a pipe for one, does not tell its length.
+  std::string bytes;
+  std::vector<char> piece(std::size_t{1} << 16);
+  while (file.read(piece.data(), static_cast<std::streamsize>(piece.size())) || file.gcount() > 0) {
+    bytes.append(piece.data(), static_cast<std::size_t>(file.gcount()));
+    if (bytes.size() > maximumBytes)
+      return Failure{path.string() + ": is larger than " + std::to_string(maximumBytes) + " bytes"};
+  }
+  if (file.bad()) return Failure{path.string() + ": cannot be read"};
   return bytes;
 }
 

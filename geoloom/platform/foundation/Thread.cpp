@@ -1,7 +1,7 @@
 #include "geoloom/platform/foundation/Thread.h"
 
 #include <csignal>
-#include <system_error>
+#include <exception>
 #include <thread>
 #include <utility>
 
@@ -13,6 +13,8 @@ bool startThread(const char* name, std::function<void()> run) {
   sigset_t all;
   sigset_t before;
   sigfillset(&all);
+  // A fault is for the handler of whoever watches for crashes, on the thread that it happens on.
+  for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGSYS, SIGABRT}) sigdelset(&all, fault);
   // A thread inherits the mask of the one that starts it.
   pthread_sigmask(SIG_SETMASK, &all, &before);
   bool started = true;
@@ -20,7 +22,7 @@ bool startThread(const char* name, std::function<void()> run) {
     std::thread thread(std::move(run));
     pthread_setname_np(thread.native_handle(), name);
     thread.detach();
-  } catch (const std::system_error&) {
+  } catch (const std::exception&) {  // no further threads, or no memory for one
     started = false;
   }
   pthread_sigmask(SIG_SETMASK, &before, nullptr);

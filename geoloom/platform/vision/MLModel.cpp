@@ -8,7 +8,7 @@
 #include <opencv2/core.hpp>
 #include <opencv2/dnn.hpp>
 
-#include "geoloom/platform/foundation/Mutex.h"
+#include "geoloom/platform/foundation/BlockingMutexLock.h"
 #include "geoloom/platform/foundation/ProcessExit.h"
 #include "geoloom/platform/foundation/ReadFile.h"
 
@@ -127,7 +127,7 @@ Result<std::shared_ptr<MLModel>> MLModel::create(const std::filesystem::path& bu
   // one.
   static auto& mutex = *new Mutex;
   static auto& loaded = *new std::map<std::filesystem::path, std::weak_ptr<MLModel>>;
-  const MutexLock guard(mutex);
+  const BlockingMutexLock guard(mutex);
   if (auto shared = loaded[canonical].lock()) return shared;
   auto state = std::make_unique<State>();
   if (auto failure = state->load(canonical)) return *failure;
@@ -141,7 +141,7 @@ Result<std::shared_ptr<MLModel>> MLModel::create(const std::filesystem::path& bu
 Result<std::vector<std::shared_ptr<MLMultiArray>>> MLModel::prediction(
     const std::function<void(float* planes)>& fill) {
   State& state = *state_;
-  const MutexLock guard(state.mutex);
+  const BlockingMutexLock guard(state.mutex);
   fill(state.input.ptr<float>());
   try {
     forwardOnThisThread(state.net, state.input, state.manifest.inputName, state.results, state.outputNames);

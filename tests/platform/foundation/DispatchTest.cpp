@@ -11,6 +11,7 @@
 #include <gtest/gtest.h>
 #include <pthread.h>
 
+#include "geoloom/platform/foundation/BlockingMutexLock.h"
 #include "geoloom/platform/foundation/Clock.h"
 #include "geoloom/platform/foundation/Dispatch.h"
 #include "geoloom/platform/foundation/Log.h"
@@ -61,6 +62,24 @@ TEST(Dispatch, WaitingTasksDelayNoOtherQueue) {
     DispatchQueue::serial("free")->sync([&] { ran = true; });
     DispatchQueue::global()->sync([&] { EXPECT_TRUE(ran); });
   });
+}
+
+TEST(Dispatch, TasksThatWaitForALongHeldMutexDelayNobody) {
+  Mutex mutex;
+  DispatchSemaphore ended(0);
+  constexpr int waiting = 20;
+  {
+    const MutexLock held(mutex);
+    for (int i = 0; i < waiting; ++i)
+      DispatchQueue::global()->async([&] {
+        { const BlockingMutexLock lock(mutex); }
+        ended.signal();
+      });
+    bool ran = false;
+    DispatchQueue::serial("free")->sync([&] { ran = true; });
+    EXPECT_TRUE(ran);
+  }
+  for (int i = 0; i < waiting; ++i) ended.wait();
 }
 
 TEST(Dispatch, ThreadsThatReplacedWaitingOnesDoNotPileUp) {
@@ -292,6 +311,7 @@ TEST(Dispatch, ThreadsLeaveSignalsToTheApplication) {
       pthread_sigmask(SIG_SETMASK, nullptr, &blocked);
       for (const int signal : {SIGINT, SIGTERM, SIGCHLD, SIGUSR1, SIGPIPE})
         EXPECT_EQ(sigismember(&blocked, signal), 1);
+      for (const int fault : {SIGSEGV, SIGFPE, SIGABRT}) EXPECT_EQ(sigismember(&blocked, fault), 0);
     });
 }
 
@@ -356,6 +376,18 @@ TEST(ManualClock, RunsWhatFallsDueWithTheTimeOfEachAction) {
   EXPECT_EQ(clock.uptime(), 30ms);
   EXPECT_EQ(clock.date(), Date(1h) + 30ms);
   EXPECT_EQ(clock.pending(), 1U);
+
+  bool ran = false;
+  clock.schedule(std::chrono::nanoseconds::max(), [&] { ran = true; });
+  clock.advance(1h);
+  EXPECT_FALSE(ran);
+}
+
+TEST(Clock, MayBeAskedForByWhatAReplacedOneHolds) {
+  const auto asks = [] { return std::shared_ptr<void>(nullptr, [](void*) { (void)Clock::current(); }); };
+  Clock::install(std::make_shared<ManualClock>());
+  Clock::current()->schedule(1s, [held = asks()] {});
+  Clock::install(nullptr);
 }
 
 TEST(TimerSlots, EndAtMostATenthLateAndTogether) {
@@ -398,6 +430,7 @@ TEST(Dispatch, MainQueueCanBeHandedToTheApplicationsLoop) {
   std::vector<std::function<void()>> loop;
   DispatchSemaphore posted(0);
   const auto other = DispatchQueue::serial("other");
+  EXPECT_FALSE(MainQueue::handOver({}));
   ASSERT_TRUE(MainQueue::handOver([&](std::function<void()> task) {
     // It may wait for another queue, on whichever thread it is.
     std::promise<void> told;

@@ -195,6 +195,15 @@ TEST(Log, WhatASinkPrintsItselfGoesToTheDefault) {
   EXPECT_EQ(output.finish(), "from the sink: x\nby way of the log: x\n");
 }
 
+TEST(Log, WhatAReplacedSinkHoldsMayPrint) {
+  std::vector<std::string> seen;
+  Console::setSink([last = std::shared_ptr<void>(nullptr, [](void*) { Console::print("gone"); })](
+                       std::string_view /*line*/) {});
+  Console::setSink([&](std::string_view line) { seen.emplace_back(line); });
+  Console::setSink({});
+  EXPECT_EQ(seen, std::vector<std::string>{"gone"});
+}
+
 TEST(Log, ReplacingASinkWaitsForItsLastCall) {
   std::promise<void> entered;
   std::promise<void> release;

@@ -1,0 +1,25 @@
+#pragma once
+
+#include "geoloom/platform/foundation/Dispatch.h"
+#include "geoloom/platform/foundation/Mutex.h"
+
+namespace geoloom::platform {
+
+/// Holds, for a scope, a Mutex that others keep for long. While this one waits for it, another thread of the
+/// queues' pool stands in.
+class GEOLOOM_SCOPED_CAPABILITY BlockingMutexLock {
+ public:
+  explicit BlockingMutexLock(Mutex& mutex) GEOLOOM_ACQUIRE(mutex) : mutex_(mutex) {
+    if (mutex_.tryLock()) return;
+    const BlockingScope waiting;
+    mutex_.lock();
+  }
+  ~BlockingMutexLock() GEOLOOM_RELEASE() { mutex_.unlock(); }
+  BlockingMutexLock(const BlockingMutexLock&) = delete;
+  BlockingMutexLock& operator=(const BlockingMutexLock&) = delete;
+
+ private:
+  Mutex& mutex_;
+};
+
+}  // namespace geoloom::platform
