@@ -151,7 +151,7 @@ class GEOLOOM_EXPORT MapSession : public platform::NSObject, public MapSessionSe
                         float confidenceThreshold);
   void scheduleTick();
   void tick();
-  void takeTransform(const std::shared_ptr<DataManager>& dataManager, std::string found);
+  void takeTransform(const std::shared_ptr<DataManager>& dataManager, const std::string& found);
   void localizeByObjects();
   void requestSceneLocalization(const DataManager& dataManager);
 

@@ -28,7 +28,7 @@ struct MapSession::State {
   /// A transform that no assets callback has taken yet, and whose stored assets it moves.
   struct Transform {
     std::weak_ptr<DataManager> dataManager;
-    std::string text;
+    std::vector<float> numbers;
   };
 
   std::shared_ptr<platform::DispatchQueue> reloadAssetQueue;

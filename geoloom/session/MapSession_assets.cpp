@@ -86,10 +86,11 @@ void MapSession::tick() {
   const auto dataManager = state_->dataManager.load();
   if (!dataManager) return;
   // Until the scan has ended its answer is this queue's only task.
-  dataManager->scanTransform(state_->reloadAssetQueue->hold(), [self, next, dataManager](std::string found) {
-    self->takeTransform(dataManager, std::move(found));
-    self->localizeByObjects();
-  });
+  dataManager->scanTransform(state_->reloadAssetQueue->hold(),
+                             [self, next, dataManager](const std::string& found) {
+                               self->takeTransform(dataManager, found);
+                               self->localizeByObjects();
+                             });
 }
 
 void MapSession::localizeByObjects() {
@@ -98,22 +99,22 @@ void MapSession::localizeByObjects() {
   if (const auto dataManager = state_->dataManager.load()) requestSceneLocalization(*dataManager);
 }
 
-void MapSession::takeTransform(const std::shared_ptr<DataManager>& dataManager, std::string found) {
+void MapSession::takeTransform(const std::shared_ptr<DataManager>& dataManager, const std::string& found) {
   State::Transform& pending = state_->pendingTransform;
-  if (!found.empty()) pending = {dataManager, std::move(found)};
+  if (!found.empty()) {
+    std::vector<float> numbers = parseTransform(found);
+    if (numbers.size() < TRANSFORM_NUMBERS)
+      SystemLog::log("dropped a transform with fewer than four numbers: " + found);
+    else
+      pending = {dataManager, std::move(numbers)};
+  }
   // A transform leads into the AR session of its own data manager, which a reset may have replaced.
   if (pending.dataManager.lock() != state_->dataManager.load()) pending = {};
-  if (pending.text.empty()) return;
+  if (pending.numbers.empty()) return;
 
-  const auto numbers = parseTransform(pending.text);
-  if (numbers.size() < TRANSFORM_NUMBERS) {
-    SystemLog::log("dropped a transform with fewer than four numbers: " + pending.text);
-    pending = {};
-    return;
-  }
   const auto callback = state_->callbacks.load()->assetsFoundCallbackByCustomer;
   if (!callback) return;
-  pending = {};
+  const std::vector<float> numbers = std::exchange(pending, {}).numbers;
   const auto stored = dataManager->preloadedAssetJSON();
   callApplication("assets", callback, stored ? relocalize(*stored, numbers, &Console::print) : Assets{});
 }

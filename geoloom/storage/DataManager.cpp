@@ -51,8 +51,7 @@ DataManager::DataManager(std::shared_ptr<platform::ARSession> frames, std::share
       locManager(LocationManager::create()),
       cloudAPI(std::move(client)),
       session(std::move(owner)) {
-  removeDirectory(dataRootDirectory);
-  createDirectory(dataDirectory);
+  replaceDirectory(dataRootDirectory, dataDirectory);
 }
 
 void DataManager::createMap(StatusCallback report) {

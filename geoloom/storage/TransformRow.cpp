@@ -16,8 +16,7 @@ bool takesPart(const TransformRow& row) {
 // An absent optional compares below every present one.
 std::optional<float> matchValue(const TransformRow& row) {
   if (!row.MatchValue) return std::nullopt;
-  const auto value = platform::strictFloat(*row.MatchValue);
-  return value && !std::isnan(*value) ? value : std::nullopt;
+  return platform::strictFloat(*row.MatchValue);
 }
 
 }  // namespace

@@ -36,7 +36,7 @@ class Scan : public std::enable_shared_from_this<Scan> {
   using Completion = std::function<void(std::optional<std::vector<TransformRow>>)>;
 
   Scan(const std::string& mapUUID, std::shared_ptr<platform::DispatchQueue> queue, Completion completion)
-      : queue_(std::move(queue)), completion_(std::move(completion)) {
+      : mapUUID_(mapUUID), queue_(std::move(queue)), completion_(std::move(completion)) {
     expression_.limit = PAGE_ITEMS;
     expression_.filterExpression = "#sessionId = :sessionId";
     expression_.expressionAttributeNames = {{"#sessionId", "SessionId"}};
@@ -66,7 +66,10 @@ class Scan : public std::enable_shared_from_this<Scan> {
 
   void take(Page page) {
     failedTries_ = 0;
-    std::move(page.items.begin(), page.items.end(), std::back_inserter(rows_));
+    // The service filters; rows of other maps come from one that cannot.
+    std::copy_if(std::move_iterator(page.items.begin()), std::move_iterator(page.items.end()),
+                 std::back_inserter(rows_),
+                 [this](const TransformRow& row) { return row.SessionId.value_or(mapUUID_) == mapUUID_; });
     if (!page.lastEvaluatedKey) {
       completion_(std::move(rows_));
       return;
@@ -90,6 +93,7 @@ class Scan : public std::enable_shared_from_this<Scan> {
   }
 
   const AWSDynamoDBObjectMapper mapper_ = AWSDynamoDBObjectMapper::defaultMapper();
+  const std::string mapUUID_;
   const std::shared_ptr<platform::DispatchQueue> queue_;
   const Completion completion_;
   AWSDynamoDBScanExpression expression_;

@@ -2,25 +2,28 @@
 
 #include <string>
 
+#include "geoloom/platform/foundation/BlockingMutexLock.h"
 #include "geoloom/platform/foundation/FileManager.h"
 #include "geoloom/platform/foundation/Log.h"
-#include "geoloom/platform/foundation/Mutex.h"
 #include "geoloom/platform/foundation/PrivateDirectory.h"
 
 namespace geoloom {
 namespace {
 
-using Operation = bool (*)(const std::filesystem::path& root, std::string_view name);
-
-/// One at a time: sessions that start together empty the same directory.
-bool inTurn(Operation operation, const std::filesystem::path& documents, std::string_view name) {
-  static platform::Mutex turn;
-  const platform::MutexLock lock(turn);
-  return operation(documents, name);
+/// One at a time: sessions that start together empty the same directory. A disk can be slow.
+platform::Mutex& turn() {
+  static auto& turn = *new platform::Mutex;
+  return turn;
 }
 
-void logOutcome(bool success, const char* done, const char* failed, std::string_view name) {
-  platform::SystemLog::log(std::string(success ? done : failed).append(name));
+void logCreated(bool success, std::string_view name) {
+  platform::SystemLog::log(
+      std::string(success ? "created directory " : "failed to create directory ").append(name));
+}
+
+void logRemoved(bool success, std::string_view name) {
+  platform::SystemLog::log(
+      std::string(success ? "remove directory " : "failed to remove directory ").append(name));
 }
 
 }  // namespace
@@ -28,15 +31,37 @@ void logOutcome(bool success, const char* done, const char* failed, std::string_
 void createDirectory(std::string_view name) {
   const auto documents = platform::FileManager::documentsDirectory();
   if (!documents) return;
-  logOutcome(inTurn(platform::createPrivateDirectory, *documents, name), "created directory ",
-             "failed to create directory ", name);
+  bool done = false;
+  {
+    const platform::BlockingMutexLock lock(turn());
+    done = platform::createPrivateDirectory(*documents, name);
+  }
+  logCreated(done, name);
 }
 
 void removeDirectory(std::string_view name) {
   const auto documents = platform::FileManager::documentsDirectory();
   if (!documents) return;
-  logOutcome(inTurn(platform::removeBelow, *documents, name), "remove directory ",
-             "failed to remove directory ", name);
+  bool done = false;
+  {
+    const platform::BlockingMutexLock lock(turn());
+    done = platform::removeBelow(*documents, name);
+  }
+  logRemoved(done, name);
+}
+
+void replaceDirectory(std::string_view removed, std::string_view created) {
+  const auto documents = platform::FileManager::documentsDirectory();
+  if (!documents) return;
+  bool isRemoved = false;
+  bool isCreated = false;
+  {
+    const platform::BlockingMutexLock lock(turn());
+    isRemoved = platform::removeBelow(*documents, removed);
+    isCreated = platform::createPrivateDirectory(*documents, created);
+  }
+  logRemoved(isRemoved, removed);
+  logCreated(isCreated, created);
 }
 
 }  // namespace geoloom

@@ -14,4 +14,8 @@ void createDirectory(std::string_view name);
 /// Removes the directory of that relative path with all it holds; that there was none counts as a failure.
 void removeDirectory(std::string_view name);
 
+/// Removes the first and creates the second before anybody else's turn: sessions that start together leave
+/// one directory.
+void replaceDirectory(std::string_view removed, std::string_view created);
+
 }  // namespace geoloom

@@ -256,7 +256,7 @@ TEST(HostileServices, AClockAnHourOffIsRefusedInWordsThatSayWhatToDo) {
       kit.journal.clear();
       operation.start(kit);
       waitUntilOver(operation, kit);
-      EXPECT_EQ(journalOf(kit), operation.outcome(1)) << operation.name;
+      EXPECT_EQ(journalOf(kit), operation.outcome(operation.tries)) << operation.name;
       if (operation.name == "scanTransform") {
         EXPECT_THAT(kit.journal.entries().front(), HasSubstr(says));
       }

@@ -169,6 +169,8 @@ TEST_F(MapSessionAssets, ATransformWaitsForACallback) {
   const auto session = openInitialized(MapMode::localization);
   session->registerCallbacks({}, {}, {});
   tick(*session, 2);
+  answer("Scan", page({{"2", "1", "too,few"}}));
+  tick(*session, 2);
   registerCallbacks(*session);
   tick(*session, 2);
   ASSERT_EQ(assets.entries().size(), 1U);

@@ -156,6 +156,7 @@ TEST_F(WrongTypes, InAPageOfTransforms) {
     std::string expected = "1,2,3,0";
     if (place.empty() || place == "/Items" || place == "/Items/0") expected = "";
     if (place.starts_with("/Items/0/MatchCount")) expected = "";
+    if (place == "/Items/0/SessionId/S" && type == "string") expected = "";  // another map's
     if (place.starts_with("/Items/0/Transform"))
       expected = place.ends_with("/S") && type == "string" ? "text" : "";
     EXPECT_EQ(transform(*manager), expected) << text;

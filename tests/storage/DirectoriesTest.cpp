@@ -1,3 +1,6 @@
+#include <thread>
+#include <vector>
+
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 
@@ -46,6 +49,18 @@ TEST_F(Directories, AreMadeForTheUserAloneAndRemovedWithAllTheyHold) {
               ElementsAre("! failed to remove directory yelt", "! created directory yelt/240315_142501",
                           "! created directory yelt/240315_142501",
                           "! failed to create directory file/inside", "! remove directory yelt"));
+}
+
+TEST_F(Directories, AreReplacedOneAtATime) {
+  std::vector<std::thread> sessions;
+  for (int i = 0; i < 8; ++i)
+    sessions.emplace_back([i] {
+      for (int j = 0; j < 50; ++j) {
+        replaceDirectory("yelt", "yelt/" + std::to_string(i));
+      }
+    });
+  for (std::thread& session : sessions) session.join();
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(documents / "yelt"), {}), 1);
 }
 
 TEST_F(Directories, AreNeverLeftByASymbolicLink) {

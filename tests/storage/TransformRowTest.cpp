@@ -41,7 +41,7 @@ TEST(BestRow, IsTheOneWithTheMostMatchesAndTheLargestValue) {
       {"no value is below every number", {row(1, std::nullopt), row(1, "-inf")}, 1},
       {"no value does not displace", {row(1, "-1e30"), row(1, std::nullopt)}, 0},
       {"blanks do not parse", {row(1, " 5"), row(1, "5 "), row(1, "1")}, 2},
-      {"nan is below every number", {row(1, "nan"), row(1, "-2")}, 1},
+      {"nothing is greater than nan", {row(1, "nan"), row(1, "-2")}, 0},
       {"nan does not displace", {row(1, "-2"), row(1, "nan")}, 0},
       {"signs, exponents, hexadecimal", {row(1, "+1e1"), row(1, "0x1p4"), row(1, "15")}, 1},
       {"infinity", {row(1, "1e38"), row(1, "inf"), row(1, "1e39")}, 1},

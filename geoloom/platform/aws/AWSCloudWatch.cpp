@@ -75,6 +75,7 @@ void AWSCloudWatch::putMetricData(const AWSCloudWatchPutMetricDataInput& input) 
   auto request = awsRequest(*configuration_, configuration_->endpoints.metrics, service, putMetricDataTarget,
                             putMetricDataBody(input), {{"x-amzn-query-mode", "true"}});
   if (!request) return;
+  request->ownConnection = true;
   HTTPClient::shared().post(std::move(*request), DispatchQueue::global(), [](const HTTPResponse&) {});
 }
 

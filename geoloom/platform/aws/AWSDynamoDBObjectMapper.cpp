@@ -10,7 +10,7 @@ namespace geoloom::platform {
 namespace {
 
 AWSError unusable(std::string description) {
-  return {AWSError::Kind::rejected, std::move(description)};
+  return {AWSError::Kind::unsendable, std::move(description)};
 }
 
 /// The request, or one line that says why there is none.
@@ -25,6 +25,8 @@ std::variant<HTTPRequest, std::string> signedRequest(const AWSServiceConfigurati
   auto request =
       awsRequest(*configuration, configuration->endpoints.tables, dynamodb::SERVICE, target, std::move(body));
   if (!request) return "The request cannot be signed: the digest library has no SHA-256";
+  // Reading, and writing the same row once more, do no harm.
+  request->mayBeSentTwice = true;
   return std::move(*request);
 }
 

@@ -14,14 +14,16 @@ struct AWSError {
     throttling,
     /// The service failed (a status of 500 or above).
     unavailable,
-    /// The service, or this side, will refuse the same request again: validation, access, missing table.
+    /// The service refuses the request: validation, access, a missing table.
     rejected,
+    /// This side does not send it: no configuration, an address or a header that is not allowed.
+    unsendable,
   };
   Kind kind = Kind::transport;
   /// One line for people; holds no secret.
   std::string description;
 
-  [[nodiscard]] bool isRetryable() const { return kind != Kind::rejected; }
+  [[nodiscard]] bool isRetryable() const { return kind != Kind::unsendable; }
 };
 
 /// What a request was for, or why there is none.

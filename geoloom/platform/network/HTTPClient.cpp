@@ -119,10 +119,10 @@ curl_socket_t openSocket(void* context, curlsocktype, curl_sockaddr* address) {
 }
 
 /// The library would send a request again when a kept connection closes before an answer. The service may
-/// have acted on the first one, so it is sent once.
+/// have acted on the first one, so this is only for what may be sent twice.
 int beforeRequest(void* context, char*, char*, int, int) {
   auto& transfer = *static_cast<Transfer*>(context);
-  if (std::exchange(transfer.sent, true)) {
+  if (std::exchange(transfer.sent, true) && !transfer.request.mayBeSentTwice) {
     transfer.reason = "The service closed the connection without an answer";
     return CURL_PREREQFUNC_ABORT;
   }
@@ -171,6 +171,9 @@ void configure(Transfer& transfer, std::chrono::milliseconds left) {
   curl_easy_setopt(easy, CURLOPT_ERRORBUFFER, transfer.detail.data());
   curl_easy_setopt(easy, CURLOPT_PRIVATE, &transfer);
 }
+
+/// Beyond it the sum with the present time could overflow.
+constexpr std::chrono::milliseconds longestDeadline = std::chrono::hours(24 * 365);
 
 /// Idle connections that are kept for the requests to come.
 constexpr long keptConnections = 64;
@@ -336,7 +339,7 @@ void HTTPClient::setCertificateAuthorities(std::string pemFile) {
 
 void HTTPClient::post(HTTPRequest request, std::shared_ptr<DispatchQueue> queue, Completion completion) {
   auto transfer = std::make_unique<Transfer>();
-  transfer->deadline = std::chrono::steady_clock::now() + request.deadline;
+  transfer->deadline = std::chrono::steady_clock::now() + std::min(request.deadline, longestDeadline);
   transfer->request = std::move(request);
   transfer->queue = std::move(queue);
   transfer->completion = std::move(completion);

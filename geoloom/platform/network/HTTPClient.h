@@ -22,11 +22,14 @@ struct HTTPRequest {
   std::vector<std::pair<std::string, std::string>> headers;
   std::string contentType = "application/json";
   std::string body;
-  /// From hand-over to the last byte of the answer.
+  /// From hand-over to the last byte of the answer; at most a year.
   std::chrono::milliseconds deadline = std::chrono::seconds(60);
   /// Over a connection that nothing else is sent over, before or after. A kept one may close just as the
   /// request goes out, and the client does not send it again: this is for what nobody else repeats either.
   bool ownConnection = false;
+  /// Where a kept connection closes without an answer, the request is sent once more over another: for what
+  /// the service may act on twice without harm.
+  bool mayBeSentTwice = false;
 };
 
 /// What came of a request: `error` is empty when an answer arrived whole, whatever its status.

@@ -167,7 +167,6 @@ TEST(AWSDynamoDBError, IsReadFromEveryShape) {
     const std::optional<AWSError> error = dynamodb::readError(status, body);
     ASSERT_TRUE(error) << body;
     EXPECT_EQ(error->kind, kind) << body;
-    EXPECT_EQ(error->isRetryable(), kind != Kind::rejected);
     EXPECT_EQ(error->description, description) << body;
   }
   EXPECT_FALSE(dynamodb::readError(200, R"({"__type":"x#ValidationException"})"));
@@ -256,7 +255,7 @@ TEST_F(AWSDynamoDBObjectMapperTest, SaysWhyNothingCouldBeAsked) {
   EXPECT_THAT(descriptionOf(scan()), HasSubstr("No default service configuration"));
   useTablesAt("");
   EXPECT_THAT(descriptionOf(scan()), HasSubstr("No address"));
-  EXPECT_EQ(save(Row{})->kind, Kind::rejected);
+  EXPECT_EQ(save(Row{})->kind, Kind::unsendable);
   makeDefault(servicesAt("http://127.0.0.1:1", {"AK\r\nX-Injected: 1", "secret"}));
   EXPECT_THAT(descriptionOf(scan()),
               AllOf(HasSubstr("The access key holds a control character"), Not(HasSubstr("Injected"))));

@@ -66,6 +66,22 @@ TEST(HTTPClient, GivesARequestAConnectionOfItsOwn) {
   EXPECT_EQ(keeping.connections(), 2U);
 }
 
+// A kept connection that closes under a request: nobody knows what the service has done by then.
+TEST(HTTPClient, SendsAgainOnlyWhatMayBeActedOnTwice) {
+  for (const bool may : {false, true}) {
+    std::atomic<int> asked = 0;
+    const FakeService service([&](const RecordedRequest&) {
+      return ++asked == 2 ? FakeAnswer::bytes("") : FakeAnswer::json("[]");
+    });
+    HTTPRequest request = requestTo(service.url());
+    request.mayBeSentTwice = may;
+    request.deadline = std::chrono::milliseconds::max();
+    EXPECT_EQ(answerTo(request).error, "");
+    EXPECT_EQ(answerTo(request).error, may ? "" : "The service closed the connection without an answer");
+    EXPECT_EQ(service.requests().size(), may ? 3U : 2U);
+  }
+}
+
 TEST(HTTPClient, CompletesOnTheQueueAskedFor) {
   const FakeService service(always(FakeAnswer::json("7")));
   const auto queue = DispatchQueue::serial("completions");
