@@ -68,7 +68,9 @@ const Value& keyAttribute(const KeyAttribute& key, const Value& attributes) {
   return found->begin().value();
 }
 
-std::string keyBytes(const KeyAttribute& key, const Value& attributes) {
+/// As much as the real service takes.
+std::string keyBytes(const KeyAttribute& key, const Value& attributes, std::string_view kind,
+                     std::size_t most) {
   const std::string& value = text(keyAttribute(key, attributes));
   if (value.empty()) {
     throw TableError::validation(fmt::format(
@@ -77,7 +79,14 @@ std::string keyBytes(const KeyAttribute& key, const Value& attributes) {
         key.name));
   }
   if (key.type == 'N') return DecimalNumber(value).orderKey();
-  return key.type == 'B' ? decodedBinary(value) : value;
+  std::string bytes = key.type == 'B' ? decodedBinary(value) : value;
+  if (bytes.size() > most) {
+    throw TableError::validation(fmt::format(
+        "One or more parameter values were invalid: Size of {} has exceeded the maximum size limit "
+        "of {} bytes",
+        kind, most));
+  }
+  return bytes;
 }
 
 }  // namespace
@@ -122,7 +131,8 @@ void canonicalizeAll(Value& attributes, const std::string& parameter) {
 }
 
 ItemKey keyOfItem(const TableRecord& table, const Value& attributes) {
-  return {keyBytes(table.hash, attributes), table.range ? keyBytes(*table.range, attributes) : std::string()};
+  return {keyBytes(table.hash, attributes, "hashkey", 2048),
+          table.range ? keyBytes(*table.range, attributes, "rangekey", 1024) : std::string()};
 }
 
 ItemKey keyOfRequest(const TableRecord& table, const Value& attributes) {

@@ -4,7 +4,6 @@
 #include <array>
 #include <cctype>
 #include <cerrno>
-#include <cstring>
 #include <list>
 #include <mutex>
 #include <system_error>
@@ -22,7 +21,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include "geoloom/Export.h"
+#include "geoloom/platform/foundation/Descriptor.h"
 
 #include "localcloud/Connection.h"
 
@@ -30,26 +29,7 @@ namespace geoloom::localcloud {
 
 namespace {
 
-/// A file descriptor that is closed with its owner.
-class Descriptor {
- public:
-  Descriptor() = default;
-  explicit Descriptor(int value) : value_(value) {}
-  Descriptor(Descriptor&& other) noexcept : value_(std::exchange(other.value_, -1)) {}
-  Descriptor& operator=(Descriptor&& other) noexcept {
-    std::swap(value_, other.value_);
-    return *this;
-  }
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-  ~Descriptor() {
-    if (value_ >= 0) ::close(value_);
-  }
-  [[nodiscard]] int get() const { return value_; }
-
- private:
-  int value_ = -1;
-};
+using platform::Descriptor;
 
 constexpr int BACKLOG = 512;
 
@@ -103,7 +83,7 @@ std::shared_ptr<SSL_CTX> tlsContext(const std::optional<TLSFiles>& files) {
     ERR_clear_error();
     const char* const reason = ERR_reason_error_string(error);
     throw ListenError(fmt::format("cannot use the {} {}: {}", what, file.string(),
-                                  ERR_SYSTEM_ERROR(error) ? std::strerror(ERR_GET_REASON(error))
+                                  ERR_SYSTEM_ERROR(error) ? errorText(ERR_GET_REASON(error))
                                   : reason                ? reason
                                                           : "unknown error"));
   };
@@ -150,6 +130,12 @@ bool isFramed(const httplib::Request& request) {
          (!hasLength || isPlainNumber(request.get_header_value("Content-Length")));
 }
 
+/// The library would take forms apart and inflate what is compressed, which is then not what was signed.
+bool isPlainBody(const httplib::Request& request) {
+  const std::string encoding = lowerCase(request.get_header_value("Content-Encoding"));
+  return !request.is_multipart_form_data() && (encoding.empty() || encoding == "identity");
+}
+
 /// The HTTP library's parser and writer for one connection; sockets and threads are the Listener's.
 class Protocol : private httplib::Server {
  public:
@@ -192,7 +178,7 @@ class Protocol : private httplib::Server {
   /// The head is read, the body is not.
   void beginAnswer(httplib::Request& request) {
     connection_.unlimitInput();
-    reusable_ = request.method == "POST" && isFramed(request);
+    reusable_ = request.method == "POST" && isFramed(request) && isPlainBody(request);
     if (!reusable_) {
       request.headers.erase("Connection");
       request.set_header("Connection", "close");
@@ -222,6 +208,8 @@ class Protocol : private httplib::Server {
   bool answerWithoutBody(const httplib::Request& request, httplib::Response& response) const {
     if (!isFramed(request)) {
       fill(response, mappingError(400, "Content-Length or Transfer-Encoding is not valid"));
+    } else if (!isPlainBody(request)) {
+      fill(response, mappingError(415, "The body has to be JSON, not compressed and not a form"));
     } else if (request.method != "POST") {
       fill(response, handler_(requestOf(request)));
     } else {
@@ -234,9 +222,6 @@ class Protocol : private httplib::Server {
                   const httplib::ContentReader& content) {
     Request whole = requestOf(request);
     if (request.has_header("Content-Length") || isChunked(request)) {
-      // The library would take forms apart on its own.
-      reusable_ = !request.is_multipart_form_data();
-      if (!reusable_) return fill(response, mappingError(415, "The body has to be JSON"));
       // A body over the limit is read to its end, so that the client gets to read the answer, but not kept.
       reusable_ = content([&](const char* bytes, std::size_t size) {
         whole.bodyTooLarge = whole.bodyTooLarge || whole.body.size() + size > bodyLimit_;
@@ -319,7 +304,11 @@ class HTTPServer::Listener {
     Slot& slot = slots_.emplace_back();
     try {
       slot.thread = std::thread([this, &slot, socket] {
-        serve(socket);
+        try {
+          serve(socket);
+        } catch (const std::exception&) {
+          // No memory for this request: its connection is closed, and the others go on.
+        }
         slot.ended = true;
       });
     } catch (const std::system_error&) {  // no further threads: the client may try again

@@ -1,5 +1,6 @@
 #include "localcloud/Service.h"
 
+#include <algorithm>
 #include <exception>
 
 #include <fmt/format.h>
@@ -12,8 +13,14 @@ constexpr std::string_view TOO_LARGE = "The body is larger than this service acc
 constexpr std::string_view TOO_LARGE_TYPE = "com.amazon.coral.service#RequestEntityTooLargeException";
 constexpr std::string_view FAILURE_TYPE = "com.amazon.coral.service#InternalServerError";
 
+/// Of "/path?query" or of "http://host/path?query", as a proxy would be asked.
 std::string_view pathOf(const Request& request) {
-  return std::string_view(request.target).substr(0, request.target.find('?'));
+  std::string_view target = request.target;
+  if (target.starts_with("http://") || target.starts_with("https://")) {
+    target.remove_prefix(target.find("//") + 2);
+    target.remove_prefix(std::min(target.find_first_of("/?"), target.size()));
+  }
+  return target.substr(0, target.find('?'));
 }
 
 bool isMetricTarget(std::string_view target) {

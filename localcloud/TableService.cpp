@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
+#include <limits>
 #include <set>
 
 #include <fmt/format.h>
@@ -61,7 +63,10 @@ class Parameters {
     const Value& value = (*this)["Limit"];
     if (value.is_null()) return std::nullopt;
     if (!value.is_number_integer()) throw TableError::serialization("Limit has to be a whole number");
-    const auto limit = value.get<std::int64_t>();
+    constexpr std::uint64_t most = std::numeric_limits<std::int32_t>::max();
+    const auto limit = value.is_number_unsigned()
+                           ? static_cast<std::int64_t>(std::min(value.get<std::uint64_t>(), most))
+                           : value.get<std::int64_t>();
     if (limit < 1) {
       throw TableError::validation(fmt::format(
           "1 validation error detected: Value '{}' at 'limit' failed to satisfy constraint: Member must "

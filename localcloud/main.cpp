@@ -7,6 +7,8 @@
 #include <netinet/in.h>
 #include <signal.h>
 
+#include "geoloom/platform/foundation/StandardStreams.h"
+
 #include "localcloud/Server.h"
 
 namespace {
@@ -99,6 +101,7 @@ void serve(const Server::Options& options) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  geoloom::platform::openMissingStreams();
   CLI::App app{
       "A mapping service for one machine: maps, placements, tables and localization over loopback HTTP.",
       "geoloom-localcloud"};

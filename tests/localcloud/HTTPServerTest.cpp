@@ -155,11 +155,12 @@ TEST_F(HTTPServerTest, WhatIsNotARequestIsRefusedAndTheConnectionClosed) {
         begin + "Content-Length: 3\r\nTransfer-Encoding: chunked\r\n\r\nxxx",
         begin + "Transfer-Encoding: gzip\r\n\r\n", begin + "Transfer-Encoding: chunked\r\n\r\nzz\r\n",
         begin + "Content-Type: multipart/form-data; boundary=x\r\nContent-Length: 2\r\n\r\nxx",
-        begin + manyHeaders}) {
+        begin + "Content-Encoding: gzip\r\nContent-Length: 2\r\n\r\nxx", begin + manyHeaders}) {
     RawClient client(port());
     const std::string answer = client.ask(bytes);
     EXPECT_THAT(answer, ::testing::MatchesRegex("HTTP/1.1 4[01][0-9] (.|\n|\r)*")) << bytes.substr(0, 99);
     EXPECT_THAT(answer, HasSubstr("errorMessage"));
+    EXPECT_THAT(answer, HasSubstr("Connection: close"));
     EXPECT_TRUE(client.isClosed()) << bytes.substr(0, 99);
   }
   RawClient client(port());
