@@ -67,6 +67,7 @@ class GEOLOOM_EXPORT MultiArray {
   /// A new array of zeros. Precondition: no size is negative and memory suffices; where that is not checked,
   /// the view that results has no array and the shape [0].
   explicit MultiArray(const Shape& shape);
+  explicit MultiArray(std::initializer_list<std::ptrdiff_t> shape) : MultiArray(Shape(shape)) {}
 
   /// A new array with every element set to `initial`; otherwise as above.
   MultiArray(const Shape& shape, T initial);

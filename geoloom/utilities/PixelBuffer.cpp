@@ -24,12 +24,14 @@ std::string sizeText(std::ptrdiff_t width, std::ptrdiff_t height) {
   return std::to_string(width) + " x " + std::to_string(height);
 }
 
-/// Whether the rectangle's pixels, four bytes each, lie inside the rows of the source.
-bool isInside(const Crop& crop, const CVPixelBuffer& source) {
+/// Pixels of four bytes in a row of the source.
+std::ptrdiff_t widthOf(const CVPixelBuffer& source) {
   const auto format = source.pixelFormatType();
   const bool fourBytes = format == CVPixelFormatType::BGRA32 || format == CVPixelFormatType::ARGB32;
-  const auto width = static_cast<std::ptrdiff_t>(fourBytes ? source.width() : source.width() / 4);
-  const auto height = static_cast<std::ptrdiff_t>(source.height());
+  return static_cast<std::ptrdiff_t>(fourBytes ? source.width() : source.width() / 4);
+}
+
+bool isInside(const Crop& crop, std::ptrdiff_t width, std::ptrdiff_t height) {
   return crop.x >= 0 && crop.y >= 0 && crop.width > 0 && crop.height > 0 && crop.x <= width - crop.width &&
          crop.y <= height - crop.height;
 }
@@ -37,12 +39,12 @@ bool isInside(const Crop& crop, const CVPixelBuffer& source) {
 /// The text after "Error: " for what a caller asked that cannot be done; empty when it can.
 std::string refusal(const Crop& crop, std::ptrdiff_t width, std::ptrdiff_t height,
                     const CVPixelBuffer& source) {
-  if (!isInside(crop, source)) {
+  const std::ptrdiff_t sourceWidth = widthOf(source);
+  const auto sourceHeight = static_cast<std::ptrdiff_t>(source.height());
+  if (!isInside(crop, sourceWidth, sourceHeight)) {
     return "the crop rectangle (" + std::to_string(crop.x) + ", " + std::to_string(crop.y) + ", " +
            sizeText(crop.width, crop.height) + ") must lie inside the source, " +
-           sizeText(static_cast<std::ptrdiff_t>(source.width()),
-                    static_cast<std::ptrdiff_t>(source.height())) +
-           " pixels of 4 bytes";
+           sizeText(sourceWidth, sourceHeight) + " pixels of 4 bytes";
   }
   if (width <= 0 || height <= 0) return "the scaled size " + sizeText(width, height) + " must be positive";
   return "";

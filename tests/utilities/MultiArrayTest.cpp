@@ -43,6 +43,8 @@ TYPED_TEST(MultiArrayTest, IsMadeOfZerosOrAValue) {
   }
   EXPECT_EQ((MultiArray<TypeParam>(Shape{}, 3).count()), 1);
   EXPECT_EQ((MultiArray<TypeParam>(Shape{2, 0, 3}).count()), 0);
+  EXPECT_EQ((MultiArray<TypeParam>({}).count()), 1);
+  EXPECT_EQ((MultiArray<TypeParam>({0, 2}).count()), 0);
   constexpr std::ptrdiff_t wide = std::ptrdiff_t{1} << 40;
   EXPECT_EQ((MultiArray<TypeParam>(Shape{wide, wide, 0}).count()), 0);
 }

@@ -11,7 +11,7 @@ namespace {
 TEST(ClampTest, TestsTheLowerBoundFirst) {
   EXPECT_EQ(clamp(300, 0, 255), 255);
   EXPECT_EQ(clamp(-5, 0, 255), 0);
-  EXPECT_EQ(clamp(7.9, 0.0, 255.0), 7.9);
+  EXPECT_EQ(clamp(7.9, 0, 255), 7.9);
   EXPECT_EQ(clamp(5, 10, 0), 10);
   EXPECT_EQ(clamp(20, 10, 0), 0);
   EXPECT_EQ(clamp<std::string>("m", "a", "f"), "f");

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstdint>
+#include <limits>
 #include <optional>
 #include <utility>
 
@@ -149,7 +150,8 @@ std::size_t ARRecording::frameCount() const {
 }
 
 double ARRecording::timestamp(std::size_t index) const {
-  return state_->lists.entries.at(index).time;
+  if (index >= frameCount()) return std::numeric_limits<double>::quiet_NaN();
+  return state_->lists.entries[index].time;
 }
 
 const simd_float4x4& ARRecording::sessionFromRecording() const {
@@ -157,7 +159,8 @@ const simd_float4x4& ARRecording::sessionFromRecording() const {
 }
 
 std::shared_ptr<const ARFrame> ARRecording::frame(std::size_t index) {
-  const TUMEntry& entry = state_->lists.entries.at(index);
+  if (index >= frameCount()) return nullptr;
+  const TUMEntry& entry = state_->lists.entries[index];
   const auto upright = state_->readImage(entry);
   if (!upright) return nullptr;
   const std::optional<PNGImage> depth = state_->readDepth(entry, *upright);

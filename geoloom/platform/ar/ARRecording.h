@@ -44,10 +44,11 @@ class GEOLOOM_EXPORT ARRecording {
 
   [[nodiscard]] std::size_t frameCount() const;
 
-  /// Seconds; they never decrease from frame to frame.
+  /// Seconds; they never decrease from frame to frame. NaN where there is no such frame.
   [[nodiscard]] double timestamp(std::size_t index) const;
 
-  /// The frame, or nothing when one of its images is missing or damaged (which is then among the problems).
+  /// The frame; nothing where there is none of that index, or when one of its images is missing or damaged
+  /// (which is then among the problems).
   [[nodiscard]] std::shared_ptr<const ARFrame> frame(std::size_t index);
 
   /// From the recording's coordinates, y up, to those of the frames.

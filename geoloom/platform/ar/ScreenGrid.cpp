@@ -26,6 +26,7 @@ class ScreenGrid::Spares {
   }
 
   void giveBack(Storage storage) {
+    if (storage.sorted.capacity() > LARGEST) return;
     const MutexLock lock(mutex_);
     if (spares_.size() < MOST) spares_.push_back(std::move(storage));
   }
@@ -33,6 +34,8 @@ class ScreenGrid::Spares {
  private:
   /// One frame is in analysis at a time.
   static constexpr std::size_t MOST = 2;
+  /// Points; a frame with more is rare, and its memory worth giving back.
+  static constexpr std::size_t LARGEST = 200'000;
 
   Mutex mutex_;
   std::vector<Storage> spares_ GEOLOOM_GUARDED_BY(mutex_);

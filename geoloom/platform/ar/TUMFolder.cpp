@@ -3,9 +3,10 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
-#include <fstream>
 #include <iterator>
 #include <utility>
+
+#include "geoloom/platform/foundation/ReadFile.h"
 
 namespace geoloom::platform {
 namespace {
@@ -98,13 +99,6 @@ const Entry* nearest(const std::vector<Entry>& entries, double time, double tole
   return best != nullptr && std::abs(best->time - time) <= tolerance ? best : nullptr;
 }
 
-std::optional<std::string> readText(const std::filesystem::path& path) {
-  std::ifstream stream(path, std::ios::binary);
-  std::string content{std::istreambuf_iterator<char>(stream), {}};
-  if (!stream.good() && !stream.eof()) return std::nullopt;
-  return stream.is_open() ? std::optional(std::move(content)) : std::nullopt;
-}
-
 void associate(TUMFolder& folder, const std::vector<TimedPath>& images, const std::vector<TimedPath>& depths,
                const std::vector<TimedPose>& poses, double tolerance) {
   for (const TimedPath& image : images) {
@@ -149,21 +143,24 @@ TUMCalibration defaultCalibration(std::size_t width, std::size_t height) {
 }
 
 Result<TUMFolder> readTUMFolder(const std::filesystem::path& folder, double tolerance) {
-  const auto read = [&](const char* name) { return readText(folder / name); };
+  constexpr std::uint64_t maximumListBytes = std::uint64_t{1} << 30;
+  const auto read = [&](const char* name) { return readFile(folder / name, maximumListBytes); };
   const auto missing = [&](const char* name) {
     return Failure{(folder / name).string() +
                    ": cannot be read; a recording is a folder with rgb.txt, depth.txt and groundtruth.txt"};
   };
-  const std::optional<std::string> rgb = read("rgb.txt");
+  const Result<std::string> rgb = read("rgb.txt");
   if (!rgb) return missing("rgb.txt");
-  const std::optional<std::string> depth = read("depth.txt");
+  const Result<std::string> depth = read("depth.txt");
   if (!depth) return missing("depth.txt");
-  const std::optional<std::string> truth = read("groundtruth.txt");
+  const Result<std::string> truth = read("groundtruth.txt");
   if (!truth) return missing("groundtruth.txt");
 
   TUMFolder result;
-  if (std::filesystem::exists(folder / "calibration.txt")) {
-    result.calibration = parseCalibration(read("calibration.txt").value_or(""));
+  std::error_code absent;
+  if (std::filesystem::exists(folder / "calibration.txt", absent) || absent) {
+    const Result<std::string> text = read("calibration.txt");
+    if (text) result.calibration = parseCalibration(*text);
     if (!result.calibration) {
       return Failure{(folder / "calibration.txt").string() +
                      ": must begin with \"fx fy cx cy\" in pixels; lens distortion is not undone, so rectify "

@@ -3,11 +3,13 @@
 #include <cstdlib>
 #include <fstream>
 #include <limits>
+#include <optional>
 
 #include <libyuv.h>
 #include <spng.h>
 
 #include "geoloom/platform/foundation/ReadFile.h"
+#include "geoloom/platform/foundation/WhereMemorySuffices.h"
 
 namespace geoloom::platform {
 
@@ -63,12 +65,13 @@ Result<PNGImage> decodeSamples(spng_ctx* context, const spng_ihdr& header, const
   }
   const std::size_t count = std::size_t{header.width} * header.height * form.channels;
   if (bytes != count * sizeof(Sample)) return Failure{name + ": unexpected layout of samples"};
-  std::vector<Sample> samples(count);
-  if (const int error = spng_decode_image(context, samples.data(), bytes, form.format, form.flags);
+  auto samples = whereMemorySuffices([&] { return std::make_optional(std::vector<Sample>(count)); });
+  if (!samples) return Failure{name + ": out of memory"};
+  if (const int error = spng_decode_image(context, samples->data(), bytes, form.format, form.flags);
       error != 0) {
     return Failure{name + ": damaged PNG file: " + spng_strerror(error)};
   }
-  return PNGImage{header.width, header.height, form.channels, std::move(samples)};
+  return PNGImage{header.width, header.height, form.channels, *std::move(samples)};
 }
 
 /// Eight bits of sample `i`.

@@ -230,6 +230,8 @@ TEST_F(RecordedFolder, WhatIsDamagedIsCountedAndSkipped) {
   ASSERT_EQ(recording->frameCount(), 5U);
   for (std::size_t i = 0; i < 4; ++i) EXPECT_EQ(recording->frame(i), nullptr) << i;
   EXPECT_NE(recording->frame(4), nullptr);
+  EXPECT_EQ(recording->frame(5), nullptr);
+  EXPECT_TRUE(std::isnan(recording->timestamp(5)));
   using testing::HasSubstr;
   EXPECT_THAT(
       recording->problems(),
