@@ -21,7 +21,8 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "usage: hello_session SERVICE DEVELOPER_KEY MAP [map|localize]\n");
     return 2;
   }
-  const std::string service = argv[1];
+  std::string service = argv[1];
+  while (service.ends_with('/')) service.pop_back();
   const MapMode mode =
       argc > 4 && std::string(argv[4]) == "localize" ? MapMode::localization : MapMode::mapping;
 

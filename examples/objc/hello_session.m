@@ -62,6 +62,7 @@ int main(int argc, char** argv) {
 
   // Settings come before the first session. Statuses and answers are to arrive in this thread's run loop.
   NSString* service = [NSString stringWithUTF8String:argv[1]];
+  while ([service hasSuffix:@"/"]) service = [service substringToIndex:[service length] - 1];
   [ServiceEndpoints setCurrent:[ServiceEndpoints endpointsWithService:service]];
   [GeoloomMainQueue handOverToMainRunLoop];
 

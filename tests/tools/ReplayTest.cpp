@@ -114,6 +114,36 @@ TEST_F(ReplayTest, TheAssetsOfAMappedWalkComeBackInAnother) {
   EXPECT_LE(medianOf(errors), 0.05) << ::testing::PrintToString(tableOf(errors));
 }
 
+/// The table service, then the localization, have died: the trace is written all the same.
+TEST_F(ReplayTest, WhatTheServicesLeftUndoneIsAFailure) {
+  const std::string first = walk("first", 8, 14).string();
+  const std::string nobody = fmt::format("http://127.0.0.1:{}", geoloom::testing::unusedPort());
+  const auto ends = [&](const char* mode, const char* dead) {
+    const auto json = directory_.path() / mode;
+    std::vector<std::string> arguments = {
+        "replay",  "--lockstep", "--map",       "room",       "--mode", mode,      "--service",
+        service(), "--json",     json.string(), "--patience", "3",      "--model", options_.service.model,
+        dead,      nobody,       first};
+    std::reverse(arguments.begin(), arguments.end());  // as CLI11 wants a vector
+    CLI::App app;
+    addReplayCommand(app);
+    std::string failure;
+    ::testing::internal::CaptureStdout();
+    try {
+      app.parse(std::move(arguments));
+    } catch (const CommandError& error) {
+      failure = fmt::format("{}: {}", static_cast<int>(error.code()), error.what());
+    }
+    (void)::testing::internal::GetCapturedStdout();
+    EXPECT_TRUE(readTrace(json));
+    return failure;
+  };
+  EXPECT_THAT(ends("mapping", "--tables-url"),
+              ::testing::ContainsRegex("^4: " + nobody + ": [0-9]+ of [0-9]+ rows were not saved: "));
+  EXPECT_EQ(ends("localization", "--scene-understanding-url"),
+            "4: " + nobody + ": no answer to the localization in 3 s");
+}
+
 TEST_F(ReplayTest, FailuresAreOneLineAndACode) {
   options_.recordings = {walk("first", 8, 6)};
   const auto failure = [&] {
@@ -131,12 +161,20 @@ TEST_F(ReplayTest, FailuresAreOneLineAndACode) {
   EXPECT_THAT(failure(), HasSubstr("2: --place needs --mode mapping"));
   options_.mode = MapMode::mapping;
   options_.place = directory_.path() / "absent.json";
-  EXPECT_THAT(failure(), HasSubstr("absent.json: cannot be read"));
+  EXPECT_THAT(failure(), HasSubstr("absent.json: there is no such file"));
   options_.place.clear();
   const std::string nobody = fmt::format("http://127.0.0.1:{}", geoloom::testing::unusedPort());
   options_.service.service = nobody;
   apply(options_.service);
-  EXPECT_THAT(failure(), HasSubstr("4: " + nobody + "/prod/maps: cannot be reached"));
+  EXPECT_THAT(failure(), AllOf(HasSubstr("4: " + nobody + "/prod/maps: cannot be reached"),
+                               HasSubstr("geoloom maps near 0 0 --service " + nobody)));
+  const geoloom::testing::FakeService refusing([](const auto&) {
+    return geoloom::testing::FakeAnswer::json(R"({"errorMessage":"the key is not known"})", 403);
+  });
+  options_.service.service = refusing.url();
+  apply(options_.service);
+  EXPECT_THAT(failure(), HasSubstr("4: " + refusing.url("/prod/maps") +
+                                   ": the service refused the session: the key is not known"));
   options_.recordings = {directory_.path()};
   EXPECT_THAT(failure(), HasSubstr("3: "));
 }

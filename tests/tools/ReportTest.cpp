@@ -1,9 +1,16 @@
+#include <algorithm>
 #include <cmath>
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
 
+#include "geoloom/platform/foundation/ReadFile.h"
+
+#include "tests/support/ChildProcess.h"
 #include "tests/support/TemporaryDirectory.h"
+#include "tools/commands/Commands.h"
+#include "tools/commands/JSONFile.h"
 #include "tools/replay/Placements.h"
 #include "tools/replay/ServiceOptions.h"
 #include "tools/replay/Trace.h"
@@ -14,8 +21,8 @@
 namespace geoloom::tools {
 namespace {
 
-using testing::ElementsAre;
-using testing::HasSubstr;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
 
 /// Turned by `angle` about the vertical, then shifted.
 platform::simd_float4x4 heading(double angle, float x, float y, float z) {
@@ -73,7 +80,125 @@ TEST(Trace, WhatIsWrongWithAFileIsNamed) {
   EXPECT_THAT(failure({{"recordings", nlohmann::json::array()}}),
               HasSubstr("frames[0].recording names none"));
   EXPECT_THAT(failure({{"frames", nlohmann::json::array()}}), HasSubstr("detections[0].frame names none"));
-  EXPECT_THAT(readTrace(folder.path() / "absent").failure().message, HasSubstr("cannot be read"));
+  for (const char* noFile : {"absent", "."}) {
+    const std::string message = readTrace(folder.path() / noFile).failure().message;
+    EXPECT_THAT(message, HasSubstr("there is no such file"));
+  }
+}
+
+TEST(JSONFile, ReplacesWhatStoodThereOnlyByAWholeText) {
+  const geoloom::test::TemporaryDirectory folder;
+  const auto path = folder.write("trace.json", "earlier");
+  const auto link = folder.path() / "link";
+  std::filesystem::create_symlink(path, link);
+  JSONFile file(link);
+  EXPECT_EQ(platform::contentOf(path), "earlier");
+  EXPECT_FALSE(std::filesystem::exists(path.string() + ".tmp"));
+  file.write({{"map", "r\xff"}});
+  EXPECT_EQ(platform::contentOf(path), "{\n \"map\": \"r\uFFFD\"\n}\n");
+  EXPECT_TRUE(std::filesystem::is_symlink(link));
+  EXPECT_FALSE(std::filesystem::exists(path.string() + ".tmp"));
+
+  EXPECT_THROW(JSONFile(folder.path() / "absent/trace.json"), CommandError);
+  EXPECT_THROW(JSONFile(folder.path()), CommandError);
+  JSONFile full("/dev/full");
+  EXPECT_THROW(full.write({1}), CommandError);
+}
+
+/// The program itself.
+struct Ended {
+  int code = 0;
+  std::string errors;
+};
+
+Ended run(std::vector<std::string> arguments) {
+  using geoloom::testing::ChildProcess;
+  ChildProcess process(std::move(arguments), ChildProcess::Errors::taken);
+  Ended ended;
+  ended.errors = process.errors();
+  const int status = process.wait();
+  ended.code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  return ended;
+}
+
+TEST(Command, WhatMakesNoSenseIsNamedInOneLine) {
+  using Arguments = std::vector<std::string>;
+  const std::tuple<Arguments, int, const char*> cases[] = {
+      {{"nonsense"}, 2, "geoloom: nonsense: there is no such command"},
+      {{"maps", "nonsense"}, 2, "geoloom: nonsense: there is no such command"},
+      {{"maps", "near", "nan", "8"}, 2, "LAT: must be from -90 to 90, not nan"},
+      {{"maps", "near", "1", "8", "--span", "0"}, 2, "--span: must be above 0 and at most 360, not 0"},
+      {{"maps", "near", "1", "8", "--model", "m"}, 2, "--model"},
+      {{"record", "synthetic", "w", "--frames", "-1"}, 2, "--frames: must be from 1 to 1000000000, not -1"},
+      {{"record", "synthetic", "w", "--rate", "nan"}, 2, "--rate: must be from 1 to 120, not nan"},
+      {{"record", "synthetic", "w", "--scene", "/"}, 3, "geoloom: /: there is no such file"},
+      {{"replay", "w", "--mode", "mapping", "--map", "m", "--patience", "inf"},
+       2,
+       "--patience: must be above"},
+      {{"report", "m", "l", "--max-error", "1"}, 2, "--max-error requires --truth"},
+      {{"report", "m", "l", "--truth", "t", "--max-error", "nan"}, 2, "--max-error: must be 0 or more"},
+  };
+  for (const auto& [arguments, code, line] : cases) {
+    Arguments command = arguments;
+    command.insert(command.begin(), GEOLOOM_TEST_COMMAND);
+    const Ended ended = run(std::move(command));
+    EXPECT_EQ(ended.code, code) << line;
+    EXPECT_THAT(ended.errors, HasSubstr(line));
+    EXPECT_EQ(std::count(ended.errors.begin(), ended.errors.end(), '\n'), 1) << ended.errors;
+  }
+}
+
+TEST(Command, StandardOutputMayBeClosedButNotFull) {
+  const auto printScene = [](const char* to) {
+    return run(
+        {"sh", "-c", std::string("exec \"$0\" record synthetic --print-scene ") + to, GEOLOOM_TEST_COMMAND});
+  };
+  EXPECT_EQ(printScene(">&-").code, 0);
+  const Ended full = printScene(">/dev/full");
+  EXPECT_EQ(full.code, 3);
+  EXPECT_THAT(full.errors, HasSubstr("standard output: cannot be written"));
+}
+
+TEST(Report, EndsByWhatWasFound) {
+  const geoloom::test::TemporaryDirectory folder;
+  const auto write = [&folder](const char* name, const std::string& text) {
+    return folder.write(name, text).string();
+  };
+  Trace trace = someTrace();
+  const std::string localization = write("localization.json", toJSON(trace).dump());
+  trace.mode = "mapping";
+  const std::string mapping = write("mapping.json", toJSON(trace).dump());
+  trace.mode = "localization";
+  trace.relocalized.clear();
+  const std::string lost = write("lost.json", toJSON(trace).dump());
+  const std::string elsewhere =
+      write("truth.json", R"({"frame": "recording", "assets": [{"id": "other", "x": 0, "y": 0, "z": 0}]})");
+
+  std::string said;
+  const auto report = [&said](std::vector<std::string> arguments) {
+    CLI::App app;
+    addReportCommand(app);
+    std::reverse(arguments.begin(), arguments.end());  // as CLI11 wants a vector
+    arguments.emplace_back("report");
+    ::testing::internal::CaptureStdout();
+    std::string failure;
+    try {
+      app.parse(std::move(arguments));
+    } catch (const CommandError& error) {
+      failure = fmt::format("{}: {}", static_cast<int>(error.code()), error.what());
+    }
+    said = ::testing::internal::GetCapturedStdout();
+    return failure;
+  };
+  EXPECT_EQ(report({mapping, localization}), "");
+  EXPECT_EQ(said,
+            "mapping: map \"room\", 3 frames, 1 objects tracked, 1 assets placed\n"
+            "localization: map \"room\", 3 frames, 1 objects tracked, 1 assets found\n");
+  EXPECT_THAT(report({localization, mapping}),
+              HasSubstr("3: " + localization + ": is the trace of a localiz"));
+  EXPECT_THAT(report({mapping, lost}), HasSubstr("5: " + lost + ": no transform was found"));
+  EXPECT_THAT(report({mapping, localization, "--truth", elsewhere}), HasSubstr("5: " + localization));
+  EXPECT_THAT(said, HasSubstr("not found"));
 }
 
 TEST(Trace, PercentilesAreValuesThatOccurred) {

@@ -12,6 +12,7 @@ namespace geoloom::tools {
 
 /// What a command exits with besides 0.
 enum class ExitCode : int {
+  internal = 1,     ///< what should not happen
   usage = 2,        ///< the arguments make no sense
   badInput = 3,     ///< a file or folder cannot be read or is not what it should be
   service = 4,      ///< the mapping service refused, failed or did not answer

@@ -1,4 +1,3 @@
-#include <fstream>
 #include <future>
 #include <memory>
 #include <string>
@@ -16,6 +15,8 @@
 #include "geoloom/platform/network/HTTPClient.h"
 
 #include "tools/commands/Commands.h"
+#include "tools/commands/JSONFile.h"
+#include "tools/commands/Numbers.h"
 #include "tools/replay/ServiceOptions.h"
 
 namespace geoloom::tools {
@@ -87,6 +88,7 @@ Maps mapsIn(const platform::HTTPResponse& response, const std::string& address) 
 /// was, so the kit's own request is sent here and looked at before the kit's own reader takes the maps out.
 void listNear(Options& options) {
   apply(options.service);
+  JSONFile json(options.service.json);
   const auto api = std::make_shared<CloudAPI>(options.service.beta);
   platform::HTTPRequest request;
   request.url = api->address + LIST_NEARBY_MAPS_PATH;
@@ -100,12 +102,9 @@ void listNear(Options& options) {
     fmt::print(stderr, "no maps within {} degrees of {} {}{}\n", options.span / 2, options.latitude,
                options.longitude, options.of.empty() ? "" : " of user " + options.of);
   }
-  if (options.service.json.empty()) return;
   nlohmann::ordered_json list = nlohmann::ordered_json::array();
   for (const auto& map : maps) list.push_back(toJSON(*map));
-  std::ofstream file(options.service.json);
-  file << list.dump(1) << std::endl;
-  if (!file) throw CommandError(ExitCode::badInput, options.service.json + ": cannot be written");
+  json.write(list);
 }
 
 }  // namespace
@@ -115,14 +114,10 @@ void addMapsCommand(CLI::App& app) {
   maps->require_subcommand(1);
   CLI::App* command = maps->add_subcommand("near", "List the maps around a place.");
   auto options = std::make_shared<Options>();
-  command->add_option("LAT", options->latitude, "latitude, degrees")
-      ->required()
-      ->check(CLI::Range(-90.0, 90.0));
-  command->add_option("LON", options->longitude, "longitude, degrees")
-      ->required()
-      ->check(CLI::Range(-180.0, 180.0));
+  command->add_option("LAT", options->latitude, "latitude, degrees")->required()->check(between(-90, 90));
+  command->add_option("LON", options->longitude, "longitude, degrees")->required()->check(between(-180, 180));
   command->add_option("--span", options->span, "side of the square to look in, degrees")
-      ->check(CLI::PositiveNumber)
+      ->check(aboveZero(360))
       ->capture_default_str();
   command->add_option("--of", options->of, "only maps of this user");
   addServiceOptions(*command, options->service);

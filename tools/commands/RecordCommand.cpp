@@ -1,13 +1,15 @@
 #include <cstdio>
-#include <fstream>
-#include <iterator>
 #include <memory>
 #include <string>
 
 #include <fmt/format.h>
 #include <unistd.h>
 
+#include "geoloom/platform/foundation/ReadFile.h"
+
 #include "tools/commands/Commands.h"
+#include "tools/commands/Numbers.h"
+#include "tools/json/JSONMember.h"
 #include "tools/synthetic/SceneDescription.h"
 #include "tools/synthetic/SyntheticWalk.h"
 
@@ -19,16 +21,15 @@ struct Options {
   std::string scene;
   bool printScene = false;
   std::string size = "640x480";
-  std::size_t frames = 0;
   SyntheticWalkOptions walk;
 };
 
 SceneDescription readScene(const std::string& path) {
   std::string text(defaultScene());
   if (!path.empty()) {
-    std::ifstream file(path, std::ios::binary);
-    if (!file) throw CommandError(ExitCode::badInput, path + ": cannot be read");
-    text.assign(std::istreambuf_iterator<char>(file), {});
+    auto read = platform::readFile(path, maximumJSONBytes);
+    if (!read) throw CommandError(ExitCode::badInput, read.failure().message);
+    text = *std::move(read);
   }
   auto scene = parseScene(text, path.empty() ? "the default scene" : path);
   if (!scene) throw CommandError(ExitCode::badInput, scene.failure().message);
@@ -55,7 +56,6 @@ void recordSynthetic(Options& options) {
   }
   if (options.out.empty()) throw CommandError(ExitCode::usage, "record synthetic: OUT is missing");
   readSize(options);
-  if (options.frames > 0) options.walk.frames = options.frames;
   const SceneDescription scene = readScene(options.scene);
   const bool terminal = isatty(STDERR_FILENO) == 1;
   const auto progress = [&](std::size_t done, std::size_t all) {
@@ -86,9 +86,9 @@ void addRecordCommand(CLI::App& app) {
   command->add_option("--walk", options->walk.walk, "which of the scene's walks")->capture_default_str();
   command->add_option("--seed", options->walk.seed, "how the hand trembles")->capture_default_str();
   command->add_option("--rate", options->walk.framesPerSecond, "frames a second")
-      ->check(CLI::Range(1.0, 120.0))
+      ->check(between(1, 120))
       ->capture_default_str();
-  command->add_option("--frames", options->frames, "stop after so many frames");
+  command->add_option("--frames", options->walk.frames, "stop after so many frames")->check(between(1, 1e9));
   command->add_option("--size", options->size, "WIDTHxHEIGHT of a picture")->capture_default_str();
   command->callback([options] { recordSynthetic(*options); });
 }

@@ -1,5 +1,4 @@
 #include <cstdio>
-#include <fstream>
 #include <memory>
 #include <string>
 
@@ -9,6 +8,8 @@
 #include "geoloom/platform/foundation/Log.h"
 
 #include "tools/commands/Commands.h"
+#include "tools/commands/JSONFile.h"
+#include "tools/commands/Numbers.h"
 #include "tools/replay/Replay.h"
 
 namespace geoloom::tools {
@@ -29,18 +30,16 @@ void run(Options& options) {
                                   : platform::ARRecordingOptions::Origin::firstFrame;
   if (options.quiet) platform::SystemLog::setSink([](std::string_view) {});
   apply(replayed.service);
-  std::ofstream json;
-  if (!replayed.service.json.empty()) {
-    json.open(replayed.service.json);
-    if (!json) throw CommandError(ExitCode::badInput, replayed.service.json + ": cannot be written");
-  }
+  JSONFile json(replayed.service.json);
+  // Called on the session's threads, where nothing may be thrown; main looks whether all was written.
   const auto say = [](const std::string& line) {
-    fmt::print("{}\n", line);
+    std::fputs((line + '\n').c_str(), stdout);
     std::fflush(stdout);
   };
   const Trace trace = replay(replayed, say);
   for (const std::string& line : summaryOf(trace)) say(line);
-  if (json.is_open()) json << toJSON(trace).dump(1) << '\n';
+  json.write(toJSON(trace));
+  if (!trace.serviceFailure.empty()) throw CommandError(ExitCode::service, trace.serviceFailure);
   if (replayed.mode == MapMode::localization && trace.relocalized.empty()) {
     throw CommandError(
         ExitCode::notLocalized,
@@ -69,13 +68,14 @@ void addReplayCommand(CLI::App& app) {
       ->check(CLI::IsMember({"first-frame", "recording"}))
       ->capture_default_str();
   command->add_option("--aspect", replayed.recording.portraitAspect, "width to height of the upright picture")
-      ->check(CLI::Range(0.1, 1.0))
+      ->check(between(0.1, 1))
       ->capture_default_str();
   command->add_option("--patience", replayed.patience, "seconds to wait for the service")
-      ->check(CLI::PositiveNumber)
+      ->check(aboveZero(1e6))
       ->capture_default_str();
   command->add_flag("--quiet", options->quiet, "do not print the kit's own console");
   addServiceOptions(*command, replayed.service);
+  addSessionOptions(*command, replayed.service);
   command->callback([options] { run(*options); });
 }
 

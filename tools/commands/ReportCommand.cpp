@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cmath>
 #include <filesystem>
 #include <limits>
@@ -10,6 +11,7 @@
 #include "geoloom/platform/imaging/PNG.h"
 
 #include "tools/commands/Commands.h"
+#include "tools/commands/Numbers.h"
 #include "tools/replay/Placements.h"
 #include "tools/replay/Trace.h"
 #include "tools/report/Errors.h"
@@ -48,9 +50,48 @@ void writePictures(const Options& options, const Trace& mapping, const Trace& lo
   fmt::print("pictures: {} key frames and {}\n", first.size() + second.size(), plot.string());
 }
 
+Trace readTraceOf(const std::string& mode, const std::string& path) {
+  Trace trace = valueOf(readTrace(path));
+  if (trace.mode == mode) return trace;
+  throw CommandError(
+      ExitCode::badInput,
+      fmt::format("{}: is the trace of a {} session, not of {}; the trace of the mapping comes "
+                  "first, that of the localization second",
+                  path, trace.mode, mode));
+}
+
+std::vector<TracedAsset> foundIn(const Trace& localization) {
+  return localization.relocalized.empty() ? std::vector<TracedAsset>()
+                                          : localization.relocalized.back().assets;
+}
+
+void printSummary(const Trace& mapping, const Trace& localization) {
+  const auto say = [](const Trace& trace, std::size_t assets, const char* became) {
+    fmt::print("{}: map \"{}\", {} frames, {} objects tracked, {} assets {}\n", trace.mode, trace.map,
+               trace.frames.size(), trace.tracks.size(), assets, became);
+  };
+  say(mapping, mapping.placed.size(), "placed");
+  say(localization, foundIn(localization).size(), "found");
+}
+
+void compare(const Options& options, const Trace& localization, const Placements& truth) {
+  const std::vector<AssetError> errors = errorsOf(localization, truth);
+  for (const std::string& line : tableOf(errors)) fmt::print("{}\n", line);
+  const double median = medianOf(errors);
+  if (std::isfinite(median)) fmt::print("median error: {:.3f} m\n", median);
+  const bool isAnyFound =
+      std::any_of(errors.begin(), errors.end(), [](const AssetError& e) { return e.found.has_value(); });
+  if (isAnyFound && median <= options.maximumError) return;
+  throw CommandError(ExitCode::notLocalized,
+                     !isAnyFound ? options.localization + ": none of the assets was found"
+                     : !std::isfinite(median)
+                         ? "the walk was not localized: most assets were not found"
+                         : fmt::format("the median error is above {} m", options.maximumError));
+}
+
 void report(const Options& options) {
-  const Trace mapping = valueOf(readTrace(options.mapping));
-  const Trace localization = valueOf(readTrace(options.localization));
+  const Trace mapping = readTraceOf("mapping", options.mapping);
+  const Trace localization = readTraceOf("localization", options.localization);
   std::optional<Placements> truth;
   if (!options.truth.empty()) {
     truth = valueOf(readPlacements(options.truth));
@@ -59,17 +100,10 @@ void report(const Options& options) {
     }
   }
   if (!options.pictures.empty()) writePictures(options, mapping, localization, truth);
-  if (!truth) return;
-  const std::vector<AssetError> errors = errorsOf(localization, *truth);
-  for (const std::string& line : tableOf(errors)) fmt::print("{}\n", line);
-  const double median = medianOf(errors);
-  if (std::isfinite(median)) fmt::print("median error: {:.3f} m\n", median);
-  if (!(median <= options.maximumError)) {
-    throw CommandError(ExitCode::notLocalized,
-                       std::isfinite(median)
-                           ? fmt::format("the median error is above {} m", options.maximumError)
-                           : std::string("the walk was not localized: most assets were not found"));
-  }
+  if (truth) return compare(options, localization, *truth);
+  if (options.pictures.empty()) printSummary(mapping, localization);
+  if (localization.relocalized.empty())
+    throw CommandError(ExitCode::notLocalized, options.localization + ": no transform was found");
 }
 
 }  // namespace
@@ -81,10 +115,13 @@ void addReportCommand(CLI::App& app) {
   command->add_option("MAPPING", options->mapping, "trace of the mapping session (replay --json)")
       ->required();
   command->add_option("LOCALIZATION", options->localization, "trace of the localization session")->required();
-  command->add_option("--truth", options->truth, "where the assets really are; prints each one's error");
+  CLI::Option* truth =
+      command->add_option("--truth", options->truth, "where the assets really are; prints each one's error");
   command->add_option("--pictures", options->pictures, "folder for key frames and the plot from above");
-  command->add_option("--max-error", options->maximumError,
-                      "fail when the median error is above this, metres");
+  command
+      ->add_option("--max-error", options->maximumError, "fail when the median error is above this, metres")
+      ->check(notNegative())
+      ->needs(truth);
   command->callback([options] { report(*options); });
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -13,6 +14,9 @@
 #include "geoloom/platform/foundation/Result.h"
 
 namespace geoloom::tools {
+
+/// Of a file that is read as JSON; larger ones are refused.
+constexpr std::uint64_t maximumJSONBytes = std::uint64_t{1} << 30;
 
 /// What is wrong with a file; readJSON turns it into a failure.
 class MalformedJSON : public std::runtime_error {

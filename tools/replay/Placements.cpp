@@ -1,8 +1,8 @@
 #include "tools/replay/Placements.h"
 
 #include <cmath>
-#include <fstream>
-#include <iterator>
+
+#include "geoloom/platform/foundation/ReadFile.h"
 
 #include "tools/json/JSONMember.h"
 
@@ -30,10 +30,9 @@ platform::Result<Placements> parsePlacements(std::string_view json, const std::s
 }
 
 platform::Result<Placements> readPlacements(const std::filesystem::path& path) {
-  std::ifstream file(path, std::ios::binary);
-  if (!file) return platform::Failure{path.string() + ": cannot be read"};
-  const std::string text{std::istreambuf_iterator<char>(file), {}};
-  return parsePlacements(text, path.string());
+  const auto text = platform::readFile(path, maximumJSONBytes);
+  if (!text) return text.failure();
+  return parsePlacements(*text, path.string());
 }
 
 std::vector<Placement> inSession(const Placements& placements,

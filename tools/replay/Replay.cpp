@@ -179,8 +179,9 @@ class Replay {
     waitUntilOpen();
     if (!placements.empty()) place(placements);
     play();
-    drainSaves();
-    if (options_.mode == MapMode::localization) waitForTransform();
+    const bool areSaved = drainSaves();
+    // A service that let patience run out once is not waited for again.
+    if (areSaved && options_.mode == MapMode::localization) waitForTransform();
     platform::Console::setSink(consoleOf());
     finishTrace();
     const std::lock_guard lock(mutex_);
@@ -273,13 +274,18 @@ class Replay {
 
   // --- the run ---
 
+  [[nodiscard]] steady_clock::time_point patienceEnds() const {
+    return steady_clock::now() +
+           std::chrono::round<steady_clock::duration>(duration<double>(options_.patience));
+  }
+
   /// Lets time pass until `done` holds; in lockstep, where time stands still, by moving the clock at ten
   /// times the pace.
-  bool letTimePassUntil(const std::function<bool(const SessionWatch::Told&)>& done) {
+  bool letTimePassUntil(steady_clock::time_point deadline,
+                        const std::function<bool(const SessionWatch::Told&)>& done) {
     constexpr milliseconds slice(10);
-    const auto start = steady_clock::now();
     while (!watch_.waitFor(slice, done)) {
-      if (steady_clock::now() - start > duration<double>(options_.patience)) return false;
+      if (steady_clock::now() > deadline) return false;
       if (clock_) clock_->advance(10 * slice);
     }
     return true;
@@ -288,7 +294,8 @@ class Replay {
   void waitUntilOpen() {
     const bool told = watch_.waitFor(std::chrono::round<milliseconds>(duration<double>(options_.patience)),
                                      [](const SessionWatch::Told& t) { return t.status.has_value(); });
-    const std::string address = endpointsOf(options_.service).production;
+    const ServiceEndpoints endpoints = endpointsOf(options_.service);
+    const std::string& address = options_.service.beta ? endpoints.beta : endpoints.production;
     if (!told)
       throw CommandError(ExitCode::service, fmt::format("{}: no answer in {} s", address, options_.patience));
     switch (*watch_.told().status) {
@@ -299,10 +306,31 @@ class Replay {
             ExitCode::service,
             fmt::format("map \"{}\": not found; make it with --mode mapping first", options_.map));
       case MapStatus::connectionFailed:
-        throw CommandError(ExitCode::service, fmt::format("{}: cannot be reached; is it running?", address));
-      default:
-        throw CommandError(ExitCode::service, fmt::format("{}: the service refused the session", address));
+        throw CommandError(
+            ExitCode::service,
+            fmt::format("{}: cannot be reached: not running, its certificate not trusted, not a URL, plain "
+                        "HTTP beyond this machine, or no mapping service; \"{}\" tells which",
+                        address, diagnosis()));
+      default: {
+        const std::string why = watch_.told().refusal;
+        throw CommandError(ExitCode::service, fmt::format("{}: the service refused the session{}{}", address,
+                                                          why.empty() ? "" : ": ", why));
+      }
     }
+  }
+
+  /// The command that says what keeps the mapping service from answering.
+  [[nodiscard]] std::string diagnosis() const {
+    const ServiceOptions& service = options_.service;
+    const std::pair<const char*, const std::string&> given[] = {
+        {" --service ", service.service},
+        {" --production-url ", service.endpoints.production},
+        {" --beta-url ", service.endpoints.beta},
+        {" --certificate-authorities ", service.certificateAuthorities}};
+    std::string command = "geoloom maps near 0 0";
+    for (const auto& [option, value] : given)
+      if (!value.empty()) command += option + value;
+    return service.beta ? command + " --beta" : command;
   }
 
   void place(const std::vector<Placement>& placements) {
@@ -395,27 +423,50 @@ class Replay {
     trace_.frames[number].analysed = true;
   }
 
-  void drainSaves() {
-    const auto drained = [](const SessionWatch::Told& t) {
+  /// Whether the table service has said of every row what became of it.
+  bool drainSaves() {
+    const bool drained = letTimePassUntil(patienceEnds(), [](const SessionWatch::Told& t) {
       return t.rowsSaved + t.rowsFailed >= t.rowsExpected;
-    };
-    if (!letTimePassUntil(drained)) {
-      say(fmt::format("some rows were not saved within {} s", options_.patience));
+    });
+    const SessionWatch::Told told = watch_.told();
+    if (told.rowsSaved < told.rowsExpected) {
+      trace_.serviceFailure =
+          fmt::format("{}: {} of {} rows were not saved: {}", endpointsOf(options_.service).tables,
+                      told.rowsExpected - told.rowsSaved, told.rowsExpected,
+                      drained ? told.rowFailure : fmt::format("no answer in {} s", options_.patience));
     }
+    return drained;
   }
 
   /// A localization that was asked for after the last row was saved knows all of them; what it finds is seen
   /// by the next looks at the table.
   void waitForTransform() {
-    const std::size_t before = watch_.told().localizationsAsked;
-    letTimePassUntil([&](const SessionWatch::Told& t) { return t.localizationsAnswered > before; });
+    const auto deadline = patienceEnds();
+    const SessionWatch::Told before = watch_.told();
+    const bool answered = letTimePassUntil(deadline, [&](const SessionWatch::Told& t) {
+      return t.localizationsAnswered > before.localizationsAsked;
+    });
+    if (!answered) {
+      noteSilence(before);
+      return;
+    }
     constexpr int looks = 3;
-    for (int i = 0; i < looks; ++i) waitForNextTick();
-    letTimePassUntil([](const SessionWatch::Told& t) { return t.assetLists > 0; });
+    for (int i = 0; i < looks; ++i) waitForNextTick(deadline);
+    letTimePassUntil(deadline, [](const SessionWatch::Told& t) { return t.assetLists > 0; });
+  }
+
+  /// The service is to blame when it was asked and has not said a word since.
+  void noteSilence(const SessionWatch::Told& before) {
+    const SessionWatch::Told now = watch_.told();
+    const bool isSilent = now.localizationsAsked > now.localizationsAnswered &&
+                          now.localizationsAnswered == before.localizationsAnswered;
+    if (!isSilent || !trace_.serviceFailure.empty()) return;
+    trace_.serviceFailure = fmt::format("{}: no answer to the localization in {} s",
+                                        endpointsOf(options_.service).sceneUnderstanding, options_.patience);
   }
 
   /// Lets a second pass and waits for what the session does with it.
-  void waitForNextTick() {
+  void waitForNextTick(steady_clock::time_point deadline) {
     constexpr std::chrono::seconds period(1);
     if (clock_) {
       clock_->advance(period);
@@ -425,7 +476,7 @@ class Replay {
     const std::size_t before = watch_.told().ticks;
     MapSessionInternals::state(*session_).reloadAssetQueue->async(
         [this] { watch_.tell([](SessionWatch::Told& t) { ++t.ticks; }); });
-    letTimePassUntil([&](const SessionWatch::Told& t) { return t.ticks > before; });
+    letTimePassUntil(deadline, [&](const SessionWatch::Told& t) { return t.ticks > before; });
   }
 
   void finishTrace() {

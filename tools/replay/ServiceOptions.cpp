@@ -11,15 +11,19 @@
 #include "geoloom/SceneUnderstanding/feature_model.h"
 #include "geoloom/platform/foundation/Bundle.h"
 #include "geoloom/platform/foundation/LibraryBundle.h"
+#include "geoloom/platform/foundation/ReadFile.h"
 #include "geoloom/platform/location/CLLocationManager.h"
 #include "geoloom/platform/location/CLLocationProvider.h"
 #include "geoloom/platform/network/HTTPClient.h"
 #include "geoloom/session/MapSessionSettings.h"
 
 #include "tools/commands/Commands.h"
+#include "tools/commands/Numbers.h"
 
 namespace geoloom::tools {
 namespace {
+
+constexpr const char* group = "Service";
 
 std::string firstLine(const std::string& path) {
   std::ifstream file(path);
@@ -48,19 +52,12 @@ void setLocation(const std::string& text) {
 }  // namespace
 
 void addServiceOptions(CLI::App& command, ServiceOptions& options) {
-  const char* group = "Service";
   command.add_option("--service", options.service, "address of a server that answers for all services")
       ->capture_default_str()
       ->group(group);
   ServiceEndpoints& e = options.endpoints;
   command.add_option("--production-url", e.production, "mapping service, up to /prod/maps")->group(group);
   command.add_option("--beta-url", e.beta, "its beta, up to /beta/maps")->group(group);
-  command
-      .add_option("--scene-understanding-url", e.sceneUnderstanding,
-                  "localization by objects, the whole address")
-      ->group(group);
-  command.add_option("--tables-url", e.tables, "table service")->group(group);
-  command.add_option("--metrics-url", e.metrics, "metrics service")->group(group);
   command
       .add_option("--certificate-authorities", options.certificateAuthorities,
                   "PEM file with the authorities to trust instead of the system's")
@@ -70,9 +67,20 @@ void addServiceOptions(CLI::App& command, ServiceOptions& options) {
       ->group(group);
   command.add_option("--developer-key-file", options.developerKeyFile, "file with the key in its first line")
       ->group(group);
-  command.add_option("--user", options.user, "the user's identifier")->capture_default_str()->group(group);
   command.add_option("--application", options.application, "the application's bundle identifier (geoloom)")
       ->group(group);
+  command.add_option("--json", options.json, "write what happened to this file")->group(group);
+}
+
+void addSessionOptions(CLI::App& command, ServiceOptions& options) {
+  ServiceEndpoints& e = options.endpoints;
+  command
+      .add_option("--scene-understanding-url", e.sceneUnderstanding,
+                  "localization by objects, the whole address")
+      ->group(group);
+  command.add_option("--tables-url", e.tables, "table service")->group(group);
+  command.add_option("--metrics-url", e.metrics, "metrics service")->group(group);
+  command.add_option("--user", options.user, "the user's identifier")->capture_default_str()->group(group);
   command.add_option("--location", options.location, "where the device is: LATITUDE,LONGITUDE[,ALTITUDE]")
       ->group(group);
   command
@@ -81,15 +89,14 @@ void addServiceOptions(CLI::App& command, ServiceOptions& options) {
       ->group(group);
   command
       .add_option("--confidence", options.confidenceThreshold, "least confidence of an object that is saved")
-      ->check(CLI::Range(0.0, 1.0))
+      ->check(between(0, 1))
       ->capture_default_str()
       ->group(group);
   command
       .add_option("--match-distance", options.matchDistance, "metres within which objects count as the same")
-      ->check(CLI::PositiveNumber)
+      ->check(aboveZero(1e6))
       ->capture_default_str()
       ->group(group);
-  command.add_option("--json", options.json, "write what happened to this file")->group(group);
 }
 
 ServiceEndpoints endpointsOf(const ServiceOptions& options) {
@@ -126,7 +133,9 @@ void apply(ServiceOptions& options) {
   if (!options.developerKeyFile.empty()) options.developerKey = firstLine(options.developerKeyFile);
   ServiceEndpoints::setCurrent(endpointsOf(options));
   if (const std::string& authorities = options.certificateAuthorities; !authorities.empty()) {
-    if (!std::ifstream(authorities)) throw CommandError(ExitCode::badInput, authorities + ": cannot be read");
+    constexpr std::uint64_t most = std::uint64_t{1} << 26;
+    const auto read = platform::readFile(authorities, most);
+    if (!read) throw CommandError(ExitCode::badInput, read.failure().message);
     platform::HTTPClient::shared().setCertificateAuthorities(authorities);
   }
   MapSessionSettings::USE_BETA_ALGO = options.beta;

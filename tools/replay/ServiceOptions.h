@@ -12,7 +12,7 @@ class App;
 
 namespace geoloom::tools {
 
-/// What every command that talks to the services takes.
+/// What commands that talk to the services take.
 struct ServiceOptions {
   std::string service = "http://127.0.0.1:8808";  ///< where one server answers for all services
   ServiceEndpoints endpoints;                     ///< what is set goes before `service`
@@ -29,7 +29,11 @@ struct ServiceOptions {
   std::string json;   ///< empty: no trace
 };
 
+/// The mapping service, who asks it, and --json.
 void addServiceOptions(CLI::App& command, ServiceOptions& options);
+
+/// What only a session needs besides.
+void addSessionOptions(CLI::App& command, ServiceOptions& options);
 
 /// Sets the kit up for this process: endpoints, authorities, application, location, model; its console goes
 /// to standard error. Throws CommandError. Call once, before the first session.

@@ -1,6 +1,21 @@
 #include "tools/replay/SessionWatch.h"
 
+#include "geoloom/platform/foundation/JSON.h"
+
 namespace geoloom::tools {
+namespace {
+
+constexpr std::string_view saveFailed = "Amazon DynamoDB Save Error: ";
+
+/// What an answer of the service complains of; empty when the line is none or it does not.
+std::string complaintIn(std::string_view line) {
+  if (!line.starts_with('{')) return {};
+  const auto answer = platform::JSON::parse(line);
+  const auto message = answer ? (*answer)["errorMessage"] : std::nullopt;
+  return message ? message->stringValue() : std::string();
+}
+
+}  // namespace
 
 void SessionWatch::tell(const std::function<void(Told&)>& change) {
   {
@@ -13,12 +28,19 @@ void SessionWatch::tell(const std::function<void(Told&)>& change) {
 void SessionWatch::consoleLine(std::string_view line) {
   if (line.starts_with("An item was saved. ")) {
     tell([](Told& t) { ++t.rowsSaved; });
-  } else if (line.starts_with("Amazon DynamoDB Save Error: ")) {
-    tell([](Told& t) { ++t.rowsFailed; });
+  } else if (line.starts_with(saveFailed)) {
+    tell([line](Told& t) {
+      ++t.rowsFailed;
+      t.rowFailure = line.substr(saveFailed.size());
+    });
   } else if (line.starts_with("asking for new transform.")) {
     tell([](Told& t) { ++t.localizationsAsked; });
   } else if (line == "result") {
     tell([](Told& t) { ++t.localizationsAnswered; });
+  } else if (std::string complaint = complaintIn(line); !complaint.empty()) {
+    tell([&complaint](Told& t) {
+      if (!t.status) t.refusal = std::move(complaint);
+    });
   }
 }
 

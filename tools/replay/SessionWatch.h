@@ -5,6 +5,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -19,11 +20,13 @@ class SessionWatch {
  public:
   struct Told {
     std::optional<MapStatus> status;
+    std::string refusal;  ///< why the service did not open the session, in its words
     std::optional<bool> placed;
     std::size_t assetLists = 0;
     std::size_t rowsExpected = 0;  ///< objects that were confident enough to be saved
     std::size_t rowsSaved = 0;
     std::size_t rowsFailed = 0;
+    std::string rowFailure;  ///< the last one
     std::size_t localizationsAsked = 0;
     std::size_t localizationsAnswered = 0;
     std::size_t ticks = 0;  ///< of the session's loop that were waited for
@@ -32,7 +35,7 @@ class SessionWatch {
   /// Changes what is told and wakes whoever waits.
   void tell(const std::function<void(Told&)>& change);
 
-  /// A line of the kit's console: saves and localization requests end there.
+  /// A line of the kit's console: the service's answers, saves and localization requests end there.
   void consoleLine(std::string_view line);
 
   [[nodiscard]] Told told() const;

@@ -2,11 +2,11 @@
 
 #include <algorithm>
 #include <cmath>
-#include <fstream>
-#include <iterator>
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
+
+#include "geoloom/platform/foundation/ReadFile.h"
 
 #include "tools/json/JSONMember.h"
 
@@ -156,10 +156,9 @@ Trace read(const JSONMember& json) {
 }  // namespace
 
 platform::Result<Trace> readTrace(const std::filesystem::path& path) {
-  std::ifstream file(path, std::ios::binary);
-  if (!file) return platform::Failure{path.string() + ": cannot be read"};
-  const std::string text{std::istreambuf_iterator<char>(file), {}};
-  return readJSON<Trace>(text, path.string(), read);
+  const auto text = platform::readFile(path, maximumJSONBytes);
+  if (!text) return text.failure();
+  return readJSON<Trace>(*text, path.string(), read);
 }
 
 double TracedStage::percentile(double p) const {

@@ -93,6 +93,8 @@ struct Trace {
   std::size_t unreadable = 0;  ///< frames of the recordings that were not offered
   std::size_t saved = 0;       ///< rows
   std::size_t notSaved = 0;
+  /// One line; empty when the services did all that they were asked for. Not in the JSON.
+  std::string serviceFailure;
   std::vector<TracedStage> stages;
 
   [[nodiscard]] std::size_t gated() const;

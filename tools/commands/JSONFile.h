@@ -1,0 +1,34 @@
+#pragma once
+
+#include <cstdio>
+#include <filesystem>
+#include <memory>
+
+#include <nlohmann/json_fwd.hpp>
+
+namespace geoloom::tools {
+
+/// The file that --json names. What stood there before stays until the new text is complete: it is written to
+/// FILE.tmp, which then takes its place. Devices, pipes and streams that are open already are written
+/// directly.
+class JSONFile {
+ public:
+  /// An empty path writes nothing. Throws CommandError where nothing could be written, so that nobody learns
+  /// it only after a long replay.
+  explicit JSONFile(std::filesystem::path path);
+
+  /// Once. Bytes that are not UTF-8 become U+FFFD. Throws CommandError unless everything is written.
+  void write(const nlohmann::ordered_json& json);
+
+ private:
+  using Stream = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
+
+  [[nodiscard]] Stream open(const std::filesystem::path& path, const char* mode) const;
+  [[noreturn]] void fail(int error) const;
+
+  std::filesystem::path path_;
+  std::filesystem::path temporary_;  ///< empty: written directly
+  Stream direct_;
+};
+
+}  // namespace geoloom::tools
