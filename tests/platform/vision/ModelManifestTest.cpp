@@ -68,7 +68,7 @@ TEST(MLModel, ABundleThatCannotBeLoadedIsNamed) {
   std::filesystem::create_directory(bundle);
   EXPECT_EQ(messageOf(bundle), (bundle / "manifest.json").string() + ": there is no such file");
   std::filesystem::create_directory(bundle / "manifest.json");
-  EXPECT_EQ(messageOf(bundle), (bundle / "manifest.json").string() + ": there is no such file");
+  EXPECT_EQ(messageOf(bundle), (bundle / "manifest.json").string() + ": is a directory");
   std::filesystem::remove(bundle / "manifest.json");
   folder.write("m.mlmodelc/manifest.json", good);
   const std::string unloadable =
