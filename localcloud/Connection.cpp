@@ -20,32 +20,31 @@ constexpr std::size_t INPUT_BYTES = std::size_t{16} * 1024;
 
 }  // namespace
 
-Connection::Connection(int socket, int stop, SSL_CTX* tls)
-    : socket_(socket),
+Connection::Connection(platform::Descriptor socket, int stop, SSL_CTX* tls)
+    : socket_(std::move(socket)),
       stop_(stop),
       tls_(tls == nullptr ? nullptr : SSL_new(tls), &SSL_free),
       input_(INPUT_BYTES) {
   // An answer is sent in one piece, so there is nothing to gain from waiting for more.
   const int on = 1;
-  ::setsockopt(socket_, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
-  if (tls_) SSL_set_fd(tls_.get(), socket_);
+  ::setsockopt(socket_.get(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+  if (tls_) SSL_set_fd(tls_.get(), socket_.get());
 }
 
 Connection::~Connection() {
   if (tls_ && secured_) SSL_shutdown(tls_.get());
   ERR_clear_error();
   // What the client is still sending would turn into a reset that destroys the answer on its way.
-  ::shutdown(socket_, SHUT_WR);
+  ::shutdown(socket_.get(), SHUT_WR);
   std::array<char, INPUT_BYTES> rest{};
-  for (int round = 0; round < 64 && ::recv(socket_, rest.data(), rest.size(), 0) > 0; ++round) {
+  for (int round = 0; round < 64 && ::recv(socket_.get(), rest.data(), rest.size(), 0) > 0; ++round) {
   }
-  ::close(socket_);
 }
 
 bool Connection::await(short events) {
   const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline_ - Clock::now()).count();
   if (left <= 0) return false;
-  std::array<pollfd, 2> waiting = {pollfd{socket_, events, 0}, pollfd{stop_, POLLIN, 0}};
+  std::array<pollfd, 2> waiting = {pollfd{socket_.get(), events, 0}, pollfd{stop_, POLLIN, 0}};
   const int ready = ::poll(waiting.data(), waiting.size(), static_cast<int>(std::min<long>(left, 3'600'000)));
   if (ready < 0 && errno == EINTR) return true;
   return ready > 0 && waiting[1].revents == 0;
@@ -86,7 +85,7 @@ bool Connection::fill() {
       ERR_clear_error();
       result = SSL_read(tls_.get(), input_.data(), static_cast<int>(input_.size()));
     } else {
-      result = static_cast<int>(::recv(socket_, input_.data(), input_.size(), 0));
+      result = static_cast<int>(::recv(socket_.get(), input_.data(), input_.size(), 0));
       if (result == 0) return false;
     }
     if (result > 0) {
@@ -124,7 +123,7 @@ bool Connection::flush() {
       result = SSL_write(tls_.get(), output_.data() + sent,
                          static_cast<int>(std::min<std::size_t>(left, 1U << 20U)));
     } else {
-      result = static_cast<int>(::send(socket_, output_.data() + sent, left, MSG_NOSIGNAL));
+      result = static_cast<int>(::send(socket_.get(), output_.data() + sent, left, MSG_NOSIGNAL));
     }
     if (result > 0) {
       sent += static_cast<std::size_t>(result);

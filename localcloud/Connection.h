@@ -10,6 +10,8 @@
 #include <httplib.h>
 #include <openssl/ssl.h>
 
+#include "geoloom/platform/foundation/Descriptor.h"
+
 namespace geoloom::localcloud {
 
 /// One accepted connection as the HTTP library's stream, with deadlines for whole requests and answers
@@ -19,8 +21,8 @@ class Connection final : public httplib::Stream {
  public:
   using Clock = std::chrono::steady_clock;
 
-  /// Owns `socket`. Waiting ends early when `stop` becomes readable. `tls` may be null.
-  Connection(int socket, int stop, SSL_CTX* tls);
+  /// Waiting ends early when `stop` becomes readable. `tls` may be null.
+  Connection(platform::Descriptor socket, int stop, SSL_CTX* tls);
   ~Connection() override;
   Connection(const Connection&) = delete;
   Connection& operator=(const Connection&) = delete;
@@ -48,7 +50,7 @@ class Connection final : public httplib::Stream {
   // Nobody asks who is at the other end.
   void get_remote_ip_and_port(std::string& /*ip*/, int& /*port*/) const override {}
   void get_local_ip_and_port(std::string& /*ip*/, int& /*port*/) const override {}
-  [[nodiscard]] socket_t socket() const override { return socket_; }
+  [[nodiscard]] socket_t socket() const override { return socket_.get(); }
 
  private:
   /// Waits for what a call on the socket or the TLS layer wants. False at the deadline or when stopping.
@@ -59,7 +61,7 @@ class Connection final : public httplib::Stream {
   /// 0 on an error, else the events to wait for.
   [[nodiscard]] short wantedEvents(int result) const;
 
-  int socket_;
+  platform::Descriptor socket_;
   int stop_;
   std::unique_ptr<SSL, void (*)(SSL*)> tls_;
   bool secured_ = false;

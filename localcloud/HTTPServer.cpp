@@ -283,9 +283,9 @@ class HTTPServer::Listener {
       ::poll(waiting.data(), waiting.size(), room ? 1000 : 5);
       if (waiting[1].revents != 0) return;
       if (waiting[0].revents == 0) continue;
-      const int socket = ::accept4(socket_.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
-      if (socket >= 0) {
-        start(socket);
+      Descriptor socket(::accept4(socket_.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
+      if (socket) {
+        start(std::move(socket));
       } else if (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM) {
         std::this_thread::sleep_for(std::chrono::milliseconds(5));  // until a connection ends
       }
@@ -300,25 +300,25 @@ class HTTPServer::Listener {
     });
   }
 
-  void start(int socket) {
-    Slot& slot = slots_.emplace_back();
+  void start(Descriptor socket) {
+    std::list<Slot> added;
+    // No further threads, or no memory: this connection is closed, and the others go on.
     try {
-      slot.thread = std::thread([this, &slot, socket] {
+      Slot& slot = added.emplace_back();
+      slot.thread = std::thread([this, &slot, socket = std::move(socket)]() mutable {
         try {
-          serve(socket);
+          serve(std::move(socket));
         } catch (const std::exception&) {
-          // No memory for this request: its connection is closed, and the others go on.
         }
         slot.ended = true;
       });
-    } catch (const std::system_error&) {  // no further threads: the client may try again
-      slots_.pop_back();
-      ::close(socket);
+      slots_.splice(slots_.end(), added);
+    } catch (const std::exception&) {
     }
   }
 
-  void serve(int socket) {
-    Connection connection(socket, stop_.get(), tls_.get());
+  void serve(Descriptor socket) {
+    Connection connection(std::move(socket), stop_.get(), tls_.get());
     Protocol protocol(handler_, options_, connection);
     while (connection.awaitRequest(Connection::Clock::now() + options_.idleDeadline)) {
       connection.setDeadline(Connection::Clock::now() + options_.requestDeadline);

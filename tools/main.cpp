@@ -19,8 +19,9 @@ int fail(ExitCode code, const std::string& line) {
 std::string describe(const CLI::App& app, const CLI::ParseError& error) {
   const std::vector<std::string> unknown = app.remaining(true);
   const bool isCommandMissing = dynamic_cast<const CLI::RequiredError*>(&error) != nullptr;
-  const std::string line =
-      isCommandMissing && !unknown.empty() ? unknown.front() + ": there is no such command" : error.what();
+  const std::string line = isCommandMissing && !unknown.empty() && !unknown.front().starts_with('-')
+                               ? unknown.front() + ": there is no such command"
+                               : error.what();
   return line + " (--help lists the options)";
 }
 
@@ -34,6 +35,8 @@ int run(CLI::App& app, int argc, char** argv) {
   } catch (const CommandError& error) {
     return fail(error.code(), error.what());
   } catch (const std::exception& error) {
+    // Printing threw; main says so.
+    if (std::ferror(stdout) != 0) return 0;
     return fail(ExitCode::internal, error.what());
   }
   return 0;

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <type_traits>
+#include <concepts>
 
 namespace geoloom {
 
@@ -8,11 +8,14 @@ namespace geoloom {
 /// `min` yields `min` and any other `max`; a value that is unordered with both (NaN) passes unchanged. Needs
 /// only `<` and `>`.
 template <class T>
-[[nodiscard]] constexpr T clamp(const T& x, const std::type_identity_t<T>& min,
-                                const std::type_identity_t<T>& max) {
+[[nodiscard]] constexpr T clamp(const T& x, const T& min, const T& max) {
   if (x < min) return min;
   if (x > max) return max;
   return x;
+}
+template <std::floating_point T, std::integral Bound>
+[[nodiscard]] constexpr T clamp(T x, Bound min, Bound max) {
+  return clamp(x, static_cast<T>(min), static_cast<T>(max));
 }
 
 }  // namespace geoloom

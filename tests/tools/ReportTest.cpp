@@ -91,11 +91,18 @@ TEST(JSONFile, ReplacesWhatStoodThereOnlyByAWholeText) {
   std::filesystem::create_symlink(path, link);
   JSONFile file(link);
   EXPECT_EQ(platform::contentOf(path), "earlier");
-  EXPECT_FALSE(std::filesystem::exists(path.string() + ".tmp"));
+  constexpr auto mode = std::filesystem::perms::owner_read | std::filesystem::perms::owner_write;
+  std::filesystem::permissions(path, mode);
   file.write({{"map", "r\xff"}});
   EXPECT_EQ(platform::contentOf(path), "{\n \"map\": \"r\uFFFD\"\n}\n");
   EXPECT_TRUE(std::filesystem::is_symlink(link));
-  EXPECT_FALSE(std::filesystem::exists(path.string() + ".tmp"));
+  EXPECT_EQ(std::filesystem::status(path).permissions(), mode);
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.path()), {}), 2);
+
+  const auto dangling = folder.path() / "dangling";
+  std::filesystem::create_symlink("target", dangling);
+  JSONFile(dangling).write({1});
+  EXPECT_EQ(platform::contentOf(folder.path() / "target"), "[\n 1\n]\n");
 
   EXPECT_THROW(JSONFile(folder.path() / "absent/trace.json"), CommandError);
   EXPECT_THROW(JSONFile(folder.path()), CommandError);

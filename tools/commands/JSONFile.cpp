@@ -1,11 +1,16 @@
 #include "tools/commands/JSONFile.h"
 
 #include <cerrno>
+#include <cstdlib>
 #include <string>
 #include <system_error>
 #include <utility>
 
 #include <nlohmann/json.hpp>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "geoloom/platform/foundation/AtEnd.h"
 
 #include "tools/commands/Commands.h"
 
@@ -24,6 +29,15 @@ bool isReplaceable(const std::filesystem::path& path) {
          (!std::filesystem::exists(status) || std::filesystem::is_regular_file(status));
 }
 
+/// What a link leads to, also when that is not there yet.
+std::filesystem::path targetOf(std::filesystem::path path) {
+  constexpr int most = 40;
+  std::error_code error;
+  for (int i = 0; i < most && std::filesystem::is_symlink(path, error); ++i)
+    path = path.parent_path() / std::filesystem::read_symlink(path, error);
+  return path;
+}
+
 }  // namespace
 
 JSONFile::JSONFile(std::filesystem::path path) : path_(std::move(path)), direct_(nullptr, &std::fclose) {
@@ -32,13 +46,12 @@ JSONFile::JSONFile(std::filesystem::path path) : path_(std::move(path)), direct_
     direct_ = open(path_, "ab");
     return;
   }
+  path_ = targetOf(path_);
   std::error_code error;
-  // The file is replaced, not the link to it.
-  if (const auto target = std::filesystem::canonical(path_, error); !error) path_ = target;
-  temporary_ = path_.string() + ".tmp";
-  // Not kept: whoever is interrupted leaves nothing behind.
-  open(temporary_, "wb").reset();
-  std::filesystem::remove(temporary_, error);
+  const bool isThere = std::filesystem::exists(path_, error);
+  // Changes nothing: whoever is interrupted finds what was there.
+  open(path_, "ab").reset();
+  if (!isThere) std::filesystem::remove(path_, error);
 }
 
 JSONFile::Stream JSONFile::open(const std::filesystem::path& path, const char* mode) const {
@@ -50,16 +63,33 @@ JSONFile::Stream JSONFile::open(const std::filesystem::path& path, const char* m
 void JSONFile::write(const nlohmann::ordered_json& json) {
   if (path_.empty()) return;
   const std::string text = json.dump(1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + '\n';
-  Stream stream = temporary_.empty() ? std::move(direct_) : open(temporary_, "wb");
+  if (direct_) {
+    std::fflush(stdout);  // which it may be
+    put(std::move(direct_), text);
+  } else if (!replaceBy(text)) {
+    put(open(path_, "wb"), text);
+  }
+}
+
+bool JSONFile::replaceBy(const std::string& text) const {
+  struct stat earlier {};
+  // A new file has nothing to lose, and a second name of a file would be left with the earlier text.
+  if (::stat(path_.c_str(), &earlier) != 0 || earlier.st_nlink > 1) return false;
+  std::string temporary = path_.string() + ".XXXXXX";
+  const int file = ::mkstemp(temporary.data());
+  if (file < 0) return false;
+  const platform::AtEnd clean([&] { ::unlink(temporary.c_str()); });  // does nothing once it is renamed
+  ::fchmod(file, earlier.st_mode & 07777U);
+  put(Stream(::fdopen(file, "wb"), &std::fclose), text);
+  return std::rename(temporary.c_str(), path_.c_str()) == 0;
+}
+
+void JSONFile::put(Stream stream, const std::string& text) const {
   int error = 0;
   if (std::fwrite(text.data(), 1, text.size(), stream.get()) != text.size() || std::fflush(stream.get()) != 0)
     error = errno;
   if (std::fclose(stream.release()) != 0 && error == 0) error = errno;
-  if (error == 0 && !temporary_.empty() && std::rename(temporary_.c_str(), path_.c_str()) != 0) error = errno;
-  if (error == 0) return;
-  std::error_code ignored;
-  if (!temporary_.empty()) std::filesystem::remove(temporary_, ignored);
-  fail(error);
+  if (error != 0) fail(error);
 }
 
 void JSONFile::fail(int error) const {

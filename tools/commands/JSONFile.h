@@ -8,9 +8,9 @@
 
 namespace geoloom::tools {
 
-/// The file that --json names. What stood there before stays until the new text is complete: it is written to
-/// FILE.tmp, which then takes its place. Devices, pipes and streams that are open already are written
-/// directly.
+/// The file that --json names. What stood there before stays until the new text is complete: that is written
+/// beside it and takes its place, and its mode. Where nothing can be written beside it, and devices, pipes
+/// and streams that are open already, are written directly.
 class JSONFile {
  public:
   /// An empty path writes nothing. Throws CommandError where nothing could be written, so that nobody learns
@@ -25,10 +25,12 @@ class JSONFile {
 
   [[nodiscard]] Stream open(const std::filesystem::path& path, const char* mode) const;
   [[noreturn]] void fail(int error) const;
+  /// False where the text has to be written directly.
+  bool replaceBy(const std::string& text) const;
+  void put(Stream stream, const std::string& text) const;
 
   std::filesystem::path path_;
-  std::filesystem::path temporary_;  ///< empty: written directly
-  Stream direct_;
+  Stream direct_;  ///< a device, a pipe or an open stream
 };
 
 }  // namespace geoloom::tools

@@ -29,12 +29,12 @@ T valueOf(platform::Result<T> result) {
 
 std::vector<std::string> labelsFor(const ModelOptions& options, const ModelFile& file) {
   if (!options.labels.empty())
-    return readLabels(valueOf(platform::readFile(options.labels, maximumFileBytes)));
+    return readLabels(valueOf(platform::readFileOrPipe(options.labels, maximumFileBytes)));
   return file.labels.empty() ? publishedLabels() : file.labels;
 }
 
 void compile(const ModelOptions& options) {
-  const std::string bytes = valueOf(platform::readFile(options.in, maximumFileBytes));
+  const std::string bytes = valueOf(platform::readFileOrPipe(options.in, maximumFileBytes));
   const auto file = valueOf(
       splitModelFile({reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()}, options.in));
   const auto model = valueOf(readTFLite(file.network, options.in));

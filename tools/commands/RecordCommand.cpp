@@ -27,7 +27,7 @@ struct Options {
 SceneDescription readScene(const std::string& path) {
   std::string text(defaultScene());
   if (!path.empty()) {
-    auto read = platform::readFile(path, maximumJSONBytes);
+    auto read = platform::readFileOrPipe(path, maximumJSONBytes);
     if (!read) throw CommandError(ExitCode::badInput, read.failure().message);
     text = *std::move(read);
   }

@@ -30,7 +30,7 @@ platform::Result<Placements> parsePlacements(std::string_view json, const std::s
 }
 
 platform::Result<Placements> readPlacements(const std::filesystem::path& path) {
-  const auto text = platform::readFile(path, maximumJSONBytes);
+  const auto text = platform::readFileOrPipe(path, maximumJSONBytes);
   if (!text) return text.failure();
   return parsePlacements(*text, path.string());
 }

@@ -133,9 +133,9 @@ void apply(ServiceOptions& options) {
   if (!options.developerKeyFile.empty()) options.developerKey = firstLine(options.developerKeyFile);
   ServiceEndpoints::setCurrent(endpointsOf(options));
   if (const std::string& authorities = options.certificateAuthorities; !authorities.empty()) {
-    constexpr std::uint64_t most = std::uint64_t{1} << 26;
-    const auto read = platform::readFile(authorities, most);
-    if (!read) throw CommandError(ExitCode::badInput, read.failure().message);
+    // Not read: out of a pipe nothing would be left for the client.
+    if (!std::ifstream(authorities) || std::filesystem::is_directory(authorities))
+      throw CommandError(ExitCode::badInput, authorities + ": cannot be read as certificates");
     platform::HTTPClient::shared().setCertificateAuthorities(authorities);
   }
   MapSessionSettings::USE_BETA_ALGO = options.beta;

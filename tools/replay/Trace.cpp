@@ -156,7 +156,7 @@ Trace read(const JSONMember& json) {
 }  // namespace
 
 platform::Result<Trace> readTrace(const std::filesystem::path& path) {
-  const auto text = platform::readFile(path, maximumJSONBytes);
+  const auto text = platform::readFileOrPipe(path, maximumJSONBytes);
   if (!text) return text.failure();
   return readJSON<Trace>(*text, path.string(), read);
 }

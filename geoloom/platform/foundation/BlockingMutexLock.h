@@ -10,9 +10,11 @@ namespace geoloom::platform {
 class GEOLOOM_SCOPED_CAPABILITY BlockingMutexLock {
  public:
   explicit BlockingMutexLock(Mutex& mutex) GEOLOOM_ACQUIRE(mutex) : mutex_(mutex) {
-    if (mutex_.tryLock()) return;
-    const BlockingScope waiting;
-    mutex_.lock();
+    // The scope ends without the lock: while the process exits, it does not return.
+    while (!mutex_.tryLock()) {
+      const BlockingScope waiting;
+      const MutexLock passed(mutex_);
+    }
   }
   ~BlockingMutexLock() GEOLOOM_RELEASE() { mutex_.unlock(); }
   BlockingMutexLock(const BlockingMutexLock&) = delete;

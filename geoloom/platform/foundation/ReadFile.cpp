@@ -8,6 +8,13 @@ namespace geoloom::platform {
 
 Result<std::string> readFile(const std::filesystem::path& path, std::uint64_t maximumBytes) {
   std::error_code error;
+  const auto status = std::filesystem::status(path, error);
+  if (std::filesystem::is_other(status)) return Failure{path.string() + ": is not a regular file"};
+  return readFileOrPipe(path, maximumBytes);
+}
+
+Result<std::string> readFileOrPipe(const std::filesystem::path& path, std::uint64_t maximumBytes) {
+  std::error_code error;
   if (std::filesystem::is_directory(path, error)) return Failure{path.string() + ": is a directory"};
   std::ifstream file(path, std::ios::binary);
   if (!file) {

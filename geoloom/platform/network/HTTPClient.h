@@ -27,7 +27,7 @@ struct HTTPRequest {
   /// Over a connection that nothing else is sent over, before or after. A kept one may close just as the
   /// request goes out, and the client does not send it again: this is for what nobody else repeats either.
   bool ownConnection = false;
-  /// Where a kept connection closes without an answer, the request is sent once more over another: for what
+  /// Where a kept connection closes without an answer, the request is sent again over another: for what
   /// the service may act on twice without harm.
   bool mayBeSentTwice = false;
 };

@@ -94,13 +94,13 @@ TEST(ThreadPool, TasksOfABatchBeginWhenItEndsAndBesideEachOther) {
   DispatchSemaphore first(0);
   DispatchSemaphore second(0);
   DispatchSemaphore ended(0);
+  const auto meet = [&ended](DispatchSemaphore& here, DispatchSemaphore& there) {
+    here.signal();
+    EXPECT_TRUE(there.wait(10s));
+    ended.signal();
+  };
   {
     const ThreadPool::Batch batch;
-    const auto meet = [&ended](DispatchSemaphore& here, DispatchSemaphore& there) {
-      here.signal();
-      EXPECT_TRUE(there.wait(10s));
-      ended.signal();
-    };
     DispatchQueue::global()->async([&] { meet(first, second); });
     DispatchQueue::global()->async([&] { meet(second, first); });
     {
