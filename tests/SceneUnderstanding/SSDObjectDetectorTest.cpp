@@ -4,7 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include "geoloom/SceneUnderstanding/EXIFOrientation.h"
 #include "geoloom/SceneUnderstanding/SSDAnchors.h"
 #include "geoloom/SceneUnderstanding/SSDObjectDetector.h"
 #include "geoloom/SceneUnderstanding/SampleGrid.h"
@@ -396,7 +395,6 @@ TEST(FeatureModel, FeaturesGoByTheirNames) {
   for (const char* const other : {"", "concat", "Preprocessor__sub__0"})
     EXPECT_FALSE(output.featureValue(other));
   for (const char* const other : {"", "concat__0"}) EXPECT_FALSE(input.featureValue(other));
-  EXPECT_EQ(static_cast<int>(EXIFOrientation::rightTop), 6);
 }
 
 TEST(SSDObjectDetectorDeathTest, WithoutItsNetworkTheProcessEnds) {
