@@ -5,7 +5,7 @@ include(CMakePackageConfigHelpers)
 # Headers that an application includes by themselves; whatever they include is installed with them.
 set(GEOLOOM_PUBLIC_HEADERS
   geoloom/geoloom.h
-  geoloom/platform/ar/ARRecording.h
+  geoloom/recording/ARRecording.h
   geoloom/platform/device/UIDevice.h
   geoloom/platform/imaging/CIContext.h
   geoloom/platform/imaging/PNG.h

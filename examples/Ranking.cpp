@@ -2,7 +2,7 @@
 // suppressed, a classifier's labels ranked, an array put in order. Exits with 1 where something else comes
 // out than the comments say.
 
-#include "geoloom/SceneUnderstanding/Ranking.h"
+#include "geoloom/SceneUnderstanding/boxes/Ranking.h"
 
 #include <cstdint>
 #include <cstdio>

@@ -14,7 +14,7 @@
 #include "geoloom/platform/imaging/CIContext.h"
 #include "geoloom/platform/imaging/PNG.h"
 #include "geoloom/platform/imaging/UIImage.h"
-#include "geoloom/storage/Compression.h"
+#include "geoloom/storage/Data.h"
 #include "geoloom/utilities/MultiArray.h"
 #include "geoloom/utilities/PixelBuffer.h"
 

@@ -10,6 +10,7 @@
 
 #include "fuzz/Expect.h"
 
+using namespace geoloom;
 using namespace geoloom::platform;
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {

@@ -13,6 +13,7 @@
 
 #include "fuzz/Expect.h"
 
+using namespace geoloom;
 using namespace geoloom::platform;
 
 namespace {

@@ -17,12 +17,13 @@
 #include <unistd.h>
 
 #include "geoloom/platform/ar/ARFrame.h"
-#include "geoloom/platform/ar/ARRecording.h"
 #include "geoloom/platform/imaging/PNG.h"
+#include "geoloom/recording/ARRecording.h"
 
 #include "fuzz/Expect.h"
 #include "fuzz/Pieces.h"
 
+using namespace geoloom;
 using namespace geoloom::platform;
 
 namespace {

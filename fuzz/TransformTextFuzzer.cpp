@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "geoloom/platform/foundation/Text.h"
+#include "geoloom/base/Text.h"
 #include "geoloom/session/Relocalization.h"
 #include "geoloom/storage/TransformRow.h"
 
@@ -35,9 +35,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   GEOLOOM_EXPECT(transform.size() == pieces(text));
 
   // Where both mean decimal numbers they mean the same.
-  const auto strict = platform::strictFloat(text);
+  const auto strict = base::strictFloat(text);
   if (strict && text.find_first_not_of("0123456789+-.eE") == std::string::npos) {
-    GEOLOOM_EXPECT(platform::lenientFloat(text) == *strict);
+    GEOLOOM_EXPECT(base::lenientFloat(text) == *strict);
   }
 
   TransformRow row;

@@ -2,7 +2,7 @@
 
 /// All that an application includes.
 
-#include "geoloom/SceneUnderstanding/Ranking.h"
+#include "geoloom/SceneUnderstanding/boxes/Ranking.h"
 #include "geoloom/platform/ar/ARCamera.h"
 #include "geoloom/platform/ar/ARFrame.h"
 #include "geoloom/platform/ar/ARSCNView.h"
@@ -19,8 +19,8 @@
 #include "geoloom/platform/ui/UIView.h"
 #include "geoloom/platform/vision/VNRequest.h"
 #include "geoloom/session/MapSession.h"
-#include "geoloom/session/ServiceEndpoints.h"
-#include "geoloom/storage/Compression.h"
+#include "geoloom/session/types/ServiceEndpoints.h"
+#include "geoloom/storage/Data.h"
 #include "geoloom/utilities/Clamp.h"
 #include "geoloom/utilities/MultiArray.h"
 #include "geoloom/utilities/PixelBuffer.h"

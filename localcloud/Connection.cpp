@@ -20,7 +20,7 @@ constexpr std::size_t INPUT_BYTES = std::size_t{16} * 1024;
 
 }  // namespace
 
-Connection::Connection(platform::Descriptor socket, int stop, SSL_CTX* tls)
+Connection::Connection(base::Descriptor socket, int stop, SSL_CTX* tls)
     : socket_(std::move(socket)),
       stop_(stop),
       tls_(tls == nullptr ? nullptr : SSL_new(tls), &SSL_free),

@@ -10,7 +10,7 @@
 #include <httplib.h>
 #include <openssl/ssl.h>
 
-#include "geoloom/platform/foundation/Descriptor.h"
+#include "geoloom/base/Descriptor.h"
 
 namespace geoloom::localcloud {
 
@@ -22,7 +22,7 @@ class Connection final : public httplib::Stream {
   using Clock = std::chrono::steady_clock;
 
   /// Waiting ends early when `stop` becomes readable. `tls` may be null.
-  Connection(platform::Descriptor socket, int stop, SSL_CTX* tls);
+  Connection(base::Descriptor socket, int stop, SSL_CTX* tls);
   ~Connection() override;
   Connection(const Connection&) = delete;
   Connection& operator=(const Connection&) = delete;
@@ -61,7 +61,7 @@ class Connection final : public httplib::Stream {
   /// 0 on an error, else the events to wait for.
   [[nodiscard]] short wantedEvents(int result) const;
 
-  platform::Descriptor socket_;
+  base::Descriptor socket_;
   int stop_;
   std::unique_ptr<SSL, void (*)(SSL*)> tls_;
   bool secured_ = false;

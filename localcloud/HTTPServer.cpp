@@ -21,7 +21,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include "geoloom/platform/foundation/Descriptor.h"
+#include "geoloom/base/Descriptor.h"
 
 #include "localcloud/Connection.h"
 
@@ -29,7 +29,7 @@ namespace geoloom::localcloud {
 
 namespace {
 
-using platform::Descriptor;
+using base::Descriptor;
 
 constexpr int BACKLOG = 512;
 

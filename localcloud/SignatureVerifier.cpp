@@ -12,7 +12,7 @@
 #include <openssl/evp.h>
 #include <openssl/hmac.h>
 
-#include "geoloom/platform/foundation/Hexadecimal.h"
+#include "geoloom/base/Hexadecimal.h"
 
 namespace geoloom::localcloud {
 
@@ -33,7 +33,7 @@ std::string sha256(std::string_view text) {
   std::array<unsigned char, EVP_MAX_MD_SIZE> digest{};
   unsigned int size = 0;
   EVP_Digest(text.data(), text.size(), digest.data(), &size, EVP_sha256(), nullptr);
-  return platform::hexadecimal({digest.data(), size});
+  return base::hexadecimal({digest.data(), size});
 }
 
 std::string hmac(std::string_view key, std::string_view message) {
@@ -172,7 +172,7 @@ std::string signature(const Request& request, const Authorization& authorization
   for (const std::string_view part : {authorization.region, authorization.service, SCOPE_END})
     key = hmac(key, part);
   const std::string digest = hmac(key, toSign);
-  return platform::hexadecimal({reinterpret_cast<const unsigned char*>(digest.data()), digest.size()});
+  return base::hexadecimal({reinterpret_cast<const unsigned char*>(digest.data()), digest.size()});
 }
 
 /// The first header that has to be signed and is not.

@@ -155,7 +155,7 @@ class Store::Reader {
  public:
   explicit Reader(Store& store) : store_(store) {
     {
-      const platform::MutexLock guard(store_.readersMutex_);
+      const base::MutexLock guard(store_.readersMutex_);
       if (!store_.idleReaders_.empty()) {
         database_ = std::move(store_.idleReaders_.back());
         store_.idleReaders_.pop_back();
@@ -164,7 +164,7 @@ class Store::Reader {
     if (!database_) database_ = std::make_unique<Database>(store_.file_, Database::Access::readOnly);
   }
   ~Reader() {
-    const platform::MutexLock guard(store_.readersMutex_);
+    const base::MutexLock guard(store_.readersMutex_);
     if (store_.idleReaders_.size() < KEPT) store_.idleReaders_.push_back(std::move(database_));
   }
   Reader(const Reader&) = delete;
@@ -186,7 +186,7 @@ Store::Store(const std::filesystem::path& directory) : file_(directory / "localc
     ::close(::open(file_.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
     auto database = std::make_unique<Database>(file_, Database::Access::readWrite);
     prepareSchema(*database, file_);
-    const platform::MutexLock guard(writing_);
+    const base::MutexLock guard(writing_);
     writer_ = std::move(database);
   } catch (const DatabaseError& error) {
     ::close(lock_);
@@ -199,11 +199,11 @@ Store::Store(const std::filesystem::path& directory) : file_(directory / "localc
 
 Store::~Store() {
   {
-    const platform::MutexLock guard(readersMutex_);
+    const base::MutexLock guard(readersMutex_);
     idleReaders_.clear();
   }
   {
-    const platform::MutexLock guard(writing_);
+    const base::MutexLock guard(writing_);
     writer_.reset();
   }
   ::close(lock_);
@@ -214,7 +214,7 @@ void Store::addMap(const MapRecord& map) {
   const auto value = [&](double Location::*field) -> std::optional<double> {
     return at ? std::optional((*at).*field) : std::nullopt;
   };
-  const platform::MutexLock guard(writing_);
+  const base::MutexLock guard(writing_);
   Query(*writer_,
         "INSERT INTO maps (uuid, app_id, user_id, map_id, longitude, latitude, altitude, horizontal_accuracy,"
         " vertical_accuracy) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?)",
@@ -246,7 +246,7 @@ std::vector<MapRecord> Store::locatedMaps(const std::string& appID, const std::o
 std::optional<std::string> Store::openLocalizationSession(const std::string& sessionUUID,
                                                           const std::string& appID,
                                                           const std::string& mapID) {
-  const platform::MutexLock guard(writing_);
+  const base::MutexLock guard(writing_);
   Transaction transaction(*writer_);
   std::string mapUUID;
   {
@@ -272,7 +272,7 @@ std::optional<std::string> Store::mapOfSession(const std::string& sessionUUID) {
 
 bool Store::replaceTransform(const std::string& sessionUUID, const std::string& mapUUID,
                              const ItemRecord& row) {
-  const platform::MutexLock guard(writing_);
+  const base::MutexLock guard(writing_);
   Transaction transaction(*writer_);
   {
     Query current(*writer_,
@@ -288,7 +288,7 @@ bool Store::replaceTransform(const std::string& sessionUUID, const std::string& 
 
 bool Store::place(const std::string& mapUUID, const std::string& placementID,
                   const std::vector<PlacementRecord>& placements) {
-  const platform::MutexLock guard(writing_);
+  const base::MutexLock guard(writing_);
   Transaction transaction(*writer_);
   if (!mapExists(*writer_, mapUUID)) return false;
   for (const PlacementRecord& placement : placements) {
@@ -324,7 +324,7 @@ std::optional<std::vector<PlacementRecord>> Store::placements(const std::string&
 }
 
 bool Store::createTable(const TableRecord& table) {
-  const platform::MutexLock guard(writing_);
+  const base::MutexLock guard(writing_);
   std::optional<std::string> rangeName;
   std::optional<std::string> rangeType;
   if (table.range) {
@@ -364,7 +364,7 @@ std::int64_t Store::itemCount(const std::string& table) {
 }
 
 std::optional<std::string> Store::putItem(const std::string& table, const ItemRecord& item) {
-  const platform::MutexLock guard(writing_);
+  const base::MutexLock guard(writing_);
   auto old = itemText(*writer_, table, item.key);
   putRow(*writer_, table, item);
   return old;
@@ -403,7 +403,7 @@ std::vector<std::string> Store::items(const std::string& table, const std::strin
 }
 
 void Store::count(const std::vector<MetricRecord>& metrics) {
-  const platform::MutexLock guard(writing_);
+  const base::MutexLock guard(writing_);
   Transaction transaction(*writer_);
   for (const MetricRecord& metric : metrics) {
     Query(*writer_,

@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "geoloom/Export.h"
-#include "geoloom/platform/foundation/Mutex.h"
+#include "geoloom/base/Mutex.h"
 
 #include "localcloud/Database.h"
 
@@ -145,10 +145,10 @@ class Store {
   std::filesystem::path file_;
   int lock_ = -1;
 
-  platform::Mutex writing_;
+  base::Mutex writing_;
   std::unique_ptr<Database> writer_ GEOLOOM_GUARDED_BY(writing_);
 
-  platform::Mutex readersMutex_;
+  base::Mutex readersMutex_;
   std::vector<std::unique_ptr<Database>> idleReaders_ GEOLOOM_GUARDED_BY(readersMutex_);
 };
 

@@ -6,7 +6,7 @@
 #include <fmt/format.h>
 #include <openssl/rand.h>
 
-#include "geoloom/platform/foundation/Hexadecimal.h"
+#include "geoloom/base/Hexadecimal.h"
 
 namespace geoloom::localcloud {
 
@@ -41,7 +41,7 @@ std::string randomUUID() {
     throw std::runtime_error("no random numbers");
   bytes[6] = static_cast<unsigned char>((bytes[6] & 0x0FU) | 0x40U);
   bytes[8] = static_cast<unsigned char>((bytes[8] & 0x3FU) | 0x80U);
-  std::string text = platform::hexadecimal(bytes);
+  std::string text = base::hexadecimal(bytes);
   for (const std::size_t at : {8U, 13U, 18U, 23U}) text.insert(at, 1, '-');
   return text;
 }

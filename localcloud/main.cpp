@@ -7,7 +7,7 @@
 #include <netinet/in.h>
 #include <signal.h>
 
-#include "geoloom/platform/foundation/StandardStreams.h"
+#include "geoloom/base/StandardStreams.h"
 
 #include "localcloud/Server.h"
 
@@ -101,7 +101,7 @@ void serve(const Server::Options& options) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  geoloom::platform::openMissingStreams();
+  geoloom::base::openMissingStreams();
   CLI::App app{
       "A mapping service for one machine: maps, placements, tables and localization over loopback HTTP.",
       "geoloom-localcloud"};

@@ -2,8 +2,8 @@
 
 #include <fmt/format.h>
 
+#include "geoloom/base/StandardStreams.h"
 #include "geoloom/platform/foundation/Log.h"
-#include "geoloom/platform/foundation/StandardStreams.h"
 
 #include "tools/commands/Commands.h"
 
@@ -47,7 +47,7 @@ int run(CLI::App& app, int argc, char** argv) {
 
 int main(int argc, char** argv) {
   using namespace geoloom::tools;
-  geoloom::platform::openMissingStreams();
+  geoloom::base::openMissingStreams();
   // What a command says belongs to whoever called it, not into the system's journal.
   geoloom::platform::SystemLog::setSink([](std::string_view line) { fmt::print(stderr, "{}\n", line); });
   CLI::App app{"Map rooms, localize in them and recognise what stands there.", "geoloom"};

@@ -7,9 +7,9 @@
 #include <benchmark/benchmark.h>
 #include <opencv2/dnn.hpp>
 
-#include "geoloom/SceneUnderstanding/Ranking.h"
-#include "geoloom/SceneUnderstanding/SSDAnchors.h"
-#include "geoloom/SceneUnderstanding/SSDPostProcessor.h"
+#include "geoloom/SceneUnderstanding/boxes/Ranking.h"
+#include "geoloom/SceneUnderstanding/boxes/SSDAnchors.h"
+#include "geoloom/SceneUnderstanding/boxes/SSDPostProcessor.h"
 
 namespace geoloom {
 namespace {

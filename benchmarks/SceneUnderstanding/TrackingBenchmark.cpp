@@ -9,7 +9,7 @@
 
 #include <benchmark/benchmark.h>
 
-#include "geoloom/SceneUnderstanding/SemanticNetwork.h"
+#include "geoloom/SceneUnderstanding/track/SemanticNetwork.h"
 
 #include "tests/SceneUnderstanding/PlainSemanticNetwork.h"
 

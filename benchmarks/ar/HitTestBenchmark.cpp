@@ -5,7 +5,7 @@
 
 #include <benchmark/benchmark.h>
 
-#include "geoloom/SceneUnderstanding/SampleGrid.h"
+#include "geoloom/SceneUnderstanding/locate/SampleGrid.h"
 
 #include "tests/platform/ar/PlainHitTest.h"
 

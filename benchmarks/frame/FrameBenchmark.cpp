@@ -22,8 +22,8 @@
 #include <opencv2/core.hpp>
 #include <opencv2/dnn.hpp>
 
-#include "geoloom/SceneUnderstanding/SSDAnchors.h"
 #include "geoloom/SceneUnderstanding/SSDObjectDetector.h"
+#include "geoloom/SceneUnderstanding/boxes/SSDAnchors.h"
 #include "geoloom/platform/ar/ARFrame.h"
 #include "geoloom/platform/ar/ARSession.h"
 #include "geoloom/platform/foundation/FileManager.h"
@@ -33,9 +33,9 @@
 #include "geoloom/platform/vision/ImagePreparation.h"
 #include "geoloom/platform/vision/VNRequest.h"
 #include "geoloom/session/MapSession.h"
-#include "geoloom/session/MapSessionConfiguration.h"
 #include "geoloom/session/MapSessionState.h"
-#include "geoloom/session/ServiceEndpoints.h"
+#include "geoloom/session/types/MapSessionConfiguration.h"
+#include "geoloom/session/types/ServiceEndpoints.h"
 
 namespace geoloom {
 namespace {
@@ -94,7 +94,7 @@ MapSession& session() {
         812, 375, [](const auto&) {},
         [](const ARFrame&, const auto&) {
           ++analysed;
-          return platform::Failure{"nothing to see"};
+          return base::Failure{"nothing to see"};
         }));
     return made;
   }();
@@ -229,8 +229,7 @@ void kitsOwnWork(benchmark::State& state) {
   std::size_t found = 0;
   SSDObjectDetector detector(
       812, 375, [&](const auto& objects) { found = objects.size(); },
-      [&, seen = outputs()](const ARFrame& frame,
-                            const auto& completion) -> std::optional<platform::Failure> {
+      [&, seen = outputs()](const ARFrame& frame, const auto& completion) -> std::optional<base::Failure> {
         preparation.prepare(*frame.capturedImage(), platform::CGImagePropertyOrientation::right,
                             platform::VNImageCropAndScaleOption::centerCrop, input, planes.data());
         completion(seen);

@@ -18,9 +18,9 @@
 namespace geoloom {
 namespace {
 
-using geoloom::testing::FakeAnswer;
-using geoloom::testing::RecordedRequest;
-using geoloom::testing::ServiceProcess;
+using geoloom::test::FakeAnswer;
+using geoloom::test::RecordedRequest;
+using geoloom::test::ServiceProcess;
 
 constexpr int pages = 100;
 constexpr int rowsAPage = 200;
@@ -162,7 +162,7 @@ void kitScan(benchmark::State& state) {
     std::vector<TransformRow> rows;
     platform::AWSDynamoDBScanExpression expression;
     do {
-      auto result = testing::pageOf<TransformRow>(expression, mapper);
+      auto result = test::pageOf<TransformRow>(expression, mapper);
       auto* page = std::get_if<platform::AWSDynamoDBPage<TransformRow>>(&result);
       if (!page) return state.SkipWithError(std::get<platform::AWSError>(result).description.c_str());
       std::move(page->items.begin(), page->items.end(), std::back_inserter(rows));

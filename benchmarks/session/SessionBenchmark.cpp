@@ -32,17 +32,17 @@
 #include "geoloom/platform/foundation/LibraryBundle.h"
 #include "geoloom/platform/foundation/Log.h"
 #include "geoloom/session/MapSession.h"
-#include "geoloom/session/MapSessionConfiguration.h"
-#include "geoloom/session/ServiceEndpoints.h"
+#include "geoloom/session/types/MapSessionConfiguration.h"
+#include "geoloom/session/types/ServiceEndpoints.h"
 
 #include "tests/support/ServiceProcess.h"
 
 namespace geoloom {
 namespace {
 
-using geoloom::testing::FakeAnswer;
-using geoloom::testing::RecordedRequest;
-using geoloom::testing::ServiceProcess;
+using geoloom::test::FakeAnswer;
+using geoloom::test::RecordedRequest;
+using geoloom::test::ServiceProcess;
 using SteadyClock = std::chrono::steady_clock;
 using platform::DispatchQueue;
 

@@ -11,7 +11,7 @@
 #include <libdeflate.h>
 #include <zlib.h>
 
-#include "geoloom/storage/Compression.h"
+#include "geoloom/storage/Data.h"
 
 namespace {
 

@@ -7,18 +7,18 @@
 #include <limits>
 #include <utility>
 
-#include "geoloom/SceneUnderstanding/DetectionOverlay.h"
-#include "geoloom/SceneUnderstanding/EXIFOrientation.h"
-#include "geoloom/SceneUnderstanding/SSDAnchors.h"
-#include "geoloom/SceneUnderstanding/SampleGrid.h"
-#include "geoloom/SceneUnderstanding/feature_model.h"
+#include "geoloom/SceneUnderstanding/boxes/SSDAnchors.h"
+#include "geoloom/SceneUnderstanding/draw/DetectionOverlay.h"
+#include "geoloom/SceneUnderstanding/locate/SampleGrid.h"
+#include "geoloom/SceneUnderstanding/network/EXIFOrientation.h"
+#include "geoloom/SceneUnderstanding/network/feature_model.h"
+#include "geoloom/base/ScopeExit.h"
 #include "geoloom/platform/ar/ARFrame.h"
-#include "geoloom/platform/foundation/AtEnd.h"
 #include "geoloom/platform/foundation/Log.h"
 #include "geoloom/platform/ui/UIView.h"
 #include "geoloom/platform/vision/MLMultiArray.h"
 #include "geoloom/platform/vision/VNRequest.h"
-#include "geoloom/session/DetectedObjectFactory.h"
+#include "geoloom/session/types/DetectedObjectFactory.h"
 
 namespace geoloom {
 namespace {
@@ -29,7 +29,7 @@ constexpr std::int64_t CLASS_COUNT = 90;
 constexpr double SCORE_THRESHOLD = 0.01;
 constexpr float LEAST_DISTANCE = 0.3F;
 
-[[noreturn]] void failToLoad(const platform::Failure& failure) {
+[[noreturn]] void failToLoad(const base::Failure& failure) {
   platform::SystemLog::log(failure.message);
   platform::SystemLog::log("SceneUnderstanding/SSDObjectDetector: Fatal error: Can't load VisionML model");
   std::abort();
@@ -105,7 +105,7 @@ bool SSDObjectDetector::cameraMoved(const platform::ARFrame& frame) {
 
 void SSDObjectDetector::predict(const std::shared_ptr<const platform::ARFrame>& frame) {
   semaphore_.wait();
-  const platform::AtEnd signal([this] { semaphore_.signal(); });
+  const base::ScopeExit signal([this] { semaphore_.signal(); });
   const auto start = std::chrono::steady_clock::now();
   const auto failure = vision_(*frame, [&](const Observations& observations) {
     const auto seen = std::chrono::steady_clock::now();

@@ -9,15 +9,15 @@
 #include <span>
 #include <vector>
 
-#include "geoloom/SceneUnderstanding/BoundingBoxPool.h"
-#include "geoloom/SceneUnderstanding/MotionGate.h"
-#include "geoloom/SceneUnderstanding/SSDPostProcessor.h"
-#include "geoloom/SceneUnderstanding/SemanticNetwork.h"
-#include "geoloom/platform/foundation/AtomicValue.h"
+#include "geoloom/SceneUnderstanding/boxes/SSDPostProcessor.h"
+#include "geoloom/SceneUnderstanding/draw/BoundingBoxPool.h"
+#include "geoloom/SceneUnderstanding/gate/MotionGate.h"
+#include "geoloom/SceneUnderstanding/track/SemanticNetwork.h"
+#include "geoloom/base/AtomicValue.h"
+#include "geoloom/base/Result.h"
 #include "geoloom/platform/foundation/Clock.h"
 #include "geoloom/platform/foundation/Dispatch.h"
 #include "geoloom/platform/foundation/NSLock.h"
-#include "geoloom/platform/foundation/Result.h"
 
 namespace geoloom {
 
@@ -41,7 +41,7 @@ class SSDObjectDetector {
   using Observations = std::vector<std::shared_ptr<platform::VNObservation>>;
   /// Looks at a frame's picture: calls `completion` once with the observations, before it returns, or gives
   /// the reason why there are none.
-  using Vision = std::function<std::optional<platform::Failure>(
+  using Vision = std::function<std::optional<base::Failure>(
       const platform::ARFrame& frame, const std::function<void(const Observations&)>& completion)>;
 
   /// The size of the application's view, upright, in points. Loads the compiled network; where that cannot be
@@ -103,7 +103,7 @@ class SSDObjectDetector {
   /// start.
   std::atomic<bool> drawBoundingBoxes = false;
   std::atomic<bool> VISUALIZE_HITTEST_LOCS = false;
-  platform::AtomicValue<std::shared_ptr<platform::SCNScene>> scene;
+  base::AtomicValue<std::shared_ptr<platform::SCNScene>> scene;
 
  private:
   void handleResults(const Observations& observations, const platform::ARFrame& frame);

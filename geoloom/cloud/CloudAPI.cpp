@@ -2,16 +2,16 @@
 
 #include <utility>
 
+#include "geoloom/base/Text.h"
 #include "geoloom/cloud/CloudBodies.h"
 #include "geoloom/cloud/DeviceModel.h"
 #include "geoloom/platform/aws/AWSCloudWatch.h"
 #include "geoloom/platform/device/UIDevice.h"
 #include "geoloom/platform/foundation/Dispatch.h"
 #include "geoloom/platform/foundation/Log.h"
-#include "geoloom/platform/foundation/Text.h"
 #include "geoloom/platform/network/HTTPClient.h"
-#include "geoloom/session/MapSessionSettings.h"
-#include "geoloom/session/ServiceEndpoints.h"
+#include "geoloom/session/types/MapSessionSettings.h"
+#include "geoloom/session/types/ServiceEndpoints.h"
 
 namespace geoloom {
 
@@ -37,8 +37,8 @@ auto ifAnswered(JSONCallback callback) {
 }
 
 void printPlacing(const MapAsset& asset) {
-  Console::print("Placing asset: " + asset.assetID + ", " + platform::text(asset.position.x) + ", " +
-                 platform::text(asset.position.y) + ", " + platform::text(asset.position.z));
+  Console::print("Placing asset: " + asset.assetID + ", " + base::text(asset.position.x) + ", " +
+                 base::text(asset.position.y) + ", " + base::text(asset.position.z));
 }
 
 }  // namespace

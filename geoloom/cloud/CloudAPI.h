@@ -10,8 +10,8 @@
 #include "geoloom/Export.h"
 #include "geoloom/platform/foundation/JSON.h"
 #include "geoloom/platform/foundation/NSObject.h"
-#include "geoloom/session/Map.h"
-#include "geoloom/session/MapAsset.h"
+#include "geoloom/session/types/Map.h"
+#include "geoloom/session/types/MapAsset.h"
 
 namespace geoloom {
 

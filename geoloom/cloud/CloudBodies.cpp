@@ -1,13 +1,13 @@
 #include "geoloom/cloud/CloudBodies.h"
 
-#include "geoloom/platform/foundation/ObjectText.h"
-#include "geoloom/session/MapSessionSettings.h"
+#include "geoloom/base/ObjectText.h"
+#include "geoloom/session/types/MapSessionSettings.h"
 
 namespace geoloom {
 
 namespace {
 
-using platform::ObjectText;
+using base::ObjectText;
 
 ObjectText commonBlock(const CloudDevice& device, const std::string& appID, const std::string& developerKey) {
   ObjectText body;

@@ -7,8 +7,8 @@
 
 #include "geoloom/Export.h"
 #include "geoloom/platform/foundation/JSON.h"
-#include "geoloom/session/Map.h"
-#include "geoloom/session/MapAsset.h"
+#include "geoloom/session/types/Map.h"
+#include "geoloom/session/types/MapAsset.h"
 
 /// The mapping service's wire formats as pure functions. Texts in a body are mended with U+FFFD where they
 /// are not UTF-8, numbers are the shortest text that reads back to the same value (of 32 bits where the field

@@ -5,8 +5,8 @@
 #include <string_view>
 #include <utility>
 
+#include "geoloom/base/StandIn.h"
 #include "geoloom/platform/foundation/Log.h"
-#include "geoloom/platform/foundation/StandIn.h"
 
 namespace geoloom {
 
@@ -20,7 +20,7 @@ void callApplication(std::string_view name, const Callback& callback, Arguments&
     platform::SystemLog::log(
         std::string("exception out of the ").append(name).append(" callback: ").append(what));
   };
-  const platform::StandIn standIn;
+  const base::StandIn standIn;
   try {
     callback(std::forward<Arguments>(arguments)...);
   } catch (const std::exception& exception) {

@@ -10,7 +10,7 @@
 #include "geoloom/platform/foundation/Log.h"
 #include "geoloom/session/ApplicationCallback.h"
 #include "geoloom/session/MapSessionState.h"
-#include "geoloom/session/ServiceEndpoints.h"
+#include "geoloom/session/types/ServiceEndpoints.h"
 
 namespace geoloom {
 namespace {

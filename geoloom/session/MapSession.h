@@ -11,13 +11,13 @@
 #include "geoloom/Export.h"
 #include "geoloom/platform/foundation/CoreGraphics.h"
 #include "geoloom/platform/foundation/NSObject.h"
-#include "geoloom/session/DetectedObject.h"
-#include "geoloom/session/Map.h"
-#include "geoloom/session/MapAsset.h"
-#include "geoloom/session/MapMode.h"
-#include "geoloom/session/MapSessionConfiguration.h"
-#include "geoloom/session/MapSessionSettings.h"
-#include "geoloom/session/MapStatus.h"
+#include "geoloom/session/types/DetectedObject.h"
+#include "geoloom/session/types/Map.h"
+#include "geoloom/session/types/MapAsset.h"
+#include "geoloom/session/types/MapMode.h"
+#include "geoloom/session/types/MapSessionConfiguration.h"
+#include "geoloom/session/types/MapSessionSettings.h"
+#include "geoloom/session/types/MapStatus.h"
 
 namespace geoloom {
 

@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "geoloom/SceneUnderstanding/SSDObjectDetector.h"
+#include "geoloom/base/AtomicValue.h"
 #include "geoloom/cloud/CloudAPI.h"
-#include "geoloom/platform/foundation/AtomicValue.h"
 #include "geoloom/platform/foundation/Dispatch.h"
 #include "geoloom/session/MapSession.h"
 #include "geoloom/storage/DataManager.h"
@@ -32,7 +32,7 @@ struct MapSession::State {
   };
 
   std::shared_ptr<platform::DispatchQueue> reloadAssetQueue;
-  platform::AtomicValue<std::shared_ptr<platform::ARSession>> arSession;
+  base::AtomicValue<std::shared_ptr<platform::ARSession>> arSession;
   MapMode geoloomMode;
   std::string appID;
   std::string userID;
@@ -42,11 +42,11 @@ struct MapSession::State {
   std::shared_ptr<CloudAPI> cloudApi;
 
   /// Absent until construction has made it; a derived session may be at work by then.
-  platform::AtomicValue<std::shared_ptr<SSDObjectDetector>> objectDetector;
+  base::AtomicValue<std::shared_ptr<SSDObjectDetector>> objectDetector;
   /// Written by the start-up task and by `reset`.
-  platform::AtomicValue<std::shared_ptr<DataManager>> dataManager;
+  base::AtomicValue<std::shared_ptr<DataManager>> dataManager;
   /// Written by `registerCallbacks`; never nullptr.
-  platform::AtomicValue<std::shared_ptr<const Callbacks>> callbacks{std::make_shared<const Callbacks>()};
+  base::AtomicValue<std::shared_ptr<const Callbacks>> callbacks{std::make_shared<const Callbacks>()};
 
   /// Where the map lies in this session. Nothing resolves it yet, so a localization session takes no
   /// placements.

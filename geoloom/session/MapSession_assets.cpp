@@ -4,8 +4,8 @@
 #include <string>
 #include <utility>
 
+#include "geoloom/base/Text.h"
 #include "geoloom/platform/foundation/Log.h"
-#include "geoloom/platform/foundation/Text.h"
 #include "geoloom/session/ApplicationCallback.h"
 #include "geoloom/session/MapSessionState.h"
 #include "geoloom/session/Relocalization.h"
@@ -124,7 +124,7 @@ void MapSession::requestSceneLocalization(const DataManager& dataManager) {
   const auto localizationSessionUUID = dataManager.localizationSessionUUID();
   if (!mapUUID || !localizationSessionUUID) return;
   Console::print("asking for new transform. Assets saved: " + std::to_string(state_->savedAssetCount) +
-                 ". Mapping session id: " + platform::text(mapUUID) +
+                 ". Mapping session id: " + base::text(mapUUID) +
                  ", localitzation session id: " + *localizationSessionUUID);
   state_->cloudApi->requestSceneLocalization(*mapUUID, *localizationSessionUUID,
                                              state_->mapSessionConfiguration->featureMatchDistanceMeters);

@@ -2,12 +2,12 @@
 #include <string>
 #include <utility>
 
+#include "geoloom/base/ScopeExit.h"
+#include "geoloom/base/Text.h"
 #include "geoloom/platform/ar/ARFrame.h"
 #include "geoloom/platform/ar/ARSCNView.h"
 #include "geoloom/platform/aws/AWSDynamoDBObjectMapper.h"
-#include "geoloom/platform/foundation/AtEnd.h"
 #include "geoloom/platform/foundation/Log.h"
-#include "geoloom/platform/foundation/Text.h"
 #include "geoloom/session/ApplicationCallback.h"
 #include "geoloom/session/MapSessionState.h"
 #include "geoloom/storage/SceneUnderstandingModel.h"
@@ -15,8 +15,8 @@
 namespace geoloom {
 namespace {
 
+using base::text;
 using platform::Console;
-using platform::text;
 
 void save(const DetectedObject& object, const std::string& sessionID, std::int64_t frameID,
           bool isLocalization) {
@@ -39,7 +39,7 @@ void MapSession::update(std::shared_ptr<const platform::ARFrame> frame) {
   // Taken here and released where the frame is analysed: until then further frames are dropped, not queued.
   if (!detector->lock.tryLock()) return;
   detector->updateQueue->async([detector, frame = std::move(frame)] {
-    const platform::AtEnd unlock([&] { detector->lock.unlock(); });
+    const base::ScopeExit unlock([&] { detector->lock.unlock(); });
     detector->predict(frame);
   });
 }

@@ -8,14 +8,14 @@
 
 #include <fmt/format.h>
 
-#include "geoloom/platform/foundation/Text.h"
+#include "geoloom/base/Text.h"
 
 namespace geoloom {
 namespace {
 
+using base::text;
 using platform::JSON;
 using platform::SCNVector3;
-using platform::text;
 
 struct Placement {
   std::string id;
@@ -76,7 +76,7 @@ std::vector<float> parseTransform(std::string_view text) {
   std::vector<float> numbers;
   while (!text.empty()) {
     const std::string_view piece = text.substr(0, text.find(','));
-    if (!piece.empty()) numbers.push_back(platform::lenientFloat(piece));
+    if (!piece.empty()) numbers.push_back(base::lenientFloat(piece));
     text.remove_prefix(std::min(piece.size() + 1, text.size()));
   }
   return numbers;

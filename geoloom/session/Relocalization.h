@@ -6,7 +6,7 @@
 
 #include "geoloom/platform/foundation/JSON.h"
 #include "geoloom/platform/foundation/Log.h"
-#include "geoloom/session/MapAsset.h"
+#include "geoloom/session/types/MapAsset.h"
 
 namespace geoloom {
 

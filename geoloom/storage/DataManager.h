@@ -7,10 +7,10 @@
 #include <string>
 #include <vector>
 
-#include "geoloom/platform/foundation/AtomicValue.h"
+#include "geoloom/base/AtomicValue.h"
 #include "geoloom/platform/foundation/Dispatch.h"
 #include "geoloom/platform/foundation/JSON.h"
-#include "geoloom/session/MapStatus.h"
+#include "geoloom/session/types/MapStatus.h"
 #include "geoloom/storage/LocationManager.h"
 
 namespace geoloom {
@@ -100,8 +100,8 @@ class DataManager final : public std::enable_shared_from_this<DataManager> {
   [[nodiscard]] MapStatus takeLocalizationAnswer(const platform::JSON& answer);
   [[nodiscard]] std::string takeRows(const std::vector<TransformRow>& rows);
 
-  platform::AtomicValue<Identifiers> identifiers_;
-  platform::AtomicValue<std::optional<platform::JSON>> preloadedAssetJSON_;
+  base::AtomicValue<Identifiers> identifiers_;
+  base::AtomicValue<std::optional<platform::JSON>> preloadedAssetJSON_;
   /// Only scans touch it.
   std::string lastMatchTransform_;
 };

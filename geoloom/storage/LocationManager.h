@@ -4,7 +4,7 @@
 #include <optional>
 #include <vector>
 
-#include "geoloom/platform/foundation/AtomicValue.h"
+#include "geoloom/base/AtomicValue.h"
 #include "geoloom/platform/foundation/NSObject.h"
 #include "geoloom/platform/location/CLLocationManager.h"
 
@@ -54,10 +54,10 @@ class LocationManager final : public platform::NSObject, public platform::CLLoca
   LocationManager() = default;
   void start();
 
-  platform::AtomicValue<std::weak_ptr<LocationManagerDelegate>> delegate_;
+  base::AtomicValue<std::weak_ptr<LocationManagerDelegate>> delegate_;
   std::shared_ptr<platform::CLLocationManager> locationManager_;
-  platform::AtomicValue<std::shared_ptr<const platform::CLLocation>> currentLocation_;
-  platform::AtomicValue<Heading> heading_;
+  base::AtomicValue<std::shared_ptr<const platform::CLLocation>> currentLocation_;
+  base::AtomicValue<Heading> heading_;
 };
 
 }  // namespace geoloom

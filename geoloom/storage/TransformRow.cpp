@@ -4,7 +4,7 @@
 
 #include <fmt/format.h>
 
-#include "geoloom/platform/foundation/Text.h"
+#include "geoloom/base/Text.h"
 
 namespace geoloom {
 namespace {
@@ -16,7 +16,7 @@ bool takesPart(const TransformRow& row) {
 // An absent optional compares below every present one.
 std::optional<float> matchValue(const TransformRow& row) {
   if (!row.MatchValue) return std::nullopt;
-  return platform::strictFloat(*row.MatchValue);
+  return base::strictFloat(*row.MatchValue);
 }
 
 }  // namespace
@@ -33,7 +33,7 @@ const TransformRow* bestRow(const std::vector<TransformRow>& rows) {
 }
 
 std::string description(const TransformRow& row) {
-  const auto number = [](const auto& value) { return value ? platform::text(*value) : std::string("nil"); };
+  const auto number = [](const auto& value) { return value ? base::text(*value) : std::string("nil"); };
   return fmt::format(
       "TransformRow(SessionId: {}, Timestamp: {}, MatchCount: {}, MatchValue: {}, Transform: {})",
       row.SessionId.value_or("nil"), number(row.Timestamp), number(row.MatchCount),

@@ -2,17 +2,17 @@
 
 #include <string>
 
+#include "geoloom/base/PrivateDirectory.h"
 #include "geoloom/platform/foundation/BlockingMutexLock.h"
 #include "geoloom/platform/foundation/FileManager.h"
 #include "geoloom/platform/foundation/Log.h"
-#include "geoloom/platform/foundation/PrivateDirectory.h"
 
 namespace geoloom {
 namespace {
 
 /// One at a time: sessions that start together empty the same directory. A disk can be slow.
-platform::Mutex& turn() {
-  static auto& turn = *new platform::Mutex;
+base::Mutex& turn() {
+  static auto& turn = *new base::Mutex;
   return turn;
 }
 
@@ -34,7 +34,7 @@ void createDirectory(std::string_view name) {
   bool done = false;
   {
     const platform::BlockingMutexLock lock(turn());
-    done = platform::createPrivateDirectory(*documents, name);
+    done = base::createPrivateDirectory(*documents, name);
   }
   logCreated(done, name);
 }
@@ -45,7 +45,7 @@ void removeDirectory(std::string_view name) {
   bool done = false;
   {
     const platform::BlockingMutexLock lock(turn());
-    done = platform::removeBelow(*documents, name);
+    done = base::removeBelow(*documents, name);
   }
   logRemoved(done, name);
 }
@@ -57,8 +57,8 @@ void replaceDirectory(std::string_view removed, std::string_view created) {
   bool isCreated = false;
   {
     const platform::BlockingMutexLock lock(turn());
-    isRemoved = platform::removeBelow(*documents, removed);
-    isCreated = platform::createPrivateDirectory(*documents, created);
+    isRemoved = base::removeBelow(*documents, removed);
+    isCreated = base::createPrivateDirectory(*documents, created);
   }
   logRemoved(isRemoved, removed);
   logCreated(isCreated, created);

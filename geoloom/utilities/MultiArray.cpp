@@ -8,9 +8,9 @@
 #include <type_traits>
 #include <utility>
 
+#include "geoloom/base/Text.h"
+#include "geoloom/base/WhereMemorySuffices.h"
 #include "geoloom/platform/foundation/Log.h"
-#include "geoloom/platform/foundation/Text.h"
-#include "geoloom/platform/foundation/WhereMemorySuffices.h"
 #include "geoloom/utilities/Clamp.h"
 
 namespace geoloom {
@@ -52,10 +52,10 @@ std::string elementText(std::int32_t value) {
   return std::to_string(value);
 }
 std::string elementText(float value) {
-  return platform::text(value);
+  return base::text(value);
 }
 std::string elementText(double value) {
-  return platform::text(value);
+  return base::text(value);
 }
 
 /// Appends the part of a view's description whose first `d` indices lead to `element`.
@@ -186,7 +186,7 @@ std::optional<RawBytes> blank(std::ptrdiff_t width, std::ptrdiff_t height, std::
       __builtin_mul_overflow(bytes, height, &bytes)) {
     return std::nullopt;
   }
-  return platform::whereMemorySuffices([&]() -> std::optional<RawBytes> {
+  return base::whereMemorySuffices([&]() -> std::optional<RawBytes> {
     return RawBytes{std::vector<std::uint8_t>(static_cast<std::size_t>(bytes)),
                     static_cast<std::size_t>(width), static_cast<std::size_t>(height)};
   });
@@ -310,7 +310,7 @@ std::shared_ptr<platform::UIImage> MultiArray<T>::image(std::ptrdiff_t channel, 
     platform::Console::print("Channel must be between 0 and " + std::to_string(shape_[0] - 1));
     return nullptr;
   }
-  return platform::whereMemorySuffices([&]() -> std::shared_ptr<platform::UIImage> {
+  return base::whereMemorySuffices([&]() -> std::shared_ptr<platform::UIImage> {
     auto storage = platform::MLMultiArray::create({shape_[1], shape_[2]}, multiArrayDataType<T>);
     if (!storage) return nullptr;
     const MultiArray plane(std::move(storage));

@@ -12,8 +12,8 @@
 #include <vector>
 
 #include "geoloom/Export.h"
-#include "geoloom/platform/foundation/Precondition.h"
-#include "geoloom/platform/foundation/WhereMemorySuffices.h"
+#include "geoloom/base/Precondition.h"
+#include "geoloom/base/WhereMemorySuffices.h"
 #include "geoloom/platform/imaging/UIImage.h"
 #include "geoloom/platform/vision/MLMultiArray.h"
 
@@ -160,5 +160,6 @@ extern template class MultiArray<std::int32_t>;
 template <class T>
 std::shared_ptr<geoloom::platform::UIImage> geoloom::platform::MLMultiArray::image(T offset, T scale) const {
   auto self = std::static_pointer_cast<MLMultiArray>(std::const_pointer_cast<NSObject>(shared_from_this()));
-  return whereMemorySuffices([&] { return geoloom::MultiArray<T>(std::move(self)).image(offset, scale); });
+  return base::whereMemorySuffices(
+      [&] { return geoloom::MultiArray<T>(std::move(self)).image(offset, scale); });
 }

@@ -3,9 +3,9 @@
 #include <cstdint>
 #include <string>
 
-#include "geoloom/platform/foundation/AtEnd.h"
+#include "geoloom/base/ScopeExit.h"
+#include "geoloom/base/WhereMemorySuffices.h"
 #include "geoloom/platform/foundation/Log.h"
-#include "geoloom/platform/foundation/WhereMemorySuffices.h"
 #include "geoloom/utilities/Resize.h"
 
 namespace geoloom {
@@ -55,7 +55,7 @@ ScaledMemory scaled(CVPixelBuffer& source, const Crop& crop, std::ptrdiff_t widt
                     const ResizeSteps& steps) {
   ScaledMemory memory(nullptr, steps.release);
   source.lockBaseAddress();
-  const platform::AtEnd unlock([&] { source.unlockBaseAddress(); });
+  const base::ScopeExit unlock([&] { source.unlockBaseAddress(); });
   std::uint8_t* const base = source.baseAddress();
   if (base == nullptr) {
     Console::print("Error: could not get pixel buffer base address");
@@ -119,7 +119,7 @@ std::shared_ptr<CVPixelBuffer> resizePixelBuffer(CVPixelBuffer& pixelBuffer, std
                                                  std::ptrdiff_t cropY, std::ptrdiff_t cropWidth,
                                                  std::ptrdiff_t cropHeight, std::ptrdiff_t scaleWidth,
                                                  std::ptrdiff_t scaleHeight) {
-  return platform::whereMemorySuffices([&] {
+  return base::whereMemorySuffices([&] {
     return resize(pixelBuffer, {cropX, cropY, cropWidth, cropHeight}, scaleWidth, scaleHeight, ResizeSteps{});
   });
 }

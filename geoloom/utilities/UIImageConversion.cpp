@@ -2,8 +2,8 @@
 #include <memory>
 #include <utility>
 
-#include "geoloom/platform/foundation/AtEnd.h"
-#include "geoloom/platform/foundation/WhereMemorySuffices.h"
+#include "geoloom/base/ScopeExit.h"
+#include "geoloom/base/WhereMemorySuffices.h"
 #include "geoloom/platform/imaging/CIContext.h"
 #include "geoloom/platform/imaging/UIImage.h"
 #include "geoloom/platform/imaging/VideoToolbox.h"
@@ -18,7 +18,7 @@ std::shared_ptr<UIImage> fromBytes(std::vector<std::uint8_t> bytes, std::ptrdiff
                                    std::ptrdiff_t height, const CGPixelLayout& layout, CGFloat scale,
                                    UIImageOrientation orientation) {
   if (width <= 0 || height <= 0) return nullptr;
-  return whereMemorySuffices([&] {
+  return base::whereMemorySuffices([&] {
     const auto owner = std::make_shared<const std::vector<std::uint8_t>>(std::move(bytes));
     return UIImage::create(
         CGImage::create(static_cast<std::size_t>(width), static_cast<std::size_t>(height),
@@ -39,7 +39,7 @@ bool drawInto(const UIImage& image, CVPixelBuffer& buffer, const CGPixelLayout& 
   if (!context) return false;
   const CGRect all{{0, 0}, {static_cast<CGFloat>(buffer.width()), static_cast<CGFloat>(buffer.height())}};
   UIGraphicsPushContext(context);
-  const AtEnd pop([] { UIGraphicsPopContext(); });
+  const base::ScopeExit pop([] { UIGraphicsPopContext(); });
   CGContextTranslateCTM(*context, 0, all.height());
   CGContextScaleCTM(*context, 1, -1);
   return image.draw(all);
@@ -52,9 +52,9 @@ std::shared_ptr<CVPixelBuffer> drawn(const UIImage& image, std::ptrdiff_t width,
       CVPixelBuffer::create(static_cast<std::size_t>(width), static_cast<std::size_t>(height), format);
   if (!buffer) return nullptr;
   buffer->lockBaseAddress();
-  const AtEnd unlock([&] { buffer->unlockBaseAddress(); });
+  const base::ScopeExit unlock([&] { buffer->unlockBaseAddress(); });
   clear(*buffer);
-  const bool done = whereMemorySuffices([&] { return drawInto(image, *buffer, layout); });
+  const bool done = base::whereMemorySuffices([&] { return drawInto(image, *buffer, layout); });
   return done ? buffer : nullptr;
 }
 
@@ -63,13 +63,13 @@ constexpr CGPixelLayout grayBytes{CGColorSpace::deviceGray, CGImageAlphaInfo::no
 }  // namespace
 
 std::shared_ptr<UIImage> UIImage::create(const std::shared_ptr<CVPixelBuffer>& pixelBuffer) {
-  return whereMemorySuffices(
+  return base::whereMemorySuffices(
       [&] { return create(VTCreateCGImageFromCVPixelBuffer(pixelBuffer), 1.0, UIImageOrientation::right); });
 }
 
 std::shared_ptr<UIImage> UIImage::create(const std::shared_ptr<CVPixelBuffer>& pixelBuffer,
                                          const CIContext& context) {
-  return whereMemorySuffices([&] {
+  return base::whereMemorySuffices([&] {
     const CIImage image(pixelBuffer);
     return create(context.createCGImage(image, image.extent()), 1.0, UIImageOrientation::up);
   });

@@ -2,7 +2,7 @@
 
 #include <memory>
 
-#include "geoloom/session/MapAsset.h"
+#include "geoloom/session/types/MapAsset.h"
 
 #include "objc/bridge/Values.h"
 

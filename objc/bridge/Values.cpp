@@ -1,10 +1,10 @@
 #include "objc/bridge/Values.h"
 
-#include "geoloom/session/DetectedObject.h"
-#include "geoloom/session/MapAsset.h"
-#include "geoloom/session/MapSessionConfiguration.h"
-#include "geoloom/session/MapSessionSettings.h"
-#include "geoloom/session/ServiceEndpoints.h"
+#include "geoloom/session/types/DetectedObject.h"
+#include "geoloom/session/types/MapAsset.h"
+#include "geoloom/session/types/MapSessionConfiguration.h"
+#include "geoloom/session/types/MapSessionSettings.h"
+#include "geoloom/session/types/ServiceEndpoints.h"
 
 #include "objc/bridge/Assets.h"
 #include "objc/bridge/Support.h"

@@ -4,8 +4,8 @@
 
 #include <gtest/gtest.h>
 
-#include "geoloom/SceneUnderstanding/BoundingBox.h"
-#include "geoloom/SceneUnderstanding/DetectionOverlay.h"
+#include "geoloom/SceneUnderstanding/draw/BoundingBox.h"
+#include "geoloom/SceneUnderstanding/draw/DetectionOverlay.h"
 #include "geoloom/platform/ui/UIScreen.h"
 
 namespace geoloom {

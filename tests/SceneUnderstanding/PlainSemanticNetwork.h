@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "geoloom/SceneUnderstanding/DetectionOverlay.h"
+#include "geoloom/SceneUnderstanding/draw/DetectionOverlay.h"
 
 namespace geoloom::test {
 

@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-#include "geoloom/SceneUnderstanding/Ranking.h"
+#include "geoloom/SceneUnderstanding/boxes/Ranking.h"
 #include "geoloom/platform/vision/VNRequest.h"
 
 namespace geoloom {

@@ -4,16 +4,16 @@
 
 #include <gtest/gtest.h>
 
-#include "geoloom/SceneUnderstanding/SSDAnchors.h"
 #include "geoloom/SceneUnderstanding/SSDObjectDetector.h"
-#include "geoloom/SceneUnderstanding/SampleGrid.h"
-#include "geoloom/SceneUnderstanding/feature_model.h"
+#include "geoloom/SceneUnderstanding/boxes/SSDAnchors.h"
+#include "geoloom/SceneUnderstanding/locate/SampleGrid.h"
+#include "geoloom/SceneUnderstanding/network/feature_model.h"
 #include "geoloom/platform/ar/ARFrame.h"
 #include "geoloom/platform/foundation/Log.h"
 #include "geoloom/platform/imaging/PNG.h"
 #include "geoloom/platform/ui/UIView.h"
 #include "geoloom/platform/vision/VNRequest.h"
-#include "geoloom/session/DetectedObject.h"
+#include "geoloom/session/types/DetectedObject.h"
 
 #include "tests/support/Model.h"
 
@@ -220,14 +220,14 @@ class ScriptedDetector : public testing::Test {
  protected:
   using Objects = std::vector<std::shared_ptr<DetectedObject>>;
 
-  std::optional<platform::Failure> look(
+  std::optional<base::Failure> look(
       const std::function<void(const SSDObjectDetector::Observations&)>& completion) {
     if (failure_) return failure_;
     completion(observations_);
     return std::nullopt;
   }
 
-  std::optional<platform::Failure> failure_;
+  std::optional<base::Failure> failure_;
   SSDObjectDetector::Observations observations_;
   std::function<void()> onCallback_;
   std::vector<Objects> batches_;
@@ -313,7 +313,7 @@ TEST_F(ScriptedDetector, GoesOnAfterEveryKindOfFailure) {
   }
   EXPECT_TRUE(batches_.empty());
 
-  failure_ = platform::Failure{"the picture is torn"};
+  failure_ = base::Failure{"the picture is torn"};
   detector_.predict(frame);
   EXPECT_TRUE(batches_.empty());
   EXPECT_EQ(lines, std::vector<std::string>{"the picture is torn"});

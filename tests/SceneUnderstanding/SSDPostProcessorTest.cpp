@@ -4,9 +4,9 @@
 
 #include <gtest/gtest.h>
 
-#include "geoloom/SceneUnderstanding/Ranking.h"
-#include "geoloom/SceneUnderstanding/SSDAnchors.h"
-#include "geoloom/SceneUnderstanding/SSDPostProcessor.h"
+#include "geoloom/SceneUnderstanding/boxes/Ranking.h"
+#include "geoloom/SceneUnderstanding/boxes/SSDAnchors.h"
+#include "geoloom/SceneUnderstanding/boxes/SSDPostProcessor.h"
 #include "geoloom/platform/vision/MLMultiArray.h"
 
 namespace geoloom {

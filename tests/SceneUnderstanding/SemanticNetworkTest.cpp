@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include "geoloom/SceneUnderstanding/SemanticNetwork.h"
+#include "geoloom/SceneUnderstanding/track/SemanticNetwork.h"
 
 #include "tests/SceneUnderstanding/PlainSemanticNetwork.h"
 

@@ -3,8 +3,8 @@
 #include "geoloom/cloud/CloudAPI.h"
 #include "geoloom/platform/aws/AWSCloudWatch.h"
 #include "geoloom/platform/foundation/FileManager.h"
-#include "geoloom/session/MapSessionSettings.h"
-#include "geoloom/session/ServiceEndpoints.h"
+#include "geoloom/session/types/MapSessionSettings.h"
+#include "geoloom/session/types/ServiceEndpoints.h"
 
 #include "tests/cloud/MappingOperations.h"
 #include "tests/support/Recorder.h"
@@ -15,15 +15,15 @@
 namespace {
 
 using namespace geoloom;
-using geoloom::testing::eventually;
-using geoloom::testing::FakeAnswer;
-using geoloom::testing::FakeService;
-using geoloom::testing::Gate;
-using geoloom::testing::LineRecorder;
-using geoloom::testing::MappingOperation;
-using geoloom::testing::mappingOperations;
-using geoloom::testing::RecordedRequest;
-using geoloom::testing::Recorder;
+using geoloom::test::eventually;
+using geoloom::test::FakeAnswer;
+using geoloom::test::FakeService;
+using geoloom::test::Gate;
+using geoloom::test::LineRecorder;
+using geoloom::test::MappingOperation;
+using geoloom::test::mappingOperations;
+using geoloom::test::RecordedRequest;
+using geoloom::test::Recorder;
 using platform::DispatchQueue;
 using platform::JSON;
 using ::testing::ElementsAre;
@@ -182,13 +182,13 @@ TEST_F(CloudAPITest, CountsEventsOfTheDeveloper) {
   const FakeService service([](const RecordedRequest&) { return FakeAnswer::json("not even JSON", 500); });
   const auto client = api("", "");
   client->sendMetric("nobody is registered", "k");
-  platform::AWSCloudWatch::registerCloudWatch(geoloom::testing::servicesAt(service.url()), "GeoloomLib");
+  platform::AWSCloudWatch::registerCloudWatch(geoloom::test::servicesAt(service.url()), "GeoloomLib");
   client->sendMetric("YeltMaps.AssetSaved", "hash");
   ASSERT_TRUE(service.waitForRequests(1));
   const RecordedRequest sent = service.requests()[0];
   EXPECT_EQ(sent.body, R"({"Namespace":"YeltMaps","MetricData":[{"MetricName":"YeltMaps.AssetSaved",)"
                        R"("Dimensions":[{"Name":"devKey","Value":"hash"}],"Value":1,"Unit":"Count"}]})");
-  EXPECT_EQ(geoloom::testing::signatureFault(sent, {"access", "secret"}, "monitoring"), "");
+  EXPECT_EQ(geoloom::test::signatureFault(sent, {"access", "secret"}, "monitoring"), "");
 }
 
 }  // namespace

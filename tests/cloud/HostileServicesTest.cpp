@@ -3,7 +3,7 @@
 #include "geoloom/cloud/CloudAPI.h"
 #include "geoloom/platform/aws/AWSCloudWatch.h"
 #include "geoloom/platform/foundation/FileManager.h"
-#include "geoloom/session/ServiceEndpoints.h"
+#include "geoloom/session/types/ServiceEndpoints.h"
 #include "geoloom/storage/SceneUnderstandingModel.h"
 
 #include "localcloud/Server.h"
@@ -17,7 +17,7 @@
 
 // Everything that the kit asks of a service, against services that answer nothing useful: each request ends
 // once, within its deadline, in the outcome of "no answer", and nothing of it is left.
-namespace geoloom::testing {
+namespace geoloom::test {
 namespace {
 
 using platform::DispatchQueue;
@@ -266,4 +266,4 @@ TEST(HostileServices, AClockAnHourOffIsRefusedInWordsThatSayWhatToDo) {
 }
 
 }  // namespace
-}  // namespace geoloom::testing
+}  // namespace geoloom::test

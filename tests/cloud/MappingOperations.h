@@ -8,7 +8,7 @@
 
 #include "geoloom/cloud/CloudAPI.h"
 
-namespace geoloom::testing {
+namespace geoloom::test {
 
 using Heard = const std::function<void(std::string)>&;
 
@@ -77,4 +77,4 @@ inline std::string listed(const std::vector<std::shared_ptr<Map>>& maps) {
   return operations;
 }
 
-}  // namespace geoloom::testing
+}  // namespace geoloom::test

@@ -14,10 +14,10 @@ namespace geoloom::localcloud {
 namespace {
 
 using namespace platform;
-using geoloom::testing::ChildProcess;
-using geoloom::testing::FakeAnswer;
-using geoloom::testing::FakeService;
-using geoloom::testing::RecordedRequest;
+using geoloom::test::ChildProcess;
+using geoloom::test::FakeAnswer;
+using geoloom::test::FakeService;
+using geoloom::test::RecordedRequest;
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
 using JSON = nlohmann::json;
@@ -62,19 +62,19 @@ class ForeignClientsTest : public ::testing::Test {
 class Kit {
  public:
   explicit Kit(const std::string& address)
-      : configuration_(geoloom::testing::servicesAt(address, DeveloperKey::pair(DEVELOPER_KEY))) {}
+      : configuration_(geoloom::test::servicesAt(address, DeveloperKey::pair(DEVELOPER_KEY))) {}
 
   void scan(const std::optional<AWSDynamoDBAttributes>& startKey) const {
-    auto expression = geoloom::testing::scanFor("SessionId", "M é \"1\"", 200);
+    auto expression = geoloom::test::scanFor("SessionId", "M é \"1\"", 200);
     expression.exclusiveStartKey = startKey;
     const AWSDynamoDBObjectMapper mapper(configuration_);
-    static_cast<void>(geoloom::testing::pageOf<TransformRow>(expression, mapper));
+    static_cast<void>(geoloom::test::pageOf<TransformRow>(expression, mapper));
   }
 
   void save() const {
     SceneUnderstandingModel row("S1", 7, 0.5F, -1.25F, 2, "cup", 0.875F, true);
     row.Timestamp = 1700000000.25;
-    static_cast<void>(geoloom::testing::save(row, AWSDynamoDBObjectMapper(configuration_)));
+    static_cast<void>(geoloom::test::save(row, AWSDynamoDBObjectMapper(configuration_)));
   }
 
   void putMetric() const {

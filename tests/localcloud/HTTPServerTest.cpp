@@ -252,9 +252,8 @@ TEST_F(HTTPServerTest, APortThatIsListenedOnIsTaken) {
 
 /// A key and a certificate for 127.0.0.1 that it signs itself.
 TLSFiles selfSigned(const test::TemporaryDirectory& directory) {
-  using geoloom::testing::Free;
-  const auto identity =
-      geoloom::testing::makeIdentity("local", "IP:127.0.0.1", geoloom::testing::day, nullptr);
+  using geoloom::test::Free;
+  const auto identity = geoloom::test::makeIdentity("local", "IP:127.0.0.1", geoloom::test::day, nullptr);
   TLSFiles files{.certificate = directory.path() / "cert.pem", .key = directory.path() / "key.pem"};
   const std::unique_ptr<FILE, Free<fclose>> certificate(fopen(files.certificate.c_str(), "w"));
   PEM_write_X509(certificate.get(), identity.certificate.get());

@@ -12,12 +12,11 @@ namespace geoloom::localcloud {
 namespace {
 
 using namespace platform;
-using geoloom::testing::save;
+using geoloom::test::save;
 using ::testing::HasSubstr;
 
 AWSDynamoDBObjectMapper mapperOf(const test::LocalCloud& cloud, const std::string& developerKey) {
-  return AWSDynamoDBObjectMapper(
-      geoloom::testing::servicesAt(cloud.tables(), DeveloperKey::pair(developerKey)));
+  return AWSDynamoDBObjectMapper(geoloom::test::servicesAt(cloud.tables(), DeveloperKey::pair(developerKey)));
 }
 
 TransformRow row(const std::string& session, double time, float count) {
@@ -39,9 +38,9 @@ TEST_P(KitClientTest, SignedTableCallsAreAcceptedAndPagesAreWalked) {
 
   std::vector<float> counts;
   int pages = 0;
-  auto expression = geoloom::testing::scanFor("SessionId", "M é", 2);
+  auto expression = geoloom::test::scanFor("SessionId", "M é", 2);
   for (bool more = true; more; ++pages) {
-    const auto outcome = geoloom::testing::pageOf<TransformRow>(expression, mapper);
+    const auto outcome = geoloom::test::pageOf<TransformRow>(expression, mapper);
     ASSERT_TRUE(std::holds_alternative<AWSDynamoDBPage<TransformRow>>(outcome))
         << std::get<AWSError>(outcome).description;
     const auto& page = std::get<AWSDynamoDBPage<TransformRow>>(outcome);
@@ -67,7 +66,7 @@ TEST_P(KitClientTest, AnotherKeyIsRefused) {
 
 TEST_P(KitClientTest, SignedMetricsAreCounted) {
   test::LocalCloud cloud(GetParam());
-  const AWSCloudWatch client(geoloom::testing::servicesAt(cloud.metrics(), DeveloperKey::pair(GetParam())));
+  const AWSCloudWatch client(geoloom::test::servicesAt(cloud.metrics(), DeveloperKey::pair(GetParam())));
   const AWSCloudWatchPutMetricDataInput input{
       .namespace_ = "YeltMaps",
       .metricData = {{.metricName = "YeltMaps.AssetSaved",
@@ -80,7 +79,7 @@ TEST_P(KitClientTest, SignedMetricsAreCounted) {
     return metrics.empty() ? 0 : metrics[0].samples;
   };
   // Nobody is told when a metric has arrived.
-  ASSERT_TRUE(geoloom::testing::eventually([&] { return samples() >= 3; }));
+  ASSERT_TRUE(geoloom::test::eventually([&] { return samples() >= 3; }));
   ASSERT_EQ(samples(), 3);
   EXPECT_EQ(cloud.store().metrics()[0].dimensions, R"([{"Name":"devKey","Value":"hash"}])");
 }

@@ -15,7 +15,7 @@
 namespace geoloom::localcloud {
 namespace {
 
-using geoloom::testing::ChildProcess;
+using geoloom::test::ChildProcess;
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
 using JSON = nlohmann::json;

@@ -2,8 +2,8 @@
 
 #include <cstring>
 
-#include "geoloom/session/DetectedObjectFactory.h"
 #include "geoloom/session/MapSessionState.h"
+#include "geoloom/session/types/DetectedObjectFactory.h"
 
 #include "objc/bridge/Support.h"
 #include "tests/session/SessionTest.h"
@@ -11,7 +11,7 @@
 namespace {
 
 using namespace geoloom;
-using geoloom::testing::SessionTest;
+using geoloom::test::SessionTest;
 
 /// The fixture of the session's own tests, without GoogleTest's ways of running it.
 class Service final : public SessionTest {

@@ -1,6 +1,6 @@
 #include "tests/session/SessionTest.h"
 
-namespace geoloom::testing {
+namespace geoloom::test {
 namespace {
 
 using ::testing::ElementsAre;
@@ -307,4 +307,4 @@ TEST_F(MapSessionAssets, NothingIsScannedForBeforeTheMapIsKnown) {
 }
 
 }  // namespace
-}  // namespace geoloom::testing
+}  // namespace geoloom::test

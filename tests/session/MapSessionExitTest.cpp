@@ -5,7 +5,7 @@
 
 #include "tests/session/SessionTest.h"
 
-namespace geoloom::testing {
+namespace geoloom::test {
 namespace {
 
 class MapSessionExit : public SessionTest {
@@ -77,4 +77,4 @@ TEST_F(MapSessionExit, OutOfACallbackIsCleanAndQueuesKeepNobody) {
 }
 
 }  // namespace
-}  // namespace geoloom::testing
+}  // namespace geoloom::test

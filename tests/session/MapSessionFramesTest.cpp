@@ -2,11 +2,11 @@
 #include "geoloom/platform/ar/ARSCNView.h"
 #include "geoloom/platform/imaging/CVPixelBuffer.h"
 #include "geoloom/platform/ui/UIView.h"
-#include "geoloom/session/DetectedObjectFactory.h"
+#include "geoloom/session/types/DetectedObjectFactory.h"
 
 #include "tests/session/SessionTest.h"
 
-namespace geoloom::testing {
+namespace geoloom::test {
 namespace {
 
 using ::testing::ElementsAre;
@@ -226,4 +226,4 @@ TEST_F(MapSessionFrames, BadInputIsALine) {
 }
 
 }  // namespace
-}  // namespace geoloom::testing
+}  // namespace geoloom::test

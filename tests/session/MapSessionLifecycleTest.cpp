@@ -3,7 +3,7 @@
 #include "tests/session/SessionTest.h"
 #include "tests/support/MemoryVolume.h"
 
-namespace geoloom::testing {
+namespace geoloom::test {
 namespace {
 
 using ::testing::ElementsAre;
@@ -262,4 +262,4 @@ TEST_F(MapSessionLifecycle, TwoSessionsKeepApart) {
 }
 
 }  // namespace
-}  // namespace geoloom::testing
+}  // namespace geoloom::test

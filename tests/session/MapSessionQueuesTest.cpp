@@ -2,7 +2,7 @@
 
 #include "tests/session/SessionTest.h"
 
-namespace geoloom::testing {
+namespace geoloom::test {
 namespace {
 
 using MapSessionQueues = SessionTest;
@@ -51,4 +51,4 @@ TEST_F(MapSessionQueues, TwoHundredSessionsWhoseScansHangDelayNobodyElse) {
 }
 
 }  // namespace
-}  // namespace geoloom::testing
+}  // namespace geoloom::test

@@ -1,6 +1,6 @@
 #include "tests/session/SessionTest.h"
 
-namespace geoloom::testing {
+namespace geoloom::test {
 namespace {
 
 using ::testing::ElementsAre;
@@ -126,4 +126,4 @@ TEST_F(MapSessionOpening, AnExceptionOutOfTheStatusCallbackIsLogged) {
 }
 
 }  // namespace
-}  // namespace geoloom::testing
+}  // namespace geoloom::test

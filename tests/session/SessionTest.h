@@ -18,14 +18,14 @@
 #include "geoloom/platform/foundation/FileManager.h"
 #include "geoloom/session/MapSession.h"
 #include "geoloom/session/MapSessionState.h"
-#include "geoloom/session/ServiceEndpoints.h"
+#include "geoloom/session/types/ServiceEndpoints.h"
 
 #include "tests/support/FakeService.h"
 #include "tests/support/Recorder.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "tests/support/TinyModel.h"
 
-namespace geoloom::testing {
+namespace geoloom::test {
 
 /// Name under which a request is scripted and recorded: its path, or the last part of its target.
 inline std::string requestName(const RecordedRequest& request) {
@@ -198,4 +198,4 @@ class SessionTest : public ::testing::Test {
   std::vector<std::shared_ptr<MapSession>> sessions_;
 };
 
-}  // namespace geoloom::testing
+}  // namespace geoloom::test

@@ -3,12 +3,12 @@
 
 #include <gtest/gtest.h>
 
-#include "geoloom/session/DetectedObjectFactory.h"
-#include "geoloom/session/Map.h"
-#include "geoloom/session/MapAsset.h"
-#include "geoloom/session/MapMode.h"
-#include "geoloom/session/MapSessionSettings.h"
-#include "geoloom/session/MapStatus.h"
+#include "geoloom/session/types/DetectedObjectFactory.h"
+#include "geoloom/session/types/Map.h"
+#include "geoloom/session/types/MapAsset.h"
+#include "geoloom/session/types/MapMode.h"
+#include "geoloom/session/types/MapSessionSettings.h"
+#include "geoloom/session/types/MapStatus.h"
 
 namespace geoloom {
 namespace {

@@ -7,7 +7,7 @@
 #include "tests/support/Scans.h"
 
 // Every answer that the kit reads, with something of another type, or nothing, at each of its places in turn.
-namespace geoloom::testing {
+namespace geoloom::test {
 namespace {
 
 using json = nlohmann::ordered_json;
@@ -188,4 +188,4 @@ TEST_F(WrongTypes, InTheLastKeyOfAPage) {
 }
 
 }  // namespace
-}  // namespace geoloom::testing
+}  // namespace geoloom::test

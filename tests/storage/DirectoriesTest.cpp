@@ -11,7 +11,7 @@
 #include "tests/support/Recorder.h"
 #include "tests/support/TemporaryDirectory.h"
 
-namespace geoloom::testing {
+namespace geoloom::test {
 namespace {
 
 using ::testing::ElementsAre;
@@ -147,4 +147,4 @@ TEST_F(Directories, InAPlaceThatIsNotOursAreALineInTheLog) {
 }
 
 }  // namespace
-}  // namespace geoloom::testing
+}  // namespace geoloom::test

@@ -1,6 +1,6 @@
 #include <gmock/gmock.h>
 
-#include "geoloom/platform/foundation/AtomicValue.h"
+#include "geoloom/base/AtomicValue.h"
 #include "geoloom/platform/foundation/Dispatch.h"
 #include "geoloom/storage/LocationManager.h"
 
@@ -29,7 +29,7 @@ class ScriptedLocation final : public CLLocationProvider {
     return held;
   }
 
-  AtomicValue<std::shared_ptr<const CLLocation>> latest;
+  base::AtomicValue<std::shared_ptr<const CLLocation>> latest;
   std::weak_ptr<Observer> heading;
   std::weak_ptr<Observer> locations;
 };

@@ -5,7 +5,7 @@
 #include "tests/support/EagerClock.h"
 #include "tests/support/Scans.h"
 
-namespace geoloom::testing {
+namespace geoloom::test {
 namespace {
 
 using namespace std::chrono_literals;
@@ -168,4 +168,4 @@ TEST_F(TransformScan, LeavesOutTheRowsOfOtherMaps) {
 }
 
 }  // namespace
-}  // namespace geoloom::testing
+}  // namespace geoloom::test

@@ -10,7 +10,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-namespace geoloom::testing {
+namespace geoloom::test {
 
 /// A program that a test talks to in lines. Its standard input stays open for as long as it is wanted.
 class ChildProcess {
@@ -86,4 +86,4 @@ class ChildProcess {
   int error_ = -1;
 };
 
-}  // namespace geoloom::testing
+}  // namespace geoloom::test

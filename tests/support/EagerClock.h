@@ -7,7 +7,7 @@
 
 #include "tests/support/Recorder.h"
 
-namespace geoloom::testing {
+namespace geoloom::test {
 
 /// A clock on which no time passes: what is put off is noted and done at once.
 class EagerClock final : public platform::Clock {
@@ -21,4 +21,4 @@ class EagerClock final : public platform::Clock {
   Recorder<std::chrono::nanoseconds> delays;
 };
 
-}  // namespace geoloom::testing
+}  // namespace geoloom::test

@@ -23,7 +23,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-namespace geoloom::testing {
+namespace geoloom::test {
 
 /// Longest wait for anything in a test; reached only when something is broken.
 inline constexpr std::chrono::seconds patience{30};
@@ -350,4 +350,4 @@ class FakeService {
   return service.port();
 }
 
-}  // namespace geoloom::testing
+}  // namespace geoloom::test

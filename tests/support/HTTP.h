@@ -6,7 +6,7 @@
 
 #include "geoloom/platform/network/HTTPClient.h"
 
-namespace geoloom::testing {
+namespace geoloom::test {
 
 inline platform::HTTPRequest requestTo(std::string url, std::string body = "{}") {
   platform::HTTPRequest request;
@@ -24,4 +24,4 @@ inline platform::HTTPResponse answerTo(platform::HTTPRequest request) {
   return promise->get_future().get();
 }
 
-}  // namespace geoloom::testing
+}  // namespace geoloom::test

@@ -5,7 +5,7 @@
 
 #include "tests/support/FakeService.h"
 
-namespace geoloom::testing {
+namespace geoloom::test {
 
 /// An answer that no client may make anything of.
 struct Hostility {
@@ -41,4 +41,4 @@ struct Hostility {
   };
 }
 
-}  // namespace geoloom::testing
+}  // namespace geoloom::test

@@ -12,7 +12,7 @@
 
 #include "tests/support/FakeService.h"
 
-namespace geoloom::testing {
+namespace geoloom::test {
 
 /// What happened, in the order in which it did; written by any thread.
 template <class T>
@@ -63,4 +63,4 @@ class LineRecorder : public Recorder<std::string> {
   LineRecorder& operator=(const LineRecorder&) = delete;
 };
 
-}  // namespace geoloom::testing
+}  // namespace geoloom::test

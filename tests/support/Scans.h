@@ -11,7 +11,7 @@
 #include "geoloom/platform/foundation/Dispatch.h"
 #include "geoloom/storage/TransformScan.h"
 
-namespace geoloom::testing {
+namespace geoloom::test {
 
 /// The table service and the metrics service at one address.
 inline std::shared_ptr<const platform::AWSServiceConfiguration> servicesAt(
@@ -67,4 +67,4 @@ inline std::optional<std::vector<TransformRow>> rowsOf(const std::string& mapUUI
   return rows.get_future().get();
 }
 
-}  // namespace geoloom::testing
+}  // namespace geoloom::test

@@ -12,7 +12,7 @@
 
 #include "tests/support/TemporaryDirectory.h"
 
-namespace geoloom::testing {
+namespace geoloom::test {
 
 template <auto free>
 struct Free {
@@ -110,4 +110,4 @@ class Authority {
   const test::TemporaryDirectory directory_;
 };
 
-}  // namespace geoloom::testing
+}  // namespace geoloom::test

@@ -11,7 +11,7 @@
 
 #include "tests/support/FakeService.h"
 
-namespace geoloom::testing {
+namespace geoloom::test {
 
 /// A FakeService in a process of its own, so that its work is not counted as ours, for as long as this lives.
 /// Made before the process has started threads.
@@ -53,4 +53,4 @@ class ServiceProcess {
   std::string url_;
 };
 
-}  // namespace geoloom::testing
+}  // namespace geoloom::test

@@ -8,7 +8,7 @@
 #include "localcloud/SignatureVerifier.h"
 #include "tests/support/FakeService.h"
 
-namespace geoloom::testing {
+namespace geoloom::test {
 
 /// What is wrong with the kit's signature of a request as it was received: the local cloud verifies it, with
 /// code of its own. Empty when it is right. Link geoloom_localcloud.
@@ -30,4 +30,4 @@ namespace geoloom::testing {
   return refusal ? refusal->type + ": " + refusal->message : "";
 }
 
-}  // namespace geoloom::testing
+}  // namespace geoloom::test

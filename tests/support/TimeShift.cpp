@@ -12,13 +12,13 @@ std::atomic<std::chrono::seconds::rep> shiftedSeconds{0};
 
 }  // namespace
 
-namespace geoloom::testing {
+namespace geoloom::test {
 
 void shiftTime(std::chrono::seconds by) {
   shiftedSeconds += by.count();
 }
 
-}  // namespace geoloom::testing
+}  // namespace geoloom::test
 
 /// Stands before the C library's own for the program and everything that it loads.
 extern "C" __attribute__((visibility("default"))) int clock_gettime(clockid_t clock,

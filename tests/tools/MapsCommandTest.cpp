@@ -9,9 +9,9 @@
 namespace geoloom::tools {
 namespace {
 
-using geoloom::testing::FakeAnswer;
-using geoloom::testing::FakeService;
-using geoloom::testing::RecordedRequest;
+using geoloom::test::FakeAnswer;
+using geoloom::test::FakeService;
+using geoloom::test::RecordedRequest;
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
 
@@ -92,14 +92,14 @@ TEST_F(MapsNear, TellsNoMapsFromNoAnswer) {
     const std::string named = code == 0 ? "no maps" : service.url("/prod/maps: ");
     EXPECT_THAT(outcome.errors, StartsWith(named));
   }
-  const Outcome nobody = run(fmt::format("http://127.0.0.1:{}", geoloom::testing::unusedPort()));
+  const Outcome nobody = run(fmt::format("http://127.0.0.1:{}", geoloom::test::unusedPort()));
   EXPECT_EQ(nobody.code, 4);
   EXPECT_THAT(nobody.errors, HasSubstr("no answer: "));
 }
 
 TEST_F(MapsNear, TrustsTheAuthoritiesItIsGiven) {
-  const geoloom::testing::Authority authority;
-  const geoloom::testing::SecureService service(authority.good);
+  const geoloom::test::Authority authority;
+  const geoloom::test::SecureService service(authority.good);
   EXPECT_THAT(run(service.address()).errors, HasSubstr("no answer: "));
   EXPECT_EQ(run(service.address(), {"--certificate-authorities", "/nowhere"}).code, 3);
   EXPECT_EQ(run(service.address(), {"--certificate-authorities", authority.file()}).code, 0);

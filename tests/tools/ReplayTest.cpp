@@ -117,7 +117,7 @@ TEST_F(ReplayTest, TheAssetsOfAMappedWalkComeBackInAnother) {
 /// The table service, then the localization, have died: the trace is written all the same.
 TEST_F(ReplayTest, WhatTheServicesLeftUndoneIsAFailure) {
   const std::string first = walk("first", 8, 14).string();
-  const std::string nobody = fmt::format("http://127.0.0.1:{}", geoloom::testing::unusedPort());
+  const std::string nobody = fmt::format("http://127.0.0.1:{}", geoloom::test::unusedPort());
   const auto ends = [&](const char* mode, const char* dead) {
     const auto json = directory_.path() / mode;
     std::vector<std::string> arguments = {
@@ -163,13 +163,13 @@ TEST_F(ReplayTest, FailuresAreOneLineAndACode) {
   options_.place = directory_.path() / "absent.json";
   EXPECT_THAT(failure(), HasSubstr("absent.json: there is no such file"));
   options_.place.clear();
-  const std::string nobody = fmt::format("http://127.0.0.1:{}", geoloom::testing::unusedPort());
+  const std::string nobody = fmt::format("http://127.0.0.1:{}", geoloom::test::unusedPort());
   options_.service.service = nobody;
   apply(options_.service);
   EXPECT_THAT(failure(), AllOf(HasSubstr("4: " + nobody + "/prod/maps: cannot be reached"),
                                HasSubstr("geoloom maps near 0 0 --service " + nobody)));
-  const geoloom::testing::FakeService refusing([](const auto&) {
-    return geoloom::testing::FakeAnswer::json(R"({"errorMessage":"the key is not known"})", 403);
+  const geoloom::test::FakeService refusing([](const auto&) {
+    return geoloom::test::FakeAnswer::json(R"({"errorMessage":"the key is not known"})", 403);
   });
   options_.service.service = refusing.url();
   apply(options_.service);

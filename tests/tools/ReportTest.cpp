@@ -5,7 +5,7 @@
 #include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
 
-#include "geoloom/platform/foundation/ReadFile.h"
+#include "geoloom/base/ReadFile.h"
 
 #include "tests/support/ChildProcess.h"
 #include "tests/support/TemporaryDirectory.h"
@@ -90,11 +90,11 @@ TEST(JSONFile, ReplacesWhatStoodThereOnlyByAWholeText) {
   const auto link = folder.path() / "link";
   std::filesystem::create_symlink(path, link);
   JSONFile file(link);
-  EXPECT_EQ(platform::contentOf(path), "earlier");
+  EXPECT_EQ(base::contentOf(path), "earlier");
   constexpr auto mode = std::filesystem::perms::owner_read | std::filesystem::perms::owner_write;
   std::filesystem::permissions(path, mode);
   file.write({{"map", "r\xff"}});
-  EXPECT_EQ(platform::contentOf(path), "{\n \"map\": \"r\uFFFD\"\n}\n");
+  EXPECT_EQ(base::contentOf(path), "{\n \"map\": \"r\uFFFD\"\n}\n");
   EXPECT_TRUE(std::filesystem::is_symlink(link));
   EXPECT_EQ(std::filesystem::status(path).permissions(), mode);
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.path()), {}), 2);
@@ -102,7 +102,7 @@ TEST(JSONFile, ReplacesWhatStoodThereOnlyByAWholeText) {
   const auto dangling = folder.path() / "dangling";
   std::filesystem::create_symlink("target", dangling);
   JSONFile(dangling).write({1});
-  EXPECT_EQ(platform::contentOf(folder.path() / "target"), "[\n 1\n]\n");
+  EXPECT_EQ(base::contentOf(folder.path() / "target"), "[\n 1\n]\n");
 
   EXPECT_THROW(JSONFile(folder.path() / "absent/trace.json"), CommandError);
   EXPECT_THROW(JSONFile(folder.path()), CommandError);
@@ -117,7 +117,7 @@ struct Ended {
 };
 
 Ended run(std::vector<std::string> arguments) {
-  using geoloom::testing::ChildProcess;
+  using geoloom::test::ChildProcess;
   ChildProcess process(std::move(arguments), ChildProcess::Errors::taken);
   Ended ended;
   ended.errors = process.errors();

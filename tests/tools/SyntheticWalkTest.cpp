@@ -4,8 +4,8 @@
 #include <gmock/gmock.h>
 
 #include "geoloom/platform/ar/ARFrame.h"
-#include "geoloom/platform/ar/ARRecording.h"
 #include "geoloom/platform/imaging/PNG.h"
+#include "geoloom/recording/ARRecording.h"
 
 #include "tests/support/TemporaryDirectory.h"
 #include "tools/synthetic/CameraPath.h"
@@ -52,7 +52,7 @@ class SyntheticWalk : public testing::Test {
     options_.height = 240;
   }
 
-  platform::Result<SyntheticWalkSummary> write(const char* name) {
+  base::Result<SyntheticWalkSummary> write(const char* name) {
     return writeSyntheticWalk(scene(), options_, directory_.path() / name, [](std::size_t, std::size_t) {});
   }
 
@@ -81,8 +81,8 @@ TEST_F(SyntheticWalk, EveryFeaturePointOfTheRecordingLiesOnASurfaceOfTheScene) {
   const auto summary = write("walk");
   ASSERT_TRUE(summary) << summary.failure().message;
   EXPECT_EQ(summary->frames, 7U);
-  const auto recording = platform::ARRecording::open(directory_.path() / "walk",
-                                                     {platform::ARRecordingOptions::Origin::recording});
+  const auto recording =
+      ARRecording::open(directory_.path() / "walk", {ARRecordingOptions::Origin::recording});
   ASSERT_TRUE(recording) << recording.failure().message;
   ASSERT_EQ((*recording)->frameCount(), 7U);
   std::size_t onBoard = 0;

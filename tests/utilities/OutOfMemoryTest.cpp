@@ -12,7 +12,7 @@
 #include "geoloom/platform/foundation/Log.h"
 #include "geoloom/platform/imaging/CIContext.h"
 #include "geoloom/platform/imaging/UIImage.h"
-#include "geoloom/storage/Compression.h"
+#include "geoloom/storage/Data.h"
 #include "geoloom/utilities/MultiArray.h"
 #include "geoloom/utilities/PixelBuffer.h"
 

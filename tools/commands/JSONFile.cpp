@@ -10,7 +10,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "geoloom/platform/foundation/AtEnd.h"
+#include "geoloom/base/ScopeExit.h"
 
 #include "tools/commands/Commands.h"
 
@@ -78,7 +78,7 @@ bool JSONFile::replaceBy(const std::string& text) const {
   std::string temporary = path_.string() + ".XXXXXX";
   const int file = ::mkstemp(temporary.data());
   if (file < 0) return false;
-  const platform::AtEnd clean([&] { ::unlink(temporary.c_str()); });  // does nothing once it is renamed
+  const base::ScopeExit clean([&] { ::unlink(temporary.c_str()); });  // does nothing once it is renamed
   ::fchmod(file, earlier.st_mode & 07777U);
   put(Stream(::fdopen(file, "wb"), &std::fclose), text);
   return std::rename(temporary.c_str(), path_.c_str()) == 0;

@@ -2,8 +2,8 @@
 
 #include <fmt/format.h>
 
-#include "geoloom/SceneUnderstanding/SSDPostProcessor.h"
-#include "geoloom/platform/foundation/ReadFile.h"
+#include "geoloom/SceneUnderstanding/boxes/SSDPostProcessor.h"
+#include "geoloom/base/ReadFile.h"
 
 #include "tools/commands/Commands.h"
 #include "tools/model/ModelBundle.h"
@@ -22,19 +22,19 @@ struct ModelOptions {
 constexpr std::uint64_t maximumFileBytes = std::uint64_t{1} << 30;
 
 template <class T>
-T valueOf(platform::Result<T> result) {
+T valueOf(base::Result<T> result) {
   if (!result) throw CommandError(ExitCode::badInput, result.failure().message);
   return *std::move(result);
 }
 
 std::vector<std::string> labelsFor(const ModelOptions& options, const ModelFile& file) {
   if (!options.labels.empty())
-    return readLabels(valueOf(platform::readFileOrPipe(options.labels, maximumFileBytes)));
+    return readLabels(valueOf(base::readFileOrPipe(options.labels, maximumFileBytes)));
   return file.labels.empty() ? publishedLabels() : file.labels;
 }
 
 void compile(const ModelOptions& options) {
-  const std::string bytes = valueOf(platform::readFileOrPipe(options.in, maximumFileBytes));
+  const std::string bytes = valueOf(base::readFileOrPipe(options.in, maximumFileBytes));
   const auto file = valueOf(
       splitModelFile({reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()}, options.in));
   const auto model = valueOf(readTFLite(file.network, options.in));

@@ -5,7 +5,7 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
-#include "geoloom/platform/foundation/ReadFile.h"
+#include "geoloom/base/ReadFile.h"
 
 #include "tools/commands/Commands.h"
 #include "tools/commands/Numbers.h"
@@ -27,7 +27,7 @@ struct Options {
 SceneDescription readScene(const std::string& path) {
   std::string text(defaultScene());
   if (!path.empty()) {
-    auto read = platform::readFileOrPipe(path, maximumJSONBytes);
+    auto read = base::readFileOrPipe(path, maximumJSONBytes);
     if (!read) throw CommandError(ExitCode::badInput, read.failure().message);
     text = *std::move(read);
   }

@@ -25,9 +25,8 @@ struct Options {
 void run(Options& options) {
   ReplayOptions& replayed = options.replay;
   replayed.mode = options.mode == "mapping" ? MapMode::mapping : MapMode::localization;
-  replayed.recording.origin = options.origin == "recording"
-                                  ? platform::ARRecordingOptions::Origin::recording
-                                  : platform::ARRecordingOptions::Origin::firstFrame;
+  replayed.recording.origin = options.origin == "recording" ? ARRecordingOptions::Origin::recording
+                                                            : ARRecordingOptions::Origin::firstFrame;
   if (options.quiet) platform::SystemLog::setSink([](std::string_view) {});
   apply(replayed.service);
   JSONFile json(replayed.service.json);

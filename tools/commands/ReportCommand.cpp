@@ -30,7 +30,7 @@ struct Options {
 };
 
 template <class T>
-T valueOf(platform::Result<T> result) {
+T valueOf(base::Result<T> result) {
   if (!result) throw CommandError(ExitCode::badInput, result.failure().message);
   return *std::move(result);
 }

@@ -10,8 +10,8 @@
 
 #include <fmt/format.h>
 
+#include "geoloom/base/Result.h"
 #include "geoloom/platform/foundation/JSON.h"
-#include "geoloom/platform/foundation/Result.h"
 
 namespace geoloom::tools {
 
@@ -71,13 +71,13 @@ class JSONMember {
 
 /// What `read` makes of the text's top-level value; `name` stands at the front of what is wrong.
 template <class T, class Read>
-[[nodiscard]] platform::Result<T> readJSON(std::string_view text, const std::string& name, const Read& read) {
+[[nodiscard]] base::Result<T> readJSON(std::string_view text, const std::string& name, const Read& read) {
   const std::optional<platform::JSON> value = platform::JSON::parse(text);
-  if (!value) return platform::Failure{name + ": is not JSON"};
+  if (!value) return base::Failure{name + ": is not JSON"};
   try {
     return T(read(JSONMember(value, "")));
   } catch (const MalformedJSON& what) {
-    return platform::Failure{fmt::format("{}: {}", name, what.what())};
+    return base::Failure{fmt::format("{}: {}", name, what.what())};
   }
 }
 

@@ -8,8 +8,8 @@
 
 namespace geoloom::tools {
 
-using platform::Failure;
-using platform::Result;
+using base::Failure;
+using base::Result;
 
 namespace {
 

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "geoloom/platform/foundation/Result.h"
+#include "geoloom/base/Result.h"
 
 #include "tools/model/SSDCompiler.h"
 
@@ -18,8 +18,8 @@ struct ModelFile {
   std::vector<std::string> labels;        ///< empty when the file has none
   std::span<const std::uint8_t> network;  ///< into the file's bytes
 };
-[[nodiscard]] platform::Result<ModelFile> splitModelFile(std::span<const std::uint8_t> file,
-                                                         const std::string& name);
+[[nodiscard]] base::Result<ModelFile> splitModelFile(std::span<const std::uint8_t> file,
+                                                     const std::string& name);
 
 /// The lines of a text, without what ends them.
 [[nodiscard]] std::vector<std::string> readLabels(std::string_view text);
@@ -30,8 +30,9 @@ struct ModelFile {
 /// Writes the folder that the kit loads (docs/model-bundle.md). Files stand whole or not at all, the manifest
 /// last; what else lies in the folder stays. `notices` are copied beside them under their own names. The
 /// reason when it fails.
-[[nodiscard]] std::optional<platform::Failure> writeModelBundle(
-    const std::filesystem::path& folder, const CompiledSSD& compiled, const std::string& sourceName,
-    std::span<const std::filesystem::path> notices);
+[[nodiscard]] std::optional<base::Failure> writeModelBundle(const std::filesystem::path& folder,
+                                                            const CompiledSSD& compiled,
+                                                            const std::string& sourceName,
+                                                            std::span<const std::filesystem::path> notices);
 
 }  // namespace geoloom::tools

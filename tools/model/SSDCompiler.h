@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "geoloom/platform/foundation/Result.h"
+#include "geoloom/base/Result.h"
 
 #include "tools/model/TFLite.h"
 
@@ -31,8 +31,8 @@ inline constexpr const char* networkBoxes = "concat__0";
 /// the source's scores, the background first. Anchors of layers with six a cell are brought into the kit's
 /// order; the grids must be the kit's 19, 10, 5, 3, 2, 1. Constants are widened, labels without a class are
 /// left out, permutations are folded into the weights.
-[[nodiscard]] platform::Result<CompiledSSD> compileSSD(const TFLiteModel& model,
-                                                       std::span<const std::string> labels,
-                                                       std::span<const std::string> classNames);
+[[nodiscard]] base::Result<CompiledSSD> compileSSD(const TFLiteModel& model,
+                                                   std::span<const std::string> labels,
+                                                   std::span<const std::string> classNames);
 
 }  // namespace geoloom::tools

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "geoloom/platform/foundation/Result.h"
+#include "geoloom/base/Result.h"
 
 /// The part of a TensorFlow Lite file that a convolutional detector uses: tensors, operators in their order
 /// of running.
@@ -60,8 +60,8 @@ struct TFLiteModel {
 /// operator runs, every constant has as many bytes as its shape asks for, and operators have as many inputs
 /// as their kind needs. The tensors' data points into `file`. `name` stands at the front of a failure's
 /// message.
-[[nodiscard]] geoloom::platform::Result<TFLiteModel> readTFLite(std::span<const std::uint8_t> file,
-                                                                const std::string& name);
+[[nodiscard]] geoloom::base::Result<TFLiteModel> readTFLite(std::span<const std::uint8_t> file,
+                                                            const std::string& name);
 
 /// Half precision to single precision, exactly.
 [[nodiscard]] float floatFromHalf(std::uint16_t half);

@@ -2,7 +2,7 @@
 
 #include <cmath>
 
-#include "geoloom/platform/foundation/ReadFile.h"
+#include "geoloom/base/ReadFile.h"
 
 #include "tools/json/JSONMember.h"
 
@@ -17,7 +17,7 @@ Placements::Frame frameOf(const JSONMember& frame) {
 
 }  // namespace
 
-platform::Result<Placements> parsePlacements(std::string_view json, const std::string& name) {
+base::Result<Placements> parsePlacements(std::string_view json, const std::string& name) {
   return readJSON<Placements>(json, name, [](const JSONMember& file) {
     Placements result;
     result.frame = frameOf(file["frame"]);
@@ -29,8 +29,8 @@ platform::Result<Placements> parsePlacements(std::string_view json, const std::s
   });
 }
 
-platform::Result<Placements> readPlacements(const std::filesystem::path& path) {
-  const auto text = platform::readFileOrPipe(path, maximumJSONBytes);
+base::Result<Placements> readPlacements(const std::filesystem::path& path) {
+  const auto text = base::readFileOrPipe(path, maximumJSONBytes);
   if (!text) return text.failure();
   return parsePlacements(*text, path.string());
 }

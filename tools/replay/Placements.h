@@ -6,9 +6,9 @@
 #include <string_view>
 #include <vector>
 
-#include "geoloom/platform/foundation/Result.h"
+#include "geoloom/base/Result.h"
 #include "geoloom/platform/foundation/simd.h"
-#include "geoloom/session/MapAsset.h"
+#include "geoloom/session/types/MapAsset.h"
 
 namespace geoloom::tools {
 
@@ -31,8 +31,8 @@ struct Placements {
   std::vector<Placement> assets;
 };
 
-[[nodiscard]] platform::Result<Placements> parsePlacements(std::string_view json, const std::string& name);
-[[nodiscard]] platform::Result<Placements> readPlacements(const std::filesystem::path& path);
+[[nodiscard]] base::Result<Placements> parsePlacements(std::string_view json, const std::string& name);
+[[nodiscard]] base::Result<Placements> readPlacements(const std::filesystem::path& path);
 
 /// The assets in the session's coordinates, which `sessionFromRecording` leads to.
 [[nodiscard]] std::vector<Placement> inSession(const Placements& placements,

@@ -12,7 +12,7 @@
 
 #include <fmt/format.h>
 
-#include "geoloom/SceneUnderstanding/MotionGate.h"
+#include "geoloom/SceneUnderstanding/gate/MotionGate.h"
 #include "geoloom/platform/ar/ARFrame.h"
 #include "geoloom/platform/ar/ARSession.h"
 #include "geoloom/platform/foundation/Clock.h"
@@ -28,7 +28,6 @@ namespace geoloom::tools {
 namespace {
 
 using platform::ARFrame;
-using platform::ARRecording;
 using std::chrono::duration;
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
@@ -117,7 +116,7 @@ class FrameReader {
 std::vector<std::shared_ptr<ARRecording>> openAll(const ReplayOptions& options) {
   std::vector<std::shared_ptr<ARRecording>> recordings;
   for (const auto& path : options.recordings) {
-    platform::ARRecordingOptions how = options.recording;
+    ARRecordingOptions how = options.recording;
     if (!recordings.empty()) how.continues = recordings.front();
     const auto recording = ARRecording::open(path, how);
     if (!recording) throw CommandError(ExitCode::badInput, recording.failure().message);

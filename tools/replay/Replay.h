@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "geoloom/platform/ar/ARRecording.h"
-#include "geoloom/session/MapMode.h"
+#include "geoloom/recording/ARRecording.h"
+#include "geoloom/session/types/MapMode.h"
 
 #include "tools/replay/ServiceOptions.h"
 #include "tools/replay/Trace.h"
@@ -22,7 +22,7 @@ struct ReplayOptions {
   /// As fast as it goes, each frame waiting for the one before, the recording's time driving the clock; else
   /// in real time.
   bool lockstep = false;
-  platform::ARRecordingOptions recording;
+  ARRecordingOptions recording;
   double patience = 60;  ///< seconds to wait for the service: its opening, saves, a transform
 };
 

@@ -8,14 +8,14 @@
 
 #include <fmt/format.h>
 
-#include "geoloom/SceneUnderstanding/feature_model.h"
+#include "geoloom/SceneUnderstanding/network/feature_model.h"
+#include "geoloom/base/ReadFile.h"
 #include "geoloom/platform/foundation/Bundle.h"
 #include "geoloom/platform/foundation/LibraryBundle.h"
-#include "geoloom/platform/foundation/ReadFile.h"
 #include "geoloom/platform/location/CLLocationManager.h"
 #include "geoloom/platform/location/CLLocationProvider.h"
 #include "geoloom/platform/network/HTTPClient.h"
-#include "geoloom/session/MapSessionSettings.h"
+#include "geoloom/session/types/MapSessionSettings.h"
 
 #include "tools/commands/Commands.h"
 #include "tools/commands/Numbers.h"

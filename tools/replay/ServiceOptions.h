@@ -4,7 +4,7 @@
 #include <string>
 
 #include "geoloom/platform/location/CLLocation.h"
-#include "geoloom/session/ServiceEndpoints.h"
+#include "geoloom/session/types/ServiceEndpoints.h"
 
 namespace CLI {
 class App;

@@ -19,7 +19,7 @@ std::string complaintIn(std::string_view line) {
 
 void SessionWatch::tell(const std::function<void(Told&)>& change) {
   {
-    const platform::MutexLock lock(mutex_);
+    const base::MutexLock lock(mutex_);
     change(told_);
   }
   changed_.notify_all();
@@ -45,14 +45,14 @@ void SessionWatch::consoleLine(std::string_view line) {
 }
 
 SessionWatch::Told SessionWatch::told() const {
-  const platform::MutexLock lock(mutex_);
+  const base::MutexLock lock(mutex_);
   return told_;
 }
 
 bool SessionWatch::waitFor(std::chrono::milliseconds timeout,
                            const std::function<bool(const Told&)>& done) const {
   const auto deadline = std::chrono::steady_clock::now() + timeout;
-  const platform::MutexLock lock(mutex_);
+  const base::MutexLock lock(mutex_);
   while (!done(told_)) {
     if (changed_.wait_until(mutex_, deadline) == std::cv_status::timeout) return done(told_);
   }

@@ -9,9 +9,9 @@
 #include <string_view>
 #include <vector>
 
-#include "geoloom/platform/foundation/Mutex.h"
-#include "geoloom/session/MapAsset.h"
-#include "geoloom/session/MapStatus.h"
+#include "geoloom/base/Mutex.h"
+#include "geoloom/session/types/MapAsset.h"
+#include "geoloom/session/types/MapStatus.h"
 
 namespace geoloom::tools {
 
@@ -44,7 +44,7 @@ class SessionWatch {
   bool waitFor(std::chrono::milliseconds timeout, const std::function<bool(const Told&)>& done) const;
 
  private:
-  mutable platform::Mutex mutex_;
+  mutable base::Mutex mutex_;
   mutable std::condition_variable_any changed_;
   Told told_ GEOLOOM_GUARDED_BY(mutex_);
 };

@@ -6,7 +6,7 @@
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
-#include "geoloom/platform/foundation/ReadFile.h"
+#include "geoloom/base/ReadFile.h"
 
 #include "tools/json/JSONMember.h"
 
@@ -155,8 +155,8 @@ Trace read(const JSONMember& json) {
 
 }  // namespace
 
-platform::Result<Trace> readTrace(const std::filesystem::path& path) {
-  const auto text = platform::readFileOrPipe(path, maximumJSONBytes);
+base::Result<Trace> readTrace(const std::filesystem::path& path) {
+  const auto text = base::readFileOrPipe(path, maximumJSONBytes);
   if (!text) return text.failure();
   return readJSON<Trace>(*text, path.string(), read);
 }

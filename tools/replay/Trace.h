@@ -7,8 +7,8 @@
 
 #include <nlohmann/json_fwd.hpp>
 
-#include "geoloom/SceneUnderstanding/BoundingBox3D.h"
-#include "geoloom/platform/foundation/Result.h"
+#include "geoloom/SceneUnderstanding/locate/BoundingBox3D.h"
+#include "geoloom/base/Result.h"
 #include "geoloom/platform/foundation/simd.h"
 #include "geoloom/platform/scene/SCNVector3.h"
 
@@ -105,6 +105,6 @@ struct Trace {
 [[nodiscard]] nlohmann::ordered_json toJSON(const Trace& trace);
 
 /// Reads a trace back, but for its summary.
-[[nodiscard]] platform::Result<Trace> readTrace(const std::filesystem::path& path);
+[[nodiscard]] base::Result<Trace> readTrace(const std::filesystem::path& path);
 
 }  // namespace geoloom::tools

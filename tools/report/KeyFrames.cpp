@@ -9,8 +9,8 @@
 #include <fmt/format.h>
 
 #include "geoloom/platform/ar/ARFrame.h"
-#include "geoloom/platform/ar/ARRecording.h"
 #include "geoloom/platform/imaging/CVPixelBuffer.h"
+#include "geoloom/recording/ARRecording.h"
 
 #include "tools/report/Canvas.h"
 
@@ -208,14 +208,14 @@ platform::PNGImage drawn(const Trace& trace, const TracedBatch& batch, const pla
 
 }  // namespace
 
-platform::Result<std::vector<std::filesystem::path>> writeKeyFrames(const Trace& trace,
-                                                                    const std::filesystem::path& folder,
-                                                                    const std::string& prefix) {
-  std::vector<std::shared_ptr<platform::ARRecording>> recordings;
+base::Result<std::vector<std::filesystem::path>> writeKeyFrames(const Trace& trace,
+                                                                const std::filesystem::path& folder,
+                                                                const std::string& prefix) {
+  std::vector<std::shared_ptr<ARRecording>> recordings;
   for (const TracedRecording& r : trace.recordings) {
-    platform::ARRecordingOptions options;
+    ARRecordingOptions options;
     if (!recordings.empty()) options.continues = recordings.front();
-    const auto recording = platform::ARRecording::open(r.path, options);
+    const auto recording = ARRecording::open(r.path, options);
     if (!recording) return recording.failure();
     recordings.push_back(*recording);
   }

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "geoloom/platform/foundation/Result.h"
+#include "geoloom/base/Result.h"
 
 #include "tools/replay/Trace.h"
 
@@ -13,7 +13,7 @@ namespace geoloom::tools {
 /// Writes the frame in which each well-seen object was recognised best, upright, with the tracked boxes of
 /// what was recognised in it and, after a localization, the relocalized assets: `prefix`-<name>.png in
 /// `folder`. Returns the files.
-[[nodiscard]] platform::Result<std::vector<std::filesystem::path>> writeKeyFrames(
+[[nodiscard]] base::Result<std::vector<std::filesystem::path>> writeKeyFrames(
     const Trace& trace, const std::filesystem::path& folder, const std::string& prefix);
 
 }  // namespace geoloom::tools

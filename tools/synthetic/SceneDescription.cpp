@@ -57,7 +57,7 @@ SceneDescription readScene(const JSONMember& scene) {
 
 }  // namespace
 
-platform::Result<SceneDescription> parseScene(std::string_view json, const std::string& name) {
+base::Result<SceneDescription> parseScene(std::string_view json, const std::string& name) {
   return readJSON<SceneDescription>(json, name, readScene);
 }
 

@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "geoloom/platform/foundation/Result.h"
+#include "geoloom/base/Result.h"
 
 #include "tools/synthetic/Vector.h"
 
@@ -49,7 +49,7 @@ struct SceneDescription {
 };
 
 /// Reads a description; `name` stands at the front of what is wrong with it.
-[[nodiscard]] platform::Result<SceneDescription> parseScene(std::string_view json, const std::string& name);
+[[nodiscard]] base::Result<SceneDescription> parseScene(std::string_view json, const std::string& name);
 
 /// The room of the demonstration, as text.
 [[nodiscard]] std::string_view defaultScene();

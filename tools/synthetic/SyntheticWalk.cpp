@@ -21,8 +21,8 @@
 namespace geoloom::tools {
 namespace {
 
-using platform::Failure;
-using platform::Result;
+using base::Failure;
+using base::Result;
 
 constexpr double boardThickness = 0.006;
 

@@ -6,7 +6,7 @@
 #include <optional>
 #include <string>
 
-#include "geoloom/platform/foundation/Result.h"
+#include "geoloom/base/Result.h"
 
 #include "tools/synthetic/SceneDescription.h"
 
@@ -30,7 +30,7 @@ struct SyntheticWalkSummary {
 /// Renders a walk through the scene as a recording (docs/recordings.md) with its truth.json into a folder
 /// that does not exist or is empty. `progress` hears the number of frames done and of all; it is called on
 /// any thread, one call at a time.
-[[nodiscard]] platform::Result<SyntheticWalkSummary> writeSyntheticWalk(
+[[nodiscard]] base::Result<SyntheticWalkSummary> writeSyntheticWalk(
     const SceneDescription& scene, const SyntheticWalkOptions& options, const std::filesystem::path& folder,
     const std::function<void(std::size_t, std::size_t)>& progress);
 

@@ -9,19 +9,19 @@ ARSession::~ARSession() = default;
 
 void ARSession::setDidUpdateFrame(FrameHandler handler) {
   // The one that is replaced goes with the argument, after the lock: what it holds is the application's.
-  const MutexLock lock(mutex_);
+  const base::MutexLock lock(mutex_);
   didUpdateFrame_.swap(handler);
 }
 
 std::shared_ptr<const ARFrame> ARSession::currentFrame() const {
-  const MutexLock lock(mutex_);
+  const base::MutexLock lock(mutex_);
   return currentFrame_;
 }
 
 void ARSession::deliver(const std::shared_ptr<const ARFrame>& frame) {
   FrameHandler handler;
   {
-    const MutexLock lock(mutex_);
+    const base::MutexLock lock(mutex_);
     currentFrame_ = frame;
     handler = didUpdateFrame_;
   }

@@ -4,7 +4,7 @@
 #include <memory>
 
 #include "geoloom/Export.h"
-#include "geoloom/platform/foundation/Mutex.h"
+#include "geoloom/base/Mutex.h"
 #include "geoloom/platform/foundation/NSObject.h"
 
 namespace geoloom::platform {
@@ -30,7 +30,7 @@ class GEOLOOM_EXPORT ARSession final : public NSObject {
   void deliver(const std::shared_ptr<const ARFrame>& frame);
 
  private:
-  mutable Mutex mutex_;
+  mutable base::Mutex mutex_;
   FrameHandler didUpdateFrame_ GEOLOOM_GUARDED_BY(mutex_);
   std::shared_ptr<const ARFrame> currentFrame_ GEOLOOM_GUARDED_BY(mutex_);
 };

@@ -4,7 +4,7 @@
 #include <array>
 #include <utility>
 
-#include "geoloom/platform/foundation/Mutex.h"
+#include "geoloom/base/Mutex.h"
 
 namespace geoloom::platform {
 
@@ -18,7 +18,7 @@ class ScreenGrid::Spares {
   }
 
   Storage take() {
-    const MutexLock lock(mutex_);
+    const base::MutexLock lock(mutex_);
     if (spares_.empty()) return {};
     Storage storage = std::move(spares_.back());
     spares_.pop_back();
@@ -27,7 +27,7 @@ class ScreenGrid::Spares {
 
   void giveBack(Storage storage) {
     if (storage.sorted.capacity() > LARGEST) return;
-    const MutexLock lock(mutex_);
+    const base::MutexLock lock(mutex_);
     if (spares_.size() < MOST) spares_.push_back(std::move(storage));
   }
 
@@ -37,7 +37,7 @@ class ScreenGrid::Spares {
   /// Points; a frame with more is rare, and its memory worth giving back.
   static constexpr std::size_t LARGEST = 200'000;
 
-  Mutex mutex_;
+  base::Mutex mutex_;
   std::vector<Storage> spares_ GEOLOOM_GUARDED_BY(mutex_);
 };
 

@@ -19,7 +19,7 @@ constexpr std::string_view service = "monitoring";
 constexpr std::string_view putMetricDataTarget = "GraniteServiceVersion20100801.PutMetricData";
 
 struct Registry {
-  Mutex mutex;
+  base::Mutex mutex;
   std::map<std::string, std::shared_ptr<const AWSCloudWatch>> clients GEOLOOM_GUARDED_BY(mutex);
 };
 
@@ -57,12 +57,12 @@ std::string putMetricDataBody(const AWSCloudWatchPutMetricDataInput& input) {
 void AWSCloudWatch::registerCloudWatch(std::shared_ptr<const AWSServiceConfiguration> configuration,
                                        const std::string& key) {
   auto client = std::make_shared<const AWSCloudWatch>(std::move(configuration));
-  const MutexLock lock(registry().mutex);
+  const base::MutexLock lock(registry().mutex);
   registry().clients[key].swap(client);
 }
 
 std::shared_ptr<const AWSCloudWatch> AWSCloudWatch::CloudWatch(const std::string& forKey) {
-  const MutexLock lock(registry().mutex);
+  const base::MutexLock lock(registry().mutex);
   const auto found = registry().clients.find(forKey);
   return found == registry().clients.end() ? nullptr : found->second;
 }

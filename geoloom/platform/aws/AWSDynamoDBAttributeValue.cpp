@@ -6,7 +6,7 @@
 
 #include <fmt/format.h>
 
-#include "geoloom/platform/foundation/Text.h"
+#include "geoloom/base/Text.h"
 
 namespace geoloom::platform {
 
@@ -49,7 +49,7 @@ Value Value::number(std::string value) {
 
 std::optional<Value> toAttribute(const std::optional<std::string>& value) {
   if (!value) return std::nullopt;
-  return Value::text(validUTF8(*value));
+  return Value::text(base::validUTF8(*value));
 }
 
 std::optional<Value> toAttribute(const std::optional<std::int64_t>& value) {

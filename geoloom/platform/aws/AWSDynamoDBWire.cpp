@@ -6,8 +6,8 @@
 
 #include <fmt/format.h>
 
-#include "geoloom/platform/foundation/ObjectText.h"
-#include "geoloom/platform/foundation/Text.h"
+#include "geoloom/base/ObjectText.h"
+#include "geoloom/base/Text.h"
 
 namespace geoloom::platform::dynamodb {
 
@@ -20,15 +20,16 @@ constexpr std::array<std::pair<Value::Type, const char*>, 3> typeNames{
     {{Value::Type::text, "S"}, {Value::Type::number, "N"}, {Value::Type::binary, "B"}}};
 
 std::string objectText(const AWSDynamoDBAttributes& attributes) {
-  ObjectText object;
+  base::ObjectText object;
   for (const auto& [name, attribute] : attributes)
     for (const auto& [type, typeName] : typeNames)
-      if (attribute.type == type) object.addJSON(name, ObjectText().add(typeName, attribute.value).text());
+      if (attribute.type == type)
+        object.addJSON(name, base::ObjectText().add(typeName, attribute.value).text());
   return object.text();
 }
 
 std::string objectText(const std::map<std::string, std::string>& names) {
-  ObjectText object;
+  base::ObjectText object;
   for (const auto& [name, value] : names) object.add(name, value);
   return object.text();
 }
@@ -88,7 +89,7 @@ std::string oneLine(std::string text) {
   if (text.size() > longest) text.resize(longest);
   std::replace_if(
       text.begin(), text.end(), [](char c) { return (c >= 0 && c < ' ') || c == '\x7f'; }, ' ');
-  return validUTF8(text);
+  return base::validUTF8(text);
 }
 
 Kind kindOf(int status, std::string_view type) {
@@ -111,7 +112,7 @@ Kind kindOf(int status, std::string_view type) {
 }  // namespace
 
 std::string scanBody(std::string_view table, const AWSDynamoDBScanExpression& expression) {
-  ObjectText body;
+  base::ObjectText body;
   body.add("TableName", table);
   if (expression.limit) body.addJSON("Limit", std::to_string(*expression.limit));
   if (expression.filterExpression) body.add("FilterExpression", *expression.filterExpression);
@@ -125,7 +126,7 @@ std::string scanBody(std::string_view table, const AWSDynamoDBScanExpression& ex
 }
 
 std::string putItemBody(std::string_view table, const AWSDynamoDBAttributes& item) {
-  return ObjectText().add("TableName", table).addJSON("Item", objectText(item)).text();
+  return base::ObjectText().add("TableName", table).addJSON("Item", objectText(item)).text();
 }
 
 AWSResult<AWSDynamoDBPage<JSON>> readPage(std::string_view body) {

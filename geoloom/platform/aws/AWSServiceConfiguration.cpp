@@ -21,7 +21,7 @@ AWSStaticCredentialsProvider::AWSStaticCredentialsProvider(std::string accessKey
 std::shared_ptr<const signature::Key> AWSStaticCredentialsProvider::signingKey(
     std::string_view day, std::string_view region, std::string_view service) const {
   const std::string scope = signature::scopeOf(day, region, service);
-  const MutexLock lock(mutex_);
+  const base::MutexLock lock(mutex_);
   const auto kept =
       std::find_if(keys_.begin(), keys_.end(), [&](const auto& key) { return key->scope == scope; });
   if (kept != keys_.end()) return *kept;
@@ -47,13 +47,13 @@ AWSServiceManager& AWSServiceManager::defaultServiceManager() {
 }
 
 std::shared_ptr<const AWSServiceConfiguration> AWSServiceManager::defaultServiceConfiguration() const {
-  const MutexLock lock(mutex_);
+  const base::MutexLock lock(mutex_);
   return configuration_;
 }
 
 void AWSServiceManager::setDefaultServiceConfiguration(
     std::shared_ptr<const AWSServiceConfiguration> configuration) {
-  const MutexLock lock(mutex_);
+  const base::MutexLock lock(mutex_);
   configuration_.swap(configuration);
 }
 

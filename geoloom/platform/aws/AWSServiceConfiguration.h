@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "geoloom/Export.h"
-#include "geoloom/platform/foundation/Mutex.h"
+#include "geoloom/base/Mutex.h"
 
 namespace geoloom::platform {
 
@@ -37,7 +37,7 @@ class GEOLOOM_EXPORT AWSStaticCredentialsProvider {
  private:
   const std::string accessKey_;
   const std::string secretKey_;
-  mutable Mutex mutex_;
+  mutable base::Mutex mutex_;
   /// Of one day.
   mutable std::vector<std::shared_ptr<const signature::Key>> keys_ GEOLOOM_GUARDED_BY(mutex_);
 };
@@ -76,7 +76,7 @@ class GEOLOOM_EXPORT AWSServiceManager {
 
  private:
   AWSServiceManager() = default;
-  mutable Mutex mutex_;
+  mutable base::Mutex mutex_;
   std::shared_ptr<const AWSServiceConfiguration> configuration_ GEOLOOM_GUARDED_BY(mutex_);
 };
 

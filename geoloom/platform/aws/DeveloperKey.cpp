@@ -6,7 +6,7 @@
 #include <openssl/hmac.h>
 #include <openssl/provider.h>
 
-#include "geoloom/platform/foundation/Hexadecimal.h"
+#include "geoloom/base/Hexadecimal.h"
 
 namespace geoloom::platform {
 
@@ -29,7 +29,7 @@ std::string DeveloperKey::hash(std::string_view developerKey) {
   std::array<unsigned char, EVP_MAX_MD_SIZE> digest{};
   unsigned int size = 0;
   EVP_Digest(developerKey.data(), developerKey.size(), digest.data(), &size, md5(), nullptr);
-  return hexadecimal({digest.data(), size});
+  return base::hexadecimal({digest.data(), size});
 }
 
 DeveloperKey::Pair DeveloperKey::pair(std::string_view developerKey) {
@@ -42,7 +42,7 @@ DeveloperKey::Pair DeveloperKey::pair(std::string_view developerKey) {
   HMAC(EVP_sha256(), developerKey.empty() ? "" : developerKey.data(), static_cast<int>(developerKey.size()),
        reinterpret_cast<const unsigned char*>(SECRET_KEY_LABEL.data()), SECRET_KEY_LABEL.size(),
        digest.data(), &size);
-  return {hash(developerKey), hexadecimal({digest.data(), size})};
+  return {hash(developerKey), base::hexadecimal({digest.data(), size})};
 }
 
 }  // namespace geoloom::platform

@@ -11,7 +11,7 @@
 #include <fmt/format.h>
 #include <openssl/evp.h>
 
-#include "geoloom/platform/foundation/Hexadecimal.h"
+#include "geoloom/base/Hexadecimal.h"
 #include "geoloom/platform/network/HTTPAddress.h"
 
 namespace geoloom::platform::signature {
@@ -136,15 +136,15 @@ bool sign(HTTPRequest& request, const Key& key, std::string_view time) {
   }
   const auto body = sha256({request.body});
   if (!body) return false;
-  canonical.append("\n").append(names).append("\n").append(hexadecimal(*body));
+  canonical.append("\n").append(names).append("\n").append(base::hexadecimal(*body));
   const auto digest = sha256({canonical});
   if (!digest) return false;
-  const auto signature = hmac(
-      bytesOf(key.bytes), fmt::format("{}\n{}\n{}\n{}", algorithm, time, key.scope, hexadecimal(*digest)));
+  const auto signature = hmac(bytesOf(key.bytes), fmt::format("{}\n{}\n{}\n{}", algorithm, time, key.scope,
+                                                              base::hexadecimal(*digest)));
   if (!signature) return false;
   request.headers.emplace_back("Authorization",
                                fmt::format("{} Credential={}/{}, SignedHeaders={}, Signature={}", algorithm,
-                                           key.accessKey, key.scope, names, hexadecimal(*signature)));
+                                           key.accessKey, key.scope, names, base::hexadecimal(*signature)));
   return true;
 }
 

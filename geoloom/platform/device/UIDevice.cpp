@@ -15,11 +15,11 @@
 #include <sys/utsname.h>
 #include <unistd.h>
 
+#include "geoloom/base/Descriptor.h"
+#include "geoloom/base/PrivateDirectory.h"
+#include "geoloom/base/ReadFile.h"
 #include "geoloom/platform/device/OSRelease.h"
-#include "geoloom/platform/foundation/Descriptor.h"
 #include "geoloom/platform/foundation/FileManager.h"
-#include "geoloom/platform/foundation/PrivateDirectory.h"
-#include "geoloom/platform/foundation/ReadFile.h"
 
 namespace geoloom::platform {
 
@@ -51,7 +51,7 @@ std::optional<std::string> randomUUID() {
   return text;
 }
 
-std::optional<std::string> readUUID(const Descriptor& file) {
+std::optional<std::string> readUUID(const base::Descriptor& file) {
   std::array<char, uuidLength> text{};
   if (::pread(file.get(), text.data(), text.size(), 0) != static_cast<ssize_t>(text.size()))
     return std::nullopt;
@@ -59,7 +59,7 @@ std::optional<std::string> readUUID(const Descriptor& file) {
   return isUUID(read) ? std::optional<std::string>(read) : std::nullopt;
 }
 
-bool writeUUID(const Descriptor& file, const std::string& uuid) {
+bool writeUUID(const base::Descriptor& file, const std::string& uuid) {
   const std::string line = uuid + "\n";
   return ::fchmod(file.get(), S_IRUSR | S_IWUSR) == 0 && ::ftruncate(file.get(), 0) == 0 &&
          ::pwrite(file.get(), line.data(), line.size(), 0) == static_cast<ssize_t>(line.size()) &&
@@ -68,9 +68,10 @@ bool writeUUID(const Descriptor& file, const std::string& uuid) {
 
 /// The UUID kept in `path`; a new one is written where there is none yet or the file does not hold one.
 std::optional<std::string> keptUUID(const std::filesystem::path& path) {
-  const Descriptor file(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, S_IRUSR | S_IWUSR));
+  const base::Descriptor file(
+      ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, S_IRUSR | S_IWUSR));
   if (!file) {
-    const Descriptor readOnly(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
+    const base::Descriptor readOnly(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
     return readOnly ? readUUID(readOnly) : std::nullopt;
   }
   // Whoever gets the lock first writes; the others, in this process or another, read what it wrote.
@@ -91,8 +92,8 @@ const UIDevice& UIDevice::current() {
 }
 
 std::string UIDevice::systemVersion() const {
-  std::string text = contentOf("/etc/os-release");
-  if (text.empty()) text = contentOf("/usr/lib/os-release");
+  std::string text = base::contentOf("/etc/os-release");
+  if (text.empty()) text = base::contentOf("/usr/lib/os-release");
   return osReleaseValue(text, "VERSION_ID");
 }
 
@@ -108,7 +109,7 @@ std::string UIDevice::modelIdentifier() const {
 std::optional<std::string> UIDevice::identifierForVendor() const {
   const std::optional<std::filesystem::path> directory = FileManager::stateDirectory();
   if (!directory) return std::nullopt;
-  createPrivateDirectories(*directory);
+  base::createPrivateDirectories(*directory);
   return keptUUID(*directory / "vendor-identifier");
 }
 

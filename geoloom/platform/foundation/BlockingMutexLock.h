@@ -1,7 +1,7 @@
 #pragma once
 
+#include "geoloom/base/Mutex.h"
 #include "geoloom/platform/foundation/Dispatch.h"
-#include "geoloom/platform/foundation/Mutex.h"
 
 namespace geoloom::platform {
 
@@ -9,11 +9,11 @@ namespace geoloom::platform {
 /// queues' pool stands in.
 class GEOLOOM_SCOPED_CAPABILITY BlockingMutexLock {
  public:
-  explicit BlockingMutexLock(Mutex& mutex) GEOLOOM_ACQUIRE(mutex) : mutex_(mutex) {
+  explicit BlockingMutexLock(base::Mutex& mutex) GEOLOOM_ACQUIRE(mutex) : mutex_(mutex) {
     // The scope ends without the lock: while the process exits, it does not return.
     while (!mutex_.tryLock()) {
       const BlockingScope waiting;
-      const MutexLock passed(mutex_);
+      const base::MutexLock passed(mutex_);
     }
   }
   ~BlockingMutexLock() GEOLOOM_RELEASE() { mutex_.unlock(); }
@@ -21,7 +21,7 @@ class GEOLOOM_SCOPED_CAPABILITY BlockingMutexLock {
   BlockingMutexLock& operator=(const BlockingMutexLock&) = delete;
 
  private:
-  Mutex& mutex_;
+  base::Mutex& mutex_;
 };
 
 }  // namespace geoloom::platform

@@ -6,17 +6,17 @@
 #include <system_error>
 #include <utility>
 
+#include "geoloom/base/Mutex.h"
+#include "geoloom/base/ReadFile.h"
 #include "geoloom/platform/foundation/ApplicationIdentity.h"
 #include "geoloom/platform/foundation/FileManager.h"
-#include "geoloom/platform/foundation/Mutex.h"
-#include "geoloom/platform/foundation/ReadFile.h"
 
 namespace geoloom::platform {
 
 namespace {
 
 struct MainBundle {
-  Mutex mutex;
+  base::Mutex mutex;
   std::string identifier GEOLOOM_GUARDED_BY(mutex);
 };
 
@@ -42,15 +42,16 @@ bool isDesktopApplication(const std::string& identifier, const std::string& exec
   if (identifier.empty() || identifier.find('/') != std::string::npos) return false;
   const auto directories = FileManager::dataDirectories();
   return std::any_of(directories.begin(), directories.end(), [&](const std::filesystem::path& directory) {
-    return desktopEntryStarts(contentOf(directory / "applications" / (identifier + ".desktop")), executable);
+    return desktopEntryStarts(base::contentOf(directory / "applications" / (identifier + ".desktop")),
+                              executable);
   });
 }
 
 std::string identifierFromSystem() {
-  if (auto identifier = flatpakIdentifier(contentOf("/.flatpak-info")); !identifier.empty())
+  if (auto identifier = flatpakIdentifier(base::contentOf("/.flatpak-info")); !identifier.empty())
     return identifier;
   auto executable = executableName();
-  auto identifier = desktopIdentifier(contentOf("/proc/self/cgroup"));
+  auto identifier = desktopIdentifier(base::contentOf("/proc/self/cgroup"));
   return isDesktopApplication(identifier, executable) ? identifier : executable;
 }
 
@@ -59,7 +60,7 @@ std::string identifierFromSystem() {
 std::string Bundle::mainBundleIdentifier() {
   {
     MainBundle& bundle = mainBundle();
-    const MutexLock lock(bundle.mutex);
+    const base::MutexLock lock(bundle.mutex);
     if (!bundle.identifier.empty()) return bundle.identifier;
   }
   static const std::string& identifier = *new std::string(identifierFromSystem());
@@ -68,7 +69,7 @@ std::string Bundle::mainBundleIdentifier() {
 
 void Bundle::setMainBundleIdentifier(std::string identifier) {
   MainBundle& bundle = mainBundle();
-  const MutexLock lock(bundle.mutex);
+  const base::MutexLock lock(bundle.mutex);
   bundle.identifier = std::move(identifier);
 }
 

@@ -4,9 +4,9 @@
 #include <map>
 #include <utility>
 
-#include "geoloom/platform/foundation/Mutex.h"
-#include "geoloom/platform/foundation/ThreadPool.h"
-#include "geoloom/platform/foundation/TimerSlots.h"
+#include "geoloom/base/Mutex.h"
+#include "geoloom/base/ThreadPool.h"
+#include "geoloom/base/TimerSlots.h"
 
 namespace geoloom::platform {
 
@@ -21,14 +21,14 @@ class SystemClock final : public Clock {
 
   void schedule(nanoseconds delay, std::function<void()> action) override {
     if (delay > nanoseconds::zero())
-      TimerSlots::shared().add(delay, std::move(action));
+      base::TimerSlots::shared().add(delay, std::move(action));
     else
-      ThreadPool::shared().post(std::move(action));
+      base::ThreadPool::shared().post(std::move(action));
   }
 };
 
 struct CurrentClock {
-  Mutex mutex;
+  base::Mutex mutex;
   std::shared_ptr<Clock> clock GEOLOOM_GUARDED_BY(mutex) = std::make_shared<SystemClock>();
 };
 
@@ -52,7 +52,7 @@ Clock::~Clock() = default;
 
 std::shared_ptr<Clock> Clock::current() {
   CurrentClock& current = currentClock();
-  const MutexLock lock(current.mutex);
+  const base::MutexLock lock(current.mutex);
   return current.clock;
 }
 
@@ -60,7 +60,7 @@ void Clock::install(std::shared_ptr<Clock> clock) {
   if (!clock) clock = std::make_shared<SystemClock>();
   CurrentClock& current = currentClock();
   // The old one falls when the lock is released: the tasks that it holds may ask for the clock as they go.
-  const MutexLock lock(current.mutex);
+  const base::MutexLock lock(current.mutex);
   current.clock.swap(clock);
 }
 
@@ -68,14 +68,14 @@ struct ManualClock::State {
   explicit State(Date begin) : start(begin) {}
 
   const Date start;
-  mutable Mutex mutex;
+  mutable base::Mutex mutex;
   nanoseconds now GEOLOOM_GUARDED_BY(mutex){0};
   /// By time; actions of one time in the order given.
   std::multimap<nanoseconds, std::function<void()>> actions GEOLOOM_GUARDED_BY(mutex);
 
   /// The next action due by `target`, with the time moved to its own; with none left the time is `target`.
   std::function<void()> takeDue(nanoseconds target) {
-    const MutexLock lock(mutex);
+    const base::MutexLock lock(mutex);
     const auto first = actions.begin();
     if (first == actions.end() || first->first > target) {
       now = std::max(now, target);
@@ -97,7 +97,7 @@ Date ManualClock::date() const {
 }
 
 nanoseconds ManualClock::uptime() const {
-  const MutexLock lock(state_->mutex);
+  const base::MutexLock lock(state_->mutex);
   return state_->now;
 }
 
@@ -106,7 +106,7 @@ void ManualClock::schedule(nanoseconds delay, std::function<void()> action) {
     action();
     return;
   }
-  const MutexLock lock(state_->mutex);
+  const base::MutexLock lock(state_->mutex);
   state_->actions.emplace(later(state_->now, delay), std::move(action));
 }
 
@@ -116,7 +116,7 @@ void ManualClock::advance(nanoseconds span) {
 }
 
 std::size_t ManualClock::pending() const {
-  const MutexLock lock(state_->mutex);
+  const base::MutexLock lock(state_->mutex);
   return state_->actions.size();
 }
 

@@ -8,12 +8,12 @@
 #include <mutex>
 #include <utility>
 
+#include "geoloom/base/Mutex.h"
+#include "geoloom/base/ProcessExit.h"
+#include "geoloom/base/Thread.h"
+#include "geoloom/base/ThreadPool.h"
 #include "geoloom/platform/foundation/Clock.h"
 #include "geoloom/platform/foundation/Log.h"
-#include "geoloom/platform/foundation/Mutex.h"
-#include "geoloom/platform/foundation/ProcessExit.h"
-#include "geoloom/platform/foundation/Thread.h"
-#include "geoloom/platform/foundation/ThreadPool.h"
 
 namespace geoloom::platform {
 
@@ -28,7 +28,7 @@ thread_local int waits = 0;
 thread_local const DispatchQueue* runningQueue = nullptr;
 
 void run(const DispatchQueue& queue, const Task& task) {
-  const Work work;
+  const base::Work work;
   if (!work) return;
   const DispatchQueue* const outer = std::exchange(runningQueue, &queue);
   try {
@@ -53,7 +53,7 @@ class SerialQueue final : public DispatchQueue {
   void async(Task task) override {
     Tasks added;
     added.push_back(std::move(task));
-    const MutexLock lock(mutex_);
+    const base::MutexLock lock(mutex_);
     // First: if it throws, nothing was added. Parts may be waiting only where memory was short before.
     if (!isBusy_ && (holds_ == 0 || !parts_.empty())) runNextSoon();
     tasks_.splice(tasks_.end(), added);
@@ -63,19 +63,19 @@ class SerialQueue final : public DispatchQueue {
   void continueTask(Task part) {
     Tasks added;
     added.push_back(std::move(part));
-    const MutexLock lock(mutex_);
+    const base::MutexLock lock(mutex_);
     if (!isBusy_) runNextSoon();
     parts_.splice(parts_.end(), added);
   }
 
   /// The task that runs does not end before a `release` more.
   void retain() {
-    const MutexLock lock(mutex_);
+    const base::MutexLock lock(mutex_);
     ++holds_;
   }
 
   void release() {
-    const MutexLock lock(mutex_);
+    const base::MutexLock lock(mutex_);
     --holds_;
     goOn();
   }
@@ -84,9 +84,9 @@ class SerialQueue final : public DispatchQueue {
   using Tasks = std::list<Task>;
 
   void runNextSoon() GEOLOOM_REQUIRES(mutex_) {
-    ThreadPool::shared().post([self = std::static_pointer_cast<SerialQueue>(shared_from_this())] {
+    base::ThreadPool::shared().post([self = std::static_pointer_cast<SerialQueue>(shared_from_this())] {
       run(*self, self->takeNext());
-      const MutexLock lock(self->mutex_);
+      const base::MutexLock lock(self->mutex_);
       self->isBusy_ = false;
       self->goOn();
     });
@@ -103,7 +103,7 @@ class SerialQueue final : public DispatchQueue {
   }
 
   Task takeNext() {
-    const MutexLock lock(mutex_);
+    const base::MutexLock lock(mutex_);
     Tasks& tasks = parts_.empty() ? tasks_ : parts_;
     Task task = std::move(tasks.front());
     tasks.pop_front();
@@ -111,7 +111,7 @@ class SerialQueue final : public DispatchQueue {
   }
 
   const std::string label_;
-  Mutex mutex_;
+  base::Mutex mutex_;
   Tasks tasks_ GEOLOOM_GUARDED_BY(mutex_);
   /// Those of the task that holds the queue go first.
   Tasks parts_ GEOLOOM_GUARDED_BY(mutex_);
@@ -149,7 +149,7 @@ class GlobalQueue final : public DispatchQueue {
 
   const std::string& label() const override { return label_; }
   void async(Task task) override {
-    ThreadPool::shared().post([this, task = std::move(task)] { run(*this, task); });
+    base::ThreadPool::shared().post([this, task = std::move(task)] { run(*this, task); });
   }
   bool isCurrent() const override { return runningQueue == this; }
 
@@ -161,12 +161,13 @@ class GlobalQueue final : public DispatchQueue {
 class MainThread {
  public:
   MainThread() {
-    if (!startThread("geoloom-main", [this] { loop(); })) SystemLog::log("The main queue has no thread");
+    if (!base::startThread("geoloom-main", [this] { loop(); }))
+      SystemLog::log("The main queue has no thread");
   }
 
   void post(Task task) {
     {
-      const MutexLock lock(mutex_);
+      const base::MutexLock lock(mutex_);
       tasks_.push_back(std::move(task));
     }
     arrived_.notify_one();
@@ -177,7 +178,7 @@ class MainThread {
     for (;;) {
       Task task;
       {
-        const MutexLock lock(mutex_);
+        const base::MutexLock lock(mutex_);
         while (tasks_.empty()) arrived_.wait(mutex_);
         task = std::move(tasks_.front());
         tasks_.pop_front();
@@ -186,7 +187,7 @@ class MainThread {
     }
   }
 
-  Mutex mutex_;
+  base::Mutex mutex_;
   std::condition_variable_any arrived_;
   std::deque<Task> tasks_ GEOLOOM_GUARDED_BY(mutex_);
 };
@@ -199,7 +200,7 @@ class TheMainQueue final : public DispatchQueue {
   void async(Task task) override {
     // The posting function is set once, before the first task; from then on it is only read.
     std::call_once(decided_, [this] { post_ = ownThread(); });
-    ThreadPool::Batch::end();
+    base::ThreadPool::Batch::end();
     post_([this, task = std::move(task)] { run(*this, task); });
   }
   bool isCurrent() const override { return runningQueue == this; }
@@ -258,7 +259,7 @@ void DispatchQueue::asyncAfter(std::chrono::nanoseconds delay, Task task) {
 
 void DispatchQueue::sync(const Task& task) {
   // A destructor that runs at exit would wait for a task that is never run.
-  if (isProcessExiting()) return;
+  if (base::isProcessExiting()) return;
   DispatchSemaphore done(0);
   async([&task, &done] {
     // Once more, so that what it throws is logged before this returns.
@@ -272,23 +273,23 @@ bool MainQueue::handOver(std::function<void(Task)> post) {
   return theMainQueue()->handOver(std::move(post));
 }
 
-BlockingScope::BlockingScope() : counted_(ThreadPool::isPoolThread()) {
-  ThreadPool::Batch::end();
-  if (counted_ && waits++ == 0) Work::suspend();
+BlockingScope::BlockingScope() : counted_(base::ThreadPool::isPoolThread()) {
+  base::ThreadPool::Batch::end();
+  if (counted_ && waits++ == 0) base::Work::suspend();
 }
 
 BlockingScope::~BlockingScope() {
-  if (counted_ && --waits == 0) Work::resume();
+  if (counted_ && --waits == 0) base::Work::resume();
 }
 
 struct DispatchSemaphore::State {
-  Mutex mutex;
+  base::Mutex mutex;
   std::condition_variable_any raised;
   long value GEOLOOM_GUARDED_BY(mutex);
 
   /// Takes one without waiting.
   bool take() {
-    const MutexLock lock(mutex);
+    const base::MutexLock lock(mutex);
     if (value <= 0) return false;
     --value;
     return true;
@@ -302,7 +303,7 @@ DispatchSemaphore::~DispatchSemaphore() = default;
 void DispatchSemaphore::wait() {
   if (state_->take()) return;
   const BlockingScope waiting;
-  const MutexLock lock(state_->mutex);
+  const base::MutexLock lock(state_->mutex);
   while (state_->value <= 0) state_->raised.wait(state_->mutex);
   --state_->value;
 }
@@ -313,7 +314,7 @@ bool DispatchSemaphore::wait(std::chrono::nanoseconds timeout) {
   timeout = std::min<std::chrono::nanoseconds>(timeout, std::chrono::hours(24 * 365));
   const BlockingScope waiting;
   const auto deadline = std::chrono::steady_clock::now() + timeout;
-  const MutexLock lock(state_->mutex);
+  const base::MutexLock lock(state_->mutex);
   while (state_->value <= 0) {
     if (state_->raised.wait_until(state_->mutex, deadline) == std::cv_status::timeout && state_->value <= 0)
       return false;
@@ -324,7 +325,7 @@ bool DispatchSemaphore::wait(std::chrono::nanoseconds timeout) {
 
 void DispatchSemaphore::signal() {
   // Notified under the lock: a waiter may destroy the semaphore as soon as it gets through.
-  const MutexLock lock(state_->mutex);
+  const base::MutexLock lock(state_->mutex);
   ++state_->value;
   state_->raised.notify_one();
 }

@@ -6,7 +6,7 @@
 #include <string>
 
 #include "geoloom/Export.h"
-#include "geoloom/platform/foundation/StandIn.h"
+#include "geoloom/base/StandIn.h"
 
 namespace geoloom::platform {
 
@@ -70,7 +70,7 @@ class GEOLOOM_EXPORT BlockingScope {
   BlockingScope& operator=(const BlockingScope&) = delete;
 
  private:
-  const StandIn standIn_;
+  const base::StandIn standIn_;
   const bool counted_;
 };
 

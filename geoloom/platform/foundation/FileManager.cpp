@@ -6,8 +6,8 @@
 #include <string>
 #include <utility>
 
+#include "geoloom/base/Mutex.h"
 #include "geoloom/platform/foundation/Bundle.h"
-#include "geoloom/platform/foundation/Mutex.h"
 
 namespace geoloom::platform {
 
@@ -16,7 +16,7 @@ namespace {
 using Path = std::filesystem::path;
 
 struct Overrides {
-  Mutex mutex;
+  base::Mutex mutex;
   std::optional<Path> documents GEOLOOM_GUARDED_BY(mutex);
   std::optional<Path> state GEOLOOM_GUARDED_BY(mutex);
 };
@@ -67,7 +67,7 @@ std::vector<Path> FileManager::dataDirectories() {
 std::optional<Path> FileManager::documentsDirectory() {
   {
     Overrides& set = overrides();
-    const MutexLock lock(set.mutex);
+    const base::MutexLock lock(set.mutex);
     if (set.documents) return set.documents;
   }
   const std::optional<Path> base = dataHome();
@@ -78,7 +78,7 @@ std::optional<Path> FileManager::documentsDirectory() {
 std::optional<Path> FileManager::stateDirectory() {
   {
     Overrides& set = overrides();
-    const MutexLock lock(set.mutex);
+    const base::MutexLock lock(set.mutex);
     if (set.state) return set.state;
   }
   const std::optional<Path> base = baseDirectory("XDG_STATE_HOME", ".local/state");
@@ -88,13 +88,13 @@ std::optional<Path> FileManager::stateDirectory() {
 
 void FileManager::setDocumentsDirectory(std::optional<Path> directory) {
   Overrides& set = overrides();
-  const MutexLock lock(set.mutex);
+  const base::MutexLock lock(set.mutex);
   set.documents = std::move(directory);
 }
 
 void FileManager::setStateDirectory(std::optional<Path> directory) {
   Overrides& set = overrides();
-  const MutexLock lock(set.mutex);
+  const base::MutexLock lock(set.mutex);
   set.state = std::move(directory);
 }
 

@@ -10,7 +10,7 @@
 #include <sys/un.h>
 #include <syslog.h>
 
-#include "geoloom/platform/foundation/Descriptor.h"
+#include "geoloom/base/Descriptor.h"
 
 namespace geoloom::platform {
 
@@ -40,7 +40,7 @@ bool sendToJournal(std::string_view line, const char* socket) {
   const std::string_view path(socket);
   if (path.size() >= sizeof address.sun_path) return false;
   std::copy(path.begin(), path.end(), address.sun_path);
-  const Descriptor sender(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+  const base::Descriptor sender(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
   // A journal that hangs holds a line up, not the kit.
   const timeval patience{1, 0};
   ::setsockopt(sender.get(), SOL_SOCKET, SO_SNDTIMEO, &patience, sizeof patience);

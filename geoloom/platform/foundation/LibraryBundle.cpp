@@ -4,14 +4,14 @@
 
 #include <dlfcn.h>
 
-#include "geoloom/platform/foundation/Mutex.h"
+#include "geoloom/base/Mutex.h"
 
 namespace geoloom::platform {
 
 namespace {
 
 struct Places {
-  Mutex mutex;
+  base::Mutex mutex;
   std::map<std::string, std::filesystem::path> paths GEOLOOM_GUARDED_BY(mutex);
 };
 
@@ -41,7 +41,7 @@ std::optional<std::filesystem::path> LibraryBundle::pathForResource(std::string_
                                                                     std::string_view extension) {
   const std::string file = fileName(name, extension);
   {
-    const MutexLock guard(places().mutex);
+    const base::MutexLock guard(places().mutex);
     const auto said = places().paths.find(file);
     if (said != places().paths.end()) return said->second;
   }
@@ -57,7 +57,7 @@ std::optional<std::filesystem::path> LibraryBundle::pathForResource(std::string_
 
 void LibraryBundle::setPathForResource(std::string_view name, std::string_view extension,
                                        std::filesystem::path path) {
-  const MutexLock guard(places().mutex);
+  const base::MutexLock guard(places().mutex);
   if (path.empty()) {
     places().paths.erase(fileName(name, extension));
   } else {

@@ -9,8 +9,8 @@
 
 #include <unistd.h>
 
+#include "geoloom/base/Mutex.h"
 #include "geoloom/platform/foundation/Journal.h"
-#include "geoloom/platform/foundation/Mutex.h"
 
 namespace geoloom::platform {
 
@@ -53,7 +53,7 @@ class LineStream {
   void setSink(LineSink call) {
     // The old one falls when the lock is released: what it holds may print as it goes.
     std::shared_ptr<Sink> old = call ? std::make_shared<Sink>(Sink{std::move(call)}) : nullptr;
-    const MutexLock lock(mutex_);
+    const base::MutexLock lock(mutex_);
     sink_.swap(old);
     if (!old || sinkCalls != nullptr) return;
     while (old->running > 0) idle_.wait(mutex_);
@@ -73,13 +73,13 @@ class LineStream {
   }
 
   std::shared_ptr<Sink> enter() {
-    const MutexLock lock(mutex_);
+    const base::MutexLock lock(mutex_);
     if (sink_) ++sink_->running;
     return sink_;
   }
 
   void leave(Sink& sink) {
-    const MutexLock lock(mutex_);
+    const base::MutexLock lock(mutex_);
     if (--sink.running == 0) idle_.notify_all();
   }
 
@@ -101,7 +101,7 @@ class LineStream {
     funlockfile(file_);
   }
 
-  Mutex mutex_;
+  base::Mutex mutex_;
   std::condition_variable_any idle_;
   /// Nothing for the default.
   std::shared_ptr<Sink> sink_ GEOLOOM_GUARDED_BY(mutex_);

@@ -7,20 +7,20 @@ namespace geoloom::platform {
 void NSLock::lock() {
   if (tryLock()) return;
   const BlockingScope waiting;
-  const MutexLock guard(mutex_);
+  const base::MutexLock guard(mutex_);
   while (held_) released_.wait(mutex_);
   held_ = true;
 }
 
 bool NSLock::tryLock() {
-  const MutexLock guard(mutex_);
+  const base::MutexLock guard(mutex_);
   if (held_) return false;
   held_ = true;
   return true;
 }
 
 void NSLock::unlock() {
-  const MutexLock guard(mutex_);
+  const base::MutexLock guard(mutex_);
   held_ = false;
   // Under the lock: whoever takes it next may destroy all of this.
   released_.notify_one();

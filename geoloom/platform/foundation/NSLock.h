@@ -3,7 +3,7 @@
 #include <condition_variable>
 
 #include "geoloom/Export.h"
-#include "geoloom/platform/foundation/Mutex.h"
+#include "geoloom/base/Mutex.h"
 
 namespace geoloom::platform {
 
@@ -17,7 +17,7 @@ class GEOLOOM_EXPORT NSLock {
   void unlock();
 
  private:
-  Mutex mutex_;
+  base::Mutex mutex_;
   std::condition_variable_any released_;
   bool held_ GEOLOOM_GUARDED_BY(mutex_) = false;
 };

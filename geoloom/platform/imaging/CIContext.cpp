@@ -4,8 +4,8 @@
 #include <cstring>
 #include <utility>
 
-#include "geoloom/platform/foundation/AtEnd.h"
-#include "geoloom/platform/foundation/WhereMemorySuffices.h"
+#include "geoloom/base/ScopeExit.h"
+#include "geoloom/base/WhereMemorySuffices.h"
 #include "geoloom/platform/imaging/CGContext.h"
 #include "geoloom/platform/imaging/Pixels.h"
 #include "geoloom/platform/imaging/VideoToolbox.h"
@@ -64,8 +64,8 @@ CIImage CIImage::transformed(const CGAffineTransform& by) const {
 bool CIContext::render(const CIImage& image, CVPixelBuffer& to) const {
   if (to.planeCount() != 1) return false;
   to.lockBaseAddress();
-  const AtEnd unlock([&] { to.unlockBaseAddress(); });
-  return whereMemorySuffices([&] {
+  const base::ScopeExit unlock([&] { to.unlockBaseAddress(); });
+  return base::whereMemorySuffices([&] {
     CGContext context(to.baseAddress(), to.width(), to.height(), to.bytesPerRow(),
                       layoutOf(to.pixelFormatType()));
     return renderInto(context, to.baseAddress(), image, {0, 0});
@@ -81,7 +81,7 @@ std::shared_ptr<CGImage> CIContext::createCGImage(const CIImage& image, const CG
   const CGPixelLayout layout = layoutOf(gray ? CVPixelFormatType::oneComponent8 : CVPixelFormatType::BGRA32);
   const std::size_t rowBytes = width * layout.bytesPerPixel();
   if (!isPicture(width, height, rowBytes, layout.bytesPerPixel())) return nullptr;
-  return whereMemorySuffices([&]() -> std::shared_ptr<CGImage> {
+  return base::whereMemorySuffices([&]() -> std::shared_ptr<CGImage> {
     PixelMemory memory = allocatePixels(rowBytes * height);
     if (!memory) return nullptr;
     CGContext context(memory.get(), width, height, rowBytes, layout);

@@ -7,7 +7,7 @@
 #include <limits>
 #include <utility>
 
-#include "geoloom/platform/foundation/WhereMemorySuffices.h"
+#include "geoloom/base/WhereMemorySuffices.h"
 
 namespace geoloom::platform {
 
@@ -67,7 +67,7 @@ struct CVPixelBuffer::State {
 CVPixelBuffer::CVPixelBuffer() : state_(std::make_unique<State>()) {}
 
 std::shared_ptr<CVPixelBuffer> CVPixelBuffer::empty() {
-  return whereMemorySuffices([] { return std::shared_ptr<CVPixelBuffer>(new CVPixelBuffer); });
+  return base::whereMemorySuffices([] { return std::shared_ptr<CVPixelBuffer>(new CVPixelBuffer); });
 }
 
 CVPixelBuffer::~CVPixelBuffer() {

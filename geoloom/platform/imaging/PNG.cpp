@@ -8,8 +8,8 @@
 #include <libyuv.h>
 #include <spng.h>
 
-#include "geoloom/platform/foundation/ReadFile.h"
-#include "geoloom/platform/foundation/WhereMemorySuffices.h"
+#include "geoloom/base/ReadFile.h"
+#include "geoloom/base/WhereMemorySuffices.h"
 
 namespace geoloom::platform {
 
@@ -57,19 +57,19 @@ Form formOf(const spng_ihdr& header, bool transparentColour) {
 }
 
 template <class Sample>
-Result<PNGImage> decodeSamples(spng_ctx* context, const spng_ihdr& header, const Form& form,
-                               const std::string& name) {
+base::Result<PNGImage> decodeSamples(spng_ctx* context, const spng_ihdr& header, const Form& form,
+                                     const std::string& name) {
   std::size_t bytes = 0;
   if (const int error = spng_decoded_image_size(context, form.format, &bytes); error != 0) {
-    return Failure{name + ": " + spng_strerror(error)};
+    return base::Failure{name + ": " + spng_strerror(error)};
   }
   const std::size_t count = std::size_t{header.width} * header.height * form.channels;
-  if (bytes != count * sizeof(Sample)) return Failure{name + ": unexpected layout of samples"};
-  auto samples = whereMemorySuffices([&] { return std::make_optional(std::vector<Sample>(count)); });
-  if (!samples) return Failure{name + ": out of memory"};
+  if (bytes != count * sizeof(Sample)) return base::Failure{name + ": unexpected layout of samples"};
+  auto samples = base::whereMemorySuffices([&] { return std::make_optional(std::vector<Sample>(count)); });
+  if (!samples) return base::Failure{name + ": out of memory"};
   if (const int error = spng_decode_image(context, samples->data(), bytes, form.format, form.flags);
       error != 0) {
-    return Failure{name + ": damaged PNG file: " + spng_strerror(error)};
+    return base::Failure{name + ": damaged PNG file: " + spng_strerror(error)};
   }
   return PNGImage{header.width, header.height, form.channels, *std::move(samples)};
 }
@@ -86,48 +86,48 @@ std::size_t sampleCount(const PNGImage& image) {
 
 }  // namespace
 
-Result<PNGImage> decodePNG(std::span<const std::uint8_t> bytes, const std::string& name) {
+base::Result<PNGImage> decodePNG(std::span<const std::uint8_t> bytes, const std::string& name) {
   const Context context(spng_ctx_new(0));
-  if (!context) return Failure{name + ": out of memory"};
+  if (!context) return base::Failure{name + ": out of memory"};
   spng_set_image_limits(context.get(), maximumPNGSide, maximumPNGSide);
   spng_set_chunk_limits(context.get(), std::size_t{1} << 24, std::size_t{1} << 26);
   if (const int error = spng_set_png_buffer(context.get(), bytes.data(), bytes.size()); error != 0) {
-    return Failure{name + ": " + spng_strerror(error)};
+    return base::Failure{name + ": " + spng_strerror(error)};
   }
   spng_ihdr header{};
   if (const int error = spng_get_ihdr(context.get(), &header); error != 0) {
-    return Failure{name + ": not a PNG file that can be read: " + spng_strerror(error)};
+    return base::Failure{name + ": not a PNG file that can be read: " + spng_strerror(error)};
   }
   const std::uint64_t pixels = std::uint64_t{header.width} * header.height;
-  if (pixels > maximumPixels) return Failure{name + ": the picture is too large"};
+  if (pixels > maximumPixels) return base::Failure{name + ": the picture is too large"};
   if (pixels * fileBitsPerPixel(header) / 8 / largestExpansion > bytes.size()) {
-    return Failure{name + ": the file is too short for the size it states"};
+    return base::Failure{name + ": the file is too short for the size it states"};
   }
   spng_trns transparency{};
   const int found = spng_get_trns(context.get(), &transparency);
   if (found != 0 && found != SPNG_ECHUNKAVAIL)
-    return Failure{name + ": damaged PNG file: " + spng_strerror(found)};
+    return base::Failure{name + ": damaged PNG file: " + spng_strerror(found)};
   const Form form = formOf(header, found == 0);
   return form.wide ? decodeSamples<std::uint16_t>(context.get(), header, form, name)
                    : decodeSamples<std::uint8_t>(context.get(), header, form, name);
 }
 
-Result<PNGImage> readPNG(const std::filesystem::path& path) {
-  const auto bytes = readFile(path, maximumFileBytes);
+base::Result<PNGImage> readPNG(const std::filesystem::path& path) {
+  const auto bytes = base::readFile(path, maximumFileBytes);
   if (!bytes) return bytes.failure();
   const std::string& file = *bytes;
   return decodePNG({reinterpret_cast<const std::uint8_t*>(file.data()), file.size()}, path.string());
 }
 
-Result<std::vector<std::uint8_t>> encodePNG(const PNGImage& image, int compressionLevel) {
+base::Result<std::vector<std::uint8_t>> encodePNG(const PNGImage& image, int compressionLevel) {
   const std::size_t count = image.width * image.height * image.channels;
   if (image.width == 0 || image.height == 0 || image.width > maximumPNGSide ||
       image.height > maximumPNGSide || sampleCount(image) != count ||
       (image.channels != 1 && image.channels != 3 && image.channels != 4)) {
-    return Failure{"a picture whose samples do not match its size cannot be written as PNG"};
+    return base::Failure{"a picture whose samples do not match its size cannot be written as PNG"};
   }
   const Context context(spng_ctx_new(SPNG_CTX_ENCODER));
-  if (!context) return Failure{"out of memory"};
+  if (!context) return base::Failure{"out of memory"};
   const bool wide = image.samples16() != nullptr;
   spng_ihdr header{};
   header.width = static_cast<std::uint32_t>(image.width);
@@ -145,23 +145,23 @@ Result<std::vector<std::uint8_t>> encodePNG(const PNGImage& image, int compressi
     error =
         spng_encode_image(context.get(), samples, count * (wide ? 2 : 1), SPNG_FMT_PNG, SPNG_ENCODE_FINALIZE);
   }
-  if (error != 0) return Failure{std::string("PNG: ") + spng_strerror(error)};
+  if (error != 0) return base::Failure{std::string("PNG: ") + spng_strerror(error)};
   std::size_t size = 0;
   const std::unique_ptr<void, decltype(&std::free)> file(spng_get_png_buffer(context.get(), &size, &error),
                                                          &std::free);
-  if (!file) return Failure{std::string("PNG: ") + spng_strerror(error)};
+  if (!file) return base::Failure{std::string("PNG: ") + spng_strerror(error)};
   const auto* begin = static_cast<const std::uint8_t*>(file.get());
   return std::vector<std::uint8_t>(begin, begin + size);
 }
 
-std::optional<Failure> writePNG(const std::filesystem::path& path, const PNGImage& image,
-                                int compressionLevel) {
+std::optional<base::Failure> writePNG(const std::filesystem::path& path, const PNGImage& image,
+                                      int compressionLevel) {
   const auto bytes = encodePNG(image, compressionLevel);
-  if (!bytes) return Failure{path.string() + ": " + bytes.failure().message};
+  if (!bytes) return base::Failure{path.string() + ": " + bytes.failure().message};
   std::ofstream file(path, std::ios::binary | std::ios::trunc);
   file.write(reinterpret_cast<const char*>(bytes->data()), static_cast<std::streamsize>(bytes->size()));
   file.close();
-  if (!file) return Failure{path.string() + ": cannot be written"};
+  if (!file) return base::Failure{path.string() + ": cannot be written"};
   return std::nullopt;
 }
 

@@ -9,7 +9,7 @@
 #include <variant>
 #include <vector>
 
-#include "geoloom/platform/foundation/Result.h"
+#include "geoloom/base/Result.h"
 #include "geoloom/platform/imaging/CVPixelBuffer.h"
 
 namespace geoloom::platform {
@@ -33,14 +33,16 @@ inline constexpr std::size_t maximumPNGSide = 32768;
 /// Palettes, gray of fewer than 8 bits, gray with alpha and transparent colours come back as the nearest of
 /// the six forms of PNGImage, without loss. A file that is cut off, damaged or dishonest about its size is a
 /// failure; `name` stands at the front of its message.
-[[nodiscard]] Result<PNGImage> decodePNG(std::span<const std::uint8_t> bytes, const std::string& name);
-[[nodiscard]] Result<PNGImage> readPNG(const std::filesystem::path& path);
+[[nodiscard]] base::Result<PNGImage> decodePNG(std::span<const std::uint8_t> bytes, const std::string& name);
+[[nodiscard]] base::Result<PNGImage> readPNG(const std::filesystem::path& path);
 
 /// `compressionLevel` is 0 to 9 as zlib counts.
-[[nodiscard]] Result<std::vector<std::uint8_t>> encodePNG(const PNGImage& image, int compressionLevel = 6);
+[[nodiscard]] base::Result<std::vector<std::uint8_t>> encodePNG(const PNGImage& image,
+                                                                int compressionLevel = 6);
 /// The reason when the file could not be written.
-[[nodiscard]] GEOLOOM_EXPORT std::optional<Failure> writePNG(const std::filesystem::path& path,
-                                                             const PNGImage& image, int compressionLevel = 6);
+[[nodiscard]] GEOLOOM_EXPORT std::optional<base::Failure> writePNG(const std::filesystem::path& path,
+                                                                   const PNGImage& image,
+                                                                   int compressionLevel = 6);
 
 /// A new BGRA buffer with the picture in it: gray in all three colours, 16 bits by their upper 8, opaque
 /// where there is no alpha. Null when there is no memory for it.

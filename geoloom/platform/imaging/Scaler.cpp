@@ -15,7 +15,7 @@
 #include <zimg.h>
 
 #include "geoloom/Export.h"
-#include "geoloom/platform/foundation/Mutex.h"
+#include "geoloom/base/Mutex.h"
 
 namespace geoloom::platform {
 
@@ -134,7 +134,7 @@ ScalerResult prepare(const Sizes& sizes, std::unique_ptr<Graph>& result) {
 class GraphCache {
  public:
   std::unique_ptr<Graph> take(const Sizes& sizes) {
-    const MutexLock lock(mutex_);
+    const base::MutexLock lock(mutex_);
     const auto found =
         std::find_if(graphs_.begin(), graphs_.end(), [&](const auto& g) { return g && g->sizes == sizes; });
     if (found == graphs_.end()) return nullptr;
@@ -147,13 +147,13 @@ class GraphCache {
     const std::size_t bytes =
         graph->scratchBytes + (graph->in.planeBytes + graph->out.planeBytes) * graph->sizes.channels;
     if (bytes > largestScratchKept) return;
-    const MutexLock lock(mutex_);
+    const base::MutexLock lock(mutex_);
     if (graphs_.back()) std::rotate(graphs_.begin(), graphs_.begin() + 1, graphs_.end());
     std::find(graphs_.begin(), graphs_.end() - 1, nullptr)->swap(graph);
   }
 
  private:
-  Mutex mutex_;
+  base::Mutex mutex_;
   /// The one used last behind the others, then null.
   std::array<std::unique_ptr<Graph>, graphsKept> graphs_ GEOLOOM_GUARDED_BY(mutex_);
 };

@@ -4,7 +4,7 @@
 
 #include <libyuv.h>
 
-#include "geoloom/platform/foundation/AtEnd.h"
+#include "geoloom/base/ScopeExit.h"
 #include "geoloom/platform/imaging/Pixels.h"
 
 namespace geoloom::platform {
@@ -85,7 +85,7 @@ bool UIImage::draw(const CGRect& rect) const {
   const auto picture = turn.quarter ? turned(*cgImage_) : cgImage_;
   if (!context || !picture) return false;
   context->saveGState();
-  const AtEnd restore([&] { context->restoreGState(); });
+  const base::ScopeExit restore([&] { context->restoreGState(); });
   // Turned over again, so that the picture's own coordinates have y upwards, with the rectangle's corner as
   // origin.
   CGContextTranslateCTM(*context, rect.minX(), rect.maxY());

@@ -2,14 +2,14 @@
 
 #include <utility>
 
-#include "geoloom/platform/foundation/AtomicValue.h"
+#include "geoloom/base/AtomicValue.h"
 #include "geoloom/platform/foundation/Dispatch.h"
 
 namespace geoloom::platform {
 namespace {
 
-AtomicValue<std::shared_ptr<CLLocationProvider>>& currentProvider() {
-  static auto* const provider = new AtomicValue(CLLocationProvider::none());
+base::AtomicValue<std::shared_ptr<CLLocationProvider>>& currentProvider() {
+  static auto* const provider = new base::AtomicValue(CLLocationProvider::none());
   return *provider;
 }
 

@@ -11,11 +11,11 @@
 #include <sys/eventfd.h>
 #include <unistd.h>
 
-#include "geoloom/platform/foundation/AtomicValue.h"
-#include "geoloom/platform/foundation/Descriptor.h"
+#include "geoloom/base/AtomicValue.h"
+#include "geoloom/base/Descriptor.h"
+#include "geoloom/base/Thread.h"
 #include "geoloom/platform/foundation/Dispatch.h"
 #include "geoloom/platform/foundation/Log.h"
-#include "geoloom/platform/foundation/Thread.h"
 #include "geoloom/platform/location/CLLocationProvider.h"
 
 namespace geoloom::platform {
@@ -122,7 +122,7 @@ class Watch : public std::enable_shared_from_this<Watch> {
   [[nodiscard]] Location latest() const { return latest_.load(); }
 
   void add(std::weak_ptr<CLLocationProvider::Observer> observer) {
-    const MutexLock lock(mutex_);
+    const base::MutexLock lock(mutex_);
     std::erase_if(observers_, [](const auto& other) { return other.expired(); });
     observers_.push_back(std::move(observer));
   }
@@ -148,7 +148,7 @@ class Watch : public std::enable_shared_from_this<Watch> {
   }
 
   std::vector<std::weak_ptr<CLLocationProvider::Observer>> observers() {
-    const MutexLock lock(mutex_);
+    const base::MutexLock lock(mutex_);
     return observers_;
   }
 
@@ -170,10 +170,10 @@ class Watch : public std::enable_shared_from_this<Watch> {
 
   const std::string host_;
   const std::string port_;
-  const Descriptor wake_{::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)};
+  const base::Descriptor wake_{::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)};
   std::atomic<bool> ended_{false};
-  AtomicValue<Location> latest_;
-  Mutex mutex_;
+  base::AtomicValue<Location> latest_;
+  base::Mutex mutex_;
   std::vector<std::weak_ptr<CLLocationProvider::Observer>> observers_ GEOLOOM_GUARDED_BY(mutex_);
 };
 
@@ -181,7 +181,7 @@ class DaemonLocation final : public CLLocationProvider {
  public:
   DaemonLocation(std::string host, std::string port)
       : watch_(std::make_shared<Watch>(std::move(host), std::move(port))) {
-    if (!startThread("geoloom-gpsd", [watch = watch_] { watch->run(); }))
+    if (!base::startThread("geoloom-gpsd", [watch = watch_] { watch->run(); }))
       SystemLog::log("location: there is no thread left to follow gpsd with");
   }
   ~DaemonLocation() override { watch_->end(); }

@@ -9,10 +9,10 @@
 #include <curl/curl.h>
 #include <sys/socket.h>
 
-#include "geoloom/platform/foundation/Mutex.h"
-#include "geoloom/platform/foundation/ProcessExit.h"
-#include "geoloom/platform/foundation/Thread.h"
-#include "geoloom/platform/foundation/ThreadPool.h"
+#include "geoloom/base/Mutex.h"
+#include "geoloom/base/ProcessExit.h"
+#include "geoloom/base/Thread.h"
+#include "geoloom/base/ThreadPool.h"
 #include "geoloom/platform/network/HTTPAddress.h"
 #include "geoloom/platform/network/TransferEvents.h"
 
@@ -181,7 +181,7 @@ constexpr long keptConnections = 64;
 }  // namespace
 
 struct HTTPClient::State {
-  Mutex mutex;
+  base::Mutex mutex;
   CURLM* multi GEOLOOM_GUARDED_BY(mutex) = nullptr;
   std::vector<std::unique_ptr<Transfer>> handedOver GEOLOOM_GUARDED_BY(mutex);
   /// The client's thread waits, or is about to, and nobody has woken it up yet.
@@ -216,7 +216,7 @@ bool HTTPClient::State::start() {
   // By itself the library keeps four connections for each transfer under way: none after a burst of them.
   curl_multi_setopt(handles, CURLMOPT_MAXCONNECTS, keptConnections);
   // With all signals blocked, a closed connection cannot end the process either.
-  if (!startThread("geoloom-http", [this, handles] { run(handles); })) {
+  if (!base::startThread("geoloom-http", [this, handles] { run(handles); })) {
     curl_multi_cleanup(handles);
     return false;
   }
@@ -224,12 +224,12 @@ bool HTTPClient::State::start() {
   // Transfers and reading answers must be over before what they use is taken down: the TLS library, which is
   // set up by now, and the parser, which is by its first use.
   static_cast<void>(JSON::emptyArray());
-  restAtExit();
+  base::restAtExit();
   return true;
 }
 
 bool HTTPClient::State::handOver(std::unique_ptr<Transfer>& transfer) {
-  const MutexLock lock(mutex);
+  const base::MutexLock lock(mutex);
   if (!start()) return false;
   transfer->certificateAuthorities = certificateAuthorities;
   handedOver.push_back(std::move(transfer));
@@ -239,16 +239,16 @@ bool HTTPClient::State::handOver(std::unique_ptr<Transfer>& transfer) {
 
 void HTTPClient::State::run(CURLM* handles) {
   while (true) {
-    if (const Work permitted; permitted)
+    if (const base::Work permitted; permitted)
       work(handles);
     else
-      parkThread();
+      base::parkThread();
     if (mayWait()) events->wait();
   }
 }
 
 bool HTTPClient::State::mayWait() {
-  const MutexLock lock(mutex);
+  const base::MutexLock lock(mutex);
   isWaiting = handedOver.empty();
   return isWaiting;
 }
@@ -256,11 +256,11 @@ bool HTTPClient::State::mayWait() {
 void HTTPClient::State::work(CURLM* handles) {
   std::vector<std::unique_ptr<Transfer>> arrived;
   {
-    const MutexLock lock(mutex);
+    const base::MutexLock lock(mutex);
     isWaiting = false;
     arrived.swap(handedOver);
   }
-  const ThreadPool::Batch answers;
+  const base::ThreadPool::Batch answers;
   for (auto& transfer : arrived) begin(handles, std::move(transfer));
   events->act();
   int left = 0;
@@ -333,7 +333,7 @@ HTTPClient& HTTPClient::shared() {
 }
 
 void HTTPClient::setCertificateAuthorities(std::string pemFile) {
-  const MutexLock lock(state_->mutex);
+  const base::MutexLock lock(state_->mutex);
   state_->certificateAuthorities.swap(pemFile);
 }
 

@@ -3,7 +3,7 @@
 #include <mutex>
 #include <utility>
 
-#include "geoloom/platform/foundation/Precondition.h"
+#include "geoloom/base/Precondition.h"
 
 namespace geoloom::platform {
 namespace {

@@ -9,12 +9,12 @@ CAShapeLayer::~CAShapeLayer() = default;
 CATextLayer::~CATextLayer() = default;
 
 void CALayer::addSublayer(std::shared_ptr<CALayer> layer) {
-  const MutexLock lock(mutex_);
+  const base::MutexLock lock(mutex_);
   sublayers_.push_back(std::move(layer));
 }
 
 std::vector<std::shared_ptr<CALayer>> CALayer::sublayers() const {
-  const MutexLock lock(mutex_);
+  const base::MutexLock lock(mutex_);
   return sublayers_;
 }
 

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "geoloom/Export.h"
-#include "geoloom/platform/foundation/Mutex.h"
+#include "geoloom/base/Mutex.h"
 #include "geoloom/platform/foundation/NSObject.h"
 #include "geoloom/platform/ui/TextAlignment.h"
 #include "geoloom/platform/ui/UIColor.h"
@@ -30,7 +30,7 @@ class GEOLOOM_EXPORT CALayer : public NSObject {
   void setHidden(bool hidden) { hidden_ = hidden; }
 
  private:
-  mutable Mutex mutex_;
+  mutable base::Mutex mutex_;
   std::vector<std::shared_ptr<CALayer>> sublayers_ GEOLOOM_GUARDED_BY(mutex_);
   std::atomic<bool> hidden_ = false;
 };

@@ -8,9 +8,9 @@
 #include <opencv2/core.hpp>
 #include <opencv2/dnn.hpp>
 
+#include "geoloom/base/ProcessExit.h"
+#include "geoloom/base/ReadFile.h"
 #include "geoloom/platform/foundation/BlockingMutexLock.h"
-#include "geoloom/platform/foundation/ProcessExit.h"
-#include "geoloom/platform/foundation/ReadFile.h"
 
 namespace geoloom::platform {
 
@@ -36,7 +36,7 @@ class BufferPool : public std::enable_shared_from_this<BufferPool> {
   static constexpr std::size_t maximumKept = 4;
 
   std::vector<float> take(std::size_t count) {
-    const MutexLock guard(mutex_);
+    const base::MutexLock guard(mutex_);
     for (auto& kept : free_) {
       if (kept.size() != count) continue;
       std::swap(kept, free_.back());
@@ -48,11 +48,11 @@ class BufferPool : public std::enable_shared_from_this<BufferPool> {
   }
 
   void giveBack(std::vector<float> memory) {
-    const MutexLock guard(mutex_);
+    const base::MutexLock guard(mutex_);
     if (free_.size() < maximumKept) free_.push_back(std::move(memory));
   }
 
-  Mutex mutex_;
+  base::Mutex mutex_;
   std::vector<std::vector<float>> free_ GEOLOOM_GUARDED_BY(mutex_);
 };
 
@@ -75,23 +75,23 @@ struct MLModel::State {
   std::vector<std::string> outputNames;
   std::shared_ptr<BufferPool> pool = std::make_shared<BufferPool>();
 
-  Mutex mutex;
+  base::Mutex mutex;
   cv::dnn::Net net GEOLOOM_GUARDED_BY(mutex);
   cv::Mat input GEOLOOM_GUARDED_BY(mutex);
   std::vector<cv::Mat> results GEOLOOM_GUARDED_BY(mutex);
 
-  std::optional<Failure> load(const std::filesystem::path& bundle);
+  std::optional<base::Failure> load(const std::filesystem::path& bundle);
 };
 
-std::optional<Failure> MLModel::State::load(const std::filesystem::path& bundle) {
+std::optional<base::Failure> MLModel::State::load(const std::filesystem::path& bundle) {
   const auto manifestPath = bundle / "manifest.json";
-  const auto text = readFile(manifestPath, maximumManifestBytes);
+  const auto text = base::readFile(manifestPath, maximumManifestBytes);
   if (!text) return text.failure();
   auto parsed = parseModelManifest(*text, manifestPath.string());
   if (!parsed) return parsed.failure();
   manifest = *std::move(parsed);
   name = (bundle / manifest.network).string();
-  const MutexLock guard(mutex);
+  const base::MutexLock guard(mutex);
   try {
     net = cv::dnn::readNetFromONNX(name);
     const int shape[] = {1, 3, static_cast<int>(manifest.inputHeight), static_cast<int>(manifest.inputWidth)};
@@ -100,13 +100,14 @@ std::optional<Failure> MLModel::State::load(const std::filesystem::path& bundle)
     const auto known = net.getUnconnectedOutLayersNames();
     for (const auto& output : manifest.outputs) {
       if (std::find(known.begin(), known.end(), output.name) == known.end()) {
-        return Failure{name + ": the network has no output \"" + output.name + "\""};
+        return base::Failure{name + ": the network has no output \"" + output.name + "\""};
       }
       outputNames.push_back(output.name);
     }
   } catch (const std::exception&) {
     // The engine's own text names its source files and nothing that helps.
-    return Failure{name + ": cannot be loaded as a network with the input \"" + manifest.inputName + "\""};
+    return base::Failure{name + ": cannot be loaded as a network with the input \"" + manifest.inputName +
+                         "\""};
   }
   return std::nullopt;
 }
@@ -118,14 +119,14 @@ const ModelManifest& MLModel::manifest() const {
   return state_->manifest;
 }
 
-Result<std::shared_ptr<MLModel>> MLModel::create(const std::filesystem::path& bundle) {
+base::Result<std::shared_ptr<MLModel>> MLModel::create(const std::filesystem::path& bundle) {
   std::error_code error;
   const auto canonical = std::filesystem::canonical(bundle, error);
-  if (error) return Failure{bundle.string() + ": there is no model here"};
+  if (error) return base::Failure{bundle.string() + ": there is no model here"};
 
   // Kept until the process ends, as sessions are. Loading under the lock makes two that start together share
   // one.
-  static auto& mutex = *new Mutex;
+  static auto& mutex = *new base::Mutex;
   static auto& loaded = *new std::map<std::filesystem::path, std::weak_ptr<MLModel>>;
   const BlockingMutexLock guard(mutex);
   if (auto shared = loaded[canonical].lock()) return shared;
@@ -134,11 +135,11 @@ Result<std::shared_ptr<MLModel>> MLModel::create(const std::filesystem::path& bu
   std::shared_ptr<MLModel> model(new MLModel(std::move(state)));
   loaded[canonical] = model;
   // The engine has set itself up by reading a network, and once more when it has first run one.
-  restAtExit();
+  base::restAtExit();
   return model;
 }
 
-Result<std::vector<std::shared_ptr<MLMultiArray>>> MLModel::prediction(
+base::Result<std::vector<std::shared_ptr<MLMultiArray>>> MLModel::prediction(
     const std::function<void(float* planes)>& fill) {
   State& state = *state_;
   const BlockingMutexLock guard(state.mutex);
@@ -146,17 +147,17 @@ Result<std::vector<std::shared_ptr<MLMultiArray>>> MLModel::prediction(
   try {
     forwardOnThisThread(state.net, state.input, state.manifest.inputName, state.results, state.outputNames);
     static std::once_flag first;
-    std::call_once(first, restAtExit);
+    std::call_once(first, base::restAtExit);
   } catch (const std::exception&) {
-    return Failure{state.name + ": the network cannot be run on the input that its manifest states"};
+    return base::Failure{state.name + ": the network cannot be run on the input that its manifest states"};
   }
   std::vector<std::shared_ptr<MLMultiArray>> outputs;
   for (std::size_t i = 0; i < state.manifest.outputs.size(); ++i) {
     const cv::Mat& result = state.results[i];
     auto array = state.pool->array(state.manifest.outputs[i].shape);
     if (result.type() != CV_32F || !result.isContinuous() || result.total() != array->count()) {
-      return Failure{state.name + ": output \"" + state.outputNames[i] +
-                     "\" has not the shape that the manifest states"};
+      return base::Failure{state.name + ": output \"" + state.outputNames[i] +
+                           "\" has not the shape that the manifest states"};
     }
     // The engine writes its next results into the same memory, and the caller may keep these for as long as
     // it likes.

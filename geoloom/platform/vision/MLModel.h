@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "geoloom/Export.h"
+#include "geoloom/base/Result.h"
 #include "geoloom/platform/foundation/NSObject.h"
-#include "geoloom/platform/foundation/Result.h"
 #include "geoloom/platform/vision/MLMultiArray.h"
 #include "geoloom/platform/vision/ModelManifest.h"
 
@@ -32,7 +32,7 @@ struct MLFeatureValue {
 class GEOLOOM_EXPORT MLModel final : public NSObject {
  public:
   /// Loads the bundle, or shares it. The failure names the file and what is wrong with it.
-  [[nodiscard]] static Result<std::shared_ptr<MLModel>> create(const std::filesystem::path& bundle);
+  [[nodiscard]] static base::Result<std::shared_ptr<MLModel>> create(const std::filesystem::path& bundle);
 
   ~MLModel() override;
 
@@ -42,7 +42,7 @@ class GEOLOOM_EXPORT MLModel final : public NSObject {
   /// while the model is busy and must not ask it for another prediction. Gives the outputs in
   /// the manifest's order, 32-bit floats without gaps; they are the caller's and stay as they are when the
   /// model runs again. Their memory comes back for later predictions when they are let go.
-  [[nodiscard]] Result<std::vector<std::shared_ptr<MLMultiArray>>> prediction(
+  [[nodiscard]] base::Result<std::vector<std::shared_ptr<MLMultiArray>>> prediction(
       const std::function<void(float* planes)>& fill);
 
  private:

@@ -6,7 +6,7 @@
 #include <optional>
 #include <utility>
 
-#include "geoloom/platform/foundation/WhereMemorySuffices.h"
+#include "geoloom/base/WhereMemorySuffices.h"
 
 namespace geoloom::platform {
 
@@ -57,7 +57,7 @@ std::shared_ptr<MLMultiArray> MLMultiArray::create(std::vector<std::ptrdiff_t> s
                                                    MLMultiArrayDataType dataType) {
   const auto bytes = storageSize(shape, dataType);
   if (!bytes) return nullptr;
-  return whereMemorySuffices([&] {
+  return base::whereMemorySuffices([&] {
     std::unique_ptr<void, Free> memory(std::aligned_alloc(alignment, *bytes));
     std::vector<std::ptrdiff_t> strides = contiguousStrides(shape);
     auto array = createWithDataPointer(memory.get(), std::move(shape), dataType, std::move(strides),
@@ -74,7 +74,7 @@ std::shared_ptr<MLMultiArray> MLMultiArray::createWithDataPointer(void* dataPoin
                                                                   std::function<void()> release) {
   if (dataPointer == nullptr || strides.size() != shape.size()) return nullptr;
   if (std::any_of(shape.begin(), shape.end(), [](std::ptrdiff_t n) { return n < 0; })) return nullptr;
-  return whereMemorySuffices([&] {
+  return base::whereMemorySuffices([&] {
     std::shared_ptr<MLMultiArray> array(
         new MLMultiArray(dataPointer, std::move(shape), dataType, std::move(strides)));
     array->release_ = std::move(release);

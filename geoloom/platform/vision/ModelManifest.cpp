@@ -95,11 +95,11 @@ std::optional<std::string> readManifest(const JSON& root, ModelManifest& manifes
 
 }  // namespace
 
-Result<ModelManifest> parseModelManifest(std::string_view text, const std::string& name) {
+base::Result<ModelManifest> parseModelManifest(std::string_view text, const std::string& name) {
   const auto root = JSON::parse(text);
-  if (!root) return Failure{name + ": not JSON"};
+  if (!root) return base::Failure{name + ": not JSON"};
   ModelManifest manifest;
-  if (const auto fault = readManifest(*root, manifest)) return Failure{name + ": " + *fault};
+  if (const auto fault = readManifest(*root, manifest)) return base::Failure{name + ": " + *fault};
   return manifest;
 }
 

@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "geoloom/platform/foundation/Result.h"
+#include "geoloom/base/Result.h"
 
 namespace geoloom::platform {
 
@@ -31,6 +31,6 @@ struct ModelManifest {
 };
 
 /// Reads a manifest's text; `name` stands at the front of a failure's message.
-[[nodiscard]] Result<ModelManifest> parseModelManifest(std::string_view text, const std::string& name);
+[[nodiscard]] base::Result<ModelManifest> parseModelManifest(std::string_view text, const std::string& name);
 
 }  // namespace geoloom::platform

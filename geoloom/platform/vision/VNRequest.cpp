@@ -5,12 +5,12 @@ namespace geoloom::platform {
 VNCoreMLModel::VNCoreMLModel(std::shared_ptr<MLModel> model) : model_(std::move(model)) {}
 VNCoreMLModel::~VNCoreMLModel() = default;
 
-Result<std::shared_ptr<VNCoreMLModel>> VNCoreMLModel::create(std::shared_ptr<MLModel> model) {
-  if (!model) return Failure{"there is no model"};
+base::Result<std::shared_ptr<VNCoreMLModel>> VNCoreMLModel::create(std::shared_ptr<MLModel> model) {
+  if (!model) return base::Failure{"there is no model"};
   return std::shared_ptr<VNCoreMLModel>(new VNCoreMLModel(std::move(model)));
 }
 
-Result<std::vector<std::shared_ptr<MLMultiArray>>> VNCoreMLModel::prediction(
+base::Result<std::vector<std::shared_ptr<MLMultiArray>>> VNCoreMLModel::prediction(
     const CVPixelBuffer& picture, CGImagePropertyOrientation orientation, VNImageCropAndScaleOption option) {
   const ModelManifest& manifest = model_->manifest();
   const NetworkInput input = {manifest.inputWidth, manifest.inputHeight, manifest.blueFirst,
@@ -24,8 +24,8 @@ Result<std::vector<std::shared_ptr<MLMultiArray>>> VNCoreMLModel::prediction(
 VNCoreMLRequest::VNCoreMLRequest(std::shared_ptr<VNCoreMLModel> model, CompletionHandler completionHandler)
     : model_(std::move(model)), completionHandler_(std::move(completionHandler)) {}
 
-std::optional<Failure> VNCoreMLRequest::perform(const CVPixelBuffer& picture,
-                                                CGImagePropertyOrientation orientation) {
+std::optional<base::Failure> VNCoreMLRequest::perform(const CVPixelBuffer& picture,
+                                                      CGImagePropertyOrientation orientation) {
   results_.clear();
   auto outputs = model_->prediction(picture, orientation, imageCropAndScaleOption);
   if (!outputs) return outputs.failure();
@@ -42,9 +42,9 @@ VNImageRequestHandler::VNImageRequestHandler(std::shared_ptr<CVPixelBuffer> pict
                                              CGImagePropertyOrientation orientation)
     : picture_(std::move(picture)), orientation_(orientation) {}
 
-std::optional<Failure> VNImageRequestHandler::perform(
+std::optional<base::Failure> VNImageRequestHandler::perform(
     std::span<const std::shared_ptr<VNCoreMLRequest>> requests) {
-  if (!picture_) return Failure{"there is no picture to analyse"};
+  if (!picture_) return base::Failure{"there is no picture to analyse"};
   for (const auto& request : requests) {
     if (auto failure = request->perform(*picture_, orientation_)) return failure;
   }

@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "geoloom/Export.h"
+#include "geoloom/base/Result.h"
 #include "geoloom/platform/foundation/NSObject.h"
-#include "geoloom/platform/foundation/Result.h"
 #include "geoloom/platform/vision/ImagePreparation.h"
 #include "geoloom/platform/vision/MLModel.h"
 
@@ -55,13 +55,13 @@ class GEOLOOM_EXPORT VNClassificationObservation final : public VNObservation {
 class GEOLOOM_EXPORT VNCoreMLModel final : public NSObject {
  public:
   /// Fails for a model that takes no picture or gives nothing.
-  [[nodiscard]] static Result<std::shared_ptr<VNCoreMLModel>> create(std::shared_ptr<MLModel> model);
+  [[nodiscard]] static base::Result<std::shared_ptr<VNCoreMLModel>> create(std::shared_ptr<MLModel> model);
 
   ~VNCoreMLModel() override;
   [[nodiscard]] const std::shared_ptr<MLModel>& model() const { return model_; }
 
   /// The model's outputs for one picture, in the manifest's order. Runs on the caller's thread.
-  [[nodiscard]] Result<std::vector<std::shared_ptr<MLMultiArray>>> prediction(
+  [[nodiscard]] base::Result<std::vector<std::shared_ptr<MLMultiArray>>> prediction(
       const CVPixelBuffer& picture, CGImagePropertyOrientation orientation, VNImageCropAndScaleOption option);
 
  private:
@@ -87,7 +87,7 @@ class GEOLOOM_EXPORT VNCoreMLRequest final : public NSObject {
 
  private:
   friend class VNImageRequestHandler;
-  std::optional<Failure> perform(const CVPixelBuffer& picture, CGImagePropertyOrientation orientation);
+  std::optional<base::Failure> perform(const CVPixelBuffer& picture, CGImagePropertyOrientation orientation);
 
   std::shared_ptr<VNCoreMLModel> model_;
   CompletionHandler completionHandler_;
@@ -101,7 +101,8 @@ class GEOLOOM_EXPORT VNImageRequestHandler final {
 
   /// Performs the requests in order, each on the caller's thread, and returns when all are done. The reason
   /// of the first that fails; those after it are not performed.
-  [[nodiscard]] std::optional<Failure> perform(std::span<const std::shared_ptr<VNCoreMLRequest>> requests);
+  [[nodiscard]] std::optional<base::Failure> perform(
+      std::span<const std::shared_ptr<VNCoreMLRequest>> requests);
 
  private:
   std::shared_ptr<CVPixelBuffer> picture_;

@@ -7,7 +7,13 @@
 
 #include "geoloom/platform/ar/ARFrame.h"
 
-namespace geoloom::platform::test {
+namespace geoloom::test {
+
+using platform::ARCamera;
+using platform::ARFrame;
+using platform::CGPoint;
+using platform::CGSize;
+using platform::simd_float3;
 
 /// The hit test as its contract words it, every feature point at every call: indices into the frame's feature
 /// points, nearest to the camera first.
@@ -43,4 +49,4 @@ inline std::vector<std::size_t> plainHitTest(const ARFrame& frame, CGPoint point
   return order;
 }
 
-}  // namespace geoloom::platform::test
+}  // namespace geoloom::test

@@ -8,7 +8,7 @@
 namespace {
 
 using namespace geoloom::platform;
-using namespace geoloom::testing;
+using namespace geoloom::test;
 
 AWSCloudWatchPutMetricDataInput oneCount() {
   return {.namespace_ = "Space",

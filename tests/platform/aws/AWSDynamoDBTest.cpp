@@ -10,7 +10,7 @@ namespace {
 
 namespace dynamodb = geoloom::platform::dynamodb;
 using namespace geoloom::platform;
-using namespace geoloom::testing;
+using namespace geoloom::test;
 using testing::AllOf;
 using testing::HasSubstr;
 using testing::Not;

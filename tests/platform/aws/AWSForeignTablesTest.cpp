@@ -12,9 +12,9 @@
 namespace {
 
 using namespace geoloom::platform;
-using geoloom::testing::ChildProcess;
-using geoloom::testing::pageOf;
-using geoloom::testing::save;
+using geoloom::test::ChildProcess;
+using geoloom::test::pageOf;
+using geoloom::test::save;
 using testing::HasSubstr;
 using Kind = AWSError::Kind;
 
@@ -62,14 +62,14 @@ class AWSForeignTables : public testing::Test {
   }
 
   void useSecret(const std::string& secret) const {
-    geoloom::testing::makeDefault(geoloom::testing::servicesAt(url_, {accessKey, secret}));
+    geoloom::test::makeDefault(geoloom::test::servicesAt(url_, {accessKey, secret}));
   }
 
   void createTable() const {
     const auto configuration = AWSServiceManager::defaultServiceManager().defaultServiceConfiguration();
     auto request =
         awsRequest(*configuration, url_, "dynamodb", "DynamoDB_20120810.CreateTable", createReadings);
-    const HTTPResponse response = geoloom::testing::answerTo(std::move(request.value()));
+    const HTTPResponse response = geoloom::test::answerTo(std::move(request.value()));
     ASSERT_EQ(response.status, 200) << response.body << response.error;
   }
 
@@ -92,7 +92,7 @@ TEST_F(AWSForeignTables, KeepWhatIsSavedAndGiveItBackPageByPage) {
   constexpr std::int64_t count = 20;
   for (std::int64_t number = 0; number < count; ++number)
     for (const std::string sensor : {"ours", "theirs"}) ASSERT_FALSE(save(reading(sensor, number)));
-  AWSDynamoDBScanExpression expression = geoloom::testing::scanFor("Sensor", "ours", 10);
+  AWSDynamoDBScanExpression expression = geoloom::test::scanFor("Sensor", "ours", 10);
   std::set<std::int64_t> numbers;
   int pages = 0;
   do {

@@ -1,8 +1,8 @@
 #include <gmock/gmock.h>
 
+#include "geoloom/base/Hexadecimal.h"
 #include "geoloom/platform/aws/AWSServiceConfiguration.h"
 #include "geoloom/platform/aws/SignatureV4.h"
-#include "geoloom/platform/foundation/Hexadecimal.h"
 
 namespace {
 
@@ -42,7 +42,7 @@ std::string signatureOf(const HTTPRequest& request) {
 // Keys and signature as the provider publishes them with its description.
 TEST(SignatureV4, MatchesThePublishedExamples) {
   const auto key = signature::deriveKey(accessKey, secretKey, "20150830", "us-east-1", "iam");
-  EXPECT_EQ(hexadecimal(key.value().bytes),
+  EXPECT_EQ(geoloom::base::hexadecimal(key.value().bytes),
             "c4afb1cc5771d871763a393e44b703571b55cc28424d1a5e86da6ed3c154a4b9");
   EXPECT_EQ(header(signedRequest("https://example.amazonaws.com/"), "Authorization"),
             "AWS4-HMAC-SHA256 Credential=AKIDEXAMPLE/20150830/us-east-1/service/aws4_request, "

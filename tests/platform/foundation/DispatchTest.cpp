@@ -11,14 +11,14 @@
 #include <gtest/gtest.h>
 #include <pthread.h>
 
+#include "geoloom/base/Mutex.h"
+#include "geoloom/base/ThreadPool.h"
+#include "geoloom/base/TimerSlots.h"
 #include "geoloom/platform/foundation/BlockingMutexLock.h"
 #include "geoloom/platform/foundation/Clock.h"
 #include "geoloom/platform/foundation/Dispatch.h"
 #include "geoloom/platform/foundation/Log.h"
-#include "geoloom/platform/foundation/Mutex.h"
 #include "geoloom/platform/foundation/NSLock.h"
-#include "geoloom/platform/foundation/ThreadPool.h"
-#include "geoloom/platform/foundation/TimerSlots.h"
 
 namespace geoloom::platform {
 namespace {
@@ -65,11 +65,11 @@ TEST(Dispatch, WaitingTasksDelayNoOtherQueue) {
 }
 
 TEST(Dispatch, TasksThatWaitForALongHeldMutexDelayNobody) {
-  Mutex mutex;
+  base::Mutex mutex;
   DispatchSemaphore ended(0);
   constexpr int waiting = 20;
   {
-    const MutexLock held(mutex);
+    const base::MutexLock held(mutex);
     for (int i = 0; i < waiting; ++i)
       DispatchQueue::global()->async([&] {
         { const BlockingMutexLock lock(mutex); }
@@ -100,11 +100,11 @@ TEST(ThreadPool, TasksOfABatchBeginWhenItEndsAndBesideEachOther) {
     ended.signal();
   };
   {
-    const ThreadPool::Batch batch;
+    const base::ThreadPool::Batch batch;
     DispatchQueue::global()->async([&] { meet(first, second); });
     DispatchQueue::global()->async([&] { meet(second, first); });
     {
-      const ThreadPool::Batch inner;
+      const base::ThreadPool::Batch inner;
       for (int i = 0; i < tasks; ++i)
         DispatchQueue::serial("batch")->async([&] {
           ++ran;
@@ -121,10 +121,10 @@ TEST(ThreadPool, TasksOfABatchBeginWhenItEndsAndBesideEachOther) {
 
 TEST(ThreadPool, AWaitEndsABatch) {
   const auto queue = DispatchQueue::serial("batch");
-  const ThreadPool::Batch batch;
+  const base::ThreadPool::Batch batch;
   bool ran = false;
   queue->async([&ran] { ran = true; });
-  const ThreadPool::Batch inner;
+  const base::ThreadPool::Batch inner;
   queue->sync([&ran] { EXPECT_TRUE(ran); });
   // The application's own way to wait.
   const BlockingScope waiting;
@@ -166,7 +166,7 @@ TEST(ThreadPool, AThreadTooManyLeavesNoTaskOfABatchBehind) {
   for (int i = 0; i < waiting; ++i) gate.signal();
   while (busy < waiting + working) std::this_thread::sleep_for(1ms);
   {
-    const ThreadPool::Batch batch;
+    const base::ThreadPool::Batch batch;
     for (int i = 0; i < 2; ++i) DispatchQueue::global()->async([&ran] { ++ran; });
   }
   for (int i = 0; i < waiting + working; ++i) ASSERT_TRUE(ended.wait(30s));
@@ -394,14 +394,14 @@ TEST(TimerSlots, EndAtMostATenthLateAndTogether) {
   std::set<std::chrono::nanoseconds> ends;
   for (const auto delay : {1ns, 9ns, 10ns, 1000ns, 20'000'000ns, 1'000'000'000ns, 86'400'000'000'000ns})
     for (auto now = 0ns; now < 2s; now += 1'234'567ns) {
-      const auto end = TimerSlots::endOfSlot(now, delay);
+      const auto end = base::TimerSlots::endOfSlot(now, delay);
       EXPECT_GE(end, now + delay);
       EXPECT_LE(end, now + delay + delay / 10) << delay.count();
       if (delay == 1s) ends.insert(end);
     }
   // Of 1,621 that were put off in two seconds.
   EXPECT_LE(ends.size(), 32U);
-  EXPECT_GT(TimerSlots::endOfSlot(1s, std::chrono::nanoseconds::max()), 1s);
+  EXPECT_GT(base::TimerSlots::endOfSlot(1s, std::chrono::nanoseconds::max()), 1s);
 }
 
 TEST(Dispatch, SystemTimersFire) {
@@ -426,7 +426,7 @@ TEST(Dispatch, MainQueueRunsOnOneThread) {
 }
 
 TEST(Dispatch, MainQueueCanBeHandedToTheApplicationsLoop) {
-  Mutex mutex;
+  base::Mutex mutex;
   std::vector<std::function<void()>> loop;
   DispatchSemaphore posted(0);
   const auto other = DispatchQueue::serial("other");
@@ -436,7 +436,7 @@ TEST(Dispatch, MainQueueCanBeHandedToTheApplicationsLoop) {
     std::promise<void> told;
     other->async([&told] { told.set_value(); });
     told.get_future().wait();
-    const MutexLock lock(mutex);
+    const base::MutexLock lock(mutex);
     loop.push_back(std::move(task));
     posted.signal();
   }));

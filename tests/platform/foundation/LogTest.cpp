@@ -9,7 +9,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
-#include "geoloom/platform/foundation/Descriptor.h"
+#include "geoloom/base/Descriptor.h"
 #include "geoloom/platform/foundation/Journal.h"
 #include "geoloom/platform/foundation/Log.h"
 
@@ -110,7 +110,7 @@ class FakeJournal {
   }
 
  private:
-  Descriptor socket_;
+  base::Descriptor socket_;
 };
 
 TEST(Log, TheJournalTakesALineAsOneEntryWhateverItHolds) {

@@ -11,7 +11,7 @@
 #include "tests/support/Recorder.h"
 #include "tests/support/TemporaryDirectory.h"
 
-namespace geoloom::testing {
+namespace geoloom::test {
 namespace {
 
 using namespace platform;
@@ -217,4 +217,4 @@ TEST_F(Gpsd, ARealDaemonPlaysAWalkToTheKit) {
 }
 
 }  // namespace
-}  // namespace geoloom::testing
+}  // namespace geoloom::test

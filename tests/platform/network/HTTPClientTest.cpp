@@ -11,7 +11,7 @@ using geoloom::platform::HTTPClient;
 using geoloom::platform::HTTPRequest;
 using geoloom::platform::HTTPResponse;
 using geoloom::platform::JSON;
-using namespace geoloom::testing;
+using namespace geoloom::test;
 using testing::AllOf;
 using testing::HasSubstr;
 using testing::IsEmpty;

@@ -15,9 +15,9 @@ namespace {
 
 using namespace std::chrono_literals;
 using namespace geoloom::platform;
-using geoloom::testing::FakeAnswer;
-using geoloom::testing::FakeService;
-using geoloom::testing::RecordedRequest;
+using geoloom::test::FakeAnswer;
+using geoloom::test::FakeService;
+using geoloom::test::RecordedRequest;
 
 constexpr auto lookup = 4s;
 

@@ -3,9 +3,9 @@
 
 #include <gtest/gtest.h>
 
-#include "geoloom/SceneUnderstanding/SSDPostProcessor.h"
-#include "geoloom/SceneUnderstanding/feature_model.h"
-#include "geoloom/platform/foundation/ReadFile.h"
+#include "geoloom/SceneUnderstanding/boxes/SSDPostProcessor.h"
+#include "geoloom/SceneUnderstanding/network/feature_model.h"
+#include "geoloom/base/ReadFile.h"
 #include "geoloom/platform/imaging/PNG.h"
 #include "geoloom/platform/vision/VNRequest.h"
 
@@ -174,7 +174,7 @@ TEST_F(Photographs, SessionsShareOneNetworkFromAnyThread) {
 }
 
 TEST_F(Photographs, AModelThatDoesNotRunAsItsManifestSaysFailsTheRequestAlone) {
-  const auto manifest = readFile(test::builtModel() / "manifest.json", 1 << 20);
+  const auto manifest = base::readFile(test::builtModel() / "manifest.json", 1 << 20);
   ASSERT_TRUE(manifest);
   const auto picture = photograph("cat");
   const std::pair<std::string, std::string> changes[] = {{"300", "320"}, {"91", "90"}};

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
-#include "geoloom/SceneUnderstanding/SSDPostProcessor.h"
-#include "geoloom/platform/foundation/ReadFile.h"
+#include "geoloom/SceneUnderstanding/boxes/SSDPostProcessor.h"
+#include "geoloom/base/ReadFile.h"
 #include "geoloom/platform/vision/MLModel.h"
 
 #include "tests/support/Model.h"
@@ -98,7 +98,7 @@ TEST(ModelCompile, ThePublishedNetworkRunsAsItsFileSays) {
   if (GEOLOOM_TEST_IS_SLOW) GTEST_SKIP() << "the reference takes minutes under a sanitizer";
   const std::filesystem::path path = GEOLOOM_TEST_NETWORK;
   if (!std::filesystem::exists(path)) GTEST_SKIP() << "no network; run scripts/setup";
-  const auto bytes = platform::readFile(path, 1U << 30);
+  const auto bytes = base::readFile(path, 1U << 30);
   ASSERT_TRUE(bytes);
   const auto file = splitModelFile(bytesOf(*bytes), "assets");
   ASSERT_TRUE(file) << file.failure().message;
@@ -234,7 +234,7 @@ TEST(ModelCompile, WritesABundleOverAnOlderOneAndNamesWhatItCannotWrite) {
   const std::vector<std::filesystem::path> notices = {folder.write("NOTICE", "thanks")};
   folder.write("m.mlmodelc/manifest.json", "older");
   ASSERT_FALSE(writeModelBundle(bundle, *compiled, "a\xff.tflite", notices));
-  EXPECT_EQ(*platform::readFile(bundle / "NOTICE", 100), "thanks");
+  EXPECT_EQ(*base::readFile(bundle / "NOTICE", 100), "thanks");
   EXPECT_TRUE(platform::MLModel::create(bundle));
 
   const auto inTheWay = folder.write("file", "");

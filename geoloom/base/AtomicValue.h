@@ -1,0 +1,38 @@
+#pragma once
+
+#include <utility>
+
+#include "geoloom/base/Mutex.h"
+
+namespace geoloom::base {
+
+/// A value that is replaced whole: a reader on any thread sees either the old one or the new one.
+template <class T>
+class AtomicValue {
+ public:
+  AtomicValue() = default;
+  explicit AtomicValue(T value) : value_(std::move(value)) {}
+
+  [[nodiscard]] T load() const {
+    const MutexLock lock(mutex_);
+    return value_;
+  }
+
+  /// The old value is destroyed on the caller's thread, when readers may go on.
+  void store(T value) {
+    const MutexLock lock(mutex_);
+    std::swap(value_, value);
+  }
+
+  /// For values that can be absent: an earlier one stays.
+  void storeIfAbsent(T value) {
+    const MutexLock lock(mutex_);
+    if (!value_) value_ = std::move(value);
+  }
+
+ private:
+  mutable Mutex mutex_;
+  T value_ GEOLOOM_GUARDED_BY(mutex_){};
+};
+
+}  // namespace geoloom::base

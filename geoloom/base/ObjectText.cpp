@@ -1,0 +1,40 @@
+#include "geoloom/base/ObjectText.h"
+
+#include <algorithm>
+
+#include <nlohmann/json.hpp>
+
+namespace geoloom::base {
+
+namespace {
+
+void appendString(std::string& json, std::string_view text) {
+  const bool isPlain = std::all_of(text.begin(), text.end(),
+                                   [](char c) { return c >= ' ' && c < '\x7f' && c != '"' && c != '\\'; });
+  if (isPlain)
+    json.append(1, '"').append(text).append(1, '"');
+  else
+    json += nlohmann::json(text).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+}
+
+void appendName(std::string& json, std::string_view name) {
+  if (json.size() > 1) json += ',';
+  appendString(json, name);
+  json += ':';
+}
+
+}  // namespace
+
+ObjectText& ObjectText::add(std::string_view name, std::string_view text) {
+  appendName(text_, name);
+  appendString(text_, text);
+  return *this;
+}
+
+ObjectText& ObjectText::addJSON(std::string_view name, std::string_view json) {
+  appendName(text_, name);
+  text_ += json;
+  return *this;
+}
+
+}  // namespace geoloom::base

@@ -1,9 +1,0 @@
-#include "geoloom/session/MapSessionConfiguration.h"
-
-namespace geoloom {
-
-MapSessionConfiguration::MapSessionConfiguration(float confidenceThreshold, float matchDistanceMeters)
-    : sceneUnderstandingConfidenceThreshold(confidenceThreshold),
-      featureMatchDistanceMeters(matchDistanceMeters) {}
-
-}  // namespace geoloom

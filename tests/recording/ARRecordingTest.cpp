@@ -1,0 +1,278 @@
+#include <array>
+#include <cmath>
+
+#include <fmt/format.h>
+#include <gmock/gmock.h>
+
+#include "geoloom/platform/ar/ARFrame.h"
+#include "geoloom/platform/imaging/CVPixelBuffer.h"
+#include "geoloom/platform/imaging/PNG.h"
+#include "geoloom/recording/ARRecording.h"
+#include "geoloom/recording/RecordedCamera.h"
+
+#include "tests/support/TemporaryDirectory.h"
+
+namespace geoloom::platform {
+namespace {
+
+using Vector = std::array<double, 3>;
+using Quaternion = std::array<double, 4>;  // x, y, z, w
+
+constexpr std::size_t width = 640;
+constexpr std::size_t height = 480;
+constexpr double fx = 520;
+constexpr double fy = 510;
+constexpr double cx = 322.25;
+constexpr double cy = 236.5;
+
+Quaternion axisAngle(const Vector& axis, double angle) {
+  const double length = std::hypot(axis[0], axis[1], axis[2]);
+  const double s = std::sin(angle / 2) / length;
+  return {axis[0] * s, axis[1] * s, axis[2] * s, std::cos(angle / 2)};
+}
+
+Quaternion times(const Quaternion& a, const Quaternion& b) {
+  return {a[3] * b[0] + a[0] * b[3] + a[1] * b[2] - a[2] * b[1],
+          a[3] * b[1] - a[0] * b[2] + a[1] * b[3] + a[2] * b[0],
+          a[3] * b[2] + a[0] * b[1] - a[1] * b[0] + a[2] * b[3],
+          a[3] * b[3] - a[0] * b[0] - a[1] * b[1] - a[2] * b[2]};
+}
+
+Vector turn(const Quaternion& q, const Vector& v) {
+  const Quaternion r = times(times(q, {v[0], v[1], v[2], 0}), {-q[0], -q[1], -q[2], q[3]});
+  return {r[0], r[1], r[2]};
+}
+
+/// A level camera that looks along world +y (camera z), its x to world +x: then turned about the vertical by
+/// `heading`, raised by `pitch` and rolled about its own axis.
+Quaternion cameraTurn(double heading, double pitch, double roll) {
+  const Quaternion level = axisAngle({1, 0, 0}, -std::acos(0.0));
+  const Quaternion inWorld = times(axisAngle({0, 0, 1}, heading), level);
+  return times(times(inWorld, axisAngle({1, 0, 0}, pitch)), axisAngle({0, 0, 1}, roll));
+}
+
+struct Pose {
+  Vector position;
+  Quaternion quaternion;
+};
+
+/// Where the published pinhole puts a world point: pixel and depth.
+struct Seen {
+  double u;
+  double v;
+  double depth;
+};
+
+Seen see(const Pose& pose, const Vector& world) {
+  const Quaternion& q = pose.quaternion;
+  const Vector c =
+      turn({-q[0], -q[1], -q[2], q[3]},
+           {world[0] - pose.position[0], world[1] - pose.position[1], world[2] - pose.position[2]});
+  return {cx + fx * c[0] / c[2], cy + fy * c[1] / c[2], c[2]};
+}
+
+/// Writes recordings whose pictures are gray but for corners at given pixels.
+class RecordedFolder : public testing::Test {
+ protected:
+  void SetUp() override {
+    folder_.write("calibration.txt", fmt::format("{} {} {} {}\n", fx, fy, cx, cy));
+    std::filesystem::create_directories(folder_.path() / "rgb");
+    std::filesystem::create_directories(folder_.path() / "depth");
+  }
+
+  /// One more frame; a quarter of a chequerboard stands at each seen point, its depth around it.
+  void add(const Pose& pose, const std::vector<Seen>& points) {
+    PNGImage image{width, height, 3, std::vector<std::uint8_t>(width * height * 3, 90)};
+    PNGImage depth{width, height, 1, std::vector<std::uint16_t>(width * height, 0)};
+    auto& colours = std::get<0>(image.samples);
+    auto& units = std::get<1>(depth.samples);
+    for (const Seen& point : points) {
+      const auto u = static_cast<std::size_t>(std::lround(point.u));
+      const auto v = static_cast<std::size_t>(std::lround(point.v));
+      constexpr std::size_t reach = 9;
+      constexpr std::size_t depthReach = 14;
+      for (std::size_t y = v - depthReach; y <= v + depthReach; ++y) {
+        for (std::size_t x = u - depthReach; x <= u + depthReach; ++x) {
+          units[y * width + x] = static_cast<std::uint16_t>(std::lround(point.depth * 5000));
+          const bool near = x + reach >= u && x <= u + reach && y + reach >= v && y <= v + reach;
+          for (std::size_t c = 0; near && (x < u) == (y < v) && c < 3; ++c)
+            colours[(y * width + x) * 3 + c] = 250;
+        }
+      }
+    }
+    const double time = 10 + 0.1 * static_cast<double>(count_++);
+    ASSERT_FALSE(writePNG(folder_.path() / fmt::format("rgb/{}.png", count_), image));
+    ASSERT_FALSE(writePNG(folder_.path() / fmt::format("depth/{}.png", count_), depth));
+    rgb_ += fmt::format("{} rgb/{}.png\n", time, count_);
+    depth_ += fmt::format("{} depth/{}.png\n", time + 0.01, count_);
+    const auto& [p, q] = pose;
+    truth_ +=
+        fmt::format("{} {} {} {} {} {} {} {}\n", time - 0.005, p[0], p[1], p[2], q[0], q[1], q[2], q[3]);
+  }
+
+  std::shared_ptr<ARRecording> open(const ARRecordingOptions& options = {}) {
+    folder_.write("rgb.txt", rgb_);
+    folder_.write("depth.txt", depth_);
+    folder_.write("groundtruth.txt", truth_);
+    auto recording = ARRecording::open(folder_.path(), options);
+    EXPECT_TRUE(recording) << (recording ? "" : recording.failure().message);
+    return recording ? *recording : nullptr;
+  }
+
+  geoloom::test::TemporaryDirectory folder_;
+  std::string rgb_;
+  std::string depth_;
+  std::string truth_;
+  std::size_t count_ = 0;
+};
+
+const ARRecordingOptions recordingOrigin{ARRecordingOptions::Origin::recording};
+
+// A known world point is drawn where the published camera sees it. In the upright picture it is found as the
+// detector's network would, in the central square; the detector's rectangles lead back to the sensor's image,
+// the hit test to the world. A turn to the wrong side would be just as orthonormal: only this way round shows
+// it.
+TEST_F(RecordedFolder, AWorldPointComesBackThroughPictureRectanglesAndHitTest) {
+  const std::vector<Pose> poses{{{0, 0, 1.5}, cameraTurn(0, 0, 0)},
+                                {{0.4, -0.3, 1.2}, cameraTurn(0.7, -0.2, 0.3)},
+                                {{-1, 2, 0.8}, cameraTurn(-2.1, 0.4, -0.25)}};
+  std::vector<Vector> worlds;
+  for (const Pose& pose : poses) {
+    const Vector ahead = turn(pose.quaternion, {0.17, -0.12, 1.6});
+    worlds.push_back({pose.position[0] + ahead[0], pose.position[1] + ahead[1], pose.position[2] + ahead[2]});
+    add(pose, {see(pose, worlds.back())});
+  }
+  const auto recording = open(recordingOrigin);
+  ASSERT_EQ(recording->frameCount(), poses.size());
+  for (std::size_t i = 0; i < poses.size(); ++i) {
+    const auto frame = recording->frame(i);
+    ASSERT_TRUE(frame);
+    ASSERT_EQ(frame->capturedImage()->width(), 480U);
+    ASSERT_EQ(frame->capturedImage()->height(), 360U);
+
+    // The upright picture is 360 x 480, cut from the middle; the network sees its central 360 x 360.
+    const Seen seen = see(poses[i], worlds[i]);
+    const double x = (seen.u - 140 + 0.5) / 360;
+    const double y = (seen.v - 60 + 0.5) / 360;
+    const double screenWidth = 360;
+    const double screenHeight = 480;
+    const double onScreenX = screenWidth * x;
+    const double onScreenY = (screenHeight - screenWidth) * 0.5 + screenWidth * y;
+    const auto hits = frame->hitTest({onScreenY / screenHeight, 1 - onScreenX / screenWidth},
+                                     ARHitTestResultType::featurePoint);
+    ASSERT_FALSE(hits.empty()) << i;
+    const auto& found = hits.front().worldTransform.columns[3];
+    const Vector expected = yUp(worlds[i]);
+    EXPECT_NEAR(found.x, expected[0], 0.01) << i;
+    EXPECT_NEAR(found.y, expected[1], 0.01) << i;
+    EXPECT_NEAR(found.z, expected[2], 0.01) << i;
+  }
+}
+
+TEST_F(RecordedFolder, TheSessionBeginsAtTheFirstFrame) {
+  const Pose first{{1, 2, 1.4}, cameraTurn(0.4, -0.3, 0.1)};
+  const Pose second{{1.3, 2.2, 1.5}, cameraTurn(0.5, -0.2, 0)};
+  const Vector world{0.4, 3.6, 1};
+  add(first, {see(first, world)});
+  add(second, {see(second, world)});
+  const auto recording = open();
+  const auto frame = recording->frame(0);
+  ASSERT_TRUE(frame);
+  const auto& m = frame->camera().transform().columns;
+  EXPECT_NEAR(std::hypot(m[3].x, m[3].y, m[3].z), 0, 1e-6);
+  EXPECT_NEAR(m[2].x, 0, 1e-6);  // looks along -z, seen from above
+  EXPECT_GT(m[2].z, 0.9);
+  EXPECT_NEAR(m[2].y, -std::sin(-0.3), 1e-6);  // gravity is kept: still looking down by 0.3
+  // A device held upright: the sensor's x axis points down, so the roll is a quarter turn (and the hand's
+  // 0.1).
+  EXPECT_NEAR(frame->camera().eulerAngles().z, -std::acos(0.0) - 0.1, 1e-5);
+
+  // Both frames see the one point at one place of the session, which sessionFromRecording tells.
+  const auto& t = recording->sessionFromRecording().columns;
+  const Vector p = yUp(world);
+  const auto place = [&](const auto& row) {
+    return row(t[0]) * p[0] + row(t[1]) * p[1] + row(t[2]) * p[2] + row(t[3]);
+  };
+  const double x = place([](const simd_float4& column) { return static_cast<double>(column.x); });
+  const double y = place([](const simd_float4& column) { return static_cast<double>(column.y); });
+  const double z = place([](const simd_float4& column) { return static_cast<double>(column.z); });
+  for (std::size_t i = 0; i < 2; ++i) {
+    double nearest = 1;
+    const auto seeing = recording->frame(i);
+    ASSERT_TRUE(seeing);
+    for (const simd_float3& q : seeing->rawFeaturePoints())
+      nearest = std::min(nearest, std::hypot(q.x - x, q.y - y, q.z - z));
+    EXPECT_LT(nearest, 0.01) << i;
+  }
+}
+
+TEST_F(RecordedFolder, GoesOnWithTheCoordinatesOfAnotherRecording) {
+  const Pose pose{{1, 2, 1.4}, cameraTurn(0.4, 0, 0)};
+  add(pose, {see(pose, {0.4, 3.6, 1})});
+  const auto first = open(recordingOrigin);
+  const auto second = open({.continues = first});
+  EXPECT_EQ(second->sessionFromRecording(), simd_float4x4{});
+  EXPECT_EQ(second->frame(0)->camera().transform(), first->frame(0)->camera().transform());
+  EXPECT_NE(open()->sessionFromRecording(), simd_float4x4{});
+}
+
+TEST_F(RecordedFolder, WhatIsDamagedIsCountedAndSkipped) {
+  const Pose pose{{0, 0, 1}, cameraTurn(0, 0, 0)};
+  for (int i = 0; i < 5; ++i) add(pose, {see(pose, {0.1, 2, 1})});
+  std::filesystem::remove(folder_.path() / "rgb/1.png");
+  folder_.write("rgb/2.png", "no picture");
+  std::filesystem::copy_file(folder_.path() / "rgb/5.png", folder_.path() / "depth/3.png",
+                             std::filesystem::copy_options::overwrite_existing);
+  std::filesystem::remove(folder_.path() / "depth/4.png");
+  rgb_ += "10.05\n99 rgb/5.png\n";
+  truth_ += "10 0 0\n";
+  const auto recording = open();
+  ASSERT_EQ(recording->frameCount(), 5U);
+  for (std::size_t i = 0; i < 4; ++i) EXPECT_EQ(recording->frame(i), nullptr) << i;
+  EXPECT_NE(recording->frame(4), nullptr);
+  EXPECT_EQ(recording->frame(5), nullptr);
+  EXPECT_TRUE(std::isnan(recording->timestamp(5)));
+  using testing::HasSubstr;
+  EXPECT_THAT(
+      recording->problems(),
+      testing::ElementsAre(HasSubstr("rgb.txt: 1 torn line skipped, the first is line 6"),
+                           HasSubstr("groundtruth.txt: 1 torn line"), HasSubstr("1 image skipped: no pose"),
+                           HasSubstr("2 frames without a readable image skipped, the first: "),
+                           HasSubstr("2 frames without a readable depth image skipped")));
+}
+
+TEST_F(RecordedFolder, CornersOverDepthHolesAreLeftOut) {
+  const Pose pose{{0, 0, 1}, cameraTurn(0, 0, 0)};
+  add(pose, {{300.0, 200.0, 1.5}, {350.0, 250.0, 0.0}});
+  const auto recording = open();
+  const auto frame = recording->frame(0);
+  ASSERT_TRUE(frame);
+  ASSERT_FALSE(frame->rawFeaturePoints().empty());
+  for (const simd_float3& p : frame->rawFeaturePoints()) EXPECT_NEAR(p.z, -1.5, 1e-3);
+  EXPECT_THAT(recording->problems(), testing::ElementsAre(testing::HasSubstr("skipped: no depth there")));
+}
+
+TEST(PortraitWindow, IsTheLargestCentredOne) {
+  EXPECT_EQ(portraitWindow(640, 480, 0.75), (PortraitWindow{140, 0, 360, 480}));
+  EXPECT_EQ(portraitWindow(640, 480, 0.5), (PortraitWindow{200, 0, 240, 480}));
+  EXPECT_EQ(portraitWindow(480, 640, 0.75), (PortraitWindow{0, 0, 480, 640}));
+  EXPECT_EQ(portraitWindow(300, 640, 0.75), (PortraitWindow{0, 120, 300, 400}));
+  EXPECT_EQ(portraitWindow(480, 480, 1), (PortraitWindow{0, 0, 480, 480}));
+  EXPECT_EQ(portraitWindow(1, 1, 0.75), (PortraitWindow{0, 0, 1, 1}));
+}
+
+TEST(SessionOrigin, HasAHeadingEvenLookingStraightDown) {
+  for (const double pitch : {-std::acos(0.0), std::acos(0.0)}) {
+    const TimedPose pose{0, {1, 2, 3}, cameraTurn(0.6, pitch, 0)};
+    const RigidTransform session = sessionFromWorld(uprightCamera(pose));
+    // The level camera of that heading looks along -z of the session.
+    const Vector ahead = yUp(turn(cameraTurn(0.6, 0, 0), {0, 0, 1}));
+    const Vector there = session.apply({ahead[0] + 1, ahead[1] + 3, ahead[2] - 2});
+    EXPECT_NEAR(there[0], 0, 1e-9);
+    EXPECT_NEAR(there[1], 0, 1e-9);
+    EXPECT_NEAR(there[2], -1, 1e-9);
+  }
+}
+
+}  // namespace
+}  // namespace geoloom::platform
