@@ -47,7 +47,8 @@ Trace someTrace() {
   trace.batches = {{1, {{"dog", 0.1F, {1, 2, 3}, 0.3F}}, 2}};
   trace.tracks = {{7, "dog", 9, {0, 1, 2, 3, 4, 5}}};
   trace.placed = {{"lamp", {1, 2, 3}, 0.5F, -1}};
-  trace.relocalized = {{0.1, {}}, {0.2, {{"lamp", {1, 2, 3}, 0.5F, 0.5F}}}};
+  trace.relocalized = {{0.1, {}},
+                       {0.2, {{"lamp", {1, 2, 3}, 0.5F, 0.5F}}, TracedTransform{{0.1F, 0, -2}, 3}}};
   trace.stages = {{"vision", {3, 1, 2}}};
   return trace;
 }
@@ -250,14 +251,17 @@ TEST(Placements, FollowTheRecordingIntoTheSession) {
 TEST(Errors, CompareTheLastListWithTheTruth) {
   Trace trace = someTrace();
   trace.recordings[0].sessionFromRecording = heading(0, 1, 0, 0);
-  trace.relocalized.back().assets = {{"near", {1, 0, 0.03F}, 0, 0.5F}, {"far", {1, 4, 3}, 0, 0.5F}};
+  trace.relocalized.back().assets = {{"near", {1, 0, 0.03F}, 0.25F, 0.5F}, {"far", {1, 4, 3}, 0, 0.5F}};
   const Placements truth{Placements::Frame::recording,
-                         {{"near", 0, 0, 0, 0}, {"far", 0, 0, 0, 0}, {"lost", 5, 5, 5, 0}}};
+                         {{"near", 0, 0, 0, -3}, {"far", 0, 0, 0, 3}, {"lost", 5, 5, 5, 0}}};
   const auto errors = errorsOf(trace, truth);
   ASSERT_EQ(errors.size(), 3U);
   EXPECT_NEAR(errors[0].metres, 0.03, 1e-6);
   EXPECT_NEAR(errors[1].metres, 5, 1e-6);
   EXPECT_FALSE(errors[2].found);
+  // The transform turns by 3: 0.25 + 3 is 0.0332 short of -3 and a full turn.
+  EXPECT_NEAR(errors[0].degrees.value_or(-1), 1.9014, 1e-3);
+  EXPECT_NEAR(errors[1].degrees.value_or(-1), 0, 1e-4);
   EXPECT_NEAR(medianOf(errors), 5, 1e-6);
   EXPECT_NEAR(medianOf({errors[0], errors[1]}), 2.515, 1e-6);
   EXPECT_THAT(tableOf(errors), ElementsAre(HasSubstr("true position"), HasSubstr("0.030 m"),

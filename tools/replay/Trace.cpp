@@ -43,6 +43,13 @@ ordered_json assets(const std::vector<TracedAsset>& values) {
   });
 }
 
+ordered_json relocalized(const TracedAssets& list) {
+  ordered_json json{{"time", list.time}, {"assets", assets(list.assets)}};
+  if (const auto& t = list.transform)
+    json["transform"] = {t->translation.x, t->translation.y, t->translation.z, t->theta};
+  return json;
+}
+
 ordered_json objects(const std::vector<TracedObject>& values) {
   return list(values, [](const TracedObject& o) {
     return ordered_json{
@@ -94,6 +101,12 @@ std::vector<TracedAsset> readAssets(const JSONMember& member) {
         {a["id"].string(), readVector(a["position"]), single(a["orientation"]), single(a["confidence"])});
   }
   return result;
+}
+
+std::optional<TracedTransform> readTransform(const JSONMember& member) {
+  if (!member.isPresent()) return std::nullopt;
+  const std::vector<float> n = numbers(member, 4);
+  return TracedTransform{{n[0], n[1], n[2]}, n[3]};
 }
 
 TracedRecording readRecording(const JSONMember& r) {
@@ -148,7 +161,7 @@ Trace read(const JSONMember& json) {
   }
   trace.placed = readAssets(json["placed"]);
   for (const JSONMember& l : json["relocalized"].list()) {
-    trace.relocalized.push_back({l["time"].number(), readAssets(l["assets"])});
+    trace.relocalized.push_back({l["time"].number(), readAssets(l["assets"]), readTransform(l["transform"])});
   }
   return trace;
 }
@@ -211,9 +224,7 @@ ordered_json toJSON(const Trace& trace) {
                         {"box", {t.box.minX, t.box.maxX, t.box.minY, t.box.maxY, t.box.minZ, t.box.maxZ}}};
   });
   json["placed"] = assets(trace.placed);
-  json["relocalized"] = list(trace.relocalized, [](const TracedAssets& a) {
-    return ordered_json{{"time", a.time}, {"assets", assets(a.assets)}};
-  });
+  json["relocalized"] = list(trace.relocalized, relocalized);
   json["summary"] = summary(trace);
   return json;
 }

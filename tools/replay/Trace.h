@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -58,9 +59,18 @@ struct TracedAsset {
   float confidence = 0;
 };
 
+/// From the map's coordinates to the session's: a turn by `theta` radians about the vertical, then a shift.
+struct TracedTransform {
+  platform::SCNVector3 translation;
+  float theta = 0;
+};
+
+/// One list of relocalized assets. Their orientations are the stored ones: a heading in the session is
+/// `orientation + theta`.
 struct TracedAssets {
   double time = 0;
   std::vector<TracedAsset> assets;
+  std::optional<TracedTransform> transform = {};  ///< absent in traces of earlier versions
 };
 
 struct TracedStatus {

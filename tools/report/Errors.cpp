@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <numbers>
 
 #include <fmt/format.h>
 
@@ -18,6 +19,12 @@ double distance(const platform::SCNVector3& a, const platform::SCNVector3& b) {
   return std::hypot(difference(a.x, b.x), difference(a.y, b.y), difference(a.z, b.z));
 }
 
+/// Between two headings in radians, the short way round.
+double degreesBetween(double a, double b) {
+  constexpr double degrees = 180 / std::numbers::pi;
+  return std::abs(std::remainder(a - b, 2 * std::numbers::pi)) * degrees;
+}
+
 }  // namespace
 
 std::vector<AssetError> errorsOf(const Trace& localization, const Placements& truth) {
@@ -29,12 +36,18 @@ std::vector<AssetError> errorsOf(const Trace& localization, const Placements& tr
     AssetError error{asset.id,
                      {static_cast<float>(asset.x), static_cast<float>(asset.y), static_cast<float>(asset.z)},
                      std::nullopt,
-                     std::numeric_limits<double>::infinity()};
+                     std::numeric_limits<double>::infinity(),
+                     std::nullopt};
     if (!localization.relocalized.empty()) {
-      for (const TracedAsset& found : localization.relocalized.back().assets) {
+      const TracedAssets& last = localization.relocalized.back();
+      for (const TracedAsset& found : last.assets) {
         if (found.id != asset.id) continue;
         error.found = found.position;
         error.metres = distance(found.position, error.truth);
+        if (last.transform)
+          error.degrees = degreesBetween(
+              static_cast<double>(found.orientation) + static_cast<double>(last.transform->theta),
+              asset.orientation);
       }
     }
     errors.push_back(std::move(error));
@@ -52,12 +65,14 @@ double medianOf(const std::vector<AssetError>& errors) {
 }
 
 std::vector<std::string> tableOf(const std::vector<AssetError>& errors) {
-  std::vector<std::string> lines{
-      fmt::format("{:<12}  {:^23}  {:^23}  {:>7}", "asset", "true position", "relocalized", "error")};
+  std::vector<std::string> lines{fmt::format("{:<12}  {:^23}  {:^23}  {:>7}  {:>9}", "asset", "true position",
+                                             "relocalized", "error", "heading")};
   for (const AssetError& e : errors) {
-    lines.push_back(
-        e.found ? fmt::format("{:<12}  {}  {}  {:5.3f} m", e.id, text(e.truth), text(*e.found), e.metres)
-                : fmt::format("{:<12}  {}  {:^23}  {:>7}", e.id, text(e.truth), "not found", "-"));
+    const std::string heading = e.degrees ? fmt::format("{:.1f} deg", *e.degrees) : "-";
+    lines.push_back(e.found ? fmt::format("{:<12}  {}  {}  {:5.3f} m  {:>9}", e.id, text(e.truth),
+                                          text(*e.found), e.metres, heading)
+                            : fmt::format("{:<12}  {}  {:^23}  {:>7}  {:>9}", e.id, text(e.truth),
+                                          "not found", "-", heading));
   }
   return lines;
 }

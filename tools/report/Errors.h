@@ -16,7 +16,8 @@ struct AssetError {
   std::string id;
   platform::SCNVector3 truth;
   std::optional<platform::SCNVector3> found;
-  double metres = 0;  ///< infinite where it was not found
+  double metres = 0;              ///< infinite unless it was found
+  std::optional<double> degrees;  ///< between the true heading and the one found, 0 to 180
 };
 
 /// The truth must be given in the recording's coordinates. The last list of relocalized assets counts.
