@@ -14,7 +14,7 @@
 #include "tools/replay/Placements.h"
 #include "tools/replay/ServiceOptions.h"
 #include "tools/replay/Trace.h"
-#include "tools/report/Canvas.h"
+#include "tools/report/Drawing.h"
 #include "tools/report/Errors.h"
 #include "tools/report/TopDownPlot.h"
 
@@ -270,50 +270,54 @@ TEST(Errors, CompareTheLastListWithTheTruth) {
   EXPECT_TRUE(std::isinf(medianOf(errorsOf(trace, truth))));
 }
 
-TEST(Canvas, CoversPixelsAsFarAsADrawingReaches) {
-  Canvas canvas(9, 9, {255, 255, 255});
-  canvas.line(-4, 5, 4, 5, {0, 0, 0}, 2);
-  const auto at = [&](std::size_t x, std::size_t y) {
-    return static_cast<int>(std::get<0>(canvas.picture().samples)[(y * 9 + x) * 3]);
-  };
-  EXPECT_EQ(at(0, 5), 0) << "cut off at the picture's edge, not left out";
-  EXPECT_EQ(at(2, 4), 128) << "half of it";
-  EXPECT_EQ(at(2, 6), 128);
-  EXPECT_EQ(at(2, 3), 255);
-  EXPECT_EQ(at(5, 5), 128) << "the round end";
-  EXPECT_EQ(at(7, 5), 255);
+// The plan draws the true places where the table of errors measures them, also if the two recordings have frames
+// of their own.
+TEST(TopDownPlot, TrueAndRelocalizedAssetsShareOneFrame) {
+  Trace localization = someTrace();
+  localization.recordings[0].sessionFromRecording = heading(0.7, 1, 0.2F, -2);
+  const Placements truth{Placements::Frame::recording, {{"lamp", 3, 1, -2, 0}, {"sign", -1, 0.5, 4, 0}}};
+  TracedAssets found{1, {}, TracedTransform{{0.3F, 0.1F, 5}, -1.2F}};
+  for (const Placement& p : inSession(truth, localization.recordings[0].sessionFromRecording))
+    found.assets.push_back(
+        {p.id, {static_cast<float>(p.x) + 0.1F, static_cast<float>(p.y), static_cast<float>(p.z)}, 0, 0.5F});
+  localization.relocalized = {found};
 
-  const auto before = canvas.picture().samples;
-  const double nowhere = std::nan("");
-  canvas.line(nowhere, 0, 5, 5, {});
-  canvas.dot(5, nowhere, 2, {});
-  canvas.ring(nowhere, 5, 2, {});
-  canvas.line(1e300, 1e300, -1e300, 1e300, {});
-  canvas.text(1e6, -1e6, "far off", {});
-  EXPECT_EQ(canvas.picture().samples, before);
+  const auto toMap = mapFromSession(localization);
+  ASSERT_TRUE(toMap);
+  const GroundMotion back{-1.2F, 0.3F, 5};
+  const auto [x, z] = back.apply(2, 3);
+  EXPECT_NEAR(toMap->apply(x, z).first, 2, 1e-6);
+  EXPECT_NEAR(toMap->apply(x, z).second, 3, 1e-6);
+  const auto errors = errorsOf(localization, truth);
+  const auto places = trueAssetsInMap(localization, truth);
+  ASSERT_EQ(places.size(), 2U);
+  for (std::size_t i = 0; i < 2; ++i) {
+    const auto& p = found.assets[i].position;
+    const auto [mx, mz] = toMap->apply(static_cast<double>(p.x), static_cast<double>(p.z));
+    EXPECT_NEAR(std::hypot(mx - places[i].x, mz - places[i].z), errors[i].metres, 1e-5);
+    EXPECT_NEAR(static_cast<double>(p.y) - 0.1, places[i].y, 1e-5);
+  }
+  localization.relocalized.clear();
+  EXPECT_TRUE(trueAssetsInMap(localization, truth).empty());
 }
 
-TEST(TopDownPlot, FindsTheMotionBetweenTwoLists) {
-  const GroundMotion motion{2.1, 0.5, -3};
-  std::vector<TracedAsset> from;
-  std::vector<TracedAsset> to;
-  for (int i = 0; i < 4; ++i) {
-    const double x = i * 0.7;
-    const double z = 1.5 - i * i * 0.4;
-    const auto [mx, mz] = motion.apply(x, z);
-    from.push_back({std::to_string(i), {static_cast<float>(x), 0, static_cast<float>(z)}, 0, 0});
-    to.push_back({std::to_string(3 - i), {}, 0, 0});
-    to[static_cast<std::size_t>(i)] = {
-        std::to_string(i), {static_cast<float>(mx), 0, static_cast<float>(mz)}, 0, 0};
-  }
-  std::swap(to[0], to[2]);
-  const auto found = motionBetween(from, to);
-  ASSERT_TRUE(found);
-  EXPECT_NEAR(found->angle, 2.1, 1e-5);
-  EXPECT_NEAR(found->x, 0.5, 1e-5);
-  EXPECT_NEAR(found->z, -3, 1e-5);
-  from.resize(1);
-  EXPECT_FALSE(motionBetween(from, to));
+TEST(Drawing, LabelsCoverNeitherEachOtherNorWhatIsNotInThePicture) {
+  // Six labels on one point: with none overlapping, all of their plates are seen, whatever their order.
+  const auto darkened = [](std::size_t count) {
+    Drawing drawing(400, 300, {1, 1, 1});
+    for (std::size_t i = 0; i < count; ++i) drawing.label({5, 150}, "label", {1, 1, 0});
+    drawing.label({std::nan(""), 3}, "nowhere", {1, 1, 0});
+    drawing.line({{1, 1}, {std::nan(""), 5}}, {}, 9);
+    const auto picture = drawing.finish();
+    const auto& samples = *picture.samples8();
+    std::size_t dark = 0;
+    for (std::size_t i = 0; i < std::size_t{400} * 300 * 3; i += 3) dark += samples[i + 2] < 120 ? 1 : 0;
+    return static_cast<double>(dark);
+  };
+  const double one = darkened(1);
+  EXPECT_GT(one, 300);
+  EXPECT_EQ(darkened(0), 0);
+  EXPECT_GT(darkened(6), 5.9 * one);
 }
 
 TEST(ServiceOptions, OneServerAnswersForAllUnlessToldOtherwise) {

@@ -43,11 +43,13 @@ void writePictures(const Options& options, const Trace& mapping, const Trace& lo
   if (error) throw CommandError(ExitCode::badInput, folder.string() + ": cannot be made: " + error.message());
   const auto first = valueOf(writeKeyFrames(mapping, folder, "mapping"));
   const auto second = valueOf(writeKeyFrames(localization, folder, "localization"));
-  const auto plot = folder / "top-down.png";
-  if (const auto failure = platform::writePNG(plot, topDownPlot(mapping, localization, truth))) {
-    throw CommandError(ExitCode::badInput, failure->message);
+  for (const bool tracked : {false, true}) {
+    const auto plan = folder / (tracked ? "plan-tracked.png" : "plan.png");
+    if (const auto failure = platform::writePNG(plan, topDownPlot(mapping, localization, truth, tracked)))
+      throw CommandError(ExitCode::badInput, failure->message);
   }
-  fmt::print("pictures: {} key frames and {}\n", first.size() + second.size(), plot.string());
+  fmt::print("pictures: {} key frames, plan.png and plan-tracked.png in {}\n", first.size() + second.size(),
+             folder.string());
 }
 
 Trace readTraceOf(const std::string& mode, const std::string& path) {
@@ -117,7 +119,7 @@ void addReportCommand(CLI::App& app) {
   command->add_option("LOCALIZATION", options->localization, "trace of the localization session")->required();
   CLI::Option* truth =
       command->add_option("--truth", options->truth, "where the assets really are; prints each one's error");
-  command->add_option("--pictures", options->pictures, "folder for key frames and the plot from above");
+  command->add_option("--pictures", options->pictures, "folder for key frames and plans from above");
   command
       ->add_option("--max-error", options->maximumError, "fail when the median error is above this, metres")
       ->check(notNegative())

@@ -4,6 +4,7 @@
 #include <array>
 #include <cmath>
 #include <map>
+#include <memory>
 #include <optional>
 
 #include <fmt/format.h>
@@ -12,17 +13,19 @@
 #include "geoloom/platform/imaging/CVPixelBuffer.h"
 #include "geoloom/recording/ARRecording.h"
 
-#include "tools/report/Canvas.h"
+#include "tools/report/Drawing.h"
 
 namespace geoloom::tools {
 namespace {
 
+using platform::ARFrame;
 using platform::SCNVector3;
 
 constexpr float leastConfidence = 0.6F;
 constexpr std::int64_t leastSeen = 5;
-constexpr Ink boxInk{80, 255, 120};
-constexpr Ink assetInk{255, 170, 40};
+constexpr std::size_t mostFrames = 8;
+constexpr Ink boxInk{0.3, 1, 0.5};
+constexpr Ink assetInk{1, 0.65, 0.15};
 
 float distance(const SCNVector3& a, const SCNVector3& b) {
   return std::hypot(a.x - b.x, a.y - b.y, a.z - b.z);
@@ -42,168 +45,203 @@ const TracedTrack* trackOf(const Trace& trace, const TracedObject& object) {
   return nearest != nullptr && distance(nearest->box.center(), object.center) < farthest ? nearest : nullptr;
 }
 
-/// For every track that was seen well, the batch that was surest of it.
-std::map<std::int64_t, std::size_t> bestBatches(const Trace& trace) {
-  std::map<std::int64_t, std::pair<float, std::size_t>> best;
+const std::vector<TracedAsset>& assetsOf(const Trace& trace) {
+  return trace.relocalized.empty() ? trace.placed : trace.relocalized.back().assets;
+}
+
+/// Where a point of the world appears in the upright picture, in its pixels; nothing when it is behind the
+/// camera. The sensor's image lies on its side: its right is the picture's bottom.
+std::optional<Point> project(const ARFrame& frame, const SCNVector3& p) {
+  const auto& [right, up, back, eye] = frame.camera().transform().columns;
+  const auto along = [&p, &origin = eye](const platform::simd_float4& axis) {
+    return static_cast<double>((p.x - origin.x) * axis.x + (p.y - origin.y) * axis.y +
+                               (p.z - origin.z) * axis.z);
+  };
+  constexpr double nearest = 0.05;
+  const double depth = -along(back);
+  if (depth < nearest) return std::nullopt;
+  const auto& k = frame.camera().intrinsics().columns;
+  const double x = static_cast<double>(k[2].x) + static_cast<double>(k[0].x) * along(right) / depth;
+  const double y = static_cast<double>(k[2].y) - static_cast<double>(k[1].y) * along(up) / depth;
+  return Point{frame.camera().imageResolution().height - y, x + 0.5};
+}
+
+/// How well an asset at this point is seen, 0 to 1: inside the picture, neither too near nor too far.
+double visibility(const ARFrame& frame, const SCNVector3& p) {
+  const std::optional<Point> at = project(frame, p);
+  if (!at) return 0;
+  const double width = frame.camera().imageResolution().height;
+  const double height = frame.camera().imageResolution().width;
+  const double inset = std::min({at->x / width, 1 - at->x / width, at->y / height, 1 - at->y / height});
+  const auto& eye = frame.camera().transform().columns[3];
+  const double metres = static_cast<double>(distance(p, {eye.x, eye.y, eye.z}));
+  return std::clamp(inset / 0.2, 0.0, 1.0) * std::clamp(metres / 0.8, 0.0, 1.0) *
+         std::clamp(6 - metres, 0.0, 1.0);
+}
+
+/// What a batch of detections shows, each with how well.
+struct Sights {
+  std::size_t batch = 0;
+  std::map<std::string, double> shown;
+};
+
+class Frames {
+ public:
+  static base::Result<Frames> open(const Trace& trace) {
+    Frames frames;
+    for (const TracedRecording& r : trace.recordings) {
+      ARRecordingOptions options;
+      if (!frames.recordings_.empty()) options.continues = frames.recordings_.front();
+      const auto recording = ARRecording::open(r.path, options);
+      if (!recording) return recording.failure();
+      frames.recordings_.push_back(*recording);
+    }
+    return frames;
+  }
+
+  [[nodiscard]] std::shared_ptr<const ARFrame> of(const Trace& trace, const TracedBatch& batch) const {
+    const TracedFrame& f = trace.frames[batch.frame];
+    return recordings_[f.recording]->frame(f.index);
+  }
+
+ private:
+  std::vector<std::shared_ptr<ARRecording>> recordings_;
+};
+
+std::vector<Sights> sightsOf(const Trace& trace, const Frames& frames) {
+  constexpr double leastVisible = 0.3;
+  std::vector<Sights> all;
   for (std::size_t b = 0; b < trace.batches.size(); ++b) {
+    Sights sights{b, {}};
     for (const TracedObject& object : trace.batches[b].objects) {
       const TracedTrack* track = object.confidence < leastConfidence ? nullptr : trackOf(trace, object);
       if (track == nullptr) continue;
-      auto& [confidence, batch] = best[track->id];
-      if (object.confidence > confidence) {
-        confidence = object.confidence;
-        batch = b;
+      double& shown = sights.shown[fmt::format("object {}", track->id)];
+      shown = std::max(shown, static_cast<double>(object.confidence));
+    }
+    if (const auto frame = assetsOf(trace).empty() ? nullptr : frames.of(trace, trace.batches[b])) {
+      for (const TracedAsset& asset : assetsOf(trace)) {
+        const double seen = visibility(*frame, asset.position);
+        if (seen > leastVisible) sights.shown["asset " + asset.id] = 2 * seen;  // assets matter most
       }
     }
+    if (!sights.shown.empty()) all.push_back(std::move(sights));
   }
-  std::map<std::int64_t, std::size_t> batches;
-  for (const auto& [id, where] : best) batches[id] = where.second;
-  return batches;
+  return all;
 }
 
-/// The user's picture: the sensor's image turned back, its colours as RGB, twice as large.
-class UprightFrame {
- public:
-  explicit UprightFrame(const platform::ARFrame& frame)
-      : frame_(frame), canvas_(enlarged(*frame.capturedImage())) {}
-
-  [[nodiscard]] Canvas& canvas() { return canvas_; }
-
-  /// Where a point of the world appears; nothing when it is behind the camera.
-  [[nodiscard]] std::optional<std::pair<double, double>> project(const SCNVector3& p) const {
-    const auto& [right, up, back, translation] = frame_.camera().transform().columns;
-    const auto along = [&p, &eye = translation](const platform::simd_float4& axis) {
-      return static_cast<double>((p.x - eye.x) * axis.x + (p.y - eye.y) * axis.y + (p.z - eye.z) * axis.z);
-    };
-    const double depth = -along(back);
-    constexpr double nearest = 0.05;
-    if (depth < nearest) return std::nullopt;
-    const auto& k = frame_.camera().intrinsics().columns;
-    const double x = static_cast<double>(k[2].x) + static_cast<double>(k[0].x) * along(right) / depth;
-    const double y = static_cast<double>(k[2].y) - static_cast<double>(k[1].y) * along(up) / depth;
-    const double width = frame_.camera().imageResolution().height;
-    return std::pair{scale * (width - 0.5 - y) - 0.5, scale * (x + 0.5) - 0.5};
-  }
-
-  void edge(const SCNVector3& from, const SCNVector3& to, Ink ink) {
-    const auto a = project(from);
-    const auto b = project(to);
-    if (a && b) canvas_.line(a->first, a->second, b->first, b->second, ink, 2);
-  }
-
- private:
-  static constexpr std::size_t scale = 2;
-
-  /// Between which two of `count` pixels the enlarged picture's pixel lies, and how far from the first.
-  struct Between {
-    std::size_t first;
-    std::size_t second;
-    float share;
+/// Batch after batch, the one that adds most to what those before show; in the order of time.
+std::vector<std::size_t> chosenBatches(const std::vector<Sights>& all) {
+  constexpr double leastGain = 0.3;
+  std::map<std::string, double> shown;
+  std::vector<std::size_t> chosen;
+  const auto gainOf = [&shown](const Sights& sights) {
+    double gain = 0;
+    for (const auto& [what, how] : sights.shown) {
+      const auto before = shown.find(what);
+      gain += std::max(0.0, how - (before == shown.end() ? 0 : before->second));
+    }
+    return gain;
   };
-
-  static Between between(std::size_t enlarged, std::size_t count) {
-    const float at = (static_cast<float>(enlarged) + 0.5F) / static_cast<float>(scale) - 0.5F;
-    const float inside = std::clamp(at, 0.0F, static_cast<float>(count - 1));
-    const auto first = static_cast<std::size_t>(inside);
-    return {first, std::min(first + 1, count - 1), inside - static_cast<float>(first)};
+  while (chosen.size() < mostFrames && !all.empty()) {
+    const auto best = std::max_element(all.begin(), all.end(), [&](const Sights& a, const Sights& b) {
+      return gainOf(a) < gainOf(b);
+    });
+    if (gainOf(*best) < leastGain) break;
+    for (const auto& [what, how] : best->shown) shown[what] = std::max(shown[what], how);
+    chosen.push_back(best->batch);
   }
-
-  static platform::PNGImage enlarged(const platform::CVPixelBuffer& buffer) {
-    const platform::PNGImage sensor = platform::makePNGImage(buffer);
-    const std::size_t width = sensor.height;
-    platform::PNGImage upright{width * scale, sensor.width * scale, 3, {}};
-    auto& out = upright.samples.emplace<0>();
-    out.reserve(upright.width * upright.height * 3);
-    const auto at = [&](std::size_t x, std::size_t y) {
-      return &(*sensor.samples8())[((width - 1 - x) * sensor.width + y) * 3];
-    };
-    for (std::size_t v = 0; v < upright.height; ++v) {
-      const Between y = between(v, sensor.width);
-      for (std::size_t u = 0; u < upright.width; ++u) {
-        const Between x = between(u, width);
-        const std::array corners{at(x.first, y.first), at(x.second, y.first), at(x.first, y.second),
-                                 at(x.second, y.second)};
-        for (std::size_t c = 0; c < 3; ++c) {
-          const auto along = [&](const std::uint8_t* left, const std::uint8_t* right) {
-            return static_cast<float>(left[c]) * (1 - x.share) + static_cast<float>(right[c]) * x.share;
-          };
-          const float value =
-              along(corners[0], corners[1]) * (1 - y.share) + along(corners[2], corners[3]) * y.share;
-          out.push_back(static_cast<std::uint8_t>(std::lround(value)));
-        }
-      }
-    }
-    return upright;
-  }
-
-  const platform::ARFrame& frame_;
-  Canvas canvas_;
-};
-
-void drawBox(UprightFrame& picture, const BoundingBox3D& b) {
-  const std::array<SCNVector3, 8> corners{{{b.minX, b.minY, b.minZ},
-                                           {b.maxX, b.minY, b.minZ},
-                                           {b.maxX, b.minY, b.maxZ},
-                                           {b.minX, b.minY, b.maxZ},
-                                           {b.minX, b.maxY, b.minZ},
-                                           {b.maxX, b.maxY, b.minZ},
-                                           {b.maxX, b.maxY, b.maxZ},
-                                           {b.minX, b.maxY, b.maxZ}}};
-  for (std::size_t i = 0; i < 4; ++i) {
-    picture.edge(corners[i], corners[(i + 1) % 4], boxInk);
-    picture.edge(corners[4 + i], corners[4 + (i + 1) % 4], boxInk);
-    picture.edge(corners[i], corners[4 + i], boxInk);
-  }
+  std::sort(chosen.begin(), chosen.end());
+  return chosen;
 }
 
-/// Writes labels over points of the world, one above the other where they would lie on each other.
-class Labels {
- public:
-  explicit Labels(UprightFrame& picture) : picture_(picture) {}
+platform::PNGImage upright(const platform::CVPixelBuffer& buffer) {
+  const platform::PNGImage sensor = platform::makePNGImage(buffer);
+  platform::PNGImage turned{sensor.height, sensor.width, 3, {}};
+  auto& out = turned.samples.emplace<0>();
+  out.reserve(turned.width * turned.height * 3);
+  for (std::size_t y = 0; y < turned.height; ++y) {
+    for (std::size_t x = 0; x < turned.width; ++x) {
+      const std::uint8_t* sample = &(*sensor.samples8())[((turned.width - 1 - x) * sensor.width + y) * 3];
+      out.insert(out.end(), sample, sample + 3);
+    }
+  }
+  return turned;
+}
 
-  void add(const SCNVector3& at, const std::string& text, Ink ink) {
-    constexpr double lineHeight = 24;
-    const auto p = picture_.project(at);
-    if (!p) return;
-    const double x = p->first - Canvas::textWidth(text) / 2;
-    double y = p->second - 22;
-    const auto isTaken = [&](const std::pair<double, double>& other) {
-      return std::abs(other.first - p->first) < Canvas::textWidth(text) &&
-             std::abs(other.second - y) < lineHeight;
+/// A frame being drawn on, enlarged.
+class FramePicture {
+ public:
+  explicit FramePicture(const ARFrame& frame)
+      : frame_(frame), drawing_(upright(*frame.capturedImage()), enlargement) {}
+
+  void box(const BoundingBox3D& b) {
+    const auto corner = [&b](unsigned i) {
+      return SCNVector3{(i & 1U) != 0 ? b.maxX : b.minX, (i & 2U) != 0 ? b.maxY : b.minY,
+                        (i & 4U) != 0 ? b.maxZ : b.minZ};
     };
-    const auto below = [&] { return std::find_if(taken_.begin(), taken_.end(), isTaken); };
-    for (auto other = below(); other != taken_.end(); other = below()) y = other->second - lineHeight;
-    taken_.emplace_back(p->first, y);
-    picture_.canvas().text(x, y, text, ink);
+    for (unsigned i = 0; i < 8; ++i) {
+      for (const unsigned axis : {1U, 2U, 4U}) {
+        if ((i & axis) != 0) continue;
+        const auto from = at(corner(i));
+        const auto to = at(corner(i | axis));
+        if (from && to) drawing_.line({*from, *to}, boxInk, 2);
+      }
+    }
   }
 
+  void asset(const TracedAsset& asset) {
+    const auto p = at(asset.position);
+    if (!p) return;
+    drawing_.ring(*p, 12, assetInk, 3);
+    drawing_.dot(*p, 4, assetInk);
+    label(asset.position, asset.id, assetInk);
+  }
+
+  /// False when the point is not in the picture.
+  bool label(const SCNVector3& p, const std::string& line, Ink ink) {
+    const auto point = at(p);
+    if (!point || point->x < 0 || point->y < 0 || point->x > drawing_.width() || point->y > drawing_.height())
+      return false;
+    drawing_.label(*point, line, ink);
+    return true;
+  }
+
+  [[nodiscard]] Drawing& drawing() { return drawing_; }
+
  private:
-  UprightFrame& picture_;
-  std::vector<std::pair<double, double>> taken_;
+  static constexpr double enlargement = 2;
+
+  [[nodiscard]] std::optional<Point> at(const SCNVector3& p) const {
+    const std::optional<Point> point = project(frame_, p);
+    if (!point) return std::nullopt;
+    return Point{enlargement * point->x, enlargement * point->y};
+  }
+
+  const ARFrame& frame_;
+  Drawing drawing_;
 };
 
-platform::PNGImage drawn(const Trace& trace, const TracedBatch& batch, const platform::ARFrame& frame) {
-  UprightFrame picture(frame);
-  Labels labels(picture);
+platform::PNGImage drawn(const Trace& trace, const TracedBatch& batch, const ARFrame& frame) {
+  FramePicture picture(frame);
+  for (const TracedAsset& asset : assetsOf(trace)) picture.asset(asset);
+  std::map<const TracedTrack*, float> recognised;
   for (const TracedObject& object : batch.objects) {
     const TracedTrack* track = object.confidence < leastConfidence ? nullptr : trackOf(trace, object);
-    if (track == nullptr) continue;
-    drawBox(picture, track->box);
-    const SCNVector3 c = track->box.center();
-    labels.add({c.x, track->box.maxY, c.z}, fmt::format("{} {:.2f}", object.name, object.confidence), boxInk);
+    if (track != nullptr) recognised[track] = std::max(recognised[track], object.confidence);
   }
-  if (!trace.relocalized.empty()) {
-    for (const TracedAsset& asset : trace.relocalized.back().assets) {
-      const auto p = picture.project(asset.position);
-      if (!p) continue;
-      picture.canvas().cross(p->first, p->second, 8, assetInk);
-      labels.add(asset.position, asset.id, assetInk);
-    }
+  for (const auto& [track, confidence] : recognised) {
+    picture.box(track->box);
+    const SCNVector3 c = track->box.center();
+    const std::string name = fmt::format("{} {:.0f}%", track->name, 100 * confidence);
+    if (!picture.label({c.x, track->box.maxY, c.z}, name, boxInk)) picture.label(c, name, boxInk);
   }
   const TracedFrame& f = trace.frames[batch.frame];
-  picture.canvas().text(8, 8, fmt::format("{} frame {}  {:.2f} s", trace.mode, f.index, f.time),
-                        {255, 255, 255});
-  return picture.canvas().picture();
+  picture.drawing().caption(fmt::format(
+      "{} at {:.1f} s, frame {}: recognised objects with their tracked boxes (green), assets {} (orange)",
+      trace.mode == "mapping" ? "Mapping" : "Localization", f.time, f.index,
+      trace.relocalized.empty() ? "as placed" : "where they came back"));
+  return picture.drawing().finish();
 }
 
 }  // namespace
@@ -211,25 +249,15 @@ platform::PNGImage drawn(const Trace& trace, const TracedBatch& batch, const pla
 base::Result<std::vector<std::filesystem::path>> writeKeyFrames(const Trace& trace,
                                                                 const std::filesystem::path& folder,
                                                                 const std::string& prefix) {
-  std::vector<std::shared_ptr<ARRecording>> recordings;
-  for (const TracedRecording& r : trace.recordings) {
-    ARRecordingOptions options;
-    if (!recordings.empty()) options.continues = recordings.front();
-    const auto recording = ARRecording::open(r.path, options);
-    if (!recording) return recording.failure();
-    recordings.push_back(*recording);
-  }
+  const base::Result<Frames> frames = Frames::open(trace);
+  if (!frames) return frames.failure();
   std::vector<std::filesystem::path> files;
-  for (const auto& [id, b] : bestBatches(trace)) {
-    const TracedBatch& batch = trace.batches[b];
-    const TracedFrame& f = trace.frames[batch.frame];
-    if (f.index >= recordings[f.recording]->frameCount()) continue;
-    const auto frame = recordings[f.recording]->frame(f.index);
+  for (const std::size_t b : chosenBatches(sightsOf(trace, *frames))) {
+    const auto frame = frames->of(trace, trace.batches[b]);
     if (!frame) continue;
-    const auto& track = *std::find_if(trace.tracks.begin(), trace.tracks.end(),
-                                      [&, wanted = id](const TracedTrack& t) { return t.id == wanted; });
-    files.push_back(folder / fmt::format("{}-{}-{}.png", prefix, id, track.name));
-    if (auto failure = platform::writePNG(files.back(), drawn(trace, batch, *frame))) return *failure;
+    files.push_back(folder / fmt::format("{}-{}.png", prefix, files.size() + 1));
+    if (auto failure = platform::writePNG(files.back(), drawn(trace, trace.batches[b], *frame)))
+      return *failure;
   }
   return files;
 }

@@ -10,9 +10,9 @@
 
 namespace geoloom::tools {
 
-/// Writes the frame in which each well-seen object was recognised best, upright, with the tracked boxes of
-/// what was recognised in it and, after a localization, the relocalized assets: `prefix`-<name>.png in
-/// `folder`. Returns the files.
+/// Writes the few frames that together show each asset and each well-seen object, upright, with the tracked
+/// boxes and names of what was recognised in them and with the assets (as placed in a mapping session, as
+/// they came back in a localization): `prefix`-<number>.png in `folder`. Returns the files.
 [[nodiscard]] base::Result<std::vector<std::filesystem::path>> writeKeyFrames(
     const Trace& trace, const std::filesystem::path& folder, const std::string& prefix);
 

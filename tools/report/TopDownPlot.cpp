@@ -4,124 +4,206 @@
 #include <cmath>
 #include <limits>
 #include <string>
-#include <utility>
+#include <tuple>
+#include <vector>
 
 #include <fmt/format.h>
 
-#include "tools/report/Canvas.h"
+#include "tools/report/Drawing.h"
+#include "tools/report/RoomPlan.h"
 
 namespace geoloom::tools {
 namespace {
 
-constexpr std::size_t side = 900;
-constexpr double margin = 70;
-constexpr Ink paper{250, 250, 247};
-constexpr Ink gridInk{225, 225, 220};
-constexpr Ink textInk{60, 60, 60};
-constexpr Ink mappingInk{30, 110, 220};
-constexpr Ink localizationInk{220, 60, 50};
-constexpr Ink truthInk{20, 140, 60};
+constexpr std::size_t side = 1000;
+constexpr double margin = 60;
+constexpr double legendHeight = 96;
+constexpr Ink paper{0.985, 0.98, 0.965};
+constexpr Ink floorInk{1, 1, 1};
+constexpr Ink wallInk{0.25, 0.25, 0.27};
+constexpr Ink windowInk{0.45, 0.72, 0.95};
+constexpr Ink furnitureInk{0.93, 0.9, 0.84};
+constexpr Ink furnitureEdge{0.6, 0.55, 0.48};
+constexpr Ink textInk{0.3, 0.28, 0.25};
+constexpr Ink mappingInk{0.12, 0.43, 0.86};
+constexpr Ink localizationInk{0.86, 0.23, 0.2};
+constexpr Ink assetInk{0.85, 0.5, 0};
+constexpr Ink truthInk{0.08, 0.55, 0.24};
 constexpr std::int64_t leastSeen = 5;
 
-/// What is to be drawn, in the map's coordinates.
-struct Mark {
-  double x;
-  double z;
-  std::string label;
+/// Metres over the ground of the map.
+using Ground = Point;
+
+struct Named {
+  std::vector<Ground> corners;  ///< one for a point
+  std::string name;
 };
 
-struct Layer {
-  std::vector<std::pair<double, double>> way;
-  std::vector<Mark> objects;
-  std::vector<Mark> assets;
+/// All that is drawn, in the map's coordinates.
+struct Plan {
+  RoomPlan room;
+  std::vector<Ground> mappingWalk;
+  std::vector<Ground> localizationWalk;
+  std::vector<Named> mappingTracks;
+  std::vector<Named> localizationTracks;
+  std::vector<Named> placed;
+  std::vector<Named> relocalized;
+  std::vector<Named> truth;
 };
 
-/// What is seen as two things in one place gets both names.
-void addObject(std::vector<Mark>& objects, const Mark& object) {
-  constexpr double samePlace = 0.15;
-  for (Mark& other : objects) {
-    if (std::hypot(other.x - object.x, other.z - object.z) > samePlace) continue;
-    other.label += " / " + object.label;
-    return;
-  }
-  objects.push_back(object);
+Ground moved(const GroundMotion& motion, double x, double z) {
+  const auto [mx, mz] = motion.apply(x, z);
+  return {mx, mz};
 }
 
-Layer layerOf(const Trace& trace, const std::vector<TracedAsset>& assets, const GroundMotion& toMap) {
-  Layer layer;
-  const auto moved = [&](float x, float z) {
-    return toMap.apply(static_cast<double>(x), static_cast<double>(z));
-  };
+std::vector<Ground> walkOf(const Trace& trace, const GroundMotion& toMap) {
+  std::vector<Ground> walk;
+  walk.reserve(trace.frames.size());
   for (const TracedFrame& frame : trace.frames)
-    layer.way.push_back(moved(frame.position.x, frame.position.z));
+    walk.push_back(
+        moved(toMap, static_cast<double>(frame.position.x), static_cast<double>(frame.position.z)));
+  return walk;
+}
+
+std::vector<Named> tracksOf(const Trace& trace, const GroundMotion& toMap) {
+  std::vector<Named> boxes;
   for (const TracedTrack& track : trace.tracks) {
     if (track.seenFrames < leastSeen) continue;
-    const auto c = track.box.center();
-    const auto [x, z] = moved(c.x, c.z);
-    addObject(layer.objects, {x, z, track.name});
+    const BoundingBox3D& b = track.box;
+    Named box{{}, track.name};
+    for (const auto& [x, z] : {std::pair{b.minX, b.minZ}, std::pair{b.maxX, b.minZ},
+                               std::pair{b.maxX, b.maxZ}, std::pair{b.minX, b.maxZ}})
+      box.corners.push_back(moved(toMap, static_cast<double>(x), static_cast<double>(z)));
+    boxes.push_back(std::move(box));
   }
-  for (const TracedAsset& asset : assets) {
-    const auto [x, z] = moved(asset.position.x, asset.position.z);
-    layer.assets.push_back({x, z, asset.id});
+  return boxes;
+}
+
+std::vector<Named> pointsOf(const std::vector<TracedAsset>& assets, const GroundMotion& toMap) {
+  std::vector<Named> points;
+  for (const TracedAsset& a : assets)
+    points.push_back(
+        {{moved(toMap, static_cast<double>(a.position.x), static_cast<double>(a.position.z))}, a.id});
+  return points;
+}
+
+Plan planOf(const Trace& mapping, const Trace& localization, const std::optional<Placements>& truth,
+            bool tracked) {
+  Plan plan;
+  if (!mapping.recordings.empty()) plan.room = roomPlanOf(mapping.recordings.front());
+  plan.mappingWalk = walkOf(mapping, {});
+  plan.placed = pointsOf(mapping.placed, {});
+  if (tracked) plan.mappingTracks = tracksOf(mapping, {});
+  const std::optional<GroundMotion> toMap = mapFromSession(localization);
+  if (!toMap) return plan;
+  plan.localizationWalk = walkOf(localization, *toMap);
+  plan.relocalized = pointsOf(localization.relocalized.back().assets, *toMap);
+  if (tracked) plan.localizationTracks = tracksOf(localization, *toMap);
+  if (truth) {
+    for (const Placement& asset : trueAssetsInMap(localization, *truth))
+      plan.truth.push_back({{{asset.x, asset.z}}, asset.id});
   }
-  return layer;
+  return plan;
 }
 
 /// From metres to pixels, so that everything fits.
 class Scale {
  public:
-  explicit Scale(const std::vector<Layer>& layers) {
+  explicit Scale(const Plan& plan) {
     double x0 = std::numeric_limits<double>::max();
     double x1 = std::numeric_limits<double>::lowest();
     double z0 = x0;
     double z1 = x1;
-    const auto include = [&](double x, double z) {
-      x0 = std::min(x0, x);
-      x1 = std::max(x1, x);
-      z0 = std::min(z0, z);
-      z1 = std::max(z1, z);
+    const auto include = [&](const std::vector<Ground>& points) {
+      for (const Ground& p : points) {
+        if (!std::isfinite(p.x) || !std::isfinite(p.y)) continue;
+        x0 = std::min(x0, p.x);
+        x1 = std::max(x1, p.x);
+        z0 = std::min(z0, p.y);
+        z1 = std::max(z1, p.y);
+      }
     };
-    include(0, 0);
-    for (const Layer& layer : layers) {
-      for (const auto& [x, z] : layer.way) include(x, z);
-      for (const Mark& mark : layer.objects) include(mark.x, mark.z);
-      for (const Mark& mark : layer.assets) include(mark.x, mark.z);
+    include({{0, 0}});
+    include(plan.room.walls);
+    include(plan.mappingWalk);
+    include(plan.localizationWalk);
+    for (const auto* list : {&plan.mappingTracks, &plan.localizationTracks, &plan.placed, &plan.relocalized,
+                             &plan.truth}) {
+      for (const Named& named : *list) include(named.corners);
     }
     pixelsPerMetre_ = (static_cast<double>(side) - 2 * margin) / std::max({x1 - x0, z1 - z0, 0.5});
-    centreX_ = (x0 + x1) / 2;
-    centreZ_ = (z0 + z1) / 2;
+    centre_ = {(x0 + x1) / 2, (z0 + z1) / 2};
   }
 
-  [[nodiscard]] double x(double metres) const { return side / 2.0 + (metres - centreX_) * pixelsPerMetre_; }
-  [[nodiscard]] double y(double metres) const { return side / 2.0 + (metres - centreZ_) * pixelsPerMetre_; }
-  [[nodiscard]] double firstMetreX() const { return std::floor(centreX_ - side / 2.0 / pixelsPerMetre_); }
-  [[nodiscard]] double firstMetreZ() const { return std::floor(centreZ_ - side / 2.0 / pixelsPerMetre_); }
+  [[nodiscard]] Point at(const Ground& p) const {
+    return {side / 2.0 + (p.x - centre_.x) * pixelsPerMetre_,
+            legendHeight + side / 2.0 + (p.y - centre_.y) * pixelsPerMetre_};
+  }
+  [[nodiscard]] std::vector<Point> at(const std::vector<Ground>& points) const {
+    std::vector<Point> result;
+    result.reserve(points.size());
+    for (const Ground& p : points) result.push_back(at(p));
+    return result;
+  }
+  [[nodiscard]] double pixelsPerMetre() const { return pixelsPerMetre_; }
 
  private:
-  double pixelsPerMetre_;
-  double centreX_;
-  double centreZ_;
+  double pixelsPerMetre_ = 1;
+  Ground centre_;
 };
 
-void drawGrid(Canvas& canvas, const Scale& scale) {
-  for (double x = scale.firstMetreX(); scale.x(x) < side; ++x)
-    canvas.line(scale.x(x), 0, scale.x(x), side, gridInk);
-  for (double z = scale.firstMetreZ(); scale.y(z) < side; ++z)
-    canvas.line(0, scale.y(z), side, scale.y(z), gridInk);
+Point centreOf(const std::vector<Point>& corners) {
+  Point sum;
+  for (const Point& p : corners) sum = {sum.x + p.x, sum.y + p.y};
+  const auto n = static_cast<double>(corners.size());
+  return {sum.x / n, sum.y / n};
 }
 
-void drawLayer(Canvas& canvas, const Scale& scale, const Layer& layer, Ink ink, bool labels) {
-  for (std::size_t i = 1; i < layer.way.size(); ++i) {
-    const auto& [x0, z0] = layer.way[i - 1];
-    const auto& [x1, z1] = layer.way[i];
-    canvas.line(scale.x(x0), scale.y(z0), scale.x(x1), scale.y(z1), ink, 2);
+void drawRoom(Drawing& drawing, const Scale& scale, const RoomPlan& room, bool names) {
+  if (!room.walls.empty()) drawing.area(scale.at(room.walls), floorInk, wallInk, 7);
+  for (const auto& window : room.windows) drawing.line(scale.at(window), windowInk, 5);
+  for (const RoomPlan::Thing& thing : room.things) {
+    const std::vector<Point> corners = scale.at(thing.corners);
+    drawing.area(corners, furnitureInk, furnitureEdge);
+    if (names) drawing.label(centreOf(corners), thing.name, textInk);
   }
-  if (!layer.way.empty()) canvas.ring(scale.x(layer.way[0].first), scale.y(layer.way[0].second), 7, ink);
-  for (const Mark& mark : layer.objects) {
-    if (labels) canvas.text(scale.x(mark.x) + 9, scale.y(mark.z) - 7, mark.label, textInk);
-    canvas.dot(scale.x(mark.x), scale.y(mark.z), 5, ink);
+}
+
+void drawWalk(Drawing& drawing, const Scale& scale, const std::vector<Ground>& walk, Ink ink) {
+  if (walk.empty()) return;
+  const std::vector<Point> points = scale.at(walk);
+  drawing.line(points, ink, 2);
+  drawing.ring(points.front(), 6, ink, 3);
+}
+
+void drawTracks(Drawing& drawing, const Scale& scale, const std::vector<Named>& tracks, Ink ink) {
+  for (const Named& track : tracks) {
+    const std::vector<Point> corners = scale.at(track.corners);
+    drawing.area(corners, {ink.red, ink.green, ink.blue, 0.1}, ink);
+    drawing.label(centreOf(corners), track.name, ink);
   }
-  for (const Mark& mark : layer.assets) canvas.cross(scale.x(mark.x), scale.y(mark.z), 7, ink);
+}
+
+void drawScaleBar(Drawing& drawing, const Scale& scale) {
+  const double metres = scale.pixelsPerMetre() * 2 > side / 2.0 ? 0.5 : 1;
+  const Point left{30, drawing.height() - 24};
+  const Point right{left.x + metres * scale.pixelsPerMetre(), left.y};
+  drawing.line({{left.x, left.y - 6}, left, right, {right.x, right.y - 6}}, wallInk, 2);
+  drawing.text({left.x + 6, left.y - 6}, fmt::format("{} m", metres), wallInk, 13);
+}
+
+void drawLegend(Drawing& drawing, bool isLocalized) {
+  drawing.line({{24, 22}, {54, 22}}, mappingInk, 2);
+  drawing.text({64, 28}, "way of the mapping walk, from its ring on", mappingInk);
+  drawing.line({{24, 46}, {54, 46}}, localizationInk, 2);
+  drawing.text({64, 52}, isLocalized ? "way of the localization walk" : "no transform: the second walk is not drawn",
+               localizationInk);
+  drawing.dot({39, 70}, 5, assetInk);
+  drawing.text({64, 76}, "asset as placed", assetInk);
+  drawing.cross({239, 70}, 7, localizationInk);
+  drawing.text({256, 76}, "where it came back", localizationInk);
+  drawing.ring({459, 70}, 11, truthInk);
+  drawing.text({480, 76}, "where it truly is", truthInk);
 }
 
 }  // namespace
@@ -132,68 +214,54 @@ std::pair<double, double> GroundMotion::apply(double px, double pz) const {
   return {c * px + s * pz + x, -s * px + c * pz + z};
 }
 
-std::optional<GroundMotion> motionBetween(const std::vector<TracedAsset>& from,
-                                          const std::vector<TracedAsset>& to) {
-  struct Pair {
-    double px, pz, qx, qz;
-  };
-  std::vector<Pair> pairs;
-  Pair mean{0, 0, 0, 0};
-  for (const TracedAsset& a : from) {
-    const auto b = std::find_if(to.begin(), to.end(), [&](const TracedAsset& t) { return t.id == a.id; });
-    if (b == to.end()) continue;
-    pairs.push_back({static_cast<double>(a.position.x), static_cast<double>(a.position.z),
-                     static_cast<double>(b->position.x), static_cast<double>(b->position.z)});
-    const Pair& p = pairs.back();
-    mean = {mean.px + p.px, mean.pz + p.pz, mean.qx + p.qx, mean.qz + p.qz};
+GroundMotion GroundMotion::inverse() const {
+  const auto [bx, bz] = GroundMotion{-angle, 0, 0}.apply(x, z);
+  return {-angle, -bx, -bz};
+}
+
+std::optional<GroundMotion> mapFromSession(const Trace& localization) {
+  if (localization.relocalized.empty() || !localization.relocalized.back().transform) return std::nullopt;
+  const TracedTransform& t = *localization.relocalized.back().transform;
+  return GroundMotion{static_cast<double>(t.theta), static_cast<double>(t.translation.x),
+                      static_cast<double>(t.translation.z)}
+      .inverse();
+}
+
+std::vector<Placement> trueAssetsInMap(const Trace& localization, const Placements& truth) {
+  const std::optional<GroundMotion> toMap = mapFromSession(localization);
+  if (!toMap || localization.recordings.empty()) return {};
+  std::vector<Placement> assets =
+      inSession(truth, localization.recordings.front().sessionFromRecording);
+  const double rise = static_cast<double>(localization.relocalized.back().transform->translation.y);
+  for (Placement& asset : assets) {
+    std::tie(asset.x, asset.z) = toMap->apply(asset.x, asset.z);
+    asset.y -= rise;
+    asset.orientation += toMap->angle;
   }
-  if (pairs.size() < 2) return std::nullopt;
-  const auto n = static_cast<double>(pairs.size());
-  mean = {mean.px / n, mean.pz / n, mean.qx / n, mean.qz / n};
-  double sine = 0;
-  double cosine = 0;
-  for (const Pair& pair : pairs) {
-    const Pair p{pair.px - mean.px, pair.pz - mean.pz, pair.qx - mean.qx, pair.qz - mean.qz};
-    sine += p.pz * p.qx - p.px * p.qz;
-    cosine += p.px * p.qx + p.pz * p.qz;
-  }
-  GroundMotion motion{std::atan2(sine, cosine), 0, 0};
-  const auto [x, z] = motion.apply(mean.px, mean.pz);
-  motion.x = mean.qx - x;
-  motion.z = mean.qz - z;
-  return motion;
+  return assets;
 }
 
 platform::PNGImage topDownPlot(const Trace& mapping, const Trace& localization,
-                               const std::optional<Placements>& truth) {
-  const std::vector<TracedAsset> relocalized =
-      localization.relocalized.empty() ? std::vector<TracedAsset>{} : localization.relocalized.back().assets;
-  const std::optional<GroundMotion> toMap = motionBetween(relocalized, mapping.placed);
-  std::vector<Layer> layers{layerOf(mapping, {}, {}),
-                            toMap ? layerOf(localization, relocalized, *toMap) : Layer{}};
-  Layer really;
-  if (truth && !mapping.recordings.empty()) {
-    for (const Placement& asset : inSession(*truth, mapping.recordings.front().sessionFromRecording)) {
-      really.assets.push_back({asset.x, asset.z, asset.id});
-    }
+                               const std::optional<Placements>& truth, bool tracked) {
+  const Plan plan = planOf(mapping, localization, truth, tracked);
+  const Scale scale(plan);
+  Drawing drawing(side, side + static_cast<std::size_t>(legendHeight), paper);
+  drawRoom(drawing, scale, plan.room, !tracked);
+  drawWalk(drawing, scale, plan.mappingWalk, mappingInk);
+  drawWalk(drawing, scale, plan.localizationWalk, localizationInk);
+  for (const Named& asset : plan.placed) {
+    drawing.dot(scale.at(asset.corners[0]), 5, assetInk);
+    drawing.label(scale.at(asset.corners[0]), asset.name, assetInk);
   }
-  layers.push_back(really);
-
-  Canvas canvas(side, side, paper);
-  const Scale scale(layers);
-  drawGrid(canvas, scale);
-  drawLayer(canvas, scale, layers[0], mappingInk, true);
-  drawLayer(canvas, scale, layers[1], localizationInk, false);
-  for (const Mark& mark : really.assets) {
-    canvas.text(scale.x(mark.x) + 14, scale.y(mark.z) + 4, mark.label, textInk);
-    canvas.ring(scale.x(mark.x), scale.y(mark.z), 11, truthInk);
-  }
-  canvas.text(12, 12, "mapping: way from o, objects", mappingInk);
-  canvas.text(12, 34, toMap ? "localization: way from o, objects, x assets" : "localization: no transform",
-              localizationInk);
-  canvas.text(12, 56, "o true places of the assets", truthInk);
-  canvas.text(12, side - 26, "grid 1 m, map coordinates, x right, z down", textInk);
-  return canvas.picture();
+  for (const Named& asset : plan.truth) drawing.ring(scale.at(asset.corners[0]), 11, truthInk);
+  for (const Named& asset : plan.relocalized) drawing.cross(scale.at(asset.corners[0]), 7, localizationInk);
+  drawTracks(drawing, scale, plan.mappingTracks, mappingInk);
+  drawTracks(drawing, scale, plan.localizationTracks, localizationInk);
+  drawLegend(drawing, mapFromSession(localization).has_value());
+  drawScaleBar(drawing, scale);
+  drawing.caption(tracked ? "The place from above, in the map's coordinates: the boxes of tracked objects of both walks."
+                          : "The place from above, in the map's coordinates: both walks, and where the assets came back.");
+  return drawing.finish();
 }
 
 }  // namespace geoloom::tools

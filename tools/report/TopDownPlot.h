@@ -1,6 +1,7 @@
 #pragma once
 
 #include <optional>
+#include <utility>
 
 #include "geoloom/platform/imaging/PNG.h"
 
@@ -8,12 +9,6 @@
 #include "tools/replay/Trace.h"
 
 namespace geoloom::tools {
-
-/// The room from above in the map's coordinates, x to the right, z down: the way of the mapping session and
-/// what it tracked, the same of the localization session moved by the transform that its relocalized assets
-/// tell, the assets as relocalized and, where the truth is known, as they really are.
-[[nodiscard]] platform::PNGImage topDownPlot(const Trace& mapping, const Trace& localization,
-                                             const std::optional<Placements>& truth);
 
 /// A motion over ground: a turn about the vertical (rows (cos, 0, sin), (0, 1, 0), (-sin, 0, cos)), then a
 /// shift.
@@ -23,11 +18,20 @@ struct GroundMotion {
   double z = 0;
 
   [[nodiscard]] std::pair<double, double> apply(double px, double pz) const;
+  [[nodiscard]] GroundMotion inverse() const;
 };
 
-/// The motion that brings the assets of `from` nearest to those of the same name in `to`; nothing for fewer
-/// than two.
-[[nodiscard]] std::optional<GroundMotion> motionBetween(const std::vector<TracedAsset>& from,
-                                                        const std::vector<TracedAsset>& to);
+/// From the localization session's coordinates to the map's; nothing without a transform.
+[[nodiscard]] std::optional<GroundMotion> mapFromSession(const Trace& localization);
+
+/// Where the assets truly are, in the map's coordinates: `truth` is given in those of the localization's
+/// recording, as for errorsOf. Nothing without a transform.
+[[nodiscard]] std::vector<Placement> trueAssetsInMap(const Trace& localization, const Placements& truth);
+
+/// The room from above in the map's coordinates, x to the right, z down: both walks, the assets as placed and
+/// where they came back and, if known, as they really are; walls and furniture if a truth.json beside the
+/// mapping's recording tells them (docs/rooms.md). With `tracked`, also the boxes of well-seen objects.
+[[nodiscard]] platform::PNGImage topDownPlot(const Trace& mapping, const Trace& localization,
+                                             const std::optional<Placements>& truth, bool tracked);
 
 }  // namespace geoloom::tools
