@@ -23,8 +23,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   // What a loader relies on: the network lies inside the bundle, and sizes can be multiplied.
   GEOLOOM_EXPECT(!manifest->network.empty() && manifest->network.find('/') == std::string::npos);
   GEOLOOM_EXPECT(manifest->network != ".." && manifest->network != ".");
-  GEOLOOM_EXPECT(manifest->inputWidth > 0 && manifest->inputWidth <= ModelManifest::maximumSide);
-  GEOLOOM_EXPECT(manifest->inputHeight > 0 && manifest->inputHeight <= ModelManifest::maximumSide);
+  GEOLOOM_EXPECT(manifest->inputWidth > 0 && manifest->inputWidth <= ModelManifest::MAXIMUM_SIDE);
+  GEOLOOM_EXPECT(manifest->inputHeight > 0 && manifest->inputHeight <= ModelManifest::MAXIMUM_SIDE);
   GEOLOOM_EXPECT(std::isfinite(manifest->divisor) && manifest->divisor != 0 &&
                  std::isfinite(manifest->offset));
   for (const auto& output : manifest->outputs) {

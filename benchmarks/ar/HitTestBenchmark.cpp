@@ -1,5 +1,5 @@
-// The hit tests of one analysed frame: a hundred boxes of 4 x 4 samples each among the feature points in
-// view. Every round has a fresh frame, so that its projection is part of the price.
+// The hit tests of an analysed frame: a hundred boxes with 4 x 4 samples each among the feature points in
+// view. Every iteration has a new frame, so the projection is included.
 #include <algorithm>
 #include <random>
 
@@ -30,7 +30,7 @@ std::vector<simd_float3> pointsInView() {
   return points;
 }
 
-/// The samples of the boxes that a network sees, as the detector casts them.
+/// The sample points of random boxes, as the detector computes them.
 std::vector<CGPoint> samples() {
   std::mt19937 random(2);
   std::uniform_real_distribution<double> extent(0.1, 0.6);
@@ -64,7 +64,7 @@ void analysedFrames(benchmark::State& state, const HitTest& hitTest) {
   state.counters["rays"] = static_cast<double>(where.size());
 }
 
-/// What the detector asks for.
+/// As in the detector.
 void nearestHit(benchmark::State& state) {
   analysedFrames(state, [](const ARFrame& frame, CGPoint point) {
     return frame.nearestHit(point, ARHitTestResultType::featurePoint);
@@ -77,7 +77,7 @@ void allHits(benchmark::State& state) {
   });
 }
 
-/// Nothing but the first hit test: what the projection costs.
+/// Only the first hit test, which is mostly the projection.
 void projection(benchmark::State& state) {
   const auto points = pointsInView();
   for (auto _ : state) {
@@ -86,12 +86,12 @@ void projection(benchmark::State& state) {
   }
 }
 
-/// Every point at every sample, as the tests have it.
+/// Every point for every sample, with the tests' linear search.
 void plainWalk(benchmark::State& state) {
   analysedFrames(state, [](const ARFrame& frame, CGPoint point) { return test::plainHitTest(frame, point); });
 }
 
-/// The same walk over points that were projected beforehand, at no cost, and without an order of the hits.
+/// A linear search over points projected beforehand, without sorting the hits.
 void plainWalkOverProjectedPoints(benchmark::State& state) {
   struct Pixel {
     double x;

@@ -1,5 +1,5 @@
-// What a camera frame costs: the thread that calls update(frame:), which shows pictures sixty times a second,
-// and the detector's queue, where the kit's own work stands beside the engine that runs the network.
+// The cost of a camera frame: on the thread that calls update(frame:), which renders sixty times a second,
+// and on the detector's queue, where the kit's work is compared with the engine's.
 
 #include <array>
 #include <atomic>
@@ -42,8 +42,7 @@ namespace {
 
 using platform::ARFrame;
 
-/// A picture as a camera delivers it, and 5,000 feature points in view; the camera has gone `metres` to the
-/// right.
+/// A frame of camera size with 5,000 feature points in view. The camera has moved `metres` to the right.
 std::shared_ptr<const ARFrame> frameAt(float metres) {
   static const auto picture = [] {
     auto buffer = platform::CVPixelBuffer::create(1920, 1440, platform::CVPixelFormatType::BGRA32);
@@ -74,11 +73,10 @@ std::shared_ptr<const ARFrame> frameAt(float metres) {
 
 // --- the caller's thread
 
-/// Frames that came as far as the detector's analysis.
+/// Frames that reached the detector's analysis.
 std::atomic<std::int64_t> analysed = 0;
 
-/// One session of this process, without services and with a detector that sees nothing, so that only the way
-/// to it is measured.
+/// A session without services whose detector has no network, so that only the hand-over is measured.
 MapSession& session() {
   static const auto instance = [] {
     platform::Console::setSink([](std::string_view) {});
@@ -107,7 +105,7 @@ std::vector<std::shared_ptr<const ARFrame>> frames(float step) {
   return all;
 }
 
-/// `offer` is timed; `settle` waits for what it began.
+/// Times `offer`; `settle` waits for the work that it started.
 template <class Offer, class Settle>
 void offerFrames(benchmark::State& state, float step, const Offer& offer, const Settle& settle) {
   const auto offered = frames(step);
@@ -121,11 +119,11 @@ void offerFrames(benchmark::State& state, float step, const Offer& offer, const 
   }
 }
 
-/// Offers frames to the session, all of which must be handed over, or none.
+/// Offers frames to the session. Either all or none must be handed over.
 void updateFrames(benchmark::State& state, float step, bool isHandedOver) {
   const auto detector = MapSessionInternals::state(session()).objectDetector.load();
   const auto settle = [&] { detector->updateQueue->sync([] {}); };
-  // The gate goes by the last five frames, and those of another benchmark are among them.
+  // The gate depends on the last five frames, which may be another benchmark's.
   for (int i = -5; i < 0; ++i) {
     session().update(frameAt(static_cast<float>(i) * step));
     settle();
@@ -172,7 +170,7 @@ void asioStrandAlone(benchmark::State& state) {
       [&] { done.acquire(); });
 }
 
-/// The gate's rule for one of its two histories, as one writes it down.
+/// A plain implementation of the gate for one of its two histories.
 void gateOnADeque(benchmark::State& state) {
   std::mutex mutex;
   std::deque<platform::simd_float3> places;
@@ -204,7 +202,7 @@ BENCHMARK(gateOnADeque)->UseManualTime();
 
 // --- the detector's queue
 
-/// The network's outputs for a picture with a few dozen candidates.
+/// Network outputs with a few dozen candidates.
 SSDObjectDetector::Observations outputs() {
   const auto observation = [](const std::vector<float>& values, std::vector<std::ptrdiff_t> shape) {
     auto array = platform::MLMultiArray::create(std::move(shape), platform::MLMultiArrayDataType::float32);
@@ -221,7 +219,7 @@ SSDObjectDetector::Observations outputs() {
   return {observation(scores, {91, 1917}), observation(std::vector<float>(4 * SSDAnchors::count), {4, 1917})};
 }
 
-/// A whole frame but for the network itself: the picture is prepared, its outputs are given.
+/// A whole frame except the network: the picture is prepared, the outputs are constant.
 void kitsOwnWork(benchmark::State& state) {
   const platform::NetworkInput input{300, 300, false, 127.5F, -1};
   std::vector<float> planes(3 * input.width * input.height);
@@ -230,7 +228,7 @@ void kitsOwnWork(benchmark::State& state) {
   SSDObjectDetector detector(
       812, 375, [&](const auto& objects) { found = objects.size(); },
       [&, seen = outputs()](const ARFrame& frame, const auto& completion) -> std::optional<base::Failure> {
-        preparation.prepare(*frame.capturedImage(), platform::CGImagePropertyOrientation::right,
+        preparation.prepare(*frame.capturedImage(), platform::EXIFOrientation::rightTop,
                             platform::VNImageCropAndScaleOption::centerCrop, input, planes.data());
         completion(seen);
         return std::nullopt;
@@ -247,7 +245,7 @@ void analysedFrame(benchmark::State& state) {
   for (auto _ : state) detector.predict(frameAt(0));
 }
 
-/// The network alone, on one thread, on an input that is ready.
+/// The network alone, on one thread, with a prepared input.
 void engineAlone(benchmark::State& state) {
   const auto model = platform::MLModel::create(GEOLOOM_MODEL);
   if (!model) return state.SkipWithError(model.failure().message.c_str());

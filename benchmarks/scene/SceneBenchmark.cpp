@@ -1,6 +1,6 @@
-// Editing and reading a scene that holds many nodes already. The argument is their number; one edit is one
-// node that moves to the end of the list of children. The peer is a std::vector of the nodes, searched for
-// the one that moves and copied for a reader.
+// Editing and reading a scene with many nodes; the argument is their number. An edit moves one node to the
+// end of the children. The peer is a std::vector of nodes that is searched to move one and copied for a
+// reader.
 #include <algorithm>
 #include <random>
 #include <vector>
@@ -46,7 +46,7 @@ void editVector(benchmark::State& state) {
   }
 }
 
-/// A reader's view after a frame of the detector: ten drawings of 14 nodes.
+/// A snapshot after a frame of the detector, which drew ten objects of 14 nodes.
 void snapshotAfterAFrame(benchmark::State& state) {
   const SCNScene scene;
   const Nodes nodes = nodesOf(state.range(0));

@@ -4,8 +4,8 @@
 
 #include "geoloom/platform/vision/VNRequest.h"
 
-// One analysed frame, from the camera's picture to the network's outputs, beside the engine alone on a tensor
-// that is ready: the difference is what the kit adds. The engine is given one thread, as the kit gives it.
+// From the camera's picture to the network's outputs, beside the engine alone on a prepared tensor: the
+// difference is the kit's overhead. Both run the engine on one thread.
 
 namespace geoloom::platform {
 namespace {
@@ -25,7 +25,7 @@ void requestHandler(benchmark::State& state) {
   const auto picture = cameraPicture();
   for (auto _ : state) {
     const std::shared_ptr<VNCoreMLRequest> requests[] = {std::make_shared<VNCoreMLRequest>(vision, nullptr)};
-    VNImageRequestHandler handler(picture, CGImagePropertyOrientation::right);
+    VNImageRequestHandler handler(picture, EXIFOrientation::rightTop);
     if (handler.perform(requests)) return state.SkipWithError("the request failed");
     benchmark::DoNotOptimize(requests[0]->results());
   }

@@ -5,13 +5,13 @@
 
 #include "geoloom/platform/vision/ImagePreparation.h"
 
-// From a sideways camera picture to the network's input: the kit's one pass beside the usual chain of crop,
-// resize, turn and conversion. Both interpolate between the same four pixels.
+// From a landscape camera picture to the network's input: the kit's single pass beside the usual chain of
+// crop, resize, rotate and convert. Both interpolate between the same four pixels.
 
 namespace geoloom::platform {
 namespace {
 
-constexpr NetworkInput input = {300, 300, false, 127.5F, -1};
+constexpr NetworkInput INPUT = {300, 300, false, 127.5F, -1};
 
 std::shared_ptr<CVPixelBuffer> picture(CVPixelFormatType format) {
   auto buffer = CVPixelBuffer::create(1920, 1440, format);
@@ -27,11 +27,11 @@ std::shared_ptr<CVPixelBuffer> picture(CVPixelFormatType format) {
 template <CVPixelFormatType format>
 void onePass(benchmark::State& state) {
   const auto buffer = picture(format);
-  std::vector<float> planes(3 * input.width * input.height);
+  std::vector<float> planes(3 * INPUT.width * INPUT.height);
   ImagePreparation preparation;
   for (auto _ : state) {
-    preparation.prepare(*buffer, CGImagePropertyOrientation::right, VNImageCropAndScaleOption::centerCrop,
-                        input, planes.data());
+    preparation.prepare(*buffer, EXIFOrientation::rightTop, VNImageCropAndScaleOption::centerCrop, INPUT,
+                        planes.data());
     benchmark::DoNotOptimize(planes.data());
   }
 }
@@ -39,7 +39,7 @@ BENCHMARK(onePass<CVPixelFormatType::BGRA32>)->Unit(benchmark::kMicrosecond);
 BENCHMARK(onePass<CVPixelFormatType::ARGB32>)->Unit(benchmark::kMicrosecond);
 BENCHMARK(onePass<CVPixelFormatType::biPlanarFullRange420>)->Unit(benchmark::kMicrosecond);
 
-/// Inside a parallel loop the engine uses the caller's thread alone, as the kit does.
+/// Inside a parallel loop the engine uses only the caller's thread, like the kit.
 template <class Work>
 void onOneThread(benchmark::State& state, const Work& work) {
   for (auto _ : state) {

@@ -1,16 +1,13 @@
 #include "geoloom/SceneUnderstanding/SSDObjectDetector.h"
 
-#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdlib>
-#include <limits>
 #include <utility>
 
 #include "geoloom/SceneUnderstanding/boxes/SSDAnchors.h"
 #include "geoloom/SceneUnderstanding/draw/DetectionOverlay.h"
-#include "geoloom/SceneUnderstanding/locate/SampleGrid.h"
-#include "geoloom/SceneUnderstanding/network/EXIFOrientation.h"
+#include "geoloom/SceneUnderstanding/locate/LocateBox.h"
 #include "geoloom/SceneUnderstanding/network/feature_model.h"
 #include "geoloom/base/ScopeExit.h"
 #include "geoloom/platform/ar/ARFrame.h"
@@ -27,7 +24,6 @@ using platform::SCNVector3;
 
 constexpr std::int64_t CLASS_COUNT = 90;
 constexpr double SCORE_THRESHOLD = 0.01;
-constexpr float LEAST_DISTANCE = 0.3F;
 
 [[noreturn]] void failToLoad(const base::Failure& failure) {
   platform::SystemLog::log(failure.message);
@@ -49,28 +45,13 @@ SSDObjectDetector::Vision visionOf(std::shared_ptr<platform::VNCoreMLModel> visi
         visionModel, [&](platform::VNCoreMLRequest& performed) { completion(performed.results()); })};
     request[0]->imageCropAndScaleOption = platform::VNImageCropAndScaleOption::centerCrop;
     // The sensor's image is landscape, the view upright.
-    constexpr auto orientation = static_cast<platform::CGImagePropertyOrientation>(EXIFOrientation::rightTop);
-    return platform::VNImageRequestHandler(frame.capturedImage(), orientation).perform(request);
+    return platform::VNImageRequestHandler(frame.capturedImage(), platform::EXIFOrientation::rightTop)
+        .perform(request);
   };
 }
 
 SCNVector3 translationOf(const platform::simd_float4x4& transform) {
   return {transform.columns[3].x, transform.columns[3].y, transform.columns[3].z};
-}
-
-/// Bounds that hold nothing yet.
-constexpr BoundingBox3D emptyBounds() {
-  constexpr float largest = std::numeric_limits<float>::max();
-  return {largest, -largest, largest, -largest, largest, -largest};
-}
-
-void extend(BoundingBox3D& bounds, const SCNVector3& p) {
-  bounds.minX = std::min(bounds.minX, p.x);
-  bounds.maxX = std::max(bounds.maxX, p.x);
-  bounds.minY = std::min(bounds.minY, p.y);
-  bounds.maxY = std::max(bounds.maxY, p.y);
-  bounds.minZ = std::min(bounds.minZ, p.z);
-  bounds.maxZ = std::max(bounds.maxZ, p.z);
 }
 
 /// The array of one result; nothing where it is something else or holds fewer elements.
@@ -119,7 +100,7 @@ void SSDObjectDetector::handleResults(const Observations& observations, const pl
   const auto predictions = processResults(observations);
   if (!predictions) return;
   locateObjects(*predictions, frame);
-  platform::DispatchQueue::main()->async([boxes = boundingBoxes_] { boxes->hide(); });
+  hideBoundingBoxes();
 }
 
 std::optional<std::vector<Prediction>> SSDObjectDetector::processResults(const Observations& observations) {
@@ -158,23 +139,8 @@ void SSDObjectDetector::setUpBoundingBoxes(const std::shared_ptr<platform::UIVie
   boundingBoxes_->setUp(*view->layer());
 }
 
-std::optional<BoundingBox3D> locateBox(const BoundingBox2& box, const platform::ARFrame& frame,
-                                       double screenWidth, double screenHeight,
-                                       const std::function<void(SCNVector3)>& onHit) {
-  const SCNVector3 camera = translationOf(frame.camera().transform());
-  BoundingBox3D bounds = emptyBounds();
-  const platform::CGRect rect =
-      imageRect(screenRect(box, screenWidth, screenHeight), screenWidth, screenHeight);
-  forEachSample(rect, [&](platform::CGPoint sample) {
-    const auto hit = frame.nearestHit(sample, platform::ARHitTestResultType::featurePoint);
-    if (!hit) return;
-    const SCNVector3 p = translationOf(hit->worldTransform);
-    if (!(p.distance(camera) >= LEAST_DISTANCE)) return;
-    extend(bounds, p);
-    if (onHit) onHit(p);
-  });
-  if (bounds.minX == emptyBounds().minX) return std::nullopt;
-  return bounds;
+void SSDObjectDetector::hideBoundingBoxes() {
+  platform::DispatchQueue::main()->async([boxes = boundingBoxes_] { boxes->hide(); });
 }
 
 }  // namespace geoloom

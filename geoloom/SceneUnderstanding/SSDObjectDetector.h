@@ -62,8 +62,8 @@ class SSDObjectDetector {
 
   /// Puts the boxes of the 2D overlay on the view, hidden.
   void setUpBoundingBoxes(const std::shared_ptr<platform::UIView>& view);
-  /// Hides the 2D overlay; belongs to the main queue.
-  void hideBoundingBoxes() { boundingBoxes_->hide(); }
+  /// Hides the 2D overlay, asynchronously on the main queue.
+  void hideBoundingBoxes();
 
   [[nodiscard]] const SSDPostProcessor& ssdPostProcessor() const { return ssdPostProcessor_; }
   [[nodiscard]] std::vector<BoundingBox> boundingBoxes() const { return boundingBoxes_->boxes(); }
@@ -89,7 +89,7 @@ class SSDObjectDetector {
   [[nodiscard]] const Analysis& lastAnalysis() const { return lastAnalysis_; }
 
   /// Boxes of the 2D overlay that are ever used.
-  static constexpr std::int64_t numBoxes = BoundingBoxPool::size;
+  static constexpr std::int64_t numBoxes = BoundingBoxPool::SIZE;
   /// Boxes are suppressed class by class.
   static constexpr bool multiClass = true;
 
@@ -99,8 +99,8 @@ class SSDObjectDetector {
   const std::shared_ptr<platform::DispatchQueue> updateQueue;
   platform::NSLock lock;
 
-  /// What is drawn, and where. Switched on at any time from any thread; a frame goes by what it finds at its
-  /// start.
+  /// What is drawn, and where. May be switched on at any time from any thread; read after each frame's
+  /// inference.
   std::atomic<bool> drawBoundingBoxes = false;
   std::atomic<bool> VISUALIZE_HITTEST_LOCS = false;
   base::AtomicValue<std::shared_ptr<platform::SCNScene>> scene;
@@ -119,12 +119,5 @@ class SSDObjectDetector {
   MotionGate motionGate_;
   SemanticNetwork semanticNetwork_;
 };
-
-/// The bounds of what stands in the world behind a box: of the feature points that the box's samples hit
-/// first, but for those nearer than 0.3 m to the camera. Nothing where no sample hits. `onHit` hears of every
-/// point that counts.
-[[nodiscard]] std::optional<BoundingBox3D> locateBox(
-    const BoundingBox2& box, const platform::ARFrame& frame, double screenWidth, double screenHeight,
-    const std::function<void(platform::SCNVector3)>& onHit = {});
 
 }  // namespace geoloom

@@ -6,6 +6,7 @@
 
 #include "geoloom/SceneUnderstanding/SSDObjectDetector.h"
 #include "geoloom/SceneUnderstanding/boxes/SSDAnchors.h"
+#include "geoloom/SceneUnderstanding/locate/LocateBox.h"
 #include "geoloom/SceneUnderstanding/locate/SampleGrid.h"
 #include "geoloom/SceneUnderstanding/network/feature_model.h"
 #include "geoloom/platform/ar/ARFrame.h"
@@ -168,7 +169,9 @@ TEST(LocateBox, UpOnTheScreenIsLeftInTheImage) {
 
 TEST(LocateBox, OnlyTheNearestPointOfASampleCountsAndNotIfItIsTooNear) {
   EXPECT_FALSE(located(MIDDLE, wall(-0.29F, 0.002F)));
-  EXPECT_TRUE(located(MIDDLE, wall(-0.31F, 0.002F)));
+  const BoundingBox2 sampledInTheMiddle{0.3, 0.3, 0.8, 0.8};
+  EXPECT_TRUE(located(sampledInTheMiddle, {{0, 0, -0.3F}})) << "exactly the least distance";
+  EXPECT_FALSE(located(sampledInTheMiddle, {{0, 0, std::nextafter(-0.3F, 0.0F)}}));
   auto both = wall(-0.25F, 0.002F);
   const auto behind = wall(-2);
   both.insert(both.end(), behind.begin(), behind.end());
@@ -357,6 +360,7 @@ TEST_F(ScriptedDetector, DrawsOnlyWhatIsAskedFor) {
 TEST_F(ScriptedDetector, HidesTheOverlayOnTheMainQueue) {
   const auto mainQueue = platform::DispatchQueue::main();
   detector_.hideBoundingBoxes();
+  mainQueue->sync([] {});
   const auto view = std::make_shared<platform::UIView>();
   detector_.setUpBoundingBoxes(view);
   detector_.setUpBoundingBoxes(view);

@@ -4,8 +4,8 @@
 
 namespace geoloom {
 
-/// A box in coordinates of the network's square input: 0 is the top or left edge, 1 the bottom or right one.
-/// Nothing is clipped, values outside [0, 1] occur.
+/// A box in normalised coordinates of the network's square input: 0 is the top or left edge, 1 the bottom or
+/// right edge. Not clipped: values outside [0, 1] occur.
 struct BoundingBox2 {
   double yMin = 0;
   double xMin = 0;
@@ -16,7 +16,7 @@ struct BoundingBox2 {
   friend bool operator==(const BoundingBox2&, const BoundingBox2&) = default;
 };
 
-/// The network's four raw regression outputs for one anchor: shifts of the centre and logarithmic scales.
+/// The network's raw regression outputs for one anchor: shifts of the centre and logarithmic scales.
 struct AnchorEncoding {
   double ty = 0;
   double tx = 0;
@@ -25,7 +25,7 @@ struct AnchorEncoding {
   friend bool operator==(const AnchorEncoding&, const AnchorEncoding&) = default;
 };
 
-/// One anchor that fired for one class.
+/// A candidate detection: one anchor whose score for one class exceeds the threshold.
 struct Prediction {
   std::int64_t index = 0;  ///< row of SSDAnchors::anchors()
   double score = 0;        ///< the raw logit
@@ -33,7 +33,7 @@ struct Prediction {
   AnchorEncoding anchorEncoding;
   std::int64_t detectedClass = 0;  ///< 1 to numClasses
 
-  /// The anchor shifted and stretched by its encoding: the centre by (ty, tx) / 10 anchor sizes, the size by
+  /// The anchor with its centre shifted by (ty, tx) / 10 anchor sizes and its size scaled by
   /// exp((th, tw) / 5).
   [[nodiscard]] BoundingBox2 decodeBoundingBox() const;
 

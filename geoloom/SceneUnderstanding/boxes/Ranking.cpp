@@ -72,26 +72,15 @@ std::vector<std::int64_t> nonMaxSuppressionMultiClass(std::int64_t numClasses,
                                                       std::int64_t maxPerClass, std::int64_t maxTotal) {
   GEOLOOM_REQUIRE(numClasses >= 0, "nonMaxSuppressionMultiClass: numClasses must not be negative");
   GEOLOOM_REQUIRE(maxTotal >= 0, "nonMaxSuppressionMultiClass: maxTotal must not be negative");
-  // One pass sorts the boxes into their classes, so that many classes cost no more than few.
-  std::vector<std::int64_t> byClass;
-  for (std::int64_t p = 0; p < static_cast<std::int64_t>(predictions.size()); ++p) {
-    const NMSPrediction& prediction = at(predictions, p);
-    if (prediction.classIndex >= 0 && prediction.classIndex < numClasses &&
-        prediction.score > scoreThreshold) {
-      byClass.push_back(p);
-    }
-  }
-  const auto classOf = [&](std::int64_t p) { return at(predictions, p).classIndex; };
-  std::ranges::stable_sort(byClass, {}, classOf);
-
   std::vector<std::int64_t> selected;
-  for (auto first = byClass.begin(); first != byClass.end();) {
-    const auto last =
-        std::find_if(first, byClass.end(), [&](std::int64_t p) { return classOf(p) != classOf(*first); });
-    const auto kept =
-        nonMaxSuppression(predictions, std::span<const std::int64_t>(first, last), iouThreshold, maxPerClass);
+  for (std::int64_t c = 0; c < numClasses; ++c) {
+    std::vector<std::int64_t> ofClass;
+    for (std::size_t p = 0; p < predictions.size(); ++p) {
+      if (predictions[p].classIndex == c && predictions[p].score > scoreThreshold)
+        ofClass.push_back(static_cast<std::int64_t>(p));
+    }
+    const auto kept = nonMaxSuppression(predictions, ofClass, iouThreshold, maxPerClass);
     selected.insert(selected.end(), kept.begin(), kept.end());
-    first = last;
   }
   sortByScore(selected, predictions);
   if (static_cast<std::int64_t>(selected.size()) > maxTotal)

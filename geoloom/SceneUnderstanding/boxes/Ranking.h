@@ -17,7 +17,7 @@
 #include "geoloom/base/Precondition.h"
 #include "geoloom/platform/foundation/CoreGraphics.h"
 
-/// Ranking utilities for applications that run models of their own. Pure functions, usable from any thread.
+/// Ranking utilities for applications that run their own models. Pure functions, usable from any thread.
 /// Equal scores keep the order of their indices; a NaN score ranks last.
 namespace geoloom {
 
@@ -25,29 +25,29 @@ namespace platform {
 class VNClassificationObservation;
 }
 
-/// A scored rectangle, in any unit of length.
+/// A scored rectangle in any unit of length.
 struct NMSPrediction {
   std::int64_t classIndex = 0;
   float score = 0;
   platform::CGRect rect;
 };
 
-/// Intersection over union of the standardised rectangles, 0 when either has no area.
+/// Intersection over union of the standardised rectangles; 0 if either has no area.
 [[nodiscard]] GEOLOOM_EXPORT float IOU(const platform::CGRect& a, const platform::CGRect& b);
 
-/// Indices of the boxes that are kept, highest score first: a box is dropped when it overlaps a kept one by
-/// more than `iouThreshold`.
+/// The indices of the boxes that are kept, at most `maxBoxes`, highest score first. A box is dropped if its
+/// intersection over union with a kept box exceeds `iouThreshold`.
 [[nodiscard]] GEOLOOM_EXPORT std::vector<std::int64_t> nonMaxSuppression(
     std::span<const NMSPrediction> predictions, float iouThreshold, std::int64_t maxBoxes);
-/// The same among `indices` only. Precondition: they lie within `predictions`.
+/// Considers only the boxes at `indices`. Precondition: the indices lie within `predictions`.
 [[nodiscard]] GEOLOOM_EXPORT std::vector<std::int64_t> nonMaxSuppression(
     std::span<const NMSPrediction> predictions, std::span<const std::int64_t> indices, float iouThreshold,
     std::int64_t maxBoxes);
 [[nodiscard]] GEOLOOM_EXPORT std::vector<std::int64_t> nonMaxSuppression(
     std::span<const NMSPrediction> predictions, std::initializer_list<std::int64_t> indices,
     float iouThreshold, std::int64_t maxBoxes);
-/// The same for each class on its own, among the boxes above `scoreThreshold`; the `maxTotal` best of all
-/// classes. Precondition: numClasses and maxTotal are not negative.
+/// Suppresses each class separately among the boxes whose score exceeds `scoreThreshold`, and returns the
+/// `maxTotal` best of all classes. Precondition: numClasses and maxTotal are not negative.
 [[nodiscard]] GEOLOOM_EXPORT std::vector<std::int64_t> nonMaxSuppressionMultiClass(
     std::int64_t numClasses, std::span<const NMSPrediction> predictions, float scoreThreshold,
     float iouThreshold, std::int64_t maxPerClass, std::int64_t maxTotal);
@@ -55,15 +55,16 @@ struct NMSPrediction {
 /// A label and its probability.
 using RankedLabel = std::pair<std::string, double>;
 
-/// The `k` most probable labels, best first; equal ones in the order of their labels.
+/// The `k` most probable labels, best first; equally probable ones in alphabetical order.
 [[nodiscard]] GEOLOOM_EXPORT std::vector<RankedLabel> top(
     std::int64_t k, const std::unordered_map<std::string, double>& probabilities);
 
-/// The first `k` of what a classifier gave, which is ordered best first. Precondition: k is not negative.
+/// The first `k` observations of a classifier, whose results are ordered best first. Precondition: k is not
+/// negative.
 [[nodiscard]] GEOLOOM_EXPORT std::vector<RankedLabel> top(
     std::int64_t k, std::span<const std::shared_ptr<platform::VNClassificationObservation>> observations);
 
-/// Index and value of the largest element, the first of equal ones. Precondition: `array` is not empty.
+/// Index and value of the largest element; the first of several. Precondition: `array` is not empty.
 template <std::ranges::random_access_range Array>
 [[nodiscard]] auto argmax(const Array& array) -> std::pair<std::int64_t, std::ranges::range_value_t<Array>> {
   const auto first = std::ranges::begin(array);
@@ -81,14 +82,13 @@ template <class Element>
   return argmax(std::span(array.begin(), array.size()));
 }
 
-/// The indices that put `array` in the order of `by(a, b)`: "a stands before b". Equal elements keep their
-/// order.
+/// The indices that sort `array` by the predicate "a precedes b". Equal elements keep their order.
 template <std::ranges::random_access_range Array, class Predicate>
 [[nodiscard]] std::vector<std::int64_t> argsort(const Array& array, Predicate by) {
   std::vector<std::int64_t> indices(static_cast<std::size_t>(std::ranges::size(array)));
   std::iota(indices.begin(), indices.end(), std::int64_t{0});
   const auto first = std::ranges::begin(array);
-  // Merging stays within its bounds whatever the caller's predicate answers; std::sort would not.
+  // Unlike std::sort, std::stable_sort stays within the array if the predicate is not a strict weak order.
   std::stable_sort(indices.begin(), indices.end(),
                    [&](std::int64_t a, std::int64_t b) { return std::invoke(by, first[a], first[b]); });
   return indices;
@@ -99,7 +99,7 @@ template <class Element, class Predicate>
   return argsort(std::span(array.begin(), array.size()), std::move(by));
 }
 
-/// The elements at `indices`, in their order. Precondition: every index lies within `array`.
+/// The elements at `indices`, in that order. Precondition: every index lies within `array`.
 template <std::ranges::random_access_range Array, std::ranges::input_range Indices>
 [[nodiscard]] auto gather(const Array& array, const Indices& indices)
     -> std::vector<std::ranges::range_value_t<Array>> {

@@ -21,7 +21,7 @@ std::vector<BoxShape> shapesOfLayer(std::size_t layer) {
   if (layer == 0) return {{0.1, 1.0}, {0.2, 2.0}, {0.2, 0.5}};
   const double scale = baseScale(layer);
   const double between = std::sqrt(scale * baseScale(layer + 1));
-  // The last ratio is not a third: the network was trained with these four digits.
+  // Exactly 0.3333, as in the network's training, not a third.
   return {{scale, 1.0}, {between, 1.0}, {scale, 2.0}, {scale, 0.5}, {scale, 3.0}, {scale, 0.3333}};
 }
 

@@ -1,8 +1,6 @@
 #include "geoloom/SceneUnderstanding/boxes/SSDPostProcessor.h"
 
 #include <algorithm>
-#include <cmath>
-#include <limits>
 #include <numeric>
 
 #include "geoloom/SceneUnderstanding/boxes/Ranking.h"
@@ -43,111 +41,40 @@ std::vector<std::string> split(const std::string& text, char separator) {
   return parts;
 }
 
-/// The least element that is above `threshold` when widened, NaN when there is none: `score >=
-/// lowestAbove(threshold)` in the elements' own precision decides exactly as `threshold < double(score)`
-/// does, for floats at four or eight scores an instruction.
-template <class Element>
-Element lowestAbove(double threshold) {
-  using Limits = std::numeric_limits<Element>;
-  constexpr double largest = Limits::max();
-  if (std::isnan(threshold) || threshold == std::numeric_limits<double>::infinity()) {
-    return Limits::quiet_NaN();
+/// Reads the elements of an array by their linear index (last dimension fastest), widened to double, for any
+/// element type and strides. Contiguous 32-bit floats, which is what the model runtime returns, cost a load.
+class ElementReader {
+ public:
+  explicit ElementReader(const platform::MLMultiArray& array) : array_(array) {
+    if (const auto floats = SSDPostProcessor::floatElements(array)) floats_ = floats->data();
   }
-  if (threshold >= largest) return Limits::infinity();
-  if (threshold < -largest) return Limits::lowest();
-  const auto nearest = static_cast<Element>(threshold);
-  return static_cast<double>(nearest) > threshold ? nearest : std::nextafter(nearest, Limits::infinity());
-}
 
-constexpr std::size_t BLOCK = 64;
+  double operator[](std::size_t index) const {
+    return floats_ != nullptr ? static_cast<double>(floats_[index]) : stridedElement(index);
+  }
 
-/// One comparison a score and no branch, so that the compiler makes vector instructions of it.
-template <class Element>
-bool anyReaches(const Element* scores, Element lowest) {
-  int any = 0;
-  for (std::size_t i = 0; i < BLOCK; ++i) any |= static_cast<int>(scores[i] >= lowest);
-  return any != 0;
-}
-
-/// Calls `visit(anchor)` for every score that reaches `lowest`, in ascending order.
-template <class Element, class Visit>
-void forEachReaching(std::span<const Element> scores, Element lowest, Visit&& visit) {
-  std::size_t start = 0;
-  for (; start + BLOCK <= scores.size(); start += BLOCK) {
-    if (!anyReaches(scores.data() + start, lowest)) continue;
-    for (std::size_t a = start; a < start + BLOCK; ++a) {
-      if (scores[a] >= lowest) visit(a);
+ private:
+  [[nodiscard]] double stridedElement(std::size_t index) const {
+    std::ptrdiff_t offset = 0;
+    for (std::size_t d = array_.shape().size(); d-- > 0;) {
+      const auto length = static_cast<std::size_t>(array_.shape()[d]);
+      offset += array_.strides()[d] * static_cast<std::ptrdiff_t>(index % length);
+      index /= length;
     }
-  }
-  for (; start < scores.size(); ++start) {
-    if (scores[start] >= lowest) visit(start);
-  }
-}
-
-template <class Element>
-std::vector<std::vector<Prediction>> candidatesIn(std::span<const Element> boxPredictions,
-                                                  std::span<const Element> scorePredictions,
-                                                  const SSDPostProcessor& processor) {
-  const auto anchors = static_cast<std::size_t>(processor.numAnchors());
-  const auto classes = static_cast<std::size_t>(processor.numClasses());
-  GEOLOOM_PRECONDITION(boxPredictions.size() >= 4 * anchors,
-                       "postprocess: boxPredictions must hold 4 x numAnchors");
-  GEOLOOM_PRECONDITION(scorePredictions.size() >= (classes + 1) * anchors,
-                       "postprocess: scorePredictions must hold (numClasses + 1) x numAnchors");
-
-  std::vector<std::vector<Prediction>> candidates(classes + 1);
-  const auto& rows = SSDAnchors::anchors();
-  const auto lowest = lowestAbove<Element>(processor.threshold());
-  for (std::size_t c = 1; c <= classes; ++c) {
-    const auto scores = scorePredictions.subspan(c * anchors, anchors);
-    forEachReaching(scores, lowest, [&](std::size_t a) {
-      const SSDAnchors::Row& row = rows[a];
-      candidates[c].push_back(
-          {.index = static_cast<std::int64_t>(a),
-           .score = scores[a],
-           .anchor = {row[0], row[1], row[2], row[3], INPUT_SIDE, INPUT_SIDE},
-           .anchorEncoding = {boxPredictions[a], boxPredictions[anchors + a], boxPredictions[2 * anchors + a],
-                              boxPredictions[3 * anchors + a]},
-           .detectedClass = static_cast<std::int64_t>(c)});
-    });
-  }
-  return candidates;
-}
-
-template <class Element>
-void appendElements(const platform::MLMultiArray& array, std::vector<double>& elements) {
-  const auto* data = static_cast<const Element*>(array.dataPointer());
-  std::ptrdiff_t at = 0;
-  const auto& shape = array.shape();
-  std::vector<std::ptrdiff_t> index(shape.size());
-  for (std::size_t left = array.count(); left > 0; --left) {
-    elements.push_back(static_cast<double>(data[at]));
-    for (std::size_t d = shape.size(); d-- > 0;) {
-      at += array.strides()[d];
-      if (++index[d] < shape[d]) break;
-      at -= array.strides()[d] * shape[d];
-      index[d] = 0;
+    switch (array_.dataType()) {
+      case platform::MLMultiArrayDataType::float64:
+        return static_cast<const double*>(array_.dataPointer())[offset];
+      case platform::MLMultiArrayDataType::float32:
+        return static_cast<double>(static_cast<const float*>(array_.dataPointer())[offset]);
+      case platform::MLMultiArrayDataType::int32:
+        return static_cast<const std::int32_t*>(array_.dataPointer())[offset];
     }
+    return 0;
   }
-}
 
-/// All elements in linear order, whatever their type and wherever they lie.
-std::vector<double> widenedElements(const platform::MLMultiArray& array) {
-  std::vector<double> elements;
-  elements.reserve(array.count());
-  switch (array.dataType()) {
-    case platform::MLMultiArrayDataType::float64:
-      appendElements<double>(array, elements);
-      break;
-    case platform::MLMultiArrayDataType::float32:
-      appendElements<float>(array, elements);
-      break;
-    case platform::MLMultiArrayDataType::int32:
-      appendElements<std::int32_t>(array, elements);
-      break;
-  }
-  return elements;
-}
+  const platform::MLMultiArray& array_;
+  const float* floats_ = nullptr;  ///< all elements, if they are contiguous 32-bit floats
+};
 
 platform::CGRect pixelRect(const Prediction& prediction) {
   const BoundingBox2 box = prediction.decodeBoundingBox();
@@ -166,25 +93,38 @@ SSDPostProcessor::SSDPostProcessor(std::int64_t numAnchors, std::int64_t numClas
       numClasses_(numClasses),
       threshold_(threshold),
       classNamesRaw_(CLASS_NAMES),
-      classNames_(split(classNamesRaw_, ',')) {
-  GEOLOOM_PRECONDITION(numAnchors >= 0 && numAnchors <= static_cast<std::int64_t>(SSDAnchors::count),
-                       "SSDPostProcessor: numAnchors must lie between 0 and the rows of the anchor table");
-  GEOLOOM_PRECONDITION(numClasses >= 0, "SSDPostProcessor: numClasses must not be negative");
-}
-
-std::vector<std::vector<Prediction>> SSDPostProcessor::postprocess(
-    std::span<const float> boxPredictions, std::span<const float> scorePredictions) const {
-  return candidatesIn(boxPredictions, scorePredictions, *this);
-}
+      classNames_(split(classNamesRaw_, ',')) {}
 
 std::vector<std::vector<Prediction>> SSDPostProcessor::postprocess(
     const platform::MLMultiArray& boxPredictions, const platform::MLMultiArray& scorePredictions) const {
-  const auto boxes = floatElements(boxPredictions);
-  const auto scores = floatElements(scorePredictions);
-  if (boxes && scores) return candidatesIn(*boxes, *scores, *this);
-  const auto widenedBoxes = widenedElements(boxPredictions);
-  const auto widenedScores = widenedElements(scorePredictions);
-  return candidatesIn<double>(widenedBoxes, widenedScores, *this);
+  const auto& rows = SSDAnchors::anchors();
+  GEOLOOM_PRECONDITION(numClasses_ >= 0, "postprocess: numClasses must not be negative");
+  GEOLOOM_PRECONDITION(numAnchors_ >= 0 && static_cast<std::size_t>(numAnchors_) <= rows.size(),
+                       "postprocess: numAnchors must not exceed the rows of the anchor table");
+  const auto anchors = static_cast<std::size_t>(numAnchors_);
+  const auto classes = static_cast<std::size_t>(numClasses_);
+  GEOLOOM_PRECONDITION(boxPredictions.count() >= 4 * anchors,
+                       "postprocess: boxPredictions must hold 4 x numAnchors");
+  GEOLOOM_PRECONDITION(scorePredictions.count() >= (classes + 1) * anchors,
+                       "postprocess: scorePredictions must hold (numClasses + 1) x numAnchors");
+
+  const ElementReader boxes(boxPredictions);
+  const ElementReader scores(scorePredictions);
+  std::vector<std::vector<Prediction>> candidates(classes + 1);
+  for (std::size_t c = 1; c <= classes; ++c) {
+    for (std::size_t a = 0; a < anchors; ++a) {
+      const double score = scores[c * anchors + a];
+      if (!(threshold_ < score)) continue;
+      const SSDAnchors::Row& row = rows[a];
+      candidates[c].push_back(
+          {.index = static_cast<std::int64_t>(a),
+           .score = score,
+           .anchor = {row[0], row[1], row[2], row[3], INPUT_SIDE, INPUT_SIDE},
+           .anchorEncoding = {boxes[a], boxes[anchors + a], boxes[2 * anchors + a], boxes[3 * anchors + a]},
+           .detectedClass = static_cast<std::int64_t>(c)});
+    }
+  }
+  return candidates;
 }
 
 std::optional<std::span<const float>> SSDPostProcessor::floatElements(const platform::MLMultiArray& array) {

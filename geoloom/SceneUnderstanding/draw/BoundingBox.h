@@ -6,12 +6,12 @@
 
 namespace geoloom {
 
-/// One box of the 2D overlay on the application's view: an outline and its label, both hidden at first.
+/// One box of the 2D overlay on the application's view: an outline and a label, both initially hidden.
 class BoundingBox {
  public:
   BoundingBox();
 
-  /// The outline, then the label on top of it.
+  /// Adds the outline, then the label above it.
   void addToLayer(platform::CALayer& parent) const;
   void hide() const;
 

@@ -6,7 +6,7 @@ namespace geoloom {
 
 void BoundingBoxPool::setUp(platform::CALayer& layer) {
   const base::MutexLock lock(mutex_);
-  for (std::size_t i = 0; i < size; ++i) {
+  for (std::size_t i = 0; i < SIZE; ++i) {
     boxes_.emplace_back();
     boxes_.back().addToLayer(layer);
   }
@@ -14,7 +14,7 @@ void BoundingBoxPool::setUp(platform::CALayer& layer) {
 
 void BoundingBoxPool::hide() const {
   const base::MutexLock lock(mutex_);
-  for (std::size_t i = 0; i < std::min(size, boxes_.size()); ++i) boxes_[i].hide();
+  for (std::size_t i = 0; i < std::min(SIZE, boxes_.size()); ++i) boxes_[i].hide();
 }
 
 std::vector<BoundingBox> BoundingBoxPool::boxes() const {

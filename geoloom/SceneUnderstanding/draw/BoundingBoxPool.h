@@ -3,7 +3,6 @@
 #include <cstddef>
 #include <vector>
 
-#include "geoloom/Export.h"
 #include "geoloom/SceneUnderstanding/draw/BoundingBox.h"
 #include "geoloom/base/Mutex.h"
 
@@ -12,11 +11,11 @@ namespace geoloom {
 /// The boxes of the 2D overlay. Set up on the application's thread, hidden on the main queue.
 class BoundingBoxPool {
  public:
-  static constexpr std::size_t size = 100;
+  static constexpr std::size_t SIZE = 100;
 
-  /// Puts another `size` hidden boxes on `layer`.
+  /// Adds another `SIZE` hidden boxes to `layer`.
   void setUp(platform::CALayer& layer);
-  /// Hides the first `size` boxes.
+  /// Hides the first `SIZE` boxes.
   void hide() const;
   [[nodiscard]] std::vector<BoundingBox> boxes() const;
 

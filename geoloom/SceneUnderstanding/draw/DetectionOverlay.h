@@ -8,22 +8,22 @@
 #include "geoloom/platform/scene/SCNScene.h"
 #include "geoloom/platform/ui/UIColor.h"
 
-/// What scene understanding draws into the application's scene. World coordinates, metres; nodes go under the
-/// scene's root. Runs on the thread that calls it.
+/// Draws detections into the application's scene, in world coordinates (metres). All functions run on the
+/// caller's thread and add nodes to the scene's root.
 namespace geoloom {
 
-/// Draws a box with its label, "<name> (<confidence, two decimals>)", and returns its 14 nodes: twelve edges,
-/// the label, the mark at the centre.
+/// Draws a box with its label, "<name> (<confidence, two decimals>)". Returns its 14 nodes: the twelve edges,
+/// the label and the mark at the centre.
 std::vector<std::shared_ptr<platform::SCNNode>> drawTrackedObject(double confidence, std::string_view name,
                                                                   const BoundingBox3D& bbox,
                                                                   platform::UIColor color,
                                                                   platform::SCNScene& scene);
 
-/// Marks a point where a hit test found something. The mark stays.
+/// Marks an accepted hit point. The mark is never removed.
 void hitMarker(platform::SCNVector3 at, platform::SCNScene& scene);
 
-/// Makes `node` a line between two points, a thin cylinder that points from one to the other, or a small
-/// sphere where both are the same. Does not attach it.
+/// Makes `node` a line between two points: a cylinder that points from one to the other, or a sphere if both
+/// are equal. The caller adds it to a scene.
 void lineNode(platform::SCNNode& node, platform::SCNVector3 from, platform::SCNVector3 to, double radius,
               platform::UIColor color);
 

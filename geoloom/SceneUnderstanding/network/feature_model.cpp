@@ -1,5 +1,11 @@
 #include "geoloom/SceneUnderstanding/network/feature_model.h"
 
+#include <string>
+#include <vector>
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
 #include "geoloom/platform/foundation/LibraryBundle.h"
 
 namespace geoloom {
@@ -17,6 +23,36 @@ std::optional<MLFeatureValue> feature_modelOutput::featureValue(std::string_view
   return std::nullopt;
 }
 
+namespace {
+
+constexpr std::ptrdiff_t SCORE_ROWS = 91;
+constexpr std::ptrdiff_t BOX_ROWS = 4;
+constexpr std::ptrdiff_t ANCHORS = 1917;
+
+bool hasShape(const platform::ModelManifest::Output& output, std::ptrdiff_t rows) {
+  auto shape = output.shape;
+  std::erase(shape, 1);
+  return shape == std::vector{rows, ANCHORS};
+}
+
+std::string describe(const std::vector<platform::ModelManifest::Output>& outputs) {
+  std::string text;
+  for (const auto& output : outputs)
+    text += fmt::format("{}\"{}\" {}", text.empty() ? "" : ", ", output.name, fmt::join(output.shape, " x "));
+  return text;
+}
+
+}  // namespace
+
+std::optional<base::Failure> checkDetectorOutputs(
+    const std::vector<platform::ModelManifest::Output>& outputs) {
+  if (outputs.size() == 2 && hasShape(outputs[0], SCORE_ROWS) && hasShape(outputs[1], BOX_ROWS))
+    return std::nullopt;
+  return base::Failure{fmt::format(
+      "\"outputs\" must list the scores, {} x {}, and then the box encodings, {} x {}, but lists {}",
+      SCORE_ROWS, ANCHORS, BOX_ROWS, ANCHORS, describe(outputs))};
+}
+
 base::Result<feature_model> feature_model::create() {
   const auto path = platform::LibraryBundle::pathForResource("feature_model", "mlmodelc");
   if (!path)
@@ -24,6 +60,8 @@ base::Result<feature_model> feature_model::create() {
         "feature_model.mlmodelc is not beside the library; make it with `geoloom model compile`"};
   auto model = platform::MLModel::create(*path);
   if (!model) return model.failure();
+  if (const auto fault = checkDetectorOutputs((*model)->manifest().outputs))
+    return base::Failure{(*path / "manifest.json").string() + ": " + fault->message};
   return feature_model{*std::move(model)};
 }
 

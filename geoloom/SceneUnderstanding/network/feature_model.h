@@ -4,30 +4,32 @@
 #include <memory>
 #include <optional>
 #include <string_view>
+#include <vector>
 
 #include "geoloom/platform/vision/MLModel.h"
+#include "geoloom/platform/vision/ModelManifest.h"
 
 namespace geoloom {
 
-/// The network's one input. Fields and types here carry the names that the compiled model gives them.
+/// The network's input. The names in this file are those of the compiled model.
 struct feature_modelInput {
   static constexpr std::array<std::string_view, 1> featureNames = {"Preprocessor__sub__0"};
 
   std::shared_ptr<platform::CVPixelBuffer> Preprocessor__sub__0;
 
-  /// Nothing by any other name.
+  /// Empty for any other name.
   [[nodiscard]] std::optional<platform::MLFeatureValue> featureValue(std::string_view name) const;
 };
 
-/// The network's two outputs in the order in which it gives them: scores, then box encodings
-/// (SSDPostProcessor.h has their layout).
+/// The network's two outputs in their order: scores, then box encodings. SSDPostProcessor.h describes their
+/// layout.
 struct feature_modelOutput {
   static constexpr std::array<std::string_view, 2> featureNames = {"concat_1__0", "concat__0"};
 
   std::shared_ptr<platform::MLMultiArray> concat_1__0;
   std::shared_ptr<platform::MLMultiArray> concat__0;
 
-  /// Nothing by any other name.
+  /// Empty for any other name.
   [[nodiscard]] std::optional<platform::MLFeatureValue> featureValue(std::string_view name) const;
 };
 
@@ -35,10 +37,15 @@ struct feature_modelOutput {
 struct feature_model {
   std::shared_ptr<platform::MLModel> model;
 
-  /// Loads it, or shares it with whoever holds it in this process. The failure says where it was looked for
-  /// or what is wrong with it. LibraryBundle::setPathForResource("feature_model", "mlmodelc", ...) names
-  /// another place.
+  /// Loads the model, or shares it if it is already loaded in this process. Fails with a reason if the bundle
+  /// is missing or damaged or its outputs are not the detector's.
+  /// LibraryBundle::setPathForResource("feature_model", "mlmodelc", ...) sets another path.
   [[nodiscard]] static base::Result<feature_model> create();
 };
+
+/// Checks that a manifest lists the detector's outputs: scores 91 x 1917, then box encodings 4 x 1917.
+/// Dimensions of 1 are ignored.
+[[nodiscard]] std::optional<base::Failure> checkDetectorOutputs(
+    const std::vector<platform::ModelManifest::Output>& outputs);
 
 }  // namespace geoloom

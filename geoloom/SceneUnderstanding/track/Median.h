@@ -1,29 +1,25 @@
 #pragma once
 
-#include <cstddef>
 #include <span>
 #include <vector>
 
 namespace geoloom {
 
-/// The median of a list: the middle element, or (a + b) * 0.5F of the middle two. The order is total, so that
-/// every list has one result: -0 stands before 0, NaN last. Precondition: `values` is not empty.
+/// The median of a list: the middle element, or (a + b) * 0.5F of the middle two. Values are ordered as by
+/// std::strong_order, so -0 precedes 0 and a positive NaN comes last. Precondition: `values` is not empty.
 [[nodiscard]] float median(std::vector<float> values);
-/// The same; sorts `values`.
-[[nodiscard]] float medianInPlace(std::span<float> values);
 
-/// The median of all values so far, at the cost of a logarithm a value: bit for bit what median() gives for
-/// the list.
-class RunningMedian {
+/// A list of values that is kept in order, so that its median is found without sorting.
+class SortedValues {
  public:
   void insert(float value);
-  /// Precondition: a value was inserted.
-  [[nodiscard]] float value() const;
+  /// Precondition: `value` was inserted.
+  void remove(float value);
+  /// Equals median() of the values, bit for bit. Precondition: there is a value.
+  [[nodiscard]] float median() const;
 
  private:
-  std::vector<float>
-      lower_;  ///< heap with its largest on top: the lower half, and the middle of an odd count
-  std::vector<float> upper_;  ///< heap with its smallest on top
+  std::vector<float> values_;
 };
 
 }  // namespace geoloom

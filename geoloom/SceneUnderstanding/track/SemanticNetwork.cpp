@@ -1,31 +1,27 @@
 #include "geoloom/SceneUnderstanding/track/SemanticNetwork.h"
 
 #include <algorithm>
-#include <cmath>
 
 #include "geoloom/SceneUnderstanding/draw/DetectionOverlay.h"
 
 namespace geoloom {
 namespace {
 
-constexpr std::int64_t FRAMES_UNTIL_CONFIRMED = 6;
-constexpr std::int64_t FRAMES_UNTIL_JOINED = 5;
-/// Metres: about the size of what stands in a room.
-constexpr double SMALLEST_CELL = 0.25;
+constexpr std::int64_t CONFIRMED_AFTER_FRAMES = 6;
+constexpr std::int64_t JOINED_AFTER_FRAMES = 5;
+constexpr float EDGE_REACH = 1;  ///< metres
+constexpr double EDGE_RADIUS = 0.001;
 
 bool overlapOnAxis(float a0, float a1, float b0, float b1) {
   return (a1 - a0) + (b1 - b0) > std::max(a1, b1) - std::min(a0, b0);
 }
 
-bool hasExtent(float low, float high) {
-  const float extent = high - low;
-  return extent > 0 && std::isfinite(extent);
+bool canBeJoined(const TrackedObject& object) {
+  return object.isVisible() && object.seenFrames() >= JOINED_AFTER_FRAMES;
 }
 
-/// False for what overlaps no box at all, because the sum of extents cannot exceed the hull when one of them
-/// is zero, negative, infinite or not a number: no need to index it or to look for its neighbours.
-bool canOverlap(const BoundingBox3D& b) {
-  return hasExtent(b.minX, b.maxX) && hasExtent(b.minY, b.maxY) && hasExtent(b.minZ, b.maxZ);
+bool isWithinReach(const TrackedObject& a, const TrackedObject& b) {
+  return b.smoothBBox().center().distance(a.smoothBBox().center()) <= EDGE_REACH;
 }
 
 }  // namespace
@@ -35,66 +31,55 @@ bool overlaps(const BoundingBox3D& a, const BoundingBox3D& b) {
          overlapOnAxis(a.minZ, a.maxZ, b.minZ, b.maxZ);
 }
 
-SemanticNetwork::SemanticNetwork() : boxes_(SMALLEST_CELL) {}
-
-SemanticNetwork::~SemanticNetwork() = default;
-
 std::int64_t SemanticNetwork::totalTrackedObjectCount() const {
   return static_cast<std::int64_t>(trackedObjects_.size());
 }
 
+std::map<std::string, std::shared_ptr<platform::SCNNode>> SemanticNetwork::visualEdges() const {
+  std::map<std::string, std::shared_ptr<platform::SCNNode>> edges;
+  for (const auto& [ids, node] : visualEdges_)
+    edges.emplace(std::to_string(ids.first) + "|" + std::to_string(ids.second), node);
+  return edges;
+}
+
 void SemanticNetwork::observe(const std::string& name, double confidence, const BoundingBox3D& bbox,
                               const std::shared_ptr<platform::SCNScene>& scene, bool drawBoxes) {
-  findNear(bbox);
   bool isMatched = false;
-  for (const Number number : near_) {
-    TrackedObject& object = *trackedObjects_[number];
-    if (!overlaps(object.smoothBBox(), bbox)) continue;
-    const bool wasVisible = object.isVisible();
-    if (wasVisible) object.hide();
-    if (!isMatched && object.objectClass() == name) {
-      match(number, bbox);
-      isMatched = true;
-      if (scene && drawBoxes) {
-        const auto color = object.seenFrames() < FRAMES_UNTIL_CONFIRMED ? platform::UIColor::redColor()
-                                                                        : platform::UIColor::cyanColor();
-        object.show(drawTrackedObject(confidence, object.objectClass(), object.smoothBBox(), color, *scene));
-      }
-    }
-    if (wasVisible || object.isVisible()) placeInEdges(number);
+  for (const auto& object : trackedObjects_) {
+    if (!overlaps(object->smoothBBox(), bbox)) continue;
+    if (object->isVisible()) object->hide();
+    if (isMatched || object->objectClass() != name) continue;
+    isMatched = true;
+    object->match(bbox);
+    if (!scene || !drawBoxes) continue;
+    const auto color = object->seenFrames() < CONFIRMED_AFTER_FRAMES ? platform::UIColor::redColor()
+                                                                     : platform::UIColor::cyanColor();
+    object->show(drawTrackedObject(confidence, object->objectClass(), object->smoothBBox(), color, *scene));
   }
-  if (!isMatched) create(name, bbox);
-}
-
-/// In order of creation, the order in which a walk over all objects would meet them.
-void SemanticNetwork::findNear(const BoundingBox3D& bbox) {
-  near_.clear();
-  if (!canOverlap(bbox)) return;
-  boxes_.collect(bbox, near_);
-  std::sort(near_.begin(), near_.end());
-}
-
-void SemanticNetwork::match(Number number, const BoundingBox3D& bbox) {
-  TrackedObject& object = *trackedObjects_[number];
-  boxes_.remove(number, object.smoothBBox());
-  object.match(bbox);
-  if (canOverlap(object.smoothBBox())) boxes_.insert(number, object.smoothBBox());
-}
-
-void SemanticNetwork::create(const std::string& name, const BoundingBox3D& bbox) {
-  const auto number = static_cast<Number>(trackedObjects_.size());
-  trackedObjects_.push_back(std::make_shared<TrackedObject>(name, totalTrackedObjectCount(), bbox));
-  if (canOverlap(bbox)) boxes_.insert(number, bbox);
-}
-
-void SemanticNetwork::placeInEdges(Number number) {
-  const TrackedObject& object = *trackedObjects_[number];
-  const bool isJoined = object.isVisible() && object.seenFrames() >= FRAMES_UNTIL_JOINED;
-  edges_.place(number, isJoined ? std::optional(object.smoothBBox().center()) : std::nullopt);
+  if (!isMatched)
+    trackedObjects_.push_back(std::make_shared<TrackedObject>(name, totalTrackedObjectCount(), bbox));
 }
 
 void SemanticNetwork::drawVisualEdges(platform::SCNScene& scene) {
-  edges_.draw(scene);
+  for (const auto& [ids, node] : visualEdges_) {
+    const TrackedObject& a = *trackedObjects_[static_cast<std::size_t>(ids.first)];
+    const TrackedObject& b = *trackedObjects_[static_cast<std::size_t>(ids.second)];
+    if (!canBeJoined(a) || !canBeJoined(b) || !isWithinReach(a, b)) node->removeFromParentNode();
+  }
+
+  std::vector<const TrackedObject*> candidates;
+  for (const auto& object : trackedObjects_)
+    if (canBeJoined(*object)) candidates.push_back(object.get());
+  for (const TrackedObject* a : candidates) {
+    for (const TrackedObject* b : candidates) {
+      if (!isWithinReach(*a, *b)) continue;
+      auto& node = visualEdges_[{a->id(), b->id()}];
+      if (!node) node = std::make_shared<platform::SCNNode>();
+      lineNode(*node, a->smoothBBox().center(), b->smoothBBox().center(), EDGE_RADIUS,
+               platform::UIColor::purpleColor());
+      scene.rootNode()->addChildNode(node);
+    }
+  }
 }
 
 }  // namespace geoloom

@@ -12,23 +12,22 @@
 
 namespace geoloom {
 
-/// One real object that was seen, over all frames: its class, a number that stays, and the current estimate
-/// of its box. Changed by its SemanticNetwork only, on the thread that the network is used on.
+/// A real object that was observed in one or more frames: its class, a permanent id and the current estimate
+/// of its box. Only its SemanticNetwork changes it, on the thread that uses the network.
 class TrackedObject {
  public:
   TrackedObject(std::string objectClass, std::int64_t id, const BoundingBox3D& bbox);
 
   [[nodiscard]] const std::string& objectClass() const { return objectClass_; }
   [[nodiscard]] std::int64_t id() const { return id_; }
-  /// Its drawing is in the scene.
+  /// True while its drawing is in the scene.
   [[nodiscard]] bool isVisible() const { return isVisible_; }
-  /// True of persons: their estimate follows their last four observations, that of other classes all of them.
+  /// True for persons. Their box follows their last four observations, that of other objects all of them.
   [[nodiscard]] bool mayMove() const { return mayMove_; }
-  /// The boxes of the observations matched to it, oldest first; the box that it was created with is not among
-  /// them.
+  /// The boxes of the observations matched to it, oldest first, without the box it was created with.
   [[nodiscard]] const std::vector<BoundingBox3D>& previousBBoxes() const { return previousBBoxes_; }
   [[nodiscard]] std::int64_t seenFrames() const { return seenFrames_; }
-  /// Always 0: nothing counts absences yet.
+  /// Always 0: absences are not counted yet.
   [[nodiscard]] std::int64_t notSeenFrames() const { return notSeenFrames_; }
   [[nodiscard]] const BoundingBox3D& smoothBBox() const { return smoothBBox_; }
   /// The nodes of its last drawing.
@@ -36,8 +35,8 @@ class TrackedObject {
     return visualNodes_;
   }
 
-  /// Makes every field of smoothBBox the median of that field over previousBBoxes. Precondition: there is
-  /// one.
+  /// Sets every field of smoothBBox to the median of that field over previousBBoxes. Precondition:
+  /// previousBBoxes is not empty.
   void updateSmoothBBox();
 
  private:
@@ -55,7 +54,7 @@ class TrackedObject {
   std::int64_t notSeenFrames_ = 0;
   BoundingBox3D smoothBBox_;
   std::vector<std::shared_ptr<platform::SCNNode>> visualNodes_;
-  std::array<RunningMedian, 6> medians_;  ///< over the whole history, field by field; empty for what may move
+  std::array<SortedValues, 6> sortedFields_;  ///< the fields of previousBBoxes
 };
 
 }  // namespace geoloom

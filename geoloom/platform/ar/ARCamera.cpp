@@ -12,9 +12,9 @@ simd_float3 pitchYawRoll(const simd_float4x4& transform) {
   const auto& [x, y, z, translation] = transform.columns;
   const double sinPitch = std::clamp(-static_cast<double>(z.y), -1.0, 1.0);
   const double cosPitch = std::hypot(static_cast<double>(z.x), static_cast<double>(z.z));
-  constexpr double degenerate = 1e-6;
-  if (cosPitch < degenerate) {
-    // Straight up or down: yaw and roll turn about one axis, all of it is called yaw.
+  constexpr double DEGENERATE = 1e-6;
+  if (cosPitch < DEGENERATE) {
+    // Straight up or down, yaw and roll are about the same axis; all of it is yaw.
     return {static_cast<float>(std::copysign(std::acos(0.0), sinPitch)), std::atan2(-x.z, x.x), 0};
   }
   return {static_cast<float>(std::atan2(sinPitch, cosPitch)), std::atan2(z.x, z.z), std::atan2(x.y, y.y)};

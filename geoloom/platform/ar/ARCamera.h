@@ -7,15 +7,15 @@
 
 namespace geoloom::platform {
 
-/// The camera of one frame: where it stood and how it projects. Immutable.
+/// The pose and the projection of a frame's camera. Immutable.
 ///
-/// World and camera coordinates are right-handed, in metres. In the world y points up, against gravity. In
-/// the camera x points right and y up in the captured (landscape) image, and the camera looks along -z.
+/// World and camera coordinates are right-handed, in metres. World y points up, against gravity. Camera x
+/// points right and camera y up in the captured (landscape) image; the camera looks along -z.
 class GEOLOOM_EXPORT ARCamera final : public NSObject {
  public:
-  /// `transform` takes camera coordinates to world coordinates and is rigid. `intrinsics` are in pixels of
-  /// the captured image, whose size `imageResolution` is; pixel coordinates grow right and down and the
-  /// centre of the first pixel is (0, 0).
+  /// `transform` is rigid and maps camera to world coordinates. `intrinsics` are in pixels of the captured
+  /// image, of size `imageResolution`. Pixel coordinates increase to the right and down; the centre of the
+  /// first pixel is (0, 0).
   ARCamera(const simd_float4x4& transform, const simd_float3x3& intrinsics, CGSize imageResolution);
   ~ARCamera() override;
 
@@ -23,8 +23,8 @@ class GEOLOOM_EXPORT ARCamera final : public NSObject {
   [[nodiscard]] const simd_float3x3& intrinsics() const { return intrinsics_; }
   [[nodiscard]] CGSize imageResolution() const { return imageResolution_; }
 
-  /// Pitch, yaw and roll in radians: the rotation is Ry(yaw) * Rx(pitch) * Rz(roll). Pitch lies in [-pi/2,
-  /// pi/2]; where it reaches an end the roll is 0.
+  /// Pitch, yaw and roll in radians: the rotation is Ry(yaw) * Rx(pitch) * Rz(roll). Pitch is in
+  /// [-pi/2, pi/2]; at both ends the roll is 0.
   [[nodiscard]] const simd_float3& eulerAngles() const { return eulerAngles_; }
 
  private:

@@ -12,7 +12,7 @@ namespace geoloom::platform {
 struct ARFrame::Projection {
   std::once_flag once;
   std::unique_ptr<const ScreenGrid> grid;
-  /// The grid once it is made: hit tests after the first read no more than this.
+  /// The grid once it is made. All hit tests but the first only read this.
   std::atomic<const ScreenGrid*> ready = nullptr;
 };
 

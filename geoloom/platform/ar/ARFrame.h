@@ -16,14 +16,13 @@ namespace geoloom::platform {
 class CVPixelBuffer;
 class ScreenGrid;
 
-/// One image of the camera with what tracking knew at that moment. Immutable, readable from any thread,
-/// shared as std::shared_ptr<const ARFrame>.
+/// An image of the camera with the tracking state of that moment. Immutable, readable from any thread, shared
+/// as std::shared_ptr<const ARFrame>.
 class GEOLOOM_EXPORT ARFrame final : public NSObject {
  public:
-  /// `capturedImage` is the sensor's image: landscape for a device that is held upright, its top edge at the
-  /// right of what the user sees. `rawFeaturePoints` are points of the world that tracking has located, world
-  /// coordinates. `timestamp` is in seconds and grows from frame to frame. Precondition: image and camera are
-  /// present.
+  /// `capturedImage` is the sensor's image: landscape for a device held upright, its top edge at the right of
+  /// the user's view. `rawFeaturePoints` are points that tracking has located, in world coordinates.
+  /// `timestamp` is in seconds and increases from frame to frame. Precondition: `camera` is not null.
   ARFrame(std::shared_ptr<CVPixelBuffer> capturedImage, std::shared_ptr<const ARCamera> camera,
           std::vector<simd_float3> rawFeaturePoints, double timestamp);
   ~ARFrame() override;
@@ -33,13 +32,13 @@ class GEOLOOM_EXPORT ARFrame final : public NSObject {
   [[nodiscard]] const std::vector<simd_float3>& rawFeaturePoints() const { return rawFeaturePoints_; }
   [[nodiscard]] double timestamp() const { return timestamp_; }
 
-  /// The feature points in front of the camera whose projection lies within 1/80 of the captured image's
-  /// width (in pixels) of `point`, nearest to the camera first, equally near ones in the order of the list.
-  /// `point` is normalised to the captured image: (0, 0) is its top left corner, (1, 1) its bottom right;
-  /// points outside are as good. The feature points are projected once, at the first hit test of the frame.
+  /// The feature points in front of the camera whose projection is at most 1/80 of the captured image's width
+  /// (in pixels) away from `point`, nearest to the camera first, equally near ones in the order of the list.
+  /// `point` is normalised to the captured image: (0, 0) is its top left corner, (1, 1) its bottom right. It
+  /// may be outside the image. The feature points are projected once, by the frame's first hit test.
   [[nodiscard]] std::vector<ARHitTestResult> hitTest(CGPoint point, ARHitTestResultType types) const;
 
-  /// The first of these, for those who want no other: it needs neither order nor memory.
+  /// The first result of hitTest(), found without sorting or allocating.
   [[nodiscard]] std::optional<ARHitTestResult> nearestHit(CGPoint point, ARHitTestResultType types) const;
 
  private:

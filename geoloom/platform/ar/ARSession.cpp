@@ -8,7 +8,8 @@ ARSession::ARSession() = default;
 ARSession::~ARSession() = default;
 
 void ARSession::setDidUpdateFrame(FrameHandler handler) {
-  // The one that is replaced goes with the argument, after the lock: what it holds is the application's.
+  // The previous handler is destroyed with the argument, after the lock is released, because its destructor
+  // runs application code.
   const base::MutexLock lock(mutex_);
   didUpdateFrame_.swap(handler);
 }

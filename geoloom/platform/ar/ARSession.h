@@ -11,8 +11,8 @@ namespace geoloom::platform {
 
 class ARFrame;
 
-/// A running world-tracking session: whatever tracks the camera hands it every frame, the application hears
-/// of each. May be used from any thread.
+/// A running world-tracking session. The tracker delivers frames to it, and it calls the application's
+/// handler for each. May be used from any thread.
 class GEOLOOM_EXPORT ARSession final : public NSObject {
  public:
   using FrameHandler = std::function<void(const std::shared_ptr<const ARFrame>&)>;
@@ -20,13 +20,13 @@ class GEOLOOM_EXPORT ARSession final : public NSObject {
   ARSession();
   ~ARSession() override;
 
-  /// The application's handler, called for every frame on the thread that delivers it; empty for none.
+  /// Sets the application's handler, which is called for every frame on the delivering thread. May be empty.
   void setDidUpdateFrame(FrameHandler handler);
 
-  /// The newest frame; absent before the first.
+  /// The newest frame; null before the first.
   [[nodiscard]] std::shared_ptr<const ARFrame> currentFrame() const;
 
-  /// For trackers and players: makes `frame` the current one and calls the application's handler with it.
+  /// For trackers and players: makes `frame` the current frame and calls the application's handler.
   void deliver(const std::shared_ptr<const ARFrame>& frame);
 
  private:

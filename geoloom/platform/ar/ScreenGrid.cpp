@@ -2,48 +2,12 @@
 
 #include <algorithm>
 #include <array>
-#include <utility>
-
-#include "geoloom/base/Mutex.h"
 
 namespace geoloom::platform {
 
-/// Memory of grids that are gone. Frames come and go on threads of their own, and fresh memory for each would
-/// cost more than the grid: what a projection writes is page after page that the system has to find first.
-class ScreenGrid::Spares {
- public:
-  static Spares& shared() {
-    static auto& spares = *new Spares;  // kept until the process ends, as frames may be
-    return spares;
-  }
-
-  Storage take() {
-    const base::MutexLock lock(mutex_);
-    if (spares_.empty()) return {};
-    Storage storage = std::move(spares_.back());
-    spares_.pop_back();
-    return storage;
-  }
-
-  void giveBack(Storage storage) {
-    if (storage.sorted.capacity() > LARGEST) return;
-    const base::MutexLock lock(mutex_);
-    if (spares_.size() < MOST) spares_.push_back(std::move(storage));
-  }
-
- private:
-  /// One frame is in analysis at a time.
-  static constexpr std::size_t MOST = 2;
-  /// Points; a frame with more is rare, and its memory worth giving back.
-  static constexpr std::size_t LARGEST = 200'000;
-
-  base::Mutex mutex_;
-  std::vector<Storage> spares_ GEOLOOM_GUARDED_BY(mutex_);
-};
-
 namespace {
 
-/// A hit lies within this share of the captured image's width.
+/// The radius of a hit test as a fraction of the captured image's width.
 constexpr double HIT_RADIUS_SHARE = 1.0 / 80.0;
 
 class Projection {
@@ -61,7 +25,7 @@ class Projection {
     cy_ = static_cast<double>(k[2].y);
   }
 
-  /// As the camera sees a point; pixels mean something where the depth is positive.
+  /// A point as seen by the camera. The pixel is valid if the depth is positive.
   struct Place {
     double depth;
     double x;
@@ -98,40 +62,35 @@ ScreenGrid::ScreenGrid(const ARCamera& camera, std::span<const simd_float3> poin
   cellsPerPixel_ = 1 / radius;
   columns_ = cells(width_);
   rows_ = cells(height_);
-  storage_ = Spares::shared().take();
   fill(camera, points);
 }
 
-ScreenGrid::~ScreenGrid() {
-  if (storage_.starts.capacity() > 0) Spares::shared().giveBack(std::move(storage_));
-}
-
 std::size_t ScreenGrid::cells(double length) const {
-  constexpr double most = 512;
-  return static_cast<std::size_t>(std::clamp(std::ceil(length * cellsPerPixel_), 1.0, most));
+  constexpr double MOST = 512;
+  return static_cast<std::size_t>(std::clamp(std::ceil(length * cellsPerPixel_), 1.0, MOST));
 }
 
-/// Projects the points and sorts them by counting.
+/// Projects the points and sorts them by cell with a counting sort.
 void ScreenGrid::fill(const ARCamera& camera, std::span<const simd_float3> points) {
-  auto& [starts, unsorted, sorted] = storage_;
-  unsorted.clear();
-  unsorted.reserve(points.size());
-  // starts[c + 2] counts cell c; summed up, starts[c + 1] is where cell c begins, and moves to where it ends
-  // while its points find their places.
-  starts.assign(columns_ * rows_ + 2, 0);
+  std::vector<Projected> projected;
+  std::vector<std::uint32_t> cellOf;
+  projected.reserve(points.size());
+  cellOf.reserve(points.size());
+  // starts_[c + 2] counts the points of cell c. After the summation, starts_[c + 1] is the start of cell c,
+  // and placing the points advances it to the cell's end.
+  starts_.assign(columns_ * rows_ + 2, 0);
   const Projection projection(camera);
   for (std::size_t i = 0; i < points.size(); ++i) {
     const Projection::Place p = projection.of(points[i]);
-    // Not-a-number fails these tests too.
     if (!(p.depth > 0) || !std::isfinite(p.x) || !std::isfinite(p.y)) continue;
-    const std::size_t place = cell(p.y, rows_) * columns_ + cell(p.x, columns_);
-    ++starts[place + 2];
-    const Hit hit{std::sqrt(p.squaredDistance), static_cast<std::uint32_t>(i)};
-    unsorted.push_back({{p.x, p.y, hit}, static_cast<std::uint32_t>(place)});
+    const std::size_t c = cell(p.y, rows_) * columns_ + cell(p.x, columns_);
+    ++starts_[c + 2];
+    projected.push_back({p.x, p.y, {std::sqrt(p.squaredDistance), static_cast<std::uint32_t>(i)}});
+    cellOf.push_back(static_cast<std::uint32_t>(c));
   }
-  for (std::size_t c = 2; c < starts.size(); ++c) starts[c] += starts[c - 1];
-  sorted.resize(unsorted.size());
-  for (const auto& [point, place] : unsorted) sorted[starts[place + 1]++] = point;
+  for (std::size_t c = 2; c < starts_.size(); ++c) starts_[c] += starts_[c - 1];
+  sorted_.resize(projected.size());
+  for (std::size_t i = 0; i < projected.size(); ++i) sorted_[starts_[cellOf[i] + 1]++] = projected[i];
 }
 
 }  // namespace geoloom::platform

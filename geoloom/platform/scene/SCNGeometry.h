@@ -10,7 +10,7 @@
 
 namespace geoloom::platform {
 
-/// How a surface looks.
+/// The appearance of a surface.
 struct SCNMaterial {
   UIColor diffuse = UIColor::whiteColor();
   UIColor specular = UIColor::blackColor();
@@ -18,7 +18,7 @@ struct SCNMaterial {
   friend bool operator==(const SCNMaterial&, const SCNMaterial&) = default;
 };
 
-/// Sizes are in metres along the node's own axes: width along x, height along y, length along z.
+/// Sizes in metres along the node's axes: width along x, height along y, length along z.
 struct SCNPyramid {
   CGFloat width = 1;
   CGFloat height = 1;
@@ -34,7 +34,7 @@ struct SCNText {
   friend bool operator==(const SCNText&, const SCNText&) = default;
 };
 
-/// Stands along y, centred.
+/// Centred, with its axis along y.
 struct SCNCylinder {
   CGFloat radius = 0.5;
   CGFloat height = 1;
@@ -46,7 +46,7 @@ struct SCNSphere {
   friend bool operator==(const SCNSphere&, const SCNSphere&) = default;
 };
 
-/// A shape and the material of its surface; a value that nodes share once it is made.
+/// A shape and the material of its surface. Nodes share it as an immutable value.
 struct SCNGeometry {
   std::variant<SCNPyramid, SCNText, SCNCylinder, SCNSphere> shape;
   SCNMaterial firstMaterial;

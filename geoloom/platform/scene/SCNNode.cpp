@@ -8,19 +8,19 @@
 namespace geoloom::platform {
 namespace {
 
-/// One lock for all nodes, so that a node can move between scenes without an order of locks. It is held for
-/// single edits and while a snapshot gathers what changed, never while anything of the application runs.
+/// One lock for all nodes, so that moving a node between scenes needs no lock order. Held during single edits
+/// and while a snapshot copies changed blocks, never while application code runs.
 std::mutex graphMutex;
 
 constexpr std::size_t BLOCK_SIZE = 64;
 
 }  // namespace
 
-/// A run of children. A removed child leaves its slot empty, so that no other child moves.
+/// A block of children. A removed child leaves its slot empty, so that no other child moves.
 struct SCNNode::Block {
   std::vector<std::shared_ptr<SCNNode>> slots;
-  /// What snapshots share; absent since the last change of a child or of anything below it. While it is
-  /// absent here, it is absent in every block above.
+  /// Shared by snapshots; null since the last change of a child or a descendant. If it is null here, it is
+  /// null in all blocks above.
   std::shared_ptr<const SCNNodeSnapshot::Block> snapshot;
 };
 
@@ -90,10 +90,10 @@ void SCNNode::setGeometry(std::shared_ptr<const SCNGeometry> geometry) {
 }
 
 void SCNNode::addChildNode(const std::shared_ptr<SCNNode>& child) {
-  GEOLOOM_PRECONDITION(child != nullptr, "addChildNode: the child must be present");
+  GEOLOOM_PRECONDITION(child != nullptr, "addChildNode: the child must not be null");
   const std::lock_guard lock(graphMutex);
   for (const SCNNode* above = this; above != nullptr; above = above->parent_) {
-    GEOLOOM_PRECONDITION(above != child.get(), "addChildNode: a node cannot stand below itself");
+    GEOLOOM_PRECONDITION(above != child.get(), "addChildNode: a node cannot be its own descendant");
   }
   auto detached = child->detach();
   if (!detached) detached = child;
@@ -101,7 +101,7 @@ void SCNNode::addChildNode(const std::shared_ptr<SCNNode>& child) {
 }
 
 void SCNNode::removeFromParentNode() {
-  // The parent may hold the last reference: it must not fall before the lock is released.
+  // The parent may hold the last reference, which must not be released under the lock.
   std::shared_ptr<SCNNode> self;
   const std::lock_guard lock(graphMutex);
   self = detach();
@@ -122,7 +122,7 @@ void SCNNode::append(std::shared_ptr<SCNNode> child) {
   markChanged();
 }
 
-/// What the parent held, nothing for a node without one.
+/// Returns the parent's reference to this node; null without a parent.
 std::shared_ptr<SCNNode> SCNNode::detach() {
   SCNNode* const parent = std::exchange(parent_, nullptr);
   if (parent == nullptr) return nullptr;
@@ -136,8 +136,8 @@ std::shared_ptr<SCNNode> SCNNode::detach() {
   return self;
 }
 
-/// Closes the gaps once three quarters of the slots are empty: as many removals have paid for it as it moves
-/// children.
+/// Closes the gaps. Called when three quarters of the slots are empty, so its cost is amortised over
+/// removals.
 void SCNNode::compact() {
   std::vector<std::unique_ptr<Block>> sparse;
   sparse.swap(blocks_);

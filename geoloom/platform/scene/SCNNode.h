@@ -14,11 +14,11 @@
 
 namespace geoloom::platform {
 
-/// A place in a scene: its position, orientation and scale relative to its parent, what is drawn there, and
-/// the nodes that go with it. Always held by std::shared_ptr; a parent owns its children.
+/// A node of a scene: position, orientation and scale relative to its parent, geometry, and child nodes.
+/// Always held by std::shared_ptr; a parent owns its children.
 ///
-/// Every operation may be called from any thread and is one whole edit: a snapshot sees all of it or nothing.
-/// Edits cost the same however many nodes there are (attaching and detaching: on the average over many).
+/// May be used from any thread. Every operation is atomic: a snapshot contains all of it or nothing. Edits
+/// take constant time (attaching and detaching: amortised).
 class GEOLOOM_EXPORT SCNNode final : public NSObject {
  public:
   SCNNode();
@@ -32,22 +32,22 @@ class GEOLOOM_EXPORT SCNNode final : public NSObject {
   void setOrientation(SCNQuaternion orientation);
   [[nodiscard]] SCNVector3 scale() const;
   void setScale(SCNVector3 scale);
-  /// Absent for a node that only holds others.
+  /// Null for a node without a shape.
   [[nodiscard]] std::shared_ptr<const SCNGeometry> geometry() const;
   void setGeometry(std::shared_ptr<const SCNGeometry> geometry);
 
-  /// Puts `child` behind the other children; if it is attached, here or elsewhere, it moves. Precondition:
-  /// `child` is present and is neither this node nor above it.
+  /// Appends `child` to the children, after detaching it from its parent. Precondition: `child` is neither
+  /// null nor this node nor an ancestor of it.
   void addChildNode(const std::shared_ptr<SCNNode>& child);
-  /// Does nothing to a node without a parent.
+  /// Does nothing without a parent.
   void removeFromParentNode();
 
   [[nodiscard]] std::shared_ptr<SCNNode> parentNode() const;
   /// The children in the order in which they were added.
   [[nodiscard]] std::vector<std::shared_ptr<SCNNode>> childNodes() const;
 
-  /// This node and everything below it as they are now. What did not change since an earlier snapshot is
-  /// shared with it, so that the cost follows the number of changes.
+  /// A copy of this node and its descendants. It shares unchanged parts with earlier snapshots, so the cost
+  /// depends on the number of changes.
   [[nodiscard]] SCNNodeSnapshot snapshot() const;
 
  private:
@@ -62,12 +62,12 @@ class GEOLOOM_EXPORT SCNNode final : public NSObject {
   [[nodiscard]] SCNNodeSnapshot takeSnapshot() const;
   static void refresh(Block& block);
 
-  // All guarded by the one lock of the scene graph (SCNNode.cpp).
+  // Guarded by the lock of the scene graph (SCNNode.cpp).
   SCNNodeSnapshot values_;  ///< without the children
   std::vector<std::unique_ptr<Block>> blocks_;
   std::size_t childCount_ = 0;
   SCNNode* parent_ = nullptr;
-  Block* block_ = nullptr;  ///< where the parent keeps this node
+  Block* block_ = nullptr;  ///< the parent's block that contains this node
   std::size_t slot_ = 0;
 };
 

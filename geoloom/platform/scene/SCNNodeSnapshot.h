@@ -12,8 +12,8 @@
 
 namespace geoloom::platform {
 
-/// A node and everything below it as they were at one moment. Immutable; snapshots share what did not change
-/// between them. May be read from any thread, for as long as one likes.
+/// An immutable copy of a node and its descendants. Snapshots share the parts that did not change between
+/// them. May be read from any thread.
 struct GEOLOOM_EXPORT SCNNodeSnapshot {
   SCNVector3 position;
   SCNQuaternion orientation;
@@ -21,14 +21,14 @@ struct GEOLOOM_EXPORT SCNNodeSnapshot {
   std::shared_ptr<const SCNGeometry> geometry;
 
   using Block = std::vector<SCNNodeSnapshot>;
-  /// The children in order, in runs; no run is empty.
+  /// The children in order, in blocks that are not empty.
   std::vector<std::shared_ptr<const Block>> blocks;
 
-  /// Takes the node's coordinates to its parent's: scale, then orientation, then position.
+  /// Maps the node's coordinates to its parent's: scale, then orientation, then position.
   [[nodiscard]] simd_float4x4 transform() const;
 
-  /// Visits this node and all below it, parents before their children, children in order, with the transform
-  /// that takes each node's coordinates to those in which this node stands.
+  /// Visits this node and its descendants, parents before children and children in order. `transform` maps
+  /// the visited node's coordinates to those of this node's parent.
   void forEachNode(
       const std::function<void(const SCNNodeSnapshot&, const simd_float4x4& transform)>& visit) const;
 

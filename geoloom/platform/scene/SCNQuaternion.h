@@ -2,7 +2,7 @@
 
 namespace geoloom::platform {
 
-/// A rotation as a unit quaternion, w being its real part. Default: none.
+/// A rotation as a unit quaternion with the real part w; by default the identity.
 struct SCNQuaternion {
   float x = 0;
   float y = 0;

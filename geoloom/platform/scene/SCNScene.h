@@ -8,7 +8,7 @@
 
 namespace geoloom::platform {
 
-/// A tree of nodes in world coordinates: metres, y vertical. May be used from any thread (SCNNode says how).
+/// A tree of nodes in world coordinates (metres, y vertical). May be used from any thread, like SCNNode.
 class GEOLOOM_EXPORT SCNScene final : public NSObject {
  public:
   SCNScene();
@@ -16,7 +16,7 @@ class GEOLOOM_EXPORT SCNScene final : public NSObject {
 
   [[nodiscard]] const std::shared_ptr<SCNNode>& rootNode() const { return rootNode_; }
 
-  /// The whole scene as it is now, for a renderer to walk while others go on editing.
+  /// A copy of the whole scene, which a renderer can traverse while other threads edit.
   [[nodiscard]] SCNNodeSnapshot snapshot() const { return rootNode_->snapshot(); }
 
  private:

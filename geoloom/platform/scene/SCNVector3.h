@@ -1,6 +1,6 @@
 #pragma once
 
-#include <cmath>
+#include "geoloom/Export.h"
 
 namespace geoloom::platform {
 
@@ -11,13 +11,9 @@ struct SCNVector3 {
   float z = 0;
   friend bool operator==(const SCNVector3&, const SCNVector3&) = default;
 
-  /// The Euclidean distance between the two points, in metres, computed in 32-bit floats from left to right.
-  [[nodiscard]] float distance(const SCNVector3& to) const {
-    const float dx = x - to.x;
-    const float dy = y - to.y;
-    const float dz = z - to.z;
-    return std::sqrt(dx * dx + dy * dy + dz * dz);
-  }
+  /// The Euclidean distance between two points in metres, the square root of dx * dx + dy * dy + dz * dz in
+  /// 32-bit floats. Not inline, so that the result does not depend on the application's compiler flags.
+  [[nodiscard]] GEOLOOM_EXPORT float distance(const SCNVector3& to) const;
 };
 
 }  // namespace geoloom::platform

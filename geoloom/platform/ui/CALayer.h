@@ -14,16 +14,16 @@
 
 namespace geoloom::platform {
 
-/// A rectangle of drawing and the layers above it. The list of sublayers and `isHidden` may be used from any
-/// thread: the kit adds layers on the application's thread and hides them on the main queue, while a renderer
-/// reads them.
+/// A rectangular drawing and its sublayers. The list of sublayers and `isHidden` may be used from any thread:
+/// the kit adds layers on the application's thread and hides them on the main queue, while a renderer reads
+/// them.
 class GEOLOOM_EXPORT CALayer : public NSObject {
  public:
   ~CALayer() override;
 
-  /// On top of those that are there.
+  /// Adds `layer` above the existing sublayers.
   void addSublayer(std::shared_ptr<CALayer> layer);
-  /// Bottom to top, as they are now.
+  /// A copy of the list, bottom to top.
   [[nodiscard]] std::vector<std::shared_ptr<CALayer>> sublayers() const;
 
   [[nodiscard]] bool isHidden() const { return hidden_; }
@@ -35,7 +35,7 @@ class GEOLOOM_EXPORT CALayer : public NSObject {
   std::atomic<bool> hidden_ = false;
 };
 
-/// How a vector path is drawn. The plain fields are set before the layer is added to another.
+/// A vector path. Set the plain fields before adding the layer to another.
 class GEOLOOM_EXPORT CAShapeLayer final : public CALayer {
  public:
   ~CAShapeLayer() override;
@@ -45,7 +45,7 @@ class GEOLOOM_EXPORT CAShapeLayer final : public CALayer {
   double lineWidth = 1;
 };
 
-/// A line of text. The plain fields are set before the layer is added to another.
+/// A line of text. Set the plain fields before adding the layer to another.
 class GEOLOOM_EXPORT CATextLayer final : public CALayer {
  public:
   ~CATextLayer() override;
@@ -53,7 +53,7 @@ class GEOLOOM_EXPORT CATextLayer final : public CALayer {
   std::string string;
   UIFont font{"Helvetica", 36};
   double fontSize = 36;      ///< points
-  double contentsScale = 1;  ///< pixels a point
+  double contentsScale = 1;  ///< pixels per point
   UIColor foregroundColor = UIColor::whiteColor();
   TextAlignment alignmentMode = TextAlignment::natural;
 };

@@ -2,7 +2,7 @@
 
 namespace geoloom::platform {
 
-/// Red, green, blue and opacity, 0 to 1 each.
+/// Red, green, blue and opacity, each 0 to 1.
 struct UIColor {
   double red = 0;
   double green = 0;

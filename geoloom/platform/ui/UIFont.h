@@ -4,7 +4,7 @@
 
 namespace geoloom::platform {
 
-/// A font by its name; the size is in the unit of what is drawn (points of a view, metres of a scene).
+/// A font by name. The size is in points in a view and in metres in a scene.
 struct UIFont {
   std::string name;
   double size = 0;

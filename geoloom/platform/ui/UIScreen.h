@@ -8,7 +8,7 @@ namespace geoloom::platform {
 /// The display that the application draws on. May be used from any thread.
 class GEOLOOM_EXPORT UIScreen {
  public:
-  /// Pixels a point; 1 unless the application says otherwise.
+  /// Pixels per point; 1 unless the application sets it.
   [[nodiscard]] static CGFloat mainScale();
   static void setMainScale(CGFloat scale);
 };

@@ -9,8 +9,8 @@
 
 namespace geoloom::platform {
 
-/// A part of the application's screen: a frame in points and the layer that is drawn there. Used on the
-/// application's main thread.
+/// A part of the application's screen: a frame in points and a layer. Use on the application's main thread
+/// only.
 class GEOLOOM_EXPORT UIView : public NSObject {
  public:
   explicit UIView(CGRect frame = {});

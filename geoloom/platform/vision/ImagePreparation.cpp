@@ -9,11 +9,11 @@ namespace geoloom::platform {
 
 namespace {
 
-/// Four floats in one register; the compilers we build with know it on every machine.
+/// Four floats in one register, a vector type that GCC and clang have for every target.
 using Four = float __attribute__((vector_size(16)));
 
-/// The four bytes of a pixel. Spelt as two interleavings with zeros, which GCC 12 makes three instructions
-/// of; it takes a plain conversion apart byte by byte.
+/// Converts the four bytes of a pixel. Written as two interleavings with zeros, which GCC 12 compiles to
+/// three instructions; a plain conversion is compiled byte by byte.
 Four loadFour(const std::uint8_t* pixel) {
   using Bytes = std::uint8_t __attribute__((vector_size(16)));
   using Shorts = std::int16_t __attribute__((vector_size(16)));
@@ -36,8 +36,8 @@ Four between(Four a, Four b, Four weight) {
   return a + (b - a) * weight;
 }
 
-/// Rows for columns.
-std::array<Four, 4> turned(const std::array<Four, 4>& m) {
+/// Swaps rows and columns.
+std::array<Four, 4> transposed(const std::array<Four, 4>& m) {
   const Four low = __builtin_shufflevector(m[0], m[1], 0, 4, 1, 5);
   const Four lower = __builtin_shufflevector(m[2], m[3], 0, 4, 1, 5);
   const Four high = __builtin_shufflevector(m[0], m[1], 2, 6, 3, 7);
@@ -47,36 +47,36 @@ std::array<Four, 4> turned(const std::array<Four, 4>& m) {
           __builtin_shufflevector(high, higher, 2, 3, 6, 7)};
 }
 
-/// How an axis of the upright picture lies in the stored one.
+/// Which axis of the stored picture an axis of the upright one is.
 struct StoredAxis {
-  bool alongRows = false;  ///< the axis runs down the stored picture's rows, not across its columns
+  bool alongRows = false;  ///< the axis crosses the stored picture's rows, not its columns
   bool reversed = false;
 };
 
-std::array<StoredAxis, 2> storedAxes(CGImagePropertyOrientation orientation) {
-  using enum CGImagePropertyOrientation;
+std::array<StoredAxis, 2> storedAxes(EXIFOrientation orientation) {
+  using enum EXIFOrientation;
   switch (orientation) {
-    case up:
+    case topLeft:
       return {{{false, false}, {true, false}}};
-    case upMirrored:
+    case topRight:
       return {{{false, true}, {true, false}}};
-    case down:
+    case bottomRight:
       return {{{false, true}, {true, true}}};
-    case downMirrored:
+    case bottomLeft:
       return {{{false, false}, {true, true}}};
-    case leftMirrored:
+    case leftTop:
       return {{{true, false}, {false, false}}};
-    case right:
+    case rightTop:
       return {{{true, true}, {false, false}}};
-    case rightMirrored:
+    case rightBottom:
       return {{{true, true}, {false, true}}};
-    case left:
+    case leftBottom:
       return {{{true, false}, {false, true}}};
   }
   return {{{false, false}, {true, false}}};
 }
 
-/// A stretch of the upright picture and the part of the input that shows it, along one axis.
+/// Along one axis, a range of the upright picture and the range of input pixels that shows it.
 struct Window {
   double start = 0;
   double length = 0;
@@ -107,10 +107,10 @@ std::array<Window, 2> windows(const std::array<double, 2>& upright, const Networ
   return result;
 }
 
-/// Where every step along one axis reads. The plane has one sample for `pixelsPerSample` pixels of the
-/// picture, which are `length` along this axis; its neighbouring samples are `sampleBytes` apart.
+/// Computes the samples that every step along one axis reads. The plane has one sample per `pixelsPerSample`
+/// pixels of the picture, whose size along this axis is `length`; adjacent samples are `sampleBytes` apart.
 template <class Tap>
-void fillTaps(std::vector<Tap>& taps, const StoredAxis& way, const Window& window, double length,
+void fillTaps(std::vector<Tap>& taps, const StoredAxis& axis, const Window& window, double length,
               std::size_t pixelsPerSample, std::size_t sampleBytes) {
   const std::size_t samples = (static_cast<std::size_t>(length) + pixelsPerSample - 1) / pixelsPerSample;
   const auto step = static_cast<std::ptrdiff_t>(sampleBytes);
@@ -120,7 +120,7 @@ void fillTaps(std::vector<Tap>& taps, const StoredAxis& way, const Window& windo
     const double upright =
         window.start + (static_cast<double>(i) + 0.5) * window.length / static_cast<double>(count);
     const double place =
-        (way.reversed ? length - upright : upright) / static_cast<double>(pixelsPerSample) - 0.5;
+        (axis.reversed ? length - upright : upright) / static_cast<double>(pixelsPerSample) - 0.5;
     const double inside = std::clamp(place, 0.0, static_cast<double>(samples - 1));
     const double low = std::floor(inside);
     const bool last = static_cast<std::size_t>(low) + 1 >= samples;
@@ -128,7 +128,7 @@ void fillTaps(std::vector<Tap>& taps, const StoredAxis& way, const Window& windo
   }
 }
 
-/// Samples of a one-plane format with four bytes a pixel: the place of red, green and blue in them.
+/// Samples a one-plane format with four bytes per pixel; the parameters are the positions of the colours.
 template <int red, int green, int blue>
 struct ColourSampler {
   const std::uint8_t* base;
@@ -166,7 +166,7 @@ struct GraySampler {
   }
 };
 
-/// Full-range BT.601, as JFIF gives it.
+/// Full-range BT.601, as in JFIF.
 struct BiPlanarSampler {
   const std::uint8_t* luma;
   const std::uint8_t* chroma;
@@ -205,7 +205,7 @@ void ImagePreparation::fill(const Sampler& sample, const NetworkInput& input, fl
       };
       std::size_t i = left;
       for (; i + 4 <= right; i += 4) {
-        const auto colours = turned({at(i), at(i + 1), at(i + 2), at(i + 3)});
+        const auto colours = transposed({at(i), at(i + 1), at(i + 2), at(i + 3)});
         const std::size_t place = j * input.width + i;
         std::memcpy(first + place, &colours[0], sizeof(Four));
         std::memcpy(second + place, &colours[1], sizeof(Four));
@@ -220,16 +220,16 @@ void ImagePreparation::fill(const Sampler& sample, const NetworkInput& input, fl
       }
     }
   };
-  // In tiles, since a picture that lies on its side is read across its rows: a tile's rows stay in the cache.
-  constexpr std::size_t tile = 32;
-  for (std::size_t top = begin_[1]; top < end_[1]; top += tile) {
-    for (std::size_t left = begin_[0]; left < end_[0]; left += tile) {
-      fillTile(left, top, std::min(left + tile, end_[0]), std::min(top + tile, end_[1]));
+  // A picture turned by 90 degrees is read across its rows. Tiles keep those rows in the cache.
+  constexpr std::size_t TILE = 32;
+  for (std::size_t top = begin_[1]; top < end_[1]; top += TILE) {
+    for (std::size_t left = begin_[0]; left < end_[0]; left += TILE) {
+      fillTile(left, top, std::min(left + TILE, end_[0]), std::min(top + TILE, end_[1]));
     }
   }
 }
 
-void ImagePreparation::layOut(const CVPixelBuffer& picture, CGImagePropertyOrientation orientation,
+void ImagePreparation::layOut(const CVPixelBuffer& picture, EXIFOrientation orientation,
                               VNImageCropAndScaleOption option, const NetworkInput& input) {
   const auto stored = storedAxes(orientation);
   const std::array<double, 2> size = {static_cast<double>(picture.width()),
@@ -252,7 +252,7 @@ void ImagePreparation::layOut(const CVPixelBuffer& picture, CGImagePropertyOrien
   }
 }
 
-void ImagePreparation::prepare(const CVPixelBuffer& picture, CGImagePropertyOrientation orientation,
+void ImagePreparation::prepare(const CVPixelBuffer& picture, EXIFOrientation orientation,
                                VNImageCropAndScaleOption option, const NetworkInput& input, float* planes) {
   layOut(picture, orientation, option, input);
   if (option == VNImageCropAndScaleOption::scaleFit)

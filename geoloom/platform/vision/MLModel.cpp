@@ -16,9 +16,9 @@ namespace geoloom::platform {
 
 namespace {
 
-constexpr std::uint64_t maximumManifestBytes = 1 << 20;
+constexpr std::uint64_t MAXIMUM_MANIFEST_BYTES = 1 << 20;
 
-/// Memory for outputs that comes back when an output is let go, on whatever thread that happens.
+/// Reuses the memory of released outputs. Outputs may be released on any thread.
 class BufferPool : public std::enable_shared_from_this<BufferPool> {
  public:
   std::shared_ptr<MLMultiArray> array(const std::vector<std::ptrdiff_t>& shape) {
@@ -33,7 +33,7 @@ class BufferPool : public std::enable_shared_from_this<BufferPool> {
   }
 
  private:
-  static constexpr std::size_t maximumKept = 4;
+  static constexpr std::size_t MAXIMUM_KEPT = 4;
 
   std::vector<float> take(std::size_t count) {
     const base::MutexLock guard(mutex_);
@@ -49,16 +49,15 @@ class BufferPool : public std::enable_shared_from_this<BufferPool> {
 
   void giveBack(std::vector<float> memory) {
     const base::MutexLock guard(mutex_);
-    if (free_.size() < maximumKept) free_.push_back(std::move(memory));
+    if (free_.size() < MAXIMUM_KEPT) free_.push_back(std::move(memory));
   }
 
   base::Mutex mutex_;
   std::vector<std::vector<float>> free_ GEOLOOM_GUARDED_BY(mutex_);
 };
 
-/// Runs the network on this thread alone. Inside one of its parallel loops the engine starts no further
-/// threads, so that the process-wide number of threads, which is the application's to choose, stays as it is.
-/// May throw.
+/// Runs the network on this thread only: inside one of its parallel loops the engine starts no threads. This
+/// leaves the process-wide number of threads, which the application chooses, unchanged. May throw.
 void forwardOnThisThread(cv::dnn::Net& net, const cv::Mat& input, const std::string& inputName,
                          std::vector<cv::Mat>& results, const std::vector<std::string>& outputNames) {
   cv::parallel_for_(cv::Range(0, 1), [&](const cv::Range&) {
@@ -85,7 +84,7 @@ struct MLModel::State {
 
 std::optional<base::Failure> MLModel::State::load(const std::filesystem::path& bundle) {
   const auto manifestPath = bundle / "manifest.json";
-  const auto text = base::readFile(manifestPath, maximumManifestBytes);
+  const auto text = base::readFile(manifestPath, MAXIMUM_MANIFEST_BYTES);
   if (!text) return text.failure();
   auto parsed = parseModelManifest(*text, manifestPath.string());
   if (!parsed) return parsed.failure();
@@ -105,7 +104,7 @@ std::optional<base::Failure> MLModel::State::load(const std::filesystem::path& b
       outputNames.push_back(output.name);
     }
   } catch (const std::exception&) {
-    // The engine's own text names its source files and nothing that helps.
+    // The engine's own text names only its source files.
     return base::Failure{name + ": cannot be loaded as a network with the input \"" + manifest.inputName +
                          "\""};
   }
@@ -122,10 +121,10 @@ const ModelManifest& MLModel::manifest() const {
 base::Result<std::shared_ptr<MLModel>> MLModel::create(const std::filesystem::path& bundle) {
   std::error_code error;
   const auto canonical = std::filesystem::canonical(bundle, error);
-  if (error) return base::Failure{bundle.string() + ": there is no model here"};
+  if (error) return base::Failure{bundle.string() + ": there is no model at this path"};
 
-  // Kept until the process ends, as sessions are. Loading under the lock makes two that start together share
-  // one.
+  // Never destroyed, because sessions live until the process ends. Loads under the lock, so that two sessions
+  // that start together share one model.
   static auto& mutex = *new base::Mutex;
   static auto& loaded = *new std::map<std::filesystem::path, std::weak_ptr<MLModel>>;
   const BlockingMutexLock guard(mutex);
@@ -134,7 +133,7 @@ base::Result<std::shared_ptr<MLModel>> MLModel::create(const std::filesystem::pa
   if (auto failure = state->load(canonical)) return *failure;
   std::shared_ptr<MLModel> model(new MLModel(std::move(state)));
   loaded[canonical] = model;
-  // The engine has set itself up by reading a network, and once more when it has first run one.
+  // The engine registers exit handlers when it first reads a network and when it first runs one.
   base::restAtExit();
   return model;
 }
@@ -156,11 +155,10 @@ base::Result<std::vector<std::shared_ptr<MLMultiArray>>> MLModel::prediction(
     const cv::Mat& result = state.results[i];
     auto array = state.pool->array(state.manifest.outputs[i].shape);
     if (result.type() != CV_32F || !result.isContinuous() || result.total() != array->count()) {
-      return base::Failure{state.name + ": output \"" + state.outputNames[i] +
-                           "\" has not the shape that the manifest states"};
+      return base::Failure{state.name + ": the shape of output \"" + state.outputNames[i] +
+                           "\" differs from the manifest's"};
     }
-    // The engine writes its next results into the same memory, and the caller may keep these for as long as
-    // it likes.
+    // Copied, because the engine writes its next results to the same memory.
     std::memcpy(array->dataPointer(), result.ptr<float>(), result.total() * sizeof(float));
     outputs.push_back(std::move(array));
   }

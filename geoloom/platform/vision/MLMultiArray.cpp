@@ -12,29 +12,29 @@ namespace geoloom::platform {
 
 namespace {
 
-constexpr std::size_t alignment = 64;
+constexpr std::size_t ALIGNMENT = 64;
 
 struct Free {
   void operator()(void* memory) const { std::free(memory); }
 };
 
-/// Bytes to allocate for a shape, at least one, or nothing where they cannot be counted in a ptrdiff_t.
+/// Bytes to allocate for a shape, at least one; nothing if they overflow a ptrdiff_t.
 std::optional<std::size_t> storageSize(const std::vector<std::ptrdiff_t>& shape, MLMultiArrayDataType type) {
   if (std::any_of(shape.begin(), shape.end(), [](std::ptrdiff_t n) { return n < 0; })) return std::nullopt;
-  if (std::find(shape.begin(), shape.end(), 0) != shape.end()) return alignment;
+  if (std::find(shape.begin(), shape.end(), 0) != shape.end()) return ALIGNMENT;
   std::ptrdiff_t bytes = static_cast<std::ptrdiff_t>(size(type));
   for (const std::ptrdiff_t n : shape) {
     if (__builtin_mul_overflow(bytes, n, &bytes)) return std::nullopt;
   }
-  if (bytes > std::numeric_limits<std::ptrdiff_t>::max() - static_cast<std::ptrdiff_t>(alignment))
+  if (bytes > std::numeric_limits<std::ptrdiff_t>::max() - static_cast<std::ptrdiff_t>(ALIGNMENT))
     return std::nullopt;
-  return (static_cast<std::size_t>(bytes) + alignment - 1) / alignment * alignment;
+  return (static_cast<std::size_t>(bytes) + ALIGNMENT - 1) / ALIGNMENT * ALIGNMENT;
 }
 
 std::vector<std::ptrdiff_t> contiguousStrides(const std::vector<std::ptrdiff_t>& shape) {
   std::vector<std::ptrdiff_t> strides(shape.size(), 1);
   for (std::size_t d = shape.size(); d > 1; --d) {
-    // An array without elements may have sizes whose product is out of range; its strides are never used.
+    // The sizes of an empty array may overflow; its strides are never used.
     if (__builtin_mul_overflow(strides[d - 1], shape[d - 1], &strides[d - 2])) strides[d - 2] = 0;
   }
   return strides;
@@ -58,11 +58,11 @@ std::shared_ptr<MLMultiArray> MLMultiArray::create(std::vector<std::ptrdiff_t> s
   const auto bytes = storageSize(shape, dataType);
   if (!bytes) return nullptr;
   return base::whereMemorySuffices([&] {
-    std::unique_ptr<void, Free> memory(std::aligned_alloc(alignment, *bytes));
+    std::unique_ptr<void, Free> memory(std::aligned_alloc(ALIGNMENT, *bytes));
     std::vector<std::ptrdiff_t> strides = contiguousStrides(shape);
     auto array = createWithDataPointer(memory.get(), std::move(shape), dataType, std::move(strides),
                                        [bytes = memory.get()] { std::free(bytes); });
-    if (array) static_cast<void>(memory.release());  // the array's from now on
+    if (array) static_cast<void>(memory.release());  // now owned by the array
     return array;
   });
 }

@@ -13,7 +13,7 @@ namespace geoloom::platform {
 
 class UIImage;
 
-/// Element types by the model runtime's published codes.
+/// Element types, numbered as the model runtime publishes them.
 enum class MLMultiArrayDataType : std::int32_t {
   float64 = 65600,  ///< 64-bit float
   float32 = 65568,  ///< 32-bit float
@@ -25,21 +25,20 @@ enum class MLMultiArrayDataType : std::int32_t {
   return type == MLMultiArrayDataType::float64 ? 8 : 4;
 }
 
-/// An untyped array of any number of dimensions, as a model takes and gives it. Element (i0, i1, ...) stands
-/// i0 * strides[0] + i1 * strides[1] + ... elements from the data pointer. Shared, never copied; no locking
-/// is done: the elements may be written by one thread at a time and only while nobody reads them.
+/// An untyped array with any number of dimensions, a model's input or output. Element (i0, i1, ...) is
+/// i0 * strides[0] + i1 * strides[1] + ... elements from the data pointer. Shared, never copied. Access to
+/// the elements is not synchronized.
 class GEOLOOM_EXPORT MLMultiArray final : public NSObject {
  public:
-  /// Contiguous, last dimension fastest, 64-byte aligned; the elements hold nothing in particular until they
-  /// are written. An empty shape holds one element. Nothing for a negative size, and when memory does not
-  /// suffice.
+  /// Contiguous, last dimension fastest, 64-byte aligned; the elements are uninitialized. An empty shape has
+  /// one element. Returns null for a negative size or if memory is exhausted.
   [[nodiscard]] static std::shared_ptr<MLMultiArray> create(std::vector<std::ptrdiff_t> shape,
                                                             MLMultiArrayDataType dataType);
 
-  /// Wraps memory of someone else without a copy; `release` (may be empty) runs once, when the last owner
-  /// lets the array go. Nothing for absent memory, a negative size, unless there is one stride a dimension,
-  /// and when memory for the array itself does not suffice; `release` does not run then. Strides may be
-  /// negative or zero; that all elements lie inside the memory is the caller's business.
+  /// Wraps the caller's memory without a copy; `release` (may be empty) is called once, when the last owner
+  /// releases the array. Returns null, without calling `release`, if the memory is null, a size is negative,
+  /// the numbers of strides and dimensions differ, or memory is exhausted. Strides may be negative or zero.
+  /// Precondition: all elements lie inside the memory.
   [[nodiscard]] static std::shared_ptr<MLMultiArray> createWithDataPointer(
       void* dataPointer, std::vector<std::ptrdiff_t> shape, MLMultiArrayDataType dataType,
       std::vector<std::ptrdiff_t> strides, std::function<void()> release);
@@ -53,7 +52,7 @@ class GEOLOOM_EXPORT MLMultiArray final : public NSObject {
   /// Product of the shape.
   [[nodiscard]] std::size_t count() const;
 
-  /// The array as a picture; defined in geoloom/utilities/MultiArray.h, which says how.
+  /// The array as a picture; defined and described in geoloom/utilities/MultiArray.h.
   template <class T>
   [[nodiscard]] std::shared_ptr<UIImage> image(T offset, T scale) const;
 

@@ -9,8 +9,8 @@ namespace geoloom::platform {
 
 namespace {
 
-constexpr std::size_t maximumRank = 8;
-constexpr double maximumSize = 1 << 24;
+constexpr std::size_t MAXIMUM_RANK = 8;
+constexpr double MAXIMUM_SIZE = 1 << 24;
 
 std::string text(const JSON& object, std::string_view key) {
   const auto member = object[key];
@@ -42,8 +42,8 @@ bool isFileName(const std::string& name) {
 
 std::optional<std::string> readInput(const JSON& input, ModelManifest& manifest) {
   manifest.inputName = text(input, "name");
-  manifest.inputWidth = size(input, "width", ModelManifest::maximumSide);
-  manifest.inputHeight = size(input, "height", ModelManifest::maximumSide);
+  manifest.inputWidth = size(input, "width", ModelManifest::MAXIMUM_SIDE);
+  manifest.inputHeight = size(input, "height", ModelManifest::MAXIMUM_SIDE);
   if (manifest.inputName.empty() || manifest.inputWidth == 0 || manifest.inputHeight == 0) {
     return "\"input\" needs a name, a width and a height";
   }
@@ -64,14 +64,14 @@ std::optional<std::string> readOutputs(const JSON& outputs, ModelManifest& manif
     ModelManifest::Output& output = manifest.outputs.emplace_back();
     output.name = text(entry, "name");
     const auto shape = entry["shape"];
-    good = good && !output.name.empty() && shape && shape->size() > 0 && shape->size() <= maximumRank;
+    good = good && !output.name.empty() && shape && shape->size() > 0 && shape->size() <= MAXIMUM_RANK;
     if (!good) return;
     double count = 1;
     shape->forEach([&](const JSON& length) {
-      output.shape.push_back(static_cast<std::ptrdiff_t>(size(length, maximumSize)));
+      output.shape.push_back(static_cast<std::ptrdiff_t>(size(length, MAXIMUM_SIZE)));
       count *= static_cast<double>(output.shape.back());
     });
-    good = count >= 1 && count <= maximumSize;
+    good = count >= 1 && count <= MAXIMUM_SIZE;
   });
   if (!good) return R"("outputs" must list at least one name with its shape)";
   return std::nullopt;
@@ -80,8 +80,8 @@ std::optional<std::string> readOutputs(const JSON& outputs, ModelManifest& manif
 std::optional<std::string> readManifest(const JSON& root, ModelManifest& manifest) {
   if (text(root, "format") != "geoloom-model") return R"("format" is not "geoloom-model")";
   const double version = number(root, "version");
-  if (version != ModelManifest::version) {
-    return "\"version\" is not " + std::to_string(ModelManifest::version) + ", the one this library reads";
+  if (version != ModelManifest::VERSION) {
+    return "\"version\" is not " + std::to_string(ModelManifest::VERSION) + ", the one this library reads";
   }
   manifest.network = text(root, "network");
   if (!isFileName(manifest.network)) return "\"network\" does not name a file in the bundle";

@@ -5,14 +5,15 @@
 #include <string_view>
 #include <vector>
 
+#include "geoloom/Export.h"
 #include "geoloom/base/Result.h"
 
 namespace geoloom::platform {
 
-/// What docs/model-bundle.md says a bundle's manifest holds.
+/// The manifest of a model bundle (docs/model-bundle.md).
 struct ModelManifest {
-  static constexpr int version = 1;
-  static constexpr std::size_t maximumSide = 4096;
+  static constexpr int VERSION = 1;
+  static constexpr std::size_t MAXIMUM_SIDE = 4096;
 
   struct Output {
     std::string name;
@@ -27,10 +28,11 @@ struct ModelManifest {
   bool blueFirst = false;  ///< the input's first plane is blue, not red
   double divisor = 1;      ///< the network takes byte / divisor + offset
   double offset = 0;
-  std::vector<Output> outputs;  ///< in the order in which results are given
+  std::vector<Output> outputs;  ///< in the order of the results
 };
 
-/// Reads a manifest's text; `name` stands at the front of a failure's message.
-[[nodiscard]] base::Result<ModelManifest> parseModelManifest(std::string_view text, const std::string& name);
+/// Parses a manifest. A failure's message begins with `name`.
+[[nodiscard]] GEOLOOM_EXPORT base::Result<ModelManifest> parseModelManifest(std::string_view text,
+                                                                            const std::string& name);
 
 }  // namespace geoloom::platform

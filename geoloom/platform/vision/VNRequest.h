@@ -10,24 +10,25 @@
 #include "geoloom/Export.h"
 #include "geoloom/base/Result.h"
 #include "geoloom/platform/foundation/NSObject.h"
-#include "geoloom/platform/vision/ImagePreparation.h"
+#include "geoloom/platform/vision/EXIFOrientation.h"
 #include "geoloom/platform/vision/MLModel.h"
+#include "geoloom/platform/vision/VNImageCropAndScaleOption.h"
 
-/// Requests of image analysis: a request says what is wanted of a model, a handler holds the picture and
-/// performs requests on it, the results are observations.
+/// Image analysis: a request names a model, a handler performs requests on a picture, and the results are
+/// observations.
 namespace geoloom::platform {
 
 class GEOLOOM_EXPORT VNObservation : public NSObject {
  public:
   explicit VNObservation(float confidence) : confidence_(confidence) {}
-  /// 0 to 1; 1 where the model says nothing about it.
+  /// 0 to 1; 1 if the model states no confidence.
   [[nodiscard]] float confidence() const { return confidence_; }
 
  private:
   float confidence_;
 };
 
-/// One output of a model, as it is.
+/// One output of a model, unprocessed.
 class GEOLOOM_EXPORT VNCoreMLFeatureValueObservation final : public VNObservation {
  public:
   VNCoreMLFeatureValueObservation(std::string featureName, MLFeatureValue featureValue)
@@ -40,7 +41,7 @@ class GEOLOOM_EXPORT VNCoreMLFeatureValueObservation final : public VNObservatio
   MLFeatureValue featureValue_;
 };
 
-/// A label that a classifier gave.
+/// A label from a classifier.
 class GEOLOOM_EXPORT VNClassificationObservation final : public VNObservation {
  public:
   VNClassificationObservation(std::string identifier, float confidence)
@@ -51,10 +52,10 @@ class GEOLOOM_EXPORT VNClassificationObservation final : public VNObservation {
   std::string identifier_;
 };
 
-/// A model as the requests use it. Shared by any number of requests, from any thread.
+/// A model for requests. May be shared by any number of requests on any threads.
 class GEOLOOM_EXPORT VNCoreMLModel final : public NSObject {
  public:
-  /// Fails for a model that takes no picture or gives nothing.
+  /// Fails if `model` is null.
   [[nodiscard]] static base::Result<std::shared_ptr<VNCoreMLModel>> create(std::shared_ptr<MLModel> model);
 
   ~VNCoreMLModel() override;
@@ -62,18 +63,18 @@ class GEOLOOM_EXPORT VNCoreMLModel final : public NSObject {
 
   /// The model's outputs for one picture, in the manifest's order. Runs on the caller's thread.
   [[nodiscard]] base::Result<std::vector<std::shared_ptr<MLMultiArray>>> prediction(
-      const CVPixelBuffer& picture, CGImagePropertyOrientation orientation, VNImageCropAndScaleOption option);
+      const CVPixelBuffer& picture, EXIFOrientation orientation, VNImageCropAndScaleOption option);
 
  private:
   explicit VNCoreMLModel(std::shared_ptr<MLModel> model);
   std::shared_ptr<MLModel> model_;
 };
 
-/// Asks for a model's outputs. One thread at a time.
+/// Requests a model's outputs. One thread at a time.
 class GEOLOOM_EXPORT VNCoreMLRequest final : public NSObject {
  public:
-  /// Called once each time the request was performed, on the thread that performs it and before that returns;
-  /// not when it failed.
+  /// Called each time the request was performed, on the performing thread, before perform() returns. Not
+  /// called on failure.
   using CompletionHandler = std::function<void(VNCoreMLRequest& request)>;
 
   VNCoreMLRequest(std::shared_ptr<VNCoreMLModel> model, CompletionHandler completionHandler);
@@ -82,31 +83,31 @@ class GEOLOOM_EXPORT VNCoreMLRequest final : public NSObject {
 
   VNImageCropAndScaleOption imageCropAndScaleOption = VNImageCropAndScaleOption::centerCrop;
 
-  /// One observation an output in the manifest's order; empty until the request was performed.
+  /// One observation per output in the manifest's order; empty until the request was performed.
   [[nodiscard]] const std::vector<std::shared_ptr<VNObservation>>& results() const { return results_; }
 
  private:
   friend class VNImageRequestHandler;
-  std::optional<base::Failure> perform(const CVPixelBuffer& picture, CGImagePropertyOrientation orientation);
+  std::optional<base::Failure> perform(const CVPixelBuffer& picture, EXIFOrientation orientation);
 
   std::shared_ptr<VNCoreMLModel> model_;
   CompletionHandler completionHandler_;
   std::vector<std::shared_ptr<VNObservation>> results_;
 };
 
-/// One picture, and how it is turned. Nobody may write to the picture while a request is performed.
+/// A picture and its orientation. The picture must not change while a request is performed.
 class GEOLOOM_EXPORT VNImageRequestHandler final {
  public:
-  VNImageRequestHandler(std::shared_ptr<CVPixelBuffer> picture, CGImagePropertyOrientation orientation);
+  VNImageRequestHandler(std::shared_ptr<CVPixelBuffer> picture, EXIFOrientation orientation);
 
-  /// Performs the requests in order, each on the caller's thread, and returns when all are done. The reason
-  /// of the first that fails; those after it are not performed.
+  /// Performs the requests in order on the caller's thread. Stops at the first that fails and returns its
+  /// failure.
   [[nodiscard]] std::optional<base::Failure> perform(
       std::span<const std::shared_ptr<VNCoreMLRequest>> requests);
 
  private:
   std::shared_ptr<CVPixelBuffer> picture_;
-  CGImagePropertyOrientation orientation_;
+  EXIFOrientation orientation_;
 };
 
 }  // namespace geoloom::platform

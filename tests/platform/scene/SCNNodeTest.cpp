@@ -26,7 +26,7 @@ std::vector<float> placesIn(const SCNNodeSnapshot& snapshot) {
   return places;
 }
 
-TEST(SCNNode, AnAttachedNodeMovesAndIsNeverDoubled) {
+TEST(SCNNode, AddingAnAttachedNodeMovesIt) {
   const auto a = nodeAt(0);
   const auto b = nodeAt(0);
   const auto first = nodeAt(1);
@@ -45,7 +45,7 @@ TEST(SCNNode, AnAttachedNodeMovesAndIsNeverDoubled) {
   EXPECT_EQ(second->parentNode(), nullptr);
 }
 
-TEST(SCNNode, AParentOwnsItsChildrenAndAChildOutlivesIt) {
+TEST(SCNNode, ParentOwnsItsChildren) {
   auto parent = nodeAt(0);
   std::weak_ptr<SCNNode> dropped;
   const auto kept = nodeAt(1);
@@ -63,7 +63,7 @@ TEST(SCNNode, AParentOwnsItsChildrenAndAChildOutlivesIt) {
   kept->removeFromParentNode();
 }
 
-TEST(SCNNode, ChildrenKeepTheOrderOfAdding) {
+TEST(SCNNode, ChildrenKeepTheirOrder) {
   std::mt19937 random(23);
   const SCNScene scene;
   SCNNode& root = *scene.rootNode();
@@ -73,7 +73,7 @@ TEST(SCNNode, ChildrenKeepTheOrderOfAdding) {
   for (int step = 0; step < 6000; ++step) {
     const auto& node = pool[random() % pool.size()];
     std::erase(expected, node);
-    // More additions first, more removals later: gaps open and close.
+    // Mostly additions first, mostly removals later, so that gaps open and close.
     if (random() % 6000 > static_cast<unsigned>(step)) {
       root.addChildNode(node);
       expected.push_back(node);
@@ -88,7 +88,7 @@ TEST(SCNNode, ChildrenKeepTheOrderOfAdding) {
   }
 }
 
-TEST(SCNNode, SnapshotsSeeEveryKindOfEditAndStayAsTheyWere) {
+TEST(SCNNode, SnapshotsContainAllEditsAndAreImmutable) {
   const SCNScene scene;
   const auto branch = nodeAt(1);
   const auto leaf = nodeAt(2);
@@ -116,7 +116,7 @@ TEST(SCNNode, SnapshotsSeeEveryKindOfEditAndStayAsTheyWere) {
   EXPECT_TRUE(scene.snapshot().children().empty());
 }
 
-TEST(SCNNode, SnapshotsShareWhatDidNotChange) {
+TEST(SCNNode, SnapshotsShareUnchangedBlocks) {
   const SCNScene scene;
   for (int i = 0; i < 1000; ++i) scene.rootNode()->addChildNode(nodeAt(static_cast<float>(i)));
   const auto before = scene.snapshot();
@@ -129,7 +129,7 @@ TEST(SCNNode, SnapshotsShareWhatDidNotChange) {
   EXPECT_EQ(different, 1U);
 }
 
-TEST(SCNNode, TransformsScaleTurnAndMove) {
+TEST(SCNNode, TransformScalesRotatesAndTranslates) {
   const SCNScene scene;
   const auto parent = nodeAt(1);
   const float h = std::sqrt(0.5F);
@@ -146,7 +146,7 @@ TEST(SCNNode, TransformsScaleTurnAndMove) {
   EXPECT_NEAR(places[2].y, 6, 1e-6);
 }
 
-TEST(SCNNode, AReaderSeesWholeEditsWhileAnotherThreadEdits) {
+TEST(SCNNode, SnapshotsAreAtomicWhileAnotherThreadEdits) {
   const SCNScene scene;
   const auto token = nodeAt(0);
   const auto left = nodeAt(1);
@@ -176,19 +176,19 @@ TEST(SCNNode, AReaderSeesWholeEditsWhileAnotherThreadEdits) {
           side->position.x == 1 ? places.size() - 200
                                 : static_cast<std::size_t>(std::count(places.begin(), places.end(), 0.0F)));
     }
-    ASSERT_EQ(tokens, 1) << "the token is on one side, never on both or on none";
+    ASSERT_EQ(tokens, 1) << "the token is always on exactly one side";
   }
   stop = true;
   editor.join();
 }
 
 #ifndef NDEBUG
-TEST(SCNNodeDeathTest, ANodeCannotStandBelowItself) {
+TEST(SCNNodeDeathTest, RejectsCyclesAndNull) {
   const auto parent = nodeAt(0);
   const auto child = nodeAt(1);
   parent->addChildNode(child);
-  EXPECT_DEATH(child->addChildNode(parent), "below itself");
-  EXPECT_DEATH(parent->addChildNode(nullptr), "must be present");
+  EXPECT_DEATH(child->addChildNode(parent), "its own descendant");
+  EXPECT_DEATH(parent->addChildNode(nullptr), "must not be null");
 }
 #endif
 

@@ -10,9 +10,9 @@
 namespace geoloom::platform {
 namespace {
 
-using enum CGImagePropertyOrientation;
+using enum EXIFOrientation;
 
-/// A picture as numbers, upright or stored.
+/// A picture as an array, upright or stored.
 struct Raster {
   std::size_t width = 0;
   std::size_t height = 0;
@@ -31,8 +31,8 @@ Raster randomRaster(std::size_t width, std::size_t height, unsigned seed) {
   return raster;
 }
 
-/// The stored picture of an upright one, by quarter turns and mirroring.
-Raster storedAs(const Raster& upright, CGImagePropertyOrientation orientation) {
+/// Stores an upright picture by quarter turns and mirroring.
+Raster storedAs(const Raster& upright, EXIFOrientation orientation) {
   const auto mirrored = [](const Raster& in) {
     Raster out = in;
     for (std::size_t y = 0; y < in.height; ++y)
@@ -47,21 +47,21 @@ Raster storedAs(const Raster& upright, CGImagePropertyOrientation orientation) {
     return out;
   };
   switch (orientation) {
-    case up:
+    case topLeft:
       return upright;
-    case upMirrored:
+    case topRight:
       return mirrored(upright);
-    case down:
+    case bottomRight:
       return turnedLeft(turnedLeft(upright));
-    case downMirrored:
+    case bottomLeft:
       return turnedLeft(turnedLeft(mirrored(upright)));
-    case right:
-      return turnedLeft(upright);  // turned right for viewing
-    case left:
+    case rightTop:
+      return turnedLeft(upright);  // turned clockwise for viewing
+    case leftBottom:
       return turnedLeft(turnedLeft(turnedLeft(upright)));
-    case leftMirrored:
+    case leftTop:
       return turnedLeft(mirrored(upright));
-    case rightMirrored:
+    case rightBottom:
       return turnedLeft(turnedLeft(turnedLeft(mirrored(upright))));
   }
   return upright;
@@ -87,7 +87,7 @@ std::shared_ptr<CVPixelBuffer> buffer(const Raster& raster, CVPixelFormatType fo
   return result;
 }
 
-/// The definition in double precision: the value at (x, y), in pixels from the upper left corner.
+/// The bilinear sample at (x, y), in pixels from the upper left corner, in double precision.
 double sampleAt(const Raster& raster, double x, double y, std::size_t colour) {
   const auto value = [&](double column, double row) {
     const auto limit = [](double place, std::size_t size) {
@@ -103,7 +103,7 @@ double sampleAt(const Raster& raster, double x, double y, std::size_t colour) {
          (value(left, top + 1) * (1 - across) + value(left + 1, top + 1) * across) * down;
 }
 
-TEST(ImagePreparation, EveryOrientationAndFormatMatchesTheDefinition) {
+TEST(ImagePreparation, MatchesBilinearSamplingInEveryOrientationAndFormat) {
   const NetworkInput inputs[] = {{10, 10, false, 127.5F, -1}, {12, 7, true, 1, 0}};
   ImagePreparation preparation;
   unsigned seed = 0;
@@ -112,7 +112,7 @@ TEST(ImagePreparation, EveryOrientationAndFormatMatchesTheDefinition) {
     for (std::uint32_t orientation = 1; orientation <= 8; ++orientation) {
       for (const NetworkInput& input : inputs) {
         const Raster upright = randomRaster(width, height, ++seed);
-        const auto way = static_cast<CGImagePropertyOrientation>(orientation);
+        const auto way = static_cast<EXIFOrientation>(orientation);
         const Raster stored = storedAs(upright, way);
         const auto across = static_cast<double>(input.width);
         const auto down = static_cast<double>(input.height);
@@ -141,29 +141,28 @@ TEST(ImagePreparation, EveryOrientationAndFormatMatchesTheDefinition) {
   }
 }
 
-TEST(ImagePreparation, FitShowsAllOnBlackAndFillStretches) {
+TEST(ImagePreparation, FitsOnBlackAndFillsByStretching) {
   Raster white{40, 20, std::vector<std::array<std::uint8_t, 3>>(800, {255, 255, 255})};
   white.at(39, 10) = {0, 0, 0};
   const auto picture = buffer(white, CVPixelFormatType::BGRA32);
   const NetworkInput input = {40, 40, false, 255, 0};
   std::vector<float> planes(std::size_t{3} * 1600, -1);
   ImagePreparation preparation;
-  preparation.prepare(*picture, up, VNImageCropAndScaleOption::scaleFit, input, planes.data());
+  preparation.prepare(*picture, topLeft, VNImageCropAndScaleOption::scaleFit, input, planes.data());
   EXPECT_EQ(planes[9 * 40 + 5], 0);
   EXPECT_EQ(planes[10 * 40 + 5], 1);
   EXPECT_EQ(planes[20 * 40 + 39], 0);
   EXPECT_EQ(planes[29 * 40 + 5], 1);
   EXPECT_EQ(planes[30 * 40 + 5], 0);
-  preparation.prepare(*picture, up, VNImageCropAndScaleOption::scaleFill, input, planes.data());
+  preparation.prepare(*picture, topLeft, VNImageCropAndScaleOption::scaleFill, input, planes.data());
   EXPECT_EQ(planes[5], 1);
   EXPECT_EQ(planes[39 * 40 + 5], 1);
   EXPECT_NEAR(planes[20 * 40 + 39], 0.25,
-              1e-6);  // a quarter of a pixel from the dark one's centre, twice as tall
+              1e-6);  // a quarter of a pixel from the dark pixel's centre
 }
 
-TEST(ImagePreparation, BiPlanarPicturesMatchAnIndependentConversion) {
-  // Smooth, so that how chroma is placed between luma matters little, and large enough to need every kind of
-  // row.
+TEST(ImagePreparation, ConvertsBiPlanarPicturesLikeLibyuv) {
+  // Smooth, so that the position of chroma between luma hardly matters.
   for (const auto& [width, height] : {std::pair<std::size_t, std::size_t>{64, 48}, {65, 47}}) {
     const auto picture = CVPixelBuffer::create(width, height, CVPixelFormatType::biPlanarFullRange420);
     for (std::size_t y = 0; y < height; ++y) {
@@ -181,15 +180,15 @@ TEST(ImagePreparation, BiPlanarPicturesMatchAnIndependentConversion) {
                              &libyuv::kYuvJPEGConstants, static_cast<int>(width), static_cast<int>(height));
     const NetworkInput input = {31, 31, false, 1, 0};
     std::vector<float> direct(std::size_t{3} * 31 * 31);
-    std::vector<float> byWay(direct.size());
+    std::vector<float> viaBGRA(direct.size());
     ImagePreparation preparation;
     for (std::uint32_t way = 1; way <= 8; ++way) {
-      const auto orientation = static_cast<CGImagePropertyOrientation>(way);
+      const auto orientation = static_cast<EXIFOrientation>(way);
       preparation.prepare(*picture, orientation, VNImageCropAndScaleOption::centerCrop, input, direct.data());
       preparation.prepare(*converted, orientation, VNImageCropAndScaleOption::centerCrop, input,
-                          byWay.data());
+                          viaBGRA.data());
       for (std::size_t i = 0; i < direct.size(); ++i)
-        ASSERT_NEAR(direct[i], byWay[i], 5) << way << " at " << i;
+        ASSERT_NEAR(direct[i], viaBGRA[i], 5) << way << " at " << i;
     }
   }
 }

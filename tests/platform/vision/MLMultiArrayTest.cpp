@@ -11,14 +11,15 @@ namespace {
 using Type = MLMultiArrayDataType;
 using Shape = std::vector<std::ptrdiff_t>;
 
-TEST(MLMultiArrayTest, LaysElementsOutContiguouslyAndAligned) {
+TEST(MLMultiArrayTest, IsContiguousAndAligned) {
   for (const Type type : {Type::float32, Type::float64, Type::int32}) {
     const auto array = MLMultiArray::create({2, 3, 4}, type);
     ASSERT_TRUE(array);
     EXPECT_EQ(array->strides(), (Shape{12, 4, 1}));
     EXPECT_EQ(array->count(), 24U);
     EXPECT_EQ(reinterpret_cast<std::uintptr_t>(array->dataPointer()) % 64, 0U);
-    std::memset(array->dataPointer(), 0x5A, array->count() * size(type));  // the sanitizer watches the end
+    std::memset(array->dataPointer(), 0x5A,
+                array->count() * size(type));  // under the sanitizer, checks the size
   }
 }
 
@@ -29,14 +30,14 @@ TEST(MLMultiArrayTest, AcceptsEmptyShapesAndSizesOfZero) {
   EXPECT_EQ(none->count(), 0U);
 }
 
-TEST(MLMultiArrayTest, RefusesWhatCannotBeLaidOut) {
+TEST(MLMultiArrayTest, RejectsImpossibleShapes) {
   constexpr std::ptrdiff_t huge = std::numeric_limits<std::ptrdiff_t>::max();
   EXPECT_FALSE(MLMultiArray::create({2, -1}, Type::float32));
   EXPECT_FALSE(MLMultiArray::create({huge}, Type::float32));
   EXPECT_FALSE(MLMultiArray::create({huge / 4, 2}, Type::float64));
 }
 
-TEST(MLMultiArrayTest, ReleasesNoForeignMemoryThatItDidNotTake) {
+TEST(MLMultiArrayTest, ReleasesWrappedMemoryOnceUnlessRejected) {
   std::array<float, 6> memory{};
   int released = 0;
   const auto release = [&released] { ++released; };
@@ -44,6 +45,8 @@ TEST(MLMultiArrayTest, ReleasesNoForeignMemoryThatItDidNotTake) {
   EXPECT_FALSE(MLMultiArray::createWithDataPointer(memory.data(), {2, 3}, Type::float32, {1}, release));
   EXPECT_FALSE(MLMultiArray::createWithDataPointer(memory.data(), {-6}, Type::float32, {1}, release));
   EXPECT_EQ(released, 0);
+  EXPECT_TRUE(MLMultiArray::createWithDataPointer(memory.data(), {6}, Type::float32, {1}, release));
+  EXPECT_EQ(released, 1);
 }
 
 }  // namespace

@@ -8,12 +8,12 @@
 namespace geoloom::platform {
 namespace {
 
-const std::string good = R"({"format": "geoloom-model", "version": 1, "network": "model.onnx",
+const std::string GOOD = R"({"format": "geoloom-model", "version": 1, "network": "model.onnx",
   "input": {"name": "picture", "width": 320, "height": 300, "colors": "BGR", "divisor": 127.5, "offset": -1},
   "outputs": [{"name": "second", "shape": [91, 1917]}, {"name": "first", "shape": [4]}], "source": "x"})";
 
-TEST(ModelManifest, ReadsWhatTheFormatNoteSays) {
-  const auto manifest = parseModelManifest(good, "m");
+TEST(ModelManifest, ReadsAllMembers) {
+  const auto manifest = parseModelManifest(GOOD, "m");
   ASSERT_TRUE(manifest) << manifest.failure().message;
   EXPECT_EQ(manifest->network, "model.onnx");
   EXPECT_EQ(manifest->inputName, "picture");
@@ -25,7 +25,7 @@ TEST(ModelManifest, ReadsWhatTheFormatNoteSays) {
   EXPECT_EQ(manifest->outputs, (std::vector<ModelManifest::Output>{{"second", {91, 1917}}, {"first", {4}}}));
 }
 
-TEST(ModelManifest, RefusesEverythingElseInOneLine) {
+TEST(ModelManifest, RejectsInvalidManifestsInOneLine) {
   const std::tuple<const char*, const char*, const char*> cases[] = {
       {"{\"format\"", "{{\"format\"", "m: not JSON"},
       {"geoloom-model", "other", R"(m: "format" is not "geoloom-model")"},
@@ -48,7 +48,7 @@ TEST(ModelManifest, RefusesEverythingElseInOneLine) {
       {"\"first\"", "null", R"(m: "outputs" must list at least one name with its shape)"},
   };
   for (const auto& [part, instead, message] : cases) {
-    std::string text = good;
+    std::string text = GOOD;
     ASSERT_NE(text.find(part), std::string::npos) << part;
     text.replace(text.find(part), std::string(part).size(), instead);
     const auto manifest = parseModelManifest(text, "m");
@@ -57,20 +57,20 @@ TEST(ModelManifest, RefusesEverythingElseInOneLine) {
   }
 }
 
-TEST(MLModel, ABundleThatCannotBeLoadedIsNamed) {
+TEST(MLModel, NamesABundleThatCannotBeLoaded) {
   const test::TemporaryDirectory folder;
   const auto bundle = std::filesystem::canonical(folder.path()) / "m.mlmodelc";
   const auto messageOf = [](const std::filesystem::path& path) {
     const auto model = MLModel::create(path);
     return model ? std::string("loaded") : model.failure().message;
   };
-  EXPECT_EQ(messageOf(bundle), bundle.string() + ": there is no model here");
+  EXPECT_EQ(messageOf(bundle), bundle.string() + ": there is no model at this path");
   std::filesystem::create_directory(bundle);
   EXPECT_EQ(messageOf(bundle), (bundle / "manifest.json").string() + ": there is no such file");
   std::filesystem::create_directory(bundle / "manifest.json");
   EXPECT_EQ(messageOf(bundle), (bundle / "manifest.json").string() + ": is a directory");
   std::filesystem::remove(bundle / "manifest.json");
-  folder.write("m.mlmodelc/manifest.json", good);
+  folder.write("m.mlmodelc/manifest.json", GOOD);
   const std::string unloadable =
       (bundle / "model.onnx").string() + ": cannot be loaded as a network with the input \"picture\"";
   EXPECT_EQ(messageOf(bundle), unloadable);

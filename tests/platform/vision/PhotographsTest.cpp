@@ -48,8 +48,7 @@ class Photographs : public testing::Test {
   }
 
   /// What the network finds, best first.
-  std::vector<Prediction> find(const std::shared_ptr<CVPixelBuffer>& picture,
-                               CGImagePropertyOrientation orientation) {
+  std::vector<Prediction> find(const std::shared_ptr<CVPixelBuffer>& picture, EXIFOrientation orientation) {
     std::vector<Prediction> found;
     const auto thread = std::this_thread::get_id();
     auto request = std::make_shared<VNCoreMLRequest>(vision_, [&](VNCoreMLRequest& performed) {
@@ -99,7 +98,7 @@ TEST_F(Photographs, ShowWhatIsInThemWhereItIs) {
   };
   for (const auto& [file, name, expected] : cases) {
     const auto picture = photograph(file);
-    const auto found = find(picture, CGImagePropertyOrientation::up);
+    const auto found = find(picture, EXIFOrientation::topLeft);
     ASSERT_FALSE(found.empty()) << file;
     EXPECT_EQ(nameOf(found[0]), name) << file;
     const Box box =
@@ -114,14 +113,14 @@ TEST_F(Photographs, ShowWhatIsInThemWhereItIs) {
 
 TEST_F(Photographs, WithoutKnownThingsShowNothing) {
   for (const char* name : {"grass", "gravel", "brick", "sunflower"})
-    EXPECT_TRUE(find(photograph(name), CGImagePropertyOrientation::up).empty()) << name;
+    EXPECT_TRUE(find(photograph(name), EXIFOrientation::topLeft).empty()) << name;
 }
 
 TEST_F(Photographs, ASidewaysSensorPictureIsTurnedUpright) {
   const auto upright = photograph("chelsea");
   const auto sensor = test::sensorImageOf(*upright);
-  const auto expected = find(upright, CGImagePropertyOrientation::up);
-  const auto found = find(sensor, CGImagePropertyOrientation::right);
+  const auto expected = find(upright, EXIFOrientation::topLeft);
+  const auto found = find(sensor, EXIFOrientation::rightTop);
   ASSERT_FALSE(expected.empty());
   ASSERT_EQ(found.size(), expected.size());
   EXPECT_EQ(found[0].index, expected[0].index);
@@ -130,7 +129,7 @@ TEST_F(Photographs, ASidewaysSensorPictureIsTurnedUpright) {
 
 TEST_F(Photographs, ResultsStayWhenTheModelRunsAgainAndTheirMemoryComesBack) {
   const auto run = [&](const char* name) {
-    return *vision_->prediction(*photograph(name), CGImagePropertyOrientation::up,
+    return *vision_->prediction(*photograph(name), EXIFOrientation::topLeft,
                                 VNImageCropAndScaleOption::centerCrop);
   };
   const auto elements = [](const std::shared_ptr<MLMultiArray>& array) {
@@ -154,13 +153,13 @@ TEST_F(Photographs, SessionsShareOneNetworkFromAnyThread) {
   ASSERT_TRUE(again);
   EXPECT_EQ(again->model, model_);
   const auto picture = photograph("cat");
-  const auto expected = find(picture, CGImagePropertyOrientation::up);
+  const auto expected = find(picture, EXIFOrientation::topLeft);
   std::vector<std::vector<float>> scores(3);
   std::vector<std::thread> threads;
   for (auto& result : scores) {
     threads.emplace_back([&] {
-      const auto outputs = vision_->prediction(*picture, CGImagePropertyOrientation::up,
-                                               VNImageCropAndScaleOption::centerCrop);
+      const auto outputs =
+          vision_->prediction(*picture, EXIFOrientation::topLeft, VNImageCropAndScaleOption::centerCrop);
       const auto span = SSDPostProcessor::floatElements(*(*outputs)[0]);
       result.assign(span->begin(), span->end());
     });
@@ -190,13 +189,13 @@ TEST_F(Photographs, AModelThatDoesNotRunAsItsManifestSaysFailsTheRequestAlone) {
         *VNCoreMLModel::create(*model), [](VNCoreMLRequest&) { FAIL() << "nothing was performed"; });
     for (int turn = 0; turn < 2; ++turn) {
       const std::shared_ptr<VNCoreMLRequest> requests[] = {request};
-      const auto failure = VNImageRequestHandler(picture, CGImagePropertyOrientation::up).perform(requests);
+      const auto failure = VNImageRequestHandler(picture, EXIFOrientation::topLeft).perform(requests);
       ASSERT_TRUE(failure) << part;
       EXPECT_NE(failure->message.find("model.onnx: "), std::string::npos) << failure->message;
       EXPECT_TRUE(request->results().empty());
     }
   }
-  EXPECT_FALSE(find(picture, CGImagePropertyOrientation::up).empty());
+  EXPECT_FALSE(find(picture, EXIFOrientation::topLeft).empty());
 }
 
 }  // namespace
