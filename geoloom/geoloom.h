@@ -18,6 +18,7 @@
 #include "geoloom/platform/scene/SCNScene.h"
 #include "geoloom/platform/ui/UIView.h"
 #include "geoloom/platform/vision/VNRequest.h"
+#include "geoloom/recording/ARRecording.h"
 #include "geoloom/session/MapSession.h"
 #include "geoloom/session/types/ServiceEndpoints.h"
 #include "geoloom/storage/Data.h"

@@ -1,15 +1,19 @@
 #include "geoloom/recording/ARRecording.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <limits>
 #include <optional>
+#include <span>
 #include <utility>
 
 #include <fmt/format.h>
 
+#include "geoloom/base/ReadFile.h"
 #include "geoloom/platform/ar/ARFrame.h"
 #include "geoloom/platform/imaging/CVPixelBuffer.h"
+#include "geoloom/platform/imaging/JPEG.h"
 #include "geoloom/platform/imaging/PNG.h"
 #include "geoloom/recording/FeatureCorners.h"
 #include "geoloom/recording/RecordedCamera.h"
@@ -18,7 +22,25 @@
 namespace geoloom {
 namespace {
 
-constexpr double depthUnitsPerMetre = 5000;
+constexpr double DEPTH_UNITS_PER_METRE = 5000;
+/// A room's walls in millimetres, read as 1/5000 m, are nearer than this: 1.2 m.
+constexpr std::uint16_t IMPLAUSIBLY_NEAR = 6000;
+/// Fewer depth images than this are no evidence of a mistake.
+constexpr std::size_t LEAST_EVIDENCE = 5;
+constexpr std::uint64_t MAXIMUM_IMAGE_BYTES = std::uint64_t{1} << 30;
+
+/// Reads a PNG or JPEG file into a BGRA buffer.
+base::Result<std::shared_ptr<platform::CVPixelBuffer>> readPicture(const std::filesystem::path& path) {
+  const auto file = base::readFile(path, MAXIMUM_IMAGE_BYTES);
+  if (!file) return file.failure();
+  const std::span bytes(reinterpret_cast<const std::uint8_t*>(file->data()), file->size());
+  if (platform::isJPEG(bytes)) return platform::decodeJPEG(bytes, path.string());
+  const auto image = platform::decodePNG(bytes, path.string());
+  if (!image) return image.failure();
+  auto buffer = platform::makePixelBuffer(*image);
+  if (!buffer) return base::Failure{path.string() + ": out of memory"};
+  return buffer;
+}
 
 /// The window of an upright BGRA picture, turned 90 degrees counter-clockwise.
 std::shared_ptr<platform::CVPixelBuffer> turned(const platform::CVPixelBuffer& upright,
@@ -37,22 +59,22 @@ std::shared_ptr<platform::CVPixelBuffer> turned(const platform::CVPixelBuffer& u
   return sensor;
 }
 
-/// A depth image together with the window that belongs to the sensor's image.
+/// A depth image and the window of it that the sensor's image shows.
 struct WindowedDepth {
   const platform::PNGImage& image;
   PortraitWindow window;
 
-  /// Metres along the camera's axis at a pixel of the sensor's image; nothing in a hole.
+  /// Metres along the camera's axis at a pixel of the sensor's image; nothing if the depth is unknown.
   [[nodiscard]] std::optional<double> at(const Corner& corner) const {
     const std::size_t u = window.x + window.width - 1 - static_cast<std::size_t>(corner.y);
     const std::size_t v = window.y + static_cast<std::size_t>(corner.x);
     const std::uint16_t units = (*image.samples16())[v * image.width + u];
     if (units == 0) return std::nullopt;
-    return units / depthUnitsPerMetre;
+    return units / DEPTH_UNITS_PER_METRE;
   }
 };
 
-/// The number of cases of one kind and the first of them.
+/// The number of skipped items and the description of the first.
 struct Skipped {
   std::size_t count = 0;
   std::string first;
@@ -66,6 +88,21 @@ std::string plural(std::size_t count, const char* one, const char* many) {
   return fmt::format("{} {}", count, count == 1 ? one : many);
 }
 
+/// The depth in units that nine tenths of the known pixels do not exceed, from every 16th row and column; 0
+/// if none is known.
+std::uint16_t farDepth(const platform::PNGImage& depth) {
+  const auto& units = *depth.samples16();
+  std::vector<std::uint16_t> known;
+  for (std::size_t y = 0; y < depth.height; y += 16) {
+    for (std::size_t x = 0; x < depth.width; x += 16)
+      if (const std::uint16_t value = units[y * depth.width + x]; value != 0) known.push_back(value);
+  }
+  if (known.empty()) return 0;
+  const auto at = known.begin() + static_cast<std::ptrdiff_t>(known.size() * 9 / 10);
+  std::nth_element(known.begin(), at, known.end());
+  return *at;
+}
+
 }  // namespace
 
 struct ARRecording::State {
@@ -77,16 +114,14 @@ struct ARRecording::State {
   Skipped images;
   Skipped depths;
   std::size_t cornersWithoutDepth = 0;
+  std::size_t depthsRead = 0;
+  std::uint16_t farthestDepth = 0;  ///< the largest farDepth() of all frames
 
   [[nodiscard]] std::shared_ptr<platform::CVPixelBuffer> readImage(const TUMEntry& entry) {
-    const base::Result<platform::PNGImage> image = platform::readPNG(folder / entry.image);
-    if (!image) {
-      images.add(image.failure().message);
-      return nullptr;
-    }
-    auto buffer = platform::makePixelBuffer(*image);
-    if (!buffer) images.add((folder / entry.image).string() + ": no memory for it");
-    return buffer;
+    const auto picture = readPicture(folder / entry.image);
+    if (picture) return *picture;
+    images.add(picture.failure().message);
+    return nullptr;
   }
 
   [[nodiscard]] std::optional<platform::PNGImage> readDepth(const TUMEntry& entry,
@@ -96,16 +131,20 @@ struct ARRecording::State {
       depths.add(depth.failure().message);
       return std::nullopt;
     }
-    const bool fits = depth->width == image.width() && depth->height == image.height();
-    if (!fits || depth->channels != 1 || depth->samples16() == nullptr) {
-      depths.add((folder / entry.depth).string() +
-                 ": must be gray of 16 bits and as large as the colour image");
+    const bool isWide = depth->samples16() != nullptr;
+    if (depth->width != image.width() || depth->height != image.height() || depth->channels != 1 || !isWide) {
+      depths.add(fmt::format(
+          "{}: is {}-bit {} of {} x {}; must be 16-bit gray of {} x {} like the colour image",
+          (folder / entry.depth).string(), isWide ? 16 : 8, depth->channels == 1 ? "gray" : "colour",
+          depth->width, depth->height, image.width(), image.height()));
       return std::nullopt;
     }
+    ++depthsRead;
+    farthestDepth = std::max(farthestDepth, farDepth(*depth));
     return std::move(*depth);
   }
 
-  /// Corners with a depth, as points of the session's world.
+  /// The corners whose depth is known, as points of the session's world.
   [[nodiscard]] std::vector<platform::simd_float3> featurePoints(const platform::CVPixelBuffer& sensorImage,
                                                                  const WindowedDepth& depth,
                                                                  const TUMCalibration& k,
@@ -187,24 +226,29 @@ std::shared_ptr<const platform::ARFrame> ARRecording::frame(std::size_t index) {
       state_->featurePoints(*image, {*depth, window}, k, pose), entry.time);
 }
 
+base::Result<std::shared_ptr<const platform::ARFrame>> ARRecording::firstReadableFrame() {
+  for (std::size_t i = 0; i < frameCount(); ++i)
+    if (auto readable = frame(i)) return readable;
+  const Skipped& skipped = state_->images.count > 0 ? state_->images : state_->depths;
+  return base::Failure{fmt::format("{}: none of {} can be read; the first fault: {}",
+                                   state_->folder.string(), plural(frameCount(), "frame", "frames"),
+                                   skipped.first)};
+}
+
 std::vector<std::string> ARRecording::problems() const {
-  std::vector<std::string> lines;
   const TUMFolder& lists = state_->lists;
-  const auto torn = [&](const char* file, const TornLines& count) {
+  std::vector<std::string> lines = lists.warnings;
+  const auto malformed = [&](const char* file, const MalformedLines& count) {
     if (count.count == 0) return;
     lines.push_back(fmt::format("{}: {} skipped, the first is line {}", file,
-                                plural(count.count, "torn line", "torn lines"), count.first));
+                                plural(count.count, "malformed line", "malformed lines"), count.first));
   };
-  torn("rgb.txt", lists.tornImages);
-  torn("depth.txt", lists.tornDepths);
-  torn("groundtruth.txt", lists.tornPoses);
-  const auto partner = [&](const char* what, std::size_t count) {
-    if (count == 0) return;
-    lines.push_back(fmt::format("{} skipped: no {} within {} s", plural(count, "image", "images"), what,
-                                state_->options.associationTolerance));
-  };
-  partner("pose", lists.imagesWithoutPose);
-  partner("depth image", lists.imagesWithoutDepth);
+  malformed("rgb.txt", lists.malformedImages);
+  malformed("depth.txt", lists.malformedDepths);
+  malformed("groundtruth.txt", lists.malformedPoses);
+  const double tolerance = state_->options.associationTolerance;
+  if (const auto line = describe(lists.withoutPose, "pose", tolerance)) lines.push_back(*line);
+  if (const auto line = describe(lists.withoutDepth, "depth image", tolerance)) lines.push_back(*line);
   const auto unreadable = [&](const char* one, const char* many, const Skipped& skipped) {
     if (skipped.count == 0) return;
     lines.push_back(
@@ -215,6 +259,12 @@ std::vector<std::string> ARRecording::problems() const {
   if (state_->cornersWithoutDepth > 0) {
     lines.push_back(
         fmt::format("{} skipped: no depth there", plural(state_->cornersWithoutDepth, "corner", "corners")));
+  }
+  if (state_->depthsRead >= LEAST_EVIDENCE && state_->farthestDepth < IMPLAUSIBLY_NEAR) {
+    lines.push_back(fmt::format(
+        "depth: almost nothing is farther than {:.2g} m; if the images hold millimetres, multiply "
+        "them by 5, since a unit is 1/5000 m",
+        state_->farthestDepth / DEPTH_UNITS_PER_METRE));
   }
   return lines;
 }

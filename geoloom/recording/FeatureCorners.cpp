@@ -10,11 +10,11 @@
 namespace geoloom {
 
 std::vector<Corner> findCorners(const platform::CVPixelBuffer& image) {
-  constexpr int cellsAcross = 80;
-  constexpr int window = 3;
-  // The smaller eigenvalue of the summed gradient products: an edge of contrast 10 of 255 that bends lies
-  // well above it, the noise of a camera well below.
-  constexpr float leastStrength = 2e-5F;
+  constexpr int CELLS_ACROSS = 80;
+  constexpr int WINDOW = 3;
+  // The smaller eigenvalue of the summed gradient products. Corners with a contrast of 10 of 255 are well
+  // above this value, the noise of a camera is well below.
+  constexpr float LEAST_STRENGTH = 2e-5F;
 
   const int width = static_cast<int>(image.width());
   const int height = static_cast<int>(image.height());
@@ -22,13 +22,13 @@ std::vector<Corner> findCorners(const platform::CVPixelBuffer& image) {
   cv::Mat gray;
   cv::cvtColor(colours, gray, cv::COLOR_BGRA2GRAY);
   cv::Mat strength;
-  cv::cornerMinEigenVal(gray, strength, window);
+  cv::cornerMinEigenVal(gray, strength, WINDOW);
 
-  const int cell = std::max(1, static_cast<int>(std::lround(static_cast<double>(width) / cellsAcross)));
+  const int cell = std::max(1, static_cast<int>(std::lround(static_cast<double>(width) / CELLS_ACROSS)));
   std::vector<Corner> corners;
   for (int top = 0; top < height; top += cell) {
     for (int left = 0; left < width; left += cell) {
-      float best = leastStrength;
+      float best = LEAST_STRENGTH;
       Corner corner{-1, -1};
       for (int y = top; y < std::min(top + cell, height); ++y) {
         const float* row = strength.ptr<float>(y);

@@ -15,8 +15,8 @@ struct Corner {
   friend bool operator==(const Corner&, const Corner&) = default;
 };
 
-/// The strongest corner of every square cell of the image whose side is 1/80 of its width (the reach of a hit
-/// test), where it is a corner at all; row by row. `image` is BGRA. The same image gives the same corners.
+/// The strongest corner of every cell that has one, row by row. Cells are squares with sides of 1/80 of the
+/// image's width, the radius of a hit test. `image` is BGRA. Deterministic.
 [[nodiscard]] std::vector<Corner> findCorners(const platform::CVPixelBuffer& image);
 
 }  // namespace geoloom

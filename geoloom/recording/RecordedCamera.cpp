@@ -58,24 +58,24 @@ Vector yUp(const Vector& zUp) {
 }
 
 RigidTransform uprightCamera(const TimedPose& pose) {
-  constexpr Rows worldTurn{{{1, 0, 0}, {0, 0, 1}, {0, -1, 0}}};
-  constexpr Rows cameraTurn{{{1, 0, 0}, {0, -1, 0}, {0, 0, -1}}};
-  return {product(product(worldTurn, rotationOf(pose.quaternion)), cameraTurn), yUp(pose.position)};
+  constexpr Rows WORLD_TURN{{{1, 0, 0}, {0, 0, 1}, {0, -1, 0}}};
+  constexpr Rows CAMERA_TURN{{{1, 0, 0}, {0, -1, 0}, {0, 0, -1}}};
+  return {product(product(WORLD_TURN, rotationOf(pose.quaternion)), CAMERA_TURN), yUp(pose.position)};
 }
 
 RigidTransform sensorCamera(const RigidTransform& uprightCamera) {
-  constexpr Rows turn{{{0, 1, 0}, {-1, 0, 0}, {0, 0, 1}}};
-  return {product(uprightCamera.rotation, turn), uprightCamera.translation};
+  constexpr Rows TURN{{{0, 1, 0}, {-1, 0, 0}, {0, 0, 1}}};
+  return {product(uprightCamera.rotation, TURN), uprightCamera.translation};
 }
 
 RigidTransform sessionFromWorld(const RigidTransform& uprightCamera) {
   const Rows& r = uprightCamera.rotation;
-  constexpr double vertical = 1e-3;
+  constexpr double VERTICAL = 1e-3;
   double x = r[0][2];
   double z = r[2][2];
-  if (std::hypot(x, z) < vertical) {
-    const double side =
-        r[1][2] > 0 ? -1 : 1;  // looking down, the upper edge points ahead; looking up, the lower
+  if (std::hypot(x, z) < VERTICAL) {
+    // Looking down, the upper edge is ahead; looking up, the lower edge.
+    const double side = r[1][2] > 0 ? -1 : 1;
     x = side * r[0][1];
     z = side * r[2][1];
   }

@@ -6,10 +6,10 @@
 #include "geoloom/platform/foundation/simd.h"
 #include "geoloom/recording/TUMFolder.h"
 
-/// From a recording's published camera to the camera of a phone held upright: pure geometry.
+/// Converts a recording's camera to the camera of a phone held upright. Pure geometry.
 namespace geoloom {
 
-/// A rigid motion in double precision: x becomes rotation * x + translation; rotation by rows.
+/// A rigid transform in double precision: x becomes rotation * x + translation. `rotation` is row-major.
 struct RigidTransform {
   std::array<std::array<double, 3>, 3> rotation{{{1, 0, 0}, {0, 1, 0}, {0, 0, 1}}};
   std::array<double, 3> translation{};
@@ -18,24 +18,24 @@ struct RigidTransform {
   [[nodiscard]] platform::simd_float4x4 matrix() const;
 };
 
-/// The motion that does `b` first, then `a`.
+/// Applies `b` first, then `a`.
 [[nodiscard]] RigidTransform operator*(const RigidTransform& a, const RigidTransform& b);
 
-/// A point of the published world, z up, in the y-up world: (x, z, -y).
+/// Converts a point of the recording's z-up world to the y-up world: (x, z, -y).
 [[nodiscard]] std::array<double, 3> yUp(const std::array<double, 3>& zUp);
 
 /// The upright camera (x right, y up, looking along -z) in the y-up world.
 [[nodiscard]] RigidTransform uprightCamera(const TimedPose& pose);
 
-/// The sensor's camera of a device held upright: x is down in the upright picture, y is its right.
+/// The sensor's camera of a device held upright: x points down in the upright picture, y to its right.
 [[nodiscard]] RigidTransform sensorCamera(const RigidTransform& uprightCamera);
 
-/// The session's coordinates as a phone begins them: the camera's place is the origin and its heading zero
-/// (it looks along -z, as seen from above); y stays up. Looking straight up or down, the heading is that of
-/// the picture's upper or lower edge.
+/// The transform to a phone's session coordinates: the camera's position becomes the origin and its heading
+/// zero (along -z seen from above); y stays up. If the camera looks straight up or down, its heading is that
+/// of the picture's lower or upper edge.
 [[nodiscard]] RigidTransform sessionFromWorld(const RigidTransform& uprightCamera);
 
-/// The part of an upright picture that becomes the sensor's image, in pixels.
+/// The part of an upright picture that is used as the sensor's image, in pixels.
 struct PortraitWindow {
   std::size_t x = 0;
   std::size_t y = 0;
@@ -44,12 +44,12 @@ struct PortraitWindow {
   friend bool operator==(const PortraitWindow&, const PortraitWindow&) = default;
 };
 
-/// The largest centred window with width : height = `aspect` as near as whole pixels allow. Preconditions: a
-/// picture that is not empty, 0 < aspect <= 1.
+/// The largest centred window with width / height = `aspect`, rounded to whole pixels. Preconditions: the
+/// picture is not empty, 0 < aspect <= 1.
 [[nodiscard]] PortraitWindow portraitWindow(std::size_t width, std::size_t height, double aspect);
 
-/// The calibration of the sensor's image: the window, turned 90 degrees counter-clockwise. The upright pixel
-/// (u, v) of the window lies at (v, width - 1 - u) there.
+/// The calibration of the sensor's image, which is the window turned 90 degrees counter-clockwise: pixel (u,
+/// v) of the window becomes (v, width - 1 - u).
 [[nodiscard]] TUMCalibration sensorCalibration(const TUMCalibration& upright, const PortraitWindow& window);
 
 }  // namespace geoloom

@@ -4,28 +4,31 @@
 #include <charconv>
 #include <cmath>
 #include <iterator>
+#include <limits>
 #include <utility>
+
+#include <fmt/format.h>
 
 #include "geoloom/base/ReadFile.h"
 
 namespace geoloom {
 namespace {
 
-constexpr std::string_view blanks = " \t\r";
+constexpr std::string_view BLANKS = " \t\r";
 
 std::vector<std::string_view> words(std::string_view line) {
   std::vector<std::string_view> found;
   for (;;) {
-    const std::size_t begin = line.find_first_not_of(blanks);
+    const std::size_t begin = line.find_first_not_of(BLANKS);
     if (begin == std::string_view::npos) return found;
     line.remove_prefix(begin);
-    const std::size_t end = std::min(line.find_first_of(blanks), line.size());
+    const std::size_t end = std::min(line.find_first_of(BLANKS), line.size());
     found.push_back(line.substr(0, end));
     line.remove_prefix(end);
   }
 }
 
-/// The finite number that the whole of `word` is.
+/// Parses `word` as a finite number.
 std::optional<double> number(std::string_view word) {
   double value = 0;
   const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), value);
@@ -33,18 +36,18 @@ std::optional<double> number(std::string_view word) {
   return value;
 }
 
-/// All words from `first` on as numbers, or nothing when one of them is none.
-std::optional<std::vector<double>> numbers(const std::vector<std::string_view>& line, std::size_t first = 0) {
+/// Parses all words as numbers.
+std::optional<std::vector<double>> numbers(const std::vector<std::string_view>& line) {
   std::vector<double> values;
-  for (std::size_t i = first; i < line.size(); ++i) {
-    const std::optional<double> value = number(line[i]);
+  for (const std::string_view word : line) {
+    const std::optional<double> value = number(word);
     if (!value) return std::nullopt;
     values.push_back(*value);
   }
   return values;
 }
 
-/// Calls `visit` with the words and the number of every line that counts.
+/// Calls `visit` with the words and the number of every line that is neither blank nor a comment.
 template <class Visit>
 void forEachLine(std::string_view text, const Visit& visit) {
   for (std::size_t lineNumber = 1; !text.empty(); ++lineNumber) {
@@ -61,8 +64,8 @@ TimedList<Entry> parseList(std::string_view text, const Parse& parse) {
   forEachLine(text, [&](const std::vector<std::string_view>& line, std::size_t lineNumber) {
     if (std::optional<Entry> entry = parse(line)) {
       list.entries.push_back(std::move(*entry));
-    } else if (list.torn.count++ == 0) {
-      list.torn.first = lineNumber;
+    } else if (list.malformed.count++ == 0) {
+      list.malformed.first = lineNumber;
     }
   });
   std::stable_sort(list.entries.begin(), list.entries.end(),
@@ -86,9 +89,9 @@ std::optional<TimedPose> parsePose(const std::vector<std::string_view>& line) {
                    {(*n)[4] / length, (*n)[5] / length, (*n)[6] / length, (*n)[7] / length}};
 }
 
-/// The entry nearest to `time`, or null when none lies within `tolerance`.
+/// The entry nearest to `time`, the earlier of two equally near ones; null if there is none.
 template <class Entry>
-const Entry* nearest(const std::vector<Entry>& entries, double time, double tolerance) {
+const Entry* nearest(const std::vector<Entry>& entries, double time) {
   const auto after = std::lower_bound(entries.begin(), entries.end(), time,
                                       [](const Entry& entry, double t) { return entry.time < t; });
   const Entry* best = after == entries.end() ? nullptr : &*after;
@@ -96,22 +99,53 @@ const Entry* nearest(const std::vector<Entry>& entries, double time, double tole
     const Entry& before = *std::prev(after);
     if (best == nullptr || time - before.time <= best->time - time) best = &before;
   }
-  return best != nullptr && std::abs(best->time - time) <= tolerance ? best : nullptr;
+  return best;
+}
+
+template <class Entry>
+double gapTo(const Entry* entry, double time) {
+  return entry == nullptr ? std::numeric_limits<double>::infinity() : std::abs(entry->time - time);
 }
 
 void associate(TUMFolder& folder, const std::vector<TimedPath>& images, const std::vector<TimedPath>& depths,
                const std::vector<TimedPose>& poses, double tolerance) {
   for (const TimedPath& image : images) {
-    const TimedPath* depth = nearest(depths, image.time, tolerance);
-    const TimedPose* pose = nearest(poses, image.time, tolerance);
-    if (pose == nullptr) {
-      ++folder.imagesWithoutPose;
-    } else if (depth == nullptr) {
-      ++folder.imagesWithoutDepth;
+    const TimedPath* depth = nearest(depths, image.time);
+    const TimedPose* pose = nearest(poses, image.time);
+    if (gapTo(pose, image.time) > tolerance) {
+      folder.withoutPose.add(gapTo(pose, image.time));
+    } else if (gapTo(depth, image.time) > tolerance) {
+      folder.withoutDepth.add(gapTo(depth, image.time));
     } else {
       folder.entries.push_back({image.time, image.path, depth->path, *pose});
     }
   }
+}
+
+/// Fewer entries than this are no evidence of a mistake.
+constexpr std::size_t LEAST_EVIDENCE = 5;
+
+/// Cameras deliver several images per second; times in milliseconds make them seem far apart.
+std::optional<std::string> unlikelyTimes(const std::vector<TimedPath>& images) {
+  constexpr double LONGEST_STEP = 5;
+  if (images.size() < LEAST_EVIDENCE) return std::nullopt;
+  std::vector<double> steps;
+  for (std::size_t i = 1; i < images.size(); ++i) steps.push_back(images[i].time - images[i - 1].time);
+  const auto middle = steps.begin() + static_cast<std::ptrdiff_t>(steps.size() / 2);
+  std::nth_element(steps.begin(), middle, steps.end());
+  if (*middle < LONGEST_STEP) return std::nullopt;
+  return fmt::format("rgb.txt: images are {:.4g} s apart; are the times in milliseconds instead of seconds?",
+                     *middle);
+}
+
+/// A walk that moves and never turns is likely to have its rotations in another order of columns or none.
+std::optional<std::string> unlikelyRotations(const std::vector<TimedPose>& poses) {
+  if (poses.size() < LEAST_EVIDENCE) return std::nullopt;
+  const auto all = [&](const auto& same) { return std::all_of(poses.begin(), poses.end(), same); };
+  const TimedPose& first = poses.front();
+  if (!all([&](const TimedPose& pose) { return pose.quaternion == first.quaternion; })) return std::nullopt;
+  if (all([&](const TimedPose& pose) { return pose.position == first.position; })) return std::nullopt;
+  return "groundtruth.txt: the camera moves but never turns; are the columns \"time tx ty tz qx qy qz qw\"?";
 }
 
 }  // namespace
@@ -142,9 +176,26 @@ TUMCalibration defaultCalibration(std::size_t width, std::size_t height) {
   return {focal, focal, (w - 1) / 2, (h - 1) / 2};
 }
 
+void UnmatchedImages::add(double gap) {
+  leastGap = count == 0 ? gap : std::min(leastGap, gap);
+  largestGap = std::max(largestGap, gap);
+  ++count;
+}
+
+std::optional<std::string> describe(const UnmatchedImages& images, const char* partner, double tolerance) {
+  if (images.count == 0) return std::nullopt;
+  const std::string skipped = fmt::format("{} {} skipped: no {} within {} s", images.count,
+                                          images.count == 1 ? "image" : "images", partner, tolerance);
+  if (std::isinf(images.leastGap)) return skipped;
+  const std::string gap = images.leastGap == images.largestGap
+                              ? fmt::format("{:.4g} s", images.leastGap)
+                              : fmt::format("{:.4g} to {:.4g} s", images.leastGap, images.largestGap);
+  return fmt::format("{} (the nearest is {} away; a larger tolerance accepts it)", skipped, gap);
+}
+
 base::Result<TUMFolder> readTUMFolder(const std::filesystem::path& folder, double tolerance) {
-  constexpr std::uint64_t maximumListBytes = std::uint64_t{1} << 30;
-  const auto read = [&](const char* name) { return base::readFile(folder / name, maximumListBytes); };
+  constexpr std::uint64_t MAXIMUM_LIST_BYTES = std::uint64_t{1} << 30;
+  const auto read = [&](const char* name) { return base::readFile(folder / name, MAXIMUM_LIST_BYTES); };
   const auto missing = [&](const char* name) {
     return base::Failure{
         (folder / name).string() +
@@ -166,21 +217,27 @@ base::Result<TUMFolder> readTUMFolder(const std::filesystem::path& folder, doubl
       return base::Failure{
           (folder / "calibration.txt").string() +
           ": must begin with \"fx fy cx cy\" in pixels; lens distortion is not undone, so rectify "
-          "the images and leave it out"};
+          "the images and omit it"};
     }
   }
   const TimedList<TimedPath> images = parseTimedPaths(*rgb);
   const TimedList<TimedPath> depths = parseTimedPaths(*depth);
   const TimedList<TimedPose> poses = parseTimedPoses(*truth);
-  result.tornImages = images.torn;
-  result.tornDepths = depths.torn;
-  result.tornPoses = poses.torn;
+  result.malformedImages = images.malformed;
+  result.malformedDepths = depths.malformed;
+  result.malformedPoses = poses.malformed;
   associate(result, images.entries, depths.entries, poses.entries, tolerance);
-  if (result.entries.empty()) {
-    return base::Failure{folder.string() +
-                         ": no image of rgb.txt has both a depth image and a pose of nearly its time"};
-  }
-  return result;
+  for (auto& warning : {unlikelyTimes(images.entries), unlikelyRotations(poses.entries)})
+    if (warning) result.warnings.push_back(*warning);
+  if (!result.entries.empty()) return result;
+
+  std::string reasons;
+  const auto append = [&](const std::string& reason) { reasons += (reasons.empty() ? ": " : "; ") + reason; };
+  if (images.entries.empty()) append("rgb.txt lists no image");
+  if (const auto reason = describe(result.withoutPose, "pose", tolerance)) append(*reason);
+  if (const auto reason = describe(result.withoutDepth, "depth image", tolerance)) append(*reason);
+  for (const std::string& warning : result.warnings) append(warning);
+  return base::Failure{folder.string() + ": no image has both a depth image and a pose" + reasons};
 }
 
 }  // namespace geoloom

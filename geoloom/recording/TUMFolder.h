@@ -12,17 +12,17 @@
 
 namespace geoloom {
 
-/// Lines of a text file that are not what they should be.
-struct TornLines {
+/// The malformed lines of a text file.
+struct MalformedLines {
   std::size_t count = 0;
-  std::size_t first = 0;  ///< its number, counted from 1
+  std::size_t first = 0;  ///< line number, counted from 1
 };
 
-/// A list of one text file, in order of time; entries of equal time keep the order of the file.
+/// The entries of a text file in order of time. Entries of equal time keep the order of the file.
 template <class Entry>
 struct TimedList {
   std::vector<Entry> entries;
-  TornLines torn;
+  MalformedLines malformed;
 };
 
 struct TimedPath {
@@ -30,11 +30,11 @@ struct TimedPath {
   std::string path;  ///< relative to the folder
 };
 
-/// Where the camera stood: the published frames (world z up; camera x right, y down, z forward).
+/// A camera pose in the published frames (world z up; camera x right, y down, z forward).
 struct TimedPose {
   double time = 0;                                 ///< seconds
   std::array<double, 3> position{};                ///< metres
-  std::array<double, 4> quaternion{{0, 0, 0, 1}};  ///< x, y, z, w; of length 1
+  std::array<double, 4> quaternion{{0, 0, 0, 1}};  ///< x, y, z, w; normalised
 };
 
 /// Pinhole calibration of the colour images in pixels; the centre of the first pixel is (0, 0).
@@ -45,16 +45,17 @@ struct TUMCalibration {
   double cy = 0;
 };
 
-/// "time path" a line; blank lines and lines that begin with '#' do not count.
+/// Parses lines of "time path". Skips blank lines and lines that begin with '#'.
 [[nodiscard]] TimedList<TimedPath> parseTimedPaths(std::string_view text);
-/// "time tx ty tz qx qy qz qw" a line. Quaternions of any length but 0 are brought to length 1.
+/// Parses lines of "time tx ty tz qx qy qz qw". Normalises quaternions; length 0 is malformed.
 [[nodiscard]] TimedList<TimedPose> parseTimedPoses(std::string_view text);
-/// The first line with "fx fy cx cy"; further numbers on it must be 0, since lens distortion is not undone.
+/// Parses the first line, "fx fy cx cy". Further numbers on it must be 0, since lens distortion is not
+/// undone.
 [[nodiscard]] std::optional<TUMCalibration> parseCalibration(std::string_view text);
-/// What the published recordings are calibrated to where they say nothing, brought to the size of the image.
+/// The default calibration of the published recordings, scaled to the size of the image.
 [[nodiscard]] TUMCalibration defaultCalibration(std::size_t width, std::size_t height);
 
-/// One image with the depth image and the pose that are nearest in time.
+/// A colour image with the depth image and the pose nearest in time.
 struct TUMEntry {
   double time = 0;
   std::string image;
@@ -62,19 +63,34 @@ struct TUMEntry {
   TimedPose pose;
 };
 
+/// The images without an entry of another list within the tolerance.
+struct UnmatchedImages {
+  std::size_t count = 0;
+  double leastGap =
+      0;  ///< seconds to the nearest entry, over all these images; infinite if the list is empty
+  double largestGap = 0;
+
+  void add(double gap);
+};
+
 /// A recording's text files, read and associated. No image is opened.
 struct TUMFolder {
   std::vector<TUMEntry> entries;
   std::optional<TUMCalibration> calibration;
-  TornLines tornImages;
-  TornLines tornDepths;
-  TornLines tornPoses;
-  std::size_t imagesWithoutDepth = 0;
-  std::size_t imagesWithoutPose = 0;
+  MalformedLines malformedImages;
+  MalformedLines malformedDepths;
+  MalformedLines malformedPoses;
+  UnmatchedImages withoutDepth;
+  UnmatchedImages withoutPose;
+  std::vector<std::string> warnings;  ///< probable mistakes, one line each
 };
 
-/// Reads rgb.txt, depth.txt, groundtruth.txt and, where there is one, calibration.txt. Partners may lie
-/// `tolerance` seconds apart, both ends included; of two equally near ones the earlier counts.
+/// "2 images skipped: no pose within 0.02 s (the nearest is 0.03 s away)"; nothing if `images` is empty.
+[[nodiscard]] std::optional<std::string> describe(const UnmatchedImages& images, const char* partner,
+                                                  double tolerance);
+
+/// Reads rgb.txt, depth.txt, groundtruth.txt and, if present, calibration.txt. Associates each image with the
+/// nearest depth image and pose at most `tolerance` seconds away; of two equally near ones, with the earlier.
 [[nodiscard]] base::Result<TUMFolder> readTUMFolder(const std::filesystem::path& folder, double tolerance);
 
 }  // namespace geoloom

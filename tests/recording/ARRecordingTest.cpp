@@ -3,6 +3,7 @@
 
 #include <fmt/format.h>
 #include <gmock/gmock.h>
+#include <turbojpeg.h>
 
 #include "geoloom/platform/ar/ARFrame.h"
 #include "geoloom/platform/imaging/CVPixelBuffer.h"
@@ -18,12 +19,12 @@ namespace {
 using Vector = std::array<double, 3>;
 using Quaternion = std::array<double, 4>;  // x, y, z, w
 
-constexpr std::size_t width = 640;
-constexpr std::size_t height = 480;
-constexpr double fx = 520;
-constexpr double fy = 510;
-constexpr double cx = 322.25;
-constexpr double cy = 236.5;
+constexpr std::size_t WIDTH = 640;
+constexpr std::size_t HEIGHT = 480;
+constexpr double FX = 520;
+constexpr double FY = 510;
+constexpr double CX = 322.25;
+constexpr double CY = 236.5;
 
 Quaternion axisAngle(const Vector& axis, double angle) {
   const double length = std::hypot(axis[0], axis[1], axis[2]);
@@ -43,7 +44,7 @@ Vector turn(const Quaternion& q, const Vector& v) {
   return {r[0], r[1], r[2]};
 }
 
-/// A level camera that looks along world +y (camera z), its x to world +x: then turned about the vertical by
+/// A level camera that looks along world +y with its x along world +x, turned about the vertical by
 /// `heading`, raised by `pitch` and rolled about its own axis.
 Quaternion cameraTurn(double heading, double pitch, double roll) {
   const Quaternion level = axisAngle({1, 0, 0}, -std::acos(0.0));
@@ -56,7 +57,7 @@ struct Pose {
   Quaternion quaternion;
 };
 
-/// Where the published pinhole puts a world point: pixel and depth.
+/// A world point projected by the published camera: pixel and depth.
 struct Seen {
   double u;
   double v;
@@ -68,22 +69,22 @@ Seen see(const Pose& pose, const Vector& world) {
   const Vector c =
       turn({-q[0], -q[1], -q[2], q[3]},
            {world[0] - pose.position[0], world[1] - pose.position[1], world[2] - pose.position[2]});
-  return {cx + fx * c[0] / c[2], cy + fy * c[1] / c[2], c[2]};
+  return {CX + FX * c[0] / c[2], CY + FY * c[1] / c[2], c[2]};
 }
 
-/// Writes recordings whose pictures are gray but for corners at given pixels.
+/// Writes recordings whose pictures are gray except for corners at given pixels.
 class RecordedFolder : public testing::Test {
  protected:
   void SetUp() override {
-    folder_.write("calibration.txt", fmt::format("{} {} {} {}\n", fx, fy, cx, cy));
+    folder_.write("calibration.txt", fmt::format("{} {} {} {}\n", FX, FY, CX, CY));
     std::filesystem::create_directories(folder_.path() / "rgb");
     std::filesystem::create_directories(folder_.path() / "depth");
   }
 
-  /// One more frame; a quarter of a chequerboard stands at each seen point, its depth around it.
+  /// Adds a frame with a chequered corner and its depth at each point.
   void add(const Pose& pose, const std::vector<Seen>& points) {
-    PNGImage image{width, height, 3, std::vector<std::uint8_t>(width * height * 3, 90)};
-    PNGImage depth{width, height, 1, std::vector<std::uint16_t>(width * height, 0)};
+    PNGImage image{WIDTH, HEIGHT, 3, std::vector<std::uint8_t>(WIDTH * HEIGHT * 3, 90)};
+    PNGImage depth{WIDTH, HEIGHT, 1, std::vector<std::uint16_t>(WIDTH * HEIGHT, 0)};
     auto& colours = std::get<0>(image.samples);
     auto& units = std::get<1>(depth.samples);
     for (const Seen& point : points) {
@@ -93,10 +94,10 @@ class RecordedFolder : public testing::Test {
       constexpr std::size_t depthReach = 14;
       for (std::size_t y = v - depthReach; y <= v + depthReach; ++y) {
         for (std::size_t x = u - depthReach; x <= u + depthReach; ++x) {
-          units[y * width + x] = static_cast<std::uint16_t>(std::lround(point.depth * 5000));
+          units[y * WIDTH + x] = static_cast<std::uint16_t>(std::lround(point.depth * 5000));
           const bool near = x + reach >= u && x <= u + reach && y + reach >= v && y <= v + reach;
           for (std::size_t c = 0; near && (x < u) == (y < v) && c < 3; ++c)
-            colours[(y * width + x) * 3 + c] = 250;
+            colours[(y * WIDTH + x) * 3 + c] = 250;
         }
       }
     }
@@ -128,11 +129,10 @@ class RecordedFolder : public testing::Test {
 
 const ARRecordingOptions recordingOrigin{ARRecordingOptions::Origin::recording};
 
-// A known world point is drawn where the published camera sees it. In the upright picture it is found as the
-// detector's network would, in the central square; the detector's rectangles lead back to the sensor's image,
-// the hit test to the world. A turn to the wrong side would be just as orthonormal: only this way round shows
-// it.
-TEST_F(RecordedFolder, AWorldPointComesBackThroughPictureRectanglesAndHitTest) {
+// Projects a known world point by the published camera, maps it as the detector maps a box from the network's
+// square to the sensor's image, and hit-tests it there. A turn in the wrong direction would still be
+// orthonormal; this test detects it.
+TEST_F(RecordedFolder, HitTestReturnsAProjectedWorldPoint) {
   const std::vector<Pose> poses{{{0, 0, 1.5}, cameraTurn(0, 0, 0)},
                                 {{0.4, -0.3, 1.2}, cameraTurn(0.7, -0.2, 0.3)},
                                 {{-1, 2, 0.8}, cameraTurn(-2.1, 0.4, -0.25)}};
@@ -150,7 +150,7 @@ TEST_F(RecordedFolder, AWorldPointComesBackThroughPictureRectanglesAndHitTest) {
     ASSERT_EQ(frame->capturedImage()->width(), 480U);
     ASSERT_EQ(frame->capturedImage()->height(), 360U);
 
-    // The upright picture is 360 x 480, cut from the middle; the network sees its central 360 x 360.
+    // The upright picture is the central 360 x 480; the network's input is its central 360 x 360.
     const Seen seen = see(poses[i], worlds[i]);
     const double x = (seen.u - 140 + 0.5) / 360;
     const double y = (seen.v - 60 + 0.5) / 360;
@@ -169,7 +169,7 @@ TEST_F(RecordedFolder, AWorldPointComesBackThroughPictureRectanglesAndHitTest) {
   }
 }
 
-TEST_F(RecordedFolder, TheSessionBeginsAtTheFirstFrame) {
+TEST_F(RecordedFolder, FirstFrameIsTheSessionsOrigin) {
   const Pose first{{1, 2, 1.4}, cameraTurn(0.4, -0.3, 0.1)};
   const Pose second{{1.3, 2.2, 1.5}, cameraTurn(0.5, -0.2, 0)};
   const Vector world{0.4, 3.6, 1};
@@ -182,12 +182,11 @@ TEST_F(RecordedFolder, TheSessionBeginsAtTheFirstFrame) {
   EXPECT_NEAR(std::hypot(m[3].x, m[3].y, m[3].z), 0, 1e-6);
   EXPECT_NEAR(m[2].x, 0, 1e-6);  // looks along -z, seen from above
   EXPECT_GT(m[2].z, 0.9);
-  EXPECT_NEAR(m[2].y, -std::sin(-0.3), 1e-6);  // gravity is kept: still looking down by 0.3
-  // A device held upright: the sensor's x axis points down, so the roll is a quarter turn (and the hand's
-  // 0.1).
+  EXPECT_NEAR(m[2].y, -std::sin(-0.3), 1e-6);  // y stays vertical, so the pitch is unchanged
+  // The sensor's x axis points down, so the roll is a quarter turn more.
   EXPECT_NEAR(frame->camera().eulerAngles().z, -std::acos(0.0) - 0.1, 1e-5);
 
-  // Both frames see the one point at one place of the session, which sessionFromRecording tells.
+  // Both frames locate the point where sessionFromRecording puts it.
   const auto& t = recording->sessionFromRecording().columns;
   const Vector p = yUp(world);
   const auto place = [&](const auto& row) {
@@ -206,7 +205,7 @@ TEST_F(RecordedFolder, TheSessionBeginsAtTheFirstFrame) {
   }
 }
 
-TEST_F(RecordedFolder, GoesOnWithTheCoordinatesOfAnotherRecording) {
+TEST_F(RecordedFolder, ContinuesInTheCoordinatesOfAnotherRecording) {
   const Pose pose{{1, 2, 1.4}, cameraTurn(0.4, 0, 0)};
   add(pose, {see(pose, {0.4, 3.6, 1})});
   const auto first = open(recordingOrigin);
@@ -216,7 +215,7 @@ TEST_F(RecordedFolder, GoesOnWithTheCoordinatesOfAnotherRecording) {
   EXPECT_NE(open()->sessionFromRecording(), simd_float4x4{});
 }
 
-TEST_F(RecordedFolder, WhatIsDamagedIsCountedAndSkipped) {
+TEST_F(RecordedFolder, CountsAndSkipsDamagedEntries) {
   const Pose pose{{0, 0, 1}, cameraTurn(0, 0, 0)};
   for (int i = 0; i < 5; ++i) add(pose, {see(pose, {0.1, 2, 1})});
   std::filesystem::remove(folder_.path() / "rgb/1.png");
@@ -235,13 +234,63 @@ TEST_F(RecordedFolder, WhatIsDamagedIsCountedAndSkipped) {
   using testing::HasSubstr;
   EXPECT_THAT(
       recording->problems(),
-      testing::ElementsAre(HasSubstr("rgb.txt: 1 torn line skipped, the first is line 6"),
-                           HasSubstr("groundtruth.txt: 1 torn line"), HasSubstr("1 image skipped: no pose"),
-                           HasSubstr("2 frames without a readable image skipped, the first: "),
-                           HasSubstr("2 frames without a readable depth image skipped")));
+      testing::ElementsAre(
+          HasSubstr("rgb.txt: 1 malformed line skipped, the first is line 6"),
+          HasSubstr("groundtruth.txt: 1 malformed line"), HasSubstr("1 image skipped: no pose within 0.02 s"),
+          HasSubstr("2 frames without a readable image skipped, the first: "),
+          AllOf(HasSubstr("2 frames without a readable depth image skipped, the first: "),
+                HasSubstr("depth/3.png: is 8-bit colour of 640 x 480; must be 16-bit gray"))));
+  EXPECT_TRUE(recording->firstReadableFrame());
 }
 
-TEST_F(RecordedFolder, CornersOverDepthHolesAreLeftOut) {
+TEST_F(RecordedFolder, NamesTheFirstFaultIfNoFrameIsReadable) {
+  const Pose pose{{0, 0, 1}, cameraTurn(0, 0, 0)};
+  add(pose, {see(pose, {0.1, 2, 1})});
+  folder_.write("rgb/1.png", "no picture");
+  const auto frame = open()->firstReadableFrame();
+  ASSERT_FALSE(frame);
+  EXPECT_THAT(frame.failure().message, AllOf(testing::HasSubstr("none of 1 frame can be read"),
+                                             testing::HasSubstr("rgb/1.png: not a PNG file")));
+}
+
+TEST_F(RecordedFolder, ReadsJPEGImages) {
+  const Pose pose{{0, 0, 1}, cameraTurn(0, 0, 0)};
+  add(pose, {see(pose, {0.1, 2, 1})});
+  const auto expected = open()->frame(0);
+  const auto png = readPNG(folder_.path() / "rgb/1.png");
+  ASSERT_TRUE(expected && png);
+  unsigned char* jpeg = nullptr;
+  unsigned long size = 0;
+  const tjhandle encoder = tjInitCompress();
+  ASSERT_EQ(tjCompress2(encoder, png->samples8()->data(), WIDTH, 0, HEIGHT, TJPF_RGB, &jpeg, &size,
+                        TJSAMP_420, 95, 0),
+            0);
+  const std::string bytes(reinterpret_cast<const char*>(jpeg), size);
+  tjFree(jpeg);
+  tjDestroy(encoder);
+
+  folder_.write("rgb/1.png", bytes);
+  const auto frame = open()->frame(0);
+  ASSERT_TRUE(frame);
+  EXPECT_FALSE(frame->rawFeaturePoints().empty());
+  for (std::size_t i = 0; i < 4; ++i)
+    EXPECT_NEAR(frame->capturedImage()->baseAddress()[i], expected->capturedImage()->baseAddress()[i], 2);
+
+  folder_.write("rgb/1.png", bytes.substr(0, bytes.size() / 2));
+  const auto truncated = open();
+  EXPECT_EQ(truncated->frame(0), nullptr);
+  EXPECT_THAT(truncated->problems(), testing::ElementsAre(testing::HasSubstr("1.png: damaged JPEG file: ")));
+}
+
+TEST_F(RecordedFolder, WarnsAboutDepthInMillimetres) {
+  const Pose pose{{0, 0, 1}, cameraTurn(0, 0, 0)};
+  for (int i = 0; i < 5; ++i) add(pose, {{300.0, 200.0, 3.0 / 5}, {350.0, 250.0, 4.0 / 5}});
+  const auto recording = open();
+  for (std::size_t i = 0; i < 5; ++i) ASSERT_TRUE(recording->frame(i));
+  EXPECT_THAT(recording->problems(), testing::Contains(testing::HasSubstr("if the images hold millimetres")));
+}
+
+TEST_F(RecordedFolder, OmitsCornersOfUnknownDepth) {
   const Pose pose{{0, 0, 1}, cameraTurn(0, 0, 0)};
   add(pose, {{300.0, 200.0, 1.5}, {350.0, 250.0, 0.0}});
   const auto recording = open();
