@@ -1,8 +1,8 @@
-# What `cmake --install` lays down for applications, besides the programs and the model, which are installed beside their
-# targets. Everything finds its like by relative paths, so an installed tree may be moved.
+# What `cmake --install` installs for applications, besides the programs and the model, whose rules are beside their targets.
+# The installed files find each other by relative paths, so an installed tree may be moved.
 include(CMakePackageConfigHelpers)
 
-# Headers that an application includes by themselves; whatever they include is installed with them.
+# Headers that an application includes; the headers they include are installed with them.
 set(GEOLOOM_PUBLIC_HEADERS
   geoloom/geoloom.h
   geoloom/recording/ARRecording.h
@@ -20,7 +20,7 @@ set(GEOLOOM_PUBLIC_HEADERS
   geoloom/platform/vision/MLModel.h
   geoloom/platform/vision/VNRequest.h)
 
-# geoloom_included_headers(RESULT header...): the headers and all of ours that they include
+# geoloom_included_headers(RESULT header...): the headers and all project headers that they include
 function(geoloom_included_headers result)
   set(found)
   set(waiting ${ARGN})
@@ -38,6 +38,8 @@ function(geoloom_included_headers result)
 endfunction()
 
 geoloom_included_headers(headers ${GEOLOOM_PUBLIC_HEADERS})
+list(JOIN headers "\n" lines)
+file(WRITE ${PROJECT_BINARY_DIR}/generated/installed_headers.txt "${lines}\n")  # for tests/library/exports
 foreach(header ${headers})
   cmake_path(GET header PARENT_PATH folder)
   install(FILES ${header} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/${folder})
@@ -46,7 +48,8 @@ endforeach()
 install(TARGETS geoloom EXPORT Geoloom
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
   INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
-install(FILES LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR})
+install(FILES LICENSE README.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
+install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DOCDIR})
 
 if(GEOLOOM_HAS_OBJC)
   install(TARGETS geoloom-objc EXPORT Geoloom

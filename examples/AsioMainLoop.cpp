@@ -1,6 +1,5 @@
-// An application with a loop of its own, here one of Asio, takes the kit's main queue into it: what the kit
-// reports on the main queue then arrives between the application's other events, on the thread that runs the
-// loop.
+// Runs the kit's main queue in the application's own loop, here Asio's: the kit's reports then arrive between
+// the application's other events, on the thread that runs the loop.
 
 #include <iostream>
 #include <thread>
@@ -15,19 +14,19 @@ using geoloom::platform::DispatchQueue;
 using geoloom::platform::MainQueue;
 
 int main() {
-  // Never destroyed: sessions go on posting until the process ends.
+  // Never destroyed, since sessions post to it until the process ends.
   asio::io_context& loop = *new asio::io_context;
 
-  // Before anything else of the kit: the first task of the main queue settles where it runs.
+  // Before any other use of the kit: the main queue cannot be handed over after its first task.
   if (!MainQueue::handOver([&loop](std::function<void()> task) { asio::post(loop, std::move(task)); })) {
-    std::cerr << "the main queue is in use already\n";
+    std::cerr << "the main queue is already in use\n";
     return 1;
   }
 
-  // A loop without work returns; this one must wait for what the kit will post.
+  // A loop without work returns; this one must wait for tasks of the kit.
   auto keepRunning = asio::make_work_guard(loop);
 
-  // Stands for a session: it works on a queue of its own and reports on the main queue.
+  // In place of a session: works on its own queue and reports on the main queue.
   const std::thread::id mainThread = std::this_thread::get_id();
   bool arrived = false;
   DispatchQueue::serial("com.example.work")->async([&] {

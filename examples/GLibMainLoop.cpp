@@ -1,6 +1,5 @@
-// An application with GLib's main loop, as every GTK application has, takes the kit's main queue into it:
-// what the kit reports on the main queue then arrives between the application's other events, on the thread
-// that runs the loop.
+// Runs the kit's main queue in GLib's main loop, which every GTK application has: the kit's reports then
+// arrive between the application's other events, on the thread that runs the loop.
 
 #include <functional>
 #include <iostream>
@@ -19,9 +18,8 @@ namespace {
 
 using Task = std::function<void()>;
 
-/// Has the default loop run the task, whatever thread this is: never at once, not even on the loop's own.
-/// Tasks of one priority run in the order given. The priority of an idle task would let redrawing and input
-/// hold a session's statuses up.
+/// Posts the task to the default loop, from any thread. Tasks of one priority run in order. With the priority
+/// of idle tasks, redrawing and input would delay a session's statuses.
 void postToLoop(Task task) {
   const GSourceFunc run = [](gpointer posted) -> gboolean {
     (*static_cast<Task*>(posted))();
@@ -34,15 +32,15 @@ void postToLoop(Task task) {
 }  // namespace
 
 int main() {
-  // Before anything else of the kit: the first task of the main queue settles where it runs.
+  // Before any other use of the kit: the main queue cannot be handed over after its first task.
   if (!MainQueue::handOver(postToLoop)) {
-    std::cerr << "the main queue is in use already\n";
+    std::cerr << "the main queue is already in use\n";
     return 1;
   }
 
   GMainLoop* const loop = g_main_loop_new(nullptr, FALSE);
 
-  // Stands for a session: it works on a queue of its own and reports on the main queue.
+  // In place of a session: works on its own queue and reports on the main queue.
   const std::thread::id mainThread = std::this_thread::get_id();
   std::string reports;
   const auto report = [&](char what) {

@@ -1,6 +1,5 @@
-// What an application with a model of its own does with the model's answers: overlapping boxes are
-// suppressed, a classifier's labels ranked, an array put in order. Exits with 1 where something else comes
-// out than the comments say.
+// For an application with its own model: suppresses overlapping boxes, ranks a classifier's labels and sorts
+// an array. Exits with 1 if a result differs from the comments.
 
 #include "geoloom/SceneUnderstanding/boxes/Ranking.h"
 
@@ -27,16 +26,16 @@ bool show(const char* what, const Places& places, const Places& expected) {
 }  // namespace
 
 int main() {
-  // Class, score, rectangle: two sightings of one cup, a cup elsewhere, a plate under the first cup.
+  // Class, score, rectangle: one cup detected twice, another cup, and a plate under the first cup.
   const std::vector<NMSPrediction> boxes{
       {1, 0.6F, {{12, 10}, {40, 40}}},
       {1, 0.9F, {{10, 10}, {40, 40}}},
       {1, 0.7F, {{90, 10}, {40, 40}}},
       {2, 0.8F, {{10, 10}, {44, 44}}},
   };
-  // Best first: the cup seen twice once, and the plate gives way to it.
+  // Best first. The better box of the first cup suppresses the other one and the plate.
   bool good = show("kept of all", geoloom::nonMaxSuppression(boxes, 0.3F, 10), {1, 2});
-  // Class by class the plate stays.
+  // With each class on its own, the plate stays.
   good = show("kept of each class", geoloom::nonMaxSuppressionMultiClass(3, boxes, 0.5F, 0.3F, 10, 100),
               {1, 3, 2}) &&
          good;

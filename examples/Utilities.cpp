@@ -1,6 +1,5 @@
-// The utilities one after the other, on a picture that is computed here: compression, resizing, drawing, a
-// model's array as a picture. With the name of a folder as its argument it leaves what it made there as PNG
-// files; docs/utilities.md shows them.
+// The utilities on computed images: resizing, drawing, a model's array as an image, compression. With a
+// folder as its argument it writes the images there as PNG files; docs/utilities.md shows them.
 
 #include <algorithm>
 #include <cmath>
@@ -8,6 +7,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <memory>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -20,21 +20,22 @@
 
 using geoloom::MultiArray;
 using geoloom::platform::CVPixelBuffer;
+using geoloom::platform::CVPixelBufferLock;
 using geoloom::platform::UIImage;
 
 namespace {
 
-/// Rings that grow finer towards the edges: what a reduction without a filter in front turns into moiré.
-std::shared_ptr<CVPixelBuffer> rings(std::ptrdiff_t size) {
+/// Rings that grow finer towards the edges; without a filter a reduction turns them into moiré.
+std::shared_ptr<CVPixelBuffer> rings(std::size_t size) {
   auto buffer = geoloom::createPixelBuffer(size, size);
-  const std::ptrdiff_t centre = size / 2;
-  for (std::ptrdiff_t y = 0; y < size; ++y) {
-    for (std::ptrdiff_t x = 0; x < size; ++x) {
-      const auto dx = static_cast<double>(x - centre);
-      const auto dy = static_cast<double>(y - centre);
+  const CVPixelBufferLock lock(*buffer);
+  const double centre = static_cast<double>(size) / 2;
+  for (std::size_t y = 0; y < size; ++y) {
+    for (std::size_t x = 0; x < size; ++x) {
+      const double dx = static_cast<double>(x) - centre;
+      const double dy = static_cast<double>(y) - centre;
       const double wave = std::cos((dx * dx + dy * dy) * 3.0 / (2.0 * static_cast<double>(size)));
-      std::uint8_t* pixel =
-          buffer->baseAddress() + static_cast<std::size_t>(y) * buffer->bytesPerRow() + 4 * x;
+      std::uint8_t* pixel = buffer->baseAddress() + y * buffer->bytesPerRow() + 4 * x;
       pixel[0] = pixel[1] = pixel[2] = static_cast<std::uint8_t>(127.5 + 127.5 * wave);
       pixel[3] = 255;
     }
@@ -42,10 +43,10 @@ std::shared_ptr<CVPixelBuffer> rings(std::ptrdiff_t size) {
   return buffer;
 }
 
-/// Every n-th pixel, for comparison.
+/// Every n-th pixel, for comparison with a filter.
 std::shared_ptr<CVPixelBuffer> everyNth(const CVPixelBuffer& source, std::size_t n) {
-  auto result = geoloom::createPixelBuffer(static_cast<std::ptrdiff_t>(source.width() / n),
-                                           static_cast<std::ptrdiff_t>(source.height() / n));
+  auto result = geoloom::createPixelBuffer(source.width() / n, source.height() / n);
+  const CVPixelBufferLock lock(*result);
   for (std::size_t y = 0; y < result->height(); ++y) {
     for (std::size_t i = 0; i < result->width() * 4; ++i) {
       result->baseAddress()[y * result->bytesPerRow() + i] =
@@ -55,7 +56,7 @@ std::shared_ptr<CVPixelBuffer> everyNth(const CVPixelBuffer& source, std::size_t
   return result;
 }
 
-/// A sunset over water as a network might produce it: channels first, -1 to 1.
+/// A sunset over water in the layout of a network's output: channels first, values from -1 to 1.
 MultiArray<float> sunset(std::ptrdiff_t height, std::ptrdiff_t width) {
   MultiArray<float> view({3, height, width});
   for (std::ptrdiff_t y = 0; y < height; ++y) {
@@ -73,38 +74,39 @@ MultiArray<float> sunset(std::ptrdiff_t height, std::ptrdiff_t width) {
   return view;
 }
 
-/// Pictures side by side on white, each at its size, a margin between them.
-std::shared_ptr<CVPixelBuffer> sideBySide(const std::vector<std::shared_ptr<UIImage>>& pictures) {
-  constexpr double margin = 8;
-  double width = margin;
+/// The images side by side on white.
+std::shared_ptr<CVPixelBuffer> sideBySide(const std::vector<std::shared_ptr<UIImage>>& images) {
+  constexpr double MARGIN = 8;
+  double width = MARGIN;
   double height = 0;
-  for (const auto& picture : pictures) {
-    width += picture->size().width + margin;
-    height = std::max(height, picture->size().height + 2 * margin);
+  for (const auto& image : images) {
+    width += image->size().width + MARGIN;
+    height = std::max(height, image->size().height + 2 * MARGIN);
   }
   const auto paper = UIImage::fromByteArrayGray({255}, 1, 1);
-  auto buffer = paper->pixelBuffer(static_cast<std::ptrdiff_t>(width), static_cast<std::ptrdiff_t>(height));
+  auto buffer = paper->pixelBuffer(static_cast<std::size_t>(width), static_cast<std::size_t>(height));
+  const CVPixelBufferLock lock(*buffer);
   const auto context = geoloom::platform::CGBitmapContextCreate(
       buffer->baseAddress(), buffer->width(), buffer->height(), 8, buffer->bytesPerRow(),
       geoloom::platform::CGColorSpace::deviceRGB, geoloom::platform::CGImageAlphaInfo::noneSkipFirst);
   CGContextTranslateCTM(*context, 0, height);
   CGContextScaleCTM(*context, 1, -1);
   UIGraphicsPushContext(context);
-  double x = margin;
-  for (const auto& picture : pictures) {
-    picture->draw({{x, margin}, picture->size()});
-    x += picture->size().width + margin;
+  double x = MARGIN;
+  for (const auto& image : images) {
+    image->draw({{x, MARGIN}, image->size()});
+    x += image->size().width + MARGIN;
   }
   geoloom::platform::UIGraphicsPopContext();
   return buffer;
 }
 
-/// Said and left out when there is no folder.
-bool save(const std::string& folder, const std::string& name, const CVPixelBuffer& picture) {
-  std::printf("%s: %zu x %zu pixels\n", name.c_str(), picture.width(), picture.height());
+/// Prints the size, and writes a file if there is a folder.
+bool save(const std::string& folder, const std::string& name, const CVPixelBuffer& buffer) {
+  std::printf("%s: %zu x %zu pixels\n", name.c_str(), buffer.width(), buffer.height());
   if (folder.empty()) return true;
   const auto path = std::filesystem::path(folder) / (name + ".png");
-  const auto failure = geoloom::platform::writePNG(path, geoloom::platform::makePNGImage(picture), 9);
+  const auto failure = geoloom::platform::writePNG(path, geoloom::platform::makePNGImage(buffer), 9);
   if (failure) std::fprintf(stderr, "%s\n", failure->message.c_str());
   return !failure;
 }
@@ -117,13 +119,13 @@ int main(int argc, char** argv) {
   const auto upright = [&context](const auto& buffer) { return UIImage::create(buffer, context); };
 
   const auto plate = rings(252);
-  const auto reduced = geoloom::resizePixelBuffer(*plate, 84, 84);
+  const auto reduced = geoloom::resizePixelBuffer(plate, 84, 84);
   bool done =
       save(folder, "resize", *sideBySide({upright(plate), upright(reduced), upright(everyNth(*plate, 3))}));
 
   const MultiArray<float> output = sunset(144, 192);
   const auto colours = output.image(1, 127.5F);
-  const auto red = output.image(std::ptrdiff_t{0}, 1, 127.5F);
+  const auto red = output.image(0, 1, 127.5F);
   done = save(folder, "array", *sideBySide({colours, red})) && done;
 
   const auto sensor = colours->pixelBuffer(192, 144);
@@ -132,11 +134,10 @@ int main(int argc, char** argv) {
   const auto stretched = upright(shown->pixelBuffer(96, 96));
   done = save(folder, "draw", *sideBySide({upright(sensor), shown, gray, stretched})) && done;
 
-  const geoloom::Data data(std::vector<std::uint8_t>(
-      plate->baseAddress(), plate->baseAddress() + plate->bytesPerRow() * plate->height()));
+  const geoloom::Data data(std::span(plate->baseAddress(), plate->bytesPerRow() * plate->height()));
   const auto compressed = data.compress();
   const bool same = compressed && compressed->decompress() == data;
-  std::printf("%zu bytes in %zu, %s\n", data.count(), compressed ? compressed->count() : 0,
-              same ? "and back" : "lost");
+  std::printf("%zu bytes compressed to %zu, %s\n", data.count(), compressed ? compressed->count() : 0,
+              same ? "decoded unchanged" : "not decoded");
   return done && same ? 0 : 1;
 }

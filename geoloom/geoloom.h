@@ -1,6 +1,6 @@
 #pragma once
 
-/// All that an application includes.
+/// Everything that an application includes.
 
 #include "geoloom/SceneUnderstanding/boxes/Ranking.h"
 #include "geoloom/platform/ar/ARCamera.h"
@@ -14,6 +14,7 @@
 #include "geoloom/platform/foundation/LibraryBundle.h"
 #include "geoloom/platform/foundation/Log.h"
 #include "geoloom/platform/imaging/CVPixelBuffer.h"
+#include "geoloom/platform/imaging/PNG.h"
 #include "geoloom/platform/location/CLLocationManager.h"
 #include "geoloom/platform/scene/SCNScene.h"
 #include "geoloom/platform/ui/UIView.h"

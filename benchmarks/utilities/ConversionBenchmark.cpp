@@ -1,5 +1,5 @@
-// Model arrays to picture bytes: MultiArray beside OpenCV's way (convertTo each plane with its saturation,
-// then merge) and beside copying as many bytes as are read and written, which is what memory allows.
+// Model arrays to image bytes: MultiArray beside OpenCV (convertTo of each plane, then merge) and beside a copy
+// of as many bytes as are read and written, which is the limit that memory sets.
 
 #include <cstdint>
 #include <cstring>
@@ -13,9 +13,9 @@
 
 namespace {
 
-constexpr int height = 1080;
-constexpr int width = 1920;
-constexpr std::size_t pixels = std::size_t{height} * width;
+constexpr int HEIGHT = 1080;
+constexpr int WIDTH = 1920;
+constexpr std::size_t PIXELS = std::size_t{HEIGHT} * WIDTH;
 
 template <class T>
 geoloom::MultiArray<T> array(std::vector<std::ptrdiff_t> shape) {
@@ -31,25 +31,25 @@ void report(benchmark::State& state, std::size_t bytes) {
 
 template <class T>
 void colourGeoloom(benchmark::State& state) {
-  const auto view = array<T>({3, height, width});
+  const auto view = array<T>({3, HEIGHT, WIDTH});
   for (auto _ : state) benchmark::DoNotOptimize(view.toRawBytesRGBA(T(1), T(2)));
-  report(state, pixels * (3 * sizeof(T) + 4));
+  report(state, PIXELS * (3 * sizeof(T) + 4));
 }
 
 void colourGeoloomChannelsLast(benchmark::State& state) {
-  const auto view = array<float>({height, width, 3}).transposed({2, 0, 1});
+  const auto view = array<float>({HEIGHT, WIDTH, 3}).transposed({2, 0, 1});
   for (auto _ : state) benchmark::DoNotOptimize(view.toRawBytesRGBA(1, 2));
-  report(state, pixels * 16);
+  report(state, PIXELS * 16);
 }
 
 void colourOpenCV(benchmark::State& state) {
   cv::setNumThreads(1);
-  const auto view = array<float>({3, height, width});
-  const cv::Mat opaque(height, width, CV_8UC1, cv::Scalar(255));
+  const auto view = array<float>({3, HEIGHT, WIDTH});
+  const cv::Mat opaque(HEIGHT, WIDTH, CV_8UC1, cv::Scalar(255));
   for (auto _ : state) {
     std::vector<cv::Mat> planes(4);
     for (int c = 0; c < 3; ++c) {
-      const cv::Mat plane(height, width, CV_32FC1, &view(c, 0));
+      const cv::Mat plane(HEIGHT, WIDTH, CV_32FC1, &view(c, 0));
       plane.convertTo(planes[static_cast<std::size_t>(c)], CV_8U, 2, 2);  // (v + 1) * 2
     }
     planes[3] = opaque;
@@ -57,36 +57,36 @@ void colourOpenCV(benchmark::State& state) {
     cv::merge(planes, result);
     benchmark::DoNotOptimize(result.data);
   }
-  report(state, pixels * 16);
+  report(state, PIXELS * 16);
 }
 
 template <class T>
 void grayGeoloom(benchmark::State& state) {
-  const auto view = array<T>({height, width});
+  const auto view = array<T>({HEIGHT, WIDTH});
   for (auto _ : state) benchmark::DoNotOptimize(view.toRawBytesGray(T(1), T(2)));
-  report(state, pixels * (sizeof(T) + 1));
+  report(state, PIXELS * (sizeof(T) + 1));
 }
 
 void grayOpenCV(benchmark::State& state) {
   cv::setNumThreads(1);
-  const auto view = array<float>({height, width});
-  const cv::Mat plane(height, width, CV_32FC1, view.pointer());
+  const auto view = array<float>({HEIGHT, WIDTH});
+  const cv::Mat plane(HEIGHT, WIDTH, CV_32FC1, view.pointer());
   for (auto _ : state) {
     cv::Mat result;
     plane.convertTo(result, CV_8U, 2, 2);
     benchmark::DoNotOptimize(result.data);
   }
-  report(state, pixels * 5);
+  report(state, PIXELS * 5);
 }
 
-/// Reads and writes 16 bytes a pixel, like the colour conversion, into new memory.
+/// Reads and writes 16 bytes per pixel, as the colour conversion does, into new memory.
 void copyAsMuch(benchmark::State& state) {
-  const std::vector<std::uint8_t> source(pixels * 8, 1);
+  const std::vector<std::uint8_t> source(PIXELS * 8, 1);
   for (auto _ : state) {
     std::vector<std::uint8_t> result(source);
     benchmark::DoNotOptimize(result.data());
   }
-  report(state, pixels * 16);
+  report(state, PIXELS * 16);
 }
 
 BENCHMARK(colourGeoloom<float>)->Unit(benchmark::kMicrosecond);

@@ -1,6 +1,5 @@
-// resizePixelBuffer (Lanczos with prefilter) beside what else scales four channels: OpenCV's area filter,
-// which also prefilters, its Lanczos, which does not, and libyuv's box filter. Each makes its result anew, as
-// resizePixelBuffer does.
+// resizePixelBuffer (Lanczos with prefilter) beside OpenCV's area filter, which also prefilters, OpenCV's
+// Lanczos, which does not, and libyuv's box filter. Each allocates its result, as resizePixelBuffer does.
 
 #include <cstdint>
 #include <random>
@@ -23,7 +22,7 @@ Sizes sizesOf(const benchmark::State& state) {
           static_cast<int>(state.range(2)), static_cast<int>(state.range(3))};
 }
 
-std::shared_ptr<geoloom::platform::CVPixelBuffer> picture(const Sizes& sizes) {
+std::shared_ptr<geoloom::platform::CVPixelBuffer> image(const Sizes& sizes) {
   auto buffer = geoloom::createPixelBuffer(sizes.sourceWidth, sizes.sourceHeight);
   std::mt19937 random(1);
   for (std::size_t i = 0; i < buffer->bytesPerRow() * buffer->height(); ++i) {
@@ -34,15 +33,15 @@ std::shared_ptr<geoloom::platform::CVPixelBuffer> picture(const Sizes& sizes) {
 
 void resizeGeoloom(benchmark::State& state) {
   const Sizes sizes = sizesOf(state);
-  const auto source = picture(sizes);
+  const auto source = image(sizes);
   for (auto _ : state)
-    benchmark::DoNotOptimize(geoloom::resizePixelBuffer(*source, sizes.width, sizes.height));
+    benchmark::DoNotOptimize(geoloom::resizePixelBuffer(source, sizes.width, sizes.height));
 }
 
 void resizeOpenCV(benchmark::State& state, int filter) {
   cv::setNumThreads(1);
   const Sizes sizes = sizesOf(state);
-  const auto buffer = picture(sizes);
+  const auto buffer = image(sizes);
   const cv::Mat source(sizes.sourceHeight, sizes.sourceWidth, CV_8UC4, buffer->baseAddress(),
                        buffer->bytesPerRow());
   for (auto _ : state) {
@@ -61,7 +60,7 @@ void resizeOpenCVLanczos(benchmark::State& state) {
 
 void resizeLibyuvBox(benchmark::State& state) {
   const Sizes sizes = sizesOf(state);
-  const auto source = picture(sizes);
+  const auto source = image(sizes);
   for (auto _ : state) {
     std::vector<std::uint8_t> result(static_cast<std::size_t>(sizes.width * sizes.height) * 4);
     libyuv::ARGBScale(source->baseAddress(), static_cast<int>(source->bytesPerRow()), sizes.sourceWidth,

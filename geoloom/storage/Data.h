@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <optional>
 #include <span>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -13,31 +14,37 @@ namespace geoloom {
 
 /// A byte buffer that owns its bytes.
 ///
+///     const std::optional<Data> packed = Data("a text, or bytes").compress();
+///     const std::optional<Data> again = packed->decompress();   // again->text() == "a text, or bytes"
+///
 /// Compression is raw DEFLATE (RFC 1951), without header and checksum: any raw-DEFLATE decoder reads it, and
-/// any encoder's output can be decoded. Both operations read the bytes in place, keep no state between calls
-/// and may run on any number of threads at once; beside the result they need at most 64 KiB and what zlib
-/// takes. Buffers may be larger than 4 GiB.
+/// the output of any raw-DEFLATE encoder can be decoded. Both operations read the bytes in place, keep no
+/// state between calls and may run on any number of threads at once. Besides the result they need at most 64
+/// KiB and zlib's own state.
 class GEOLOOM_EXPORT Data {
  public:
   Data() = default;
-  /// Takes the bytes over.
+  /// Moves the bytes in.
   explicit Data(std::vector<std::uint8_t> bytes);
   /// Copies the bytes.
   explicit Data(std::span<const std::uint8_t> bytes);
+  explicit Data(std::span<const std::byte> bytes);
+  explicit Data(std::string_view text);
 
   [[nodiscard]] const std::vector<std::uint8_t>& bytes() const& { return bytes_; }
-  /// Hands the bytes over.
+  /// Moves the bytes out.
   [[nodiscard]] std::vector<std::uint8_t> bytes() && { return std::move(bytes_); }
+  /// The bytes as a text, valid as long as this object.
+  [[nodiscard]] std::string_view text() const&;
   [[nodiscard]] std::size_t count() const { return bytes_.size(); }
 
-  /// The bytes encoded; an empty buffer gives the few bytes of an empty stream. Absent only when memory does
-  /// not suffice.
+  /// The bytes encoded; an empty buffer gives the few bytes of an empty stream. Empty if zlib fails.
   [[nodiscard]] std::optional<Data> compress() const;
 
-  /// The bytes decoded. Absent, never a part of the result, for an empty buffer, bytes that are no DEFLATE
-  /// stream, a stream that is cut anywhere, and when memory does not suffice. Bytes after the end of the
-  /// stream are ignored. There is no checksum: damage that leaves a valid stream goes unnoticed, and the
-  /// result of a stranger's bytes may be a thousand times as large as they are.
+  /// The bytes decoded. Empty, never a part of the result, for an empty buffer, bytes that are not a DEFLATE
+  /// stream and a stream that is truncated anywhere. Bytes after the end of the stream are ignored. There is
+  /// no checksum: damage that leaves a valid stream goes unnoticed. Untrusted bytes may decode to a thousand
+  /// times their size.
   [[nodiscard]] std::optional<Data> decompress() const;
 
   friend bool operator==(const Data&, const Data&) = default;

@@ -4,9 +4,8 @@
 
 namespace geoloom {
 
-/// `x` limited to [`min`, `max`]. The lower bound is tested first, so that with `min` > `max` a value below
-/// `min` yields `min` and any other `max`; a value that is unordered with both (NaN) passes unchanged. Needs
-/// only `<` and `>`.
+/// `x` limited to [`min`, `max`]. The lower bound is tested first: with `min` > `max`, a value below `min`
+/// gives `min` and any other value gives `max`. NaN is returned unchanged. T needs `<` and `>`.
 template <class T>
 [[nodiscard]] constexpr T clamp(const T& x, const T& min, const T& max) {
   if (x < min) return min;

@@ -9,7 +9,6 @@
 #include <utility>
 
 #include "geoloom/base/Text.h"
-#include "geoloom/base/WhereMemorySuffices.h"
 #include "geoloom/platform/foundation/Log.h"
 #include "geoloom/utilities/Clamp.h"
 
@@ -19,7 +18,7 @@ namespace {
 
 using Shape = std::vector<std::ptrdiff_t>;
 
-/// Modulo 2^64: a size of 0 makes it 0 also where the others' product is out of range.
+/// Modulo 2^64, so that a size of 0 gives 0 even if the product of the others is out of range.
 std::ptrdiff_t product(const Shape& shape) {
   return static_cast<std::ptrdiff_t>(std::accumulate(
       shape.begin(), shape.end(), std::size_t{1},
@@ -32,7 +31,7 @@ std::string listForm(const Shape& shape) {
   return text + "]";
 }
 
-/// Says so and gives false unless the shape has that many dimensions.
+/// Prints a line and returns false unless the shape has that many dimensions.
 bool hasDimensions(const Shape& shape, std::size_t dimensions) {
   if (shape.size() == dimensions) return true;
   platform::Console::print("Expected a multi-array with " + std::to_string(dimensions) + " dimensions, got " +
@@ -40,7 +39,7 @@ bool hasDimensions(const Shape& shape, std::size_t dimensions) {
   return false;
 }
 
-[[maybe_unused]] bool isPermutation(std::vector<std::size_t> order, std::size_t dimensions) {
+bool isPermutation(std::vector<std::size_t> order, std::size_t dimensions) {
   std::sort(order.begin(), order.end());
   for (std::size_t d = 0; d < order.size(); ++d) {
     if (order[d] != d) return false;
@@ -58,7 +57,7 @@ std::string elementText(double value) {
   return base::text(value);
 }
 
-/// Appends the part of a view's description whose first `d` indices lead to `element`.
+/// Appends the text of dimensions `d` and up, beginning at `element`.
 template <class T>
 void describe(const T* element, const Shape& shape, const Shape& strides, std::size_t d, std::string& text) {
   const std::ptrdiff_t n = shape[d];
@@ -78,151 +77,77 @@ void describe(const T* element, const Shape& shape, const Shape& strides, std::s
   text += last ? " ]" : "]";
 }
 
-/// An element on its way to a byte. Integers go by way of 64-bit floats: neither step can overflow, and what
-/// is rounded lies far above 255 or below 0.
+/// The byte of an element v: (v + offset) * scale, limited to [0, 255] and truncated. Integers are computed
+/// as 64-bit floats: neither step can overflow, and whatever is rounded lies outside the limits.
 template <class T>
-struct Mapping {
-  using Wide = std::conditional_t<std::is_integral_v<T>, double, T>;
-  const Wide offset;
-  const Wide scale;
-
-  Mapping(T added, T factor) : offset(static_cast<Wide>(added)), scale(static_cast<Wide>(factor)) {}
-  [[nodiscard]] Wide scaled(T v) const { return (static_cast<Wide>(v) + offset) * scale; }
+class ByteMapping {
+ public:
+  ByteMapping(T offset, T scale) : offset_(static_cast<Wide>(offset)), scale_(static_cast<Wide>(scale)) {}
   [[nodiscard]] std::uint8_t operator()(T v) const {
-    return toUInt8(static_cast<T>(clamp(scaled(v), Wide(0), Wide(255))));
+    return toUInt8(clamp((static_cast<Wide>(v) + offset_) * scale_, Wide(0), Wide(255)));
   }
+
+ private:
+  using Wide = std::conditional_t<std::is_integral_v<T>, double, T>;
+  Wide offset_;
+  Wide scale_;
 };
 
-// The rows are written as plain loops that compilers vectorise, and compiled twice: 16 bytes at a time, as
-// every processor of the architecture can, is too slow to keep up with memory.
+RawBytes blank(std::ptrdiff_t width, std::ptrdiff_t height, std::size_t pixelBytes) {
+  const auto w = static_cast<std::size_t>(width);
+  const auto h = static_cast<std::size_t>(height);
+  return {std::vector<std::uint8_t>(w * h * pixelBytes), w, h};
+}
+
+// The compiler vectorises both loops.
 
 template <class T>
-[[gnu::always_inline]] inline void grayRow(const T* __restrict in, std::ptrdiff_t step, std::size_t width,
-                                           const Mapping<T>& map, std::uint8_t* __restrict out) {
-  using Wide = typename Mapping<T>::Wide;
-  // Both limits of clamp, lower first, in a loop each: together compilers make more of them than the two are
-  // worth.
-  std::array<Wide, 256> atLeast0;
-  for (std::size_t begin = 0; begin < width; begin += atLeast0.size()) {
-    const std::size_t n = std::min(width - begin, atLeast0.size());
-    if (step == 1) {
-      for (std::size_t i = 0; i < n; ++i) {
-        const Wide value = map.scaled(in[begin + i]);
-        atLeast0[i] = value < 0 ? Wide(0) : value;
-      }
-    } else {
-      for (std::size_t i = 0; i < n; ++i) {
-        const Wide value = map.scaled(in[static_cast<std::ptrdiff_t>(begin + i) * step]);
-        atLeast0[i] = value < 0 ? Wide(0) : value;
-      }
-    }
-    for (std::size_t i = 0; i < n; ++i) {
-      out[begin + i] = toUInt8(static_cast<T>(atLeast0[i] > 255 ? Wide(255) : atLeast0[i]));
-    }
+void grayRow(const T* in, std::ptrdiff_t step, std::size_t width, const ByteMapping<T>& map,
+             std::uint8_t* __restrict out) {
+  for (std::size_t x = 0; x < width; ++x) out[x] = map(in[static_cast<std::ptrdiff_t>(x) * step]);
+}
+
+template <class T>
+void colourRow(const std::array<const T*, 3>& in, std::ptrdiff_t step, std::size_t width,
+               const ByteMapping<T>& map, std::uint8_t* __restrict out) {
+  const auto [red, green, blue] = in;
+  // One store of four bytes a pixel: four stores of a byte are not vectorised.
+  constexpr bool LITTLE = std::endian::native == std::endian::little;
+  for (std::size_t x = 0; x < width; ++x) {
+    const std::ptrdiff_t i = static_cast<std::ptrdiff_t>(x) * step;
+    const std::uint32_t r = map(red[i]);
+    const std::uint32_t g = map(green[i]);
+    const std::uint32_t b = map(blue[i]);
+    const std::uint32_t pixel =
+        LITTLE ? r | g << 8 | b << 16 | 0xFF000000U : r << 24 | g << 16 | b << 8 | 0xFFU;
+    std::memcpy(out + 4 * x, &pixel, 4);
   }
-}
-
-[[gnu::always_inline]] inline std::uint32_t pixel(std::uint32_t red, std::uint32_t green,
-                                                  std::uint32_t blue) {
-  if constexpr (std::endian::native == std::endian::little)
-    return red | green << 8 | blue << 16 | 0xFF000000U;
-  return red << 24 | green << 16 | blue << 8 | 0xFFU;
-}
-
-template <class T>
-[[gnu::always_inline]] inline void colourRow(const std::array<const T*, 3>& in, std::ptrdiff_t step,
-                                             std::size_t width, const Mapping<T>& map,
-                                             std::uint8_t* __restrict out) {
-  const T* __restrict red = in[0];
-  const T* __restrict green = in[1];
-  const T* __restrict blue = in[2];
-  if (step == 1) {
-    for (std::size_t x = 0; x < width; ++x) {
-      const std::uint32_t bytes = pixel(map(red[x]), map(green[x]), map(blue[x]));
-      std::memcpy(out + 4 * x, &bytes, 4);
-    }
-  } else {
-    for (std::size_t x = 0; x < width; ++x) {
-      const std::ptrdiff_t i = static_cast<std::ptrdiff_t>(x) * step;
-      const std::uint32_t bytes = pixel(map(red[i]), map(green[i]), map(blue[i]));
-      std::memcpy(out + 4 * x, &bytes, 4);
-    }
-  }
-}
-
-/// The two kinds of rows for one processor.
-template <class T>
-struct Rows {
-  void (*gray)(const T* in, std::ptrdiff_t step, std::size_t width, const Mapping<T>& map, std::uint8_t* out);
-  void (*colour)(const std::array<const T*, 3>& in, std::ptrdiff_t step, std::size_t width,
-                 const Mapping<T>& map, std::uint8_t* out);
-};
-
-#if defined(__x86_64__)
-template <class T>
-[[gnu::target("avx2")]] void grayRowAVX2(const T* in, std::ptrdiff_t step, std::size_t width,
-                                         const Mapping<T>& map, std::uint8_t* out) {
-  grayRow(in, step, width, map, out);
-}
-template <class T>
-[[gnu::target("avx2")]] void colourRowAVX2(const std::array<const T*, 3>& in, std::ptrdiff_t step,
-                                           std::size_t width, const Mapping<T>& map, std::uint8_t* out) {
-  colourRow(in, step, width, map, out);
-}
-#endif
-
-template <class T>
-Rows<T> rowsForThisProcessor() {
-#if defined(__x86_64__)
-  if (__builtin_cpu_supports("avx2") != 0) return {grayRowAVX2<T>, colourRowAVX2<T>};
-#endif
-  return {grayRow<T>, colourRow<T>};
-}
-
-/// A picture of zeros; nothing for a size that is negative or beyond what memory holds.
-std::optional<RawBytes> blank(std::ptrdiff_t width, std::ptrdiff_t height, std::ptrdiff_t pixelBytes) {
-  std::ptrdiff_t bytes = pixelBytes;
-  if (width < 0 || height < 0 || __builtin_mul_overflow(bytes, width, &bytes) ||
-      __builtin_mul_overflow(bytes, height, &bytes)) {
-    return std::nullopt;
-  }
-  return base::whereMemorySuffices([&]() -> std::optional<RawBytes> {
-    return RawBytes{std::vector<std::uint8_t>(static_cast<std::size_t>(bytes)),
-                    static_cast<std::size_t>(width), static_cast<std::size_t>(height)};
-  });
 }
 
 }  // namespace
 
 template <MultiArrayType T>
 MultiArray<T>::MultiArray(std::shared_ptr<platform::MLMultiArray> array) : array_(std::move(array)) {
-  GEOLOOM_PRECONDITION(array_ != nullptr, "a view needs an array");
+  GEOLOOM_REQUIRE(array_ != nullptr,
+                  "MultiArray: no array, a negative size, or a shape too large for memory");
   pointer_ = static_cast<T*>(array_->dataPointer());
   strides_ = array_->strides();
   shape_ = array_->shape();
 }
 
 template <MultiArrayType T>
-MultiArray<T>::MultiArray(const Shape& shape)
-    : array_(platform::MLMultiArray::create(shape, multiArrayDataType<T>)),
-      pointer_(array_ ? static_cast<T*>(array_->dataPointer()) : nullptr),
-      strides_(array_ ? array_->strides() : Shape{1}),
-      shape_(array_ ? array_->shape() : Shape{0}) {
-  GEOLOOM_PRECONDITION(array_ != nullptr, "the shape has a negative size or needs more memory than there is");
-  std::fill_n(pointer_, count(), T(0));
-}
+MultiArray<T>::MultiArray(const Shape& shape) : MultiArray(shape, T(0)) {}
 
 template <MultiArrayType T>
-MultiArray<T>::MultiArray(const Shape& shape, T initial) : MultiArray(shape) {
+MultiArray<T>::MultiArray(const Shape& shape, T initial)
+    : MultiArray(platform::MLMultiArray::create(shape, multiArrayDataType<T>)) {
   std::fill_n(pointer_, count(), initial);
 }
 
 template <MultiArrayType T>
-MultiArray<T>::MultiArray(const MultiArray& storage, Shape strides, Shape shape)
-    : array_(storage.array_),
-      pointer_(storage.pointer_),
-      strides_(std::move(strides)),
-      shape_(std::move(shape)) {}
+MultiArray<T>::MultiArray(std::shared_ptr<platform::MLMultiArray> array, T* pointer, Shape strides,
+                          Shape shape)
+    : array_(std::move(array)), pointer_(pointer), strides_(std::move(strides)), shape_(std::move(shape)) {}
 
 template <MultiArrayType T>
 std::ptrdiff_t MultiArray<T>::count() const {
@@ -231,30 +156,30 @@ std::ptrdiff_t MultiArray<T>::count() const {
 
 template <MultiArrayType T>
 MultiArray<T> MultiArray<T>::reshaped(const Shape& newShape) const {
-  GEOLOOM_PRECONDITION(!newShape.empty(), "a view is reshaped to at least one dimension");
-  GEOLOOM_PRECONDITION(product(newShape) == count(), "a view is reshaped to as many elements as it has");
+  GEOLOOM_REQUIRE(!newShape.empty(), "reshaped needs at least one dimension");
+  GEOLOOM_REQUIRE(product(newShape) == count(), "reshaped needs a shape of the same number of elements");
   Shape strides(newShape.size(), 1);
   for (std::size_t d = newShape.size(); d > 1; --d) strides[d - 2] = strides[d - 1] * newShape[d - 1];
-  return MultiArray(*this, std::move(strides), newShape);
+  return MultiArray(array_, pointer_, std::move(strides), newShape);
 }
 
 template <MultiArrayType T>
 MultiArray<T> MultiArray<T>::transposed(const std::vector<std::size_t>& order) const {
-  GEOLOOM_PRECONDITION(isPermutation(order, shape_.size()), "a transpose order names every dimension once");
+  GEOLOOM_REQUIRE(isPermutation(order, shape_.size()), "transposed needs every dimension exactly once");
   Shape strides(order.size());
   Shape shape(order.size());
   for (std::size_t d = 0; d < order.size(); ++d) {
     strides[d] = strides_[order[d]];
     shape[d] = shape_[order[d]];
   }
-  return MultiArray(*this, std::move(strides), std::move(shape));
+  return MultiArray(array_, pointer_, std::move(strides), std::move(shape));
 }
 
 template <MultiArrayType T>
 std::string MultiArray<T>::description() const {
-  GEOLOOM_PRECONDITION(!shape_.empty(), "a view without dimensions has no text form");
+  GEOLOOM_REQUIRE(!shape_.empty(), "description needs at least one dimension");
   std::string text;
-  if (!shape_.empty()) describe<T>(pointer_, shape_, strides_, 0, text);
+  describe<T>(pointer_, shape_, strides_, 0, text);
   return text;
 }
 
@@ -265,14 +190,12 @@ std::optional<RawBytes> MultiArray<T>::toRawBytesRGBA(T offset, T scale) const {
     platform::Console::print("Expected first dimension to have 3 channels, got " + std::to_string(shape_[0]));
     return std::nullopt;
   }
-  auto raw = blank(shape_[2], shape_[1], 4);
-  if (!raw) return std::nullopt;
-  const Mapping<T> map(offset, scale);
-  const auto colourRow = rowsForThisProcessor<T>().colour;
-  for (std::size_t y = 0; y < raw->height; ++y) {
+  RawBytes raw = blank(shape_[2], shape_[1], 4);
+  const ByteMapping<T> map(offset, scale);
+  for (std::size_t y = 0; y < raw.height; ++y) {
     const T* const row = pointer_ + static_cast<std::ptrdiff_t>(y) * strides_[1];
-    colourRow({row, row + strides_[0], row + 2 * strides_[0]}, strides_[2], raw->width, map,
-              raw->bytes.data() + y * raw->width * 4);
+    colourRow<T>({row, row + strides_[0], row + 2 * strides_[0]}, strides_[2], raw.width, map,
+                 raw.bytes.data() + y * raw.width * 4);
   }
   return raw;
 }
@@ -280,27 +203,24 @@ std::optional<RawBytes> MultiArray<T>::toRawBytesRGBA(T offset, T scale) const {
 template <MultiArrayType T>
 std::optional<RawBytes> MultiArray<T>::toRawBytesGray(T offset, T scale) const {
   if (!hasDimensions(shape_, 2)) return std::nullopt;
-  auto raw = blank(shape_[1], shape_[0], 1);
-  if (!raw) return std::nullopt;
-  const Mapping<T> map(offset, scale);
-  const auto grayRow = rowsForThisProcessor<T>().gray;
-  for (std::size_t y = 0; y < raw->height; ++y) {
-    grayRow(pointer_ + static_cast<std::ptrdiff_t>(y) * strides_[0], strides_[1], raw->width, map,
-            raw->bytes.data() + y * raw->width);
+  RawBytes raw = blank(shape_[1], shape_[0], 1);
+  const ByteMapping<T> map(offset, scale);
+  for (std::size_t y = 0; y < raw.height; ++y) {
+    grayRow(pointer_ + static_cast<std::ptrdiff_t>(y) * strides_[0], strides_[1], raw.width, map,
+            raw.bytes.data() + y * raw.width);
   }
   return raw;
 }
 
 template <MultiArrayType T>
 std::shared_ptr<platform::UIImage> MultiArray<T>::image(T offset, T scale) const {
+  using platform::UIImage;
   const bool colour = shape_.size() == 3;
   if (!colour && shape_.size() != 2) return nullptr;
   std::optional<RawBytes> raw = colour ? toRawBytesRGBA(offset, scale) : toRawBytesGray(offset, scale);
   if (!raw) return nullptr;
-  return colour
-             ? platform::UIImage::fromByteArrayRGBA(std::move(raw->bytes), shape_.back(), *(shape_.end() - 2))
-             : platform::UIImage::fromByteArrayGray(std::move(raw->bytes), shape_.back(),
-                                                    *(shape_.end() - 2));
+  return colour ? UIImage::fromByteArrayRGBA(std::move(raw->bytes), raw->width, raw->height)
+                : UIImage::fromByteArrayGray(std::move(raw->bytes), raw->width, raw->height);
 }
 
 template <MultiArrayType T>
@@ -310,15 +230,9 @@ std::shared_ptr<platform::UIImage> MultiArray<T>::image(std::ptrdiff_t channel, 
     platform::Console::print("Channel must be between 0 and " + std::to_string(shape_[0] - 1));
     return nullptr;
   }
-  return base::whereMemorySuffices([&]() -> std::shared_ptr<platform::UIImage> {
-    auto storage = platform::MLMultiArray::create({shape_[1], shape_[2]}, multiArrayDataType<T>);
-    if (!storage) return nullptr;
-    const MultiArray plane(std::move(storage));
-    for (std::ptrdiff_t y = 0; y < shape_[1]; ++y) {
-      for (std::ptrdiff_t x = 0; x < shape_[2]; ++x) plane(y, x) = (*this)(channel, y, x);
-    }
-    return plane.image(offset, scale);
-  });
+  const MultiArray plane(array_, pointer_ + channel * strides_[0], {strides_[1], strides_[2]},
+                         {shape_[1], shape_[2]});
+  return plane.image(offset, scale);
 }
 
 template class MultiArray<double>;

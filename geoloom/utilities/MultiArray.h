@@ -9,11 +9,11 @@
 #include <ostream>
 #include <span>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "geoloom/Export.h"
 #include "geoloom/base/Precondition.h"
-#include "geoloom/base/WhereMemorySuffices.h"
 #include "geoloom/platform/imaging/UIImage.h"
 #include "geoloom/platform/vision/MLMultiArray.h"
 
@@ -36,36 +36,40 @@ template <MultiArrayType T>
 [[nodiscard]] constexpr std::uint8_t toUInt8(T value) {
   GEOLOOM_PRECONDITION(value > T(-1) && value < T(256),
                        "toUInt8 takes values above -1 and below 256, not NaN");
-  return static_cast<std::uint8_t>(
-      static_cast<int>(value));  // by way of int: processors have that conversion
+  // Through int, a conversion that processors have.
+  return static_cast<std::uint8_t>(static_cast<int>(value));
 }
 
-/// 8-bit picture rows from the top, without padding.
+/// The bytes of an image: rows from the top, without padding.
 struct RawBytes {
   std::vector<std::uint8_t> bytes;
   std::size_t width = 0;
   std::size_t height = 0;
 };
 
-/// A typed view over a model's array: a value that shares its storage with the array and with every view made
-/// from it.
+/// A typed view over a model's array. Copies of a view, views made from it and the array itself share the
+/// elements.
 ///
-/// Element (i0, i1, ...) lives i0 * strides[0] + i1 * strides[1] + ... elements from the pointer; indices are
-/// never compared with the shape. Like a span, a const view still lets its elements be written. No locking is
-/// done: a view and those made from it are used from one thread at a time, or only read.
+///     const MultiArray<float> view(array);     // shape [3, height, width]
+///     view(0, y, x) = 0.5F;
+///     auto image = view.image(1, 127.5F);      // (v + 1) * 127.5, limited to 0...255
 ///
-/// What is called a precondition aborts with a message in debug builds and is not checked in others.
+/// Element (i0, i1, ...) lives i0 * strides[0] + i1 * strides[1] + ... elements from the pointer. Like a
+/// std::span, a const view allows writing its elements. There is no locking: use a view and the views made
+/// from it on one thread at a time, or only read.
+///
+/// A violated precondition aborts with a message, in every build. Element access and byte conversion check
+/// theirs in debug builds only; indices are never compared with the shape.
 template <MultiArrayType T>
 class GEOLOOM_EXPORT MultiArray {
  public:
   using Shape = std::vector<std::ptrdiff_t>;
 
   /// A view over the whole array. T is the caller's choice; it is not compared with the array's own type.
-  /// Precondition: the array is there.
+  /// Precondition: `array` is not null.
   explicit MultiArray(std::shared_ptr<platform::MLMultiArray> array);
 
-  /// A new array of zeros. Precondition: no size is negative and memory suffices; where that is not checked,
-  /// the view that results has no array and the shape [0].
+  /// A new array of zeros. Precondition: no size is negative and memory suffices.
   explicit MultiArray(const Shape& shape);
   explicit MultiArray(std::initializer_list<std::ptrdiff_t> shape) : MultiArray(Shape(shape)) {}
 
@@ -77,13 +81,14 @@ class GEOLOOM_EXPORT MultiArray {
   [[nodiscard]] const Shape& strides() const { return strides_; }
   [[nodiscard]] const Shape& shape() const { return shape_; }
 
-  /// Product of the shape: 1 for an empty one.
+  /// Number of elements, the product of the shape: 1 for an empty shape.
   [[nodiscard]] std::ptrdiff_t count() const;
 
-  /// The element at a position in storage order; the strides play no part.
+  /// The element at a position in storage order, regardless of the strides.
   [[nodiscard]] T& operator[](std::ptrdiff_t position) const { return pointer_[position]; }
 
-  /// Elements by their first indices, the others being 0. Precondition: not more indices than strides.
+  /// The element at these first indices, the other indices being 0. Precondition: no more indices than
+  /// dimensions.
   [[nodiscard]] T& operator()(std::ptrdiff_t i, std::ptrdiff_t j) const { return at<2>({i, j}); }
   [[nodiscard]] T& operator()(std::ptrdiff_t i, std::ptrdiff_t j, std::ptrdiff_t k) const {
     return at<3>({i, j, k});
@@ -101,32 +106,33 @@ class GEOLOOM_EXPORT MultiArray {
     return (*this)(std::span<const std::ptrdiff_t>(indices.begin(), indices.size()));
   }
 
-  /// The same storage, in stored order, under another shape with contiguous strides (last dimension fastest);
-  /// the strides of this view play no part. Precondition: as many elements, at least one dimension.
+  /// A view of the same storage, in stored order, with another shape and contiguous strides (last dimension
+  /// fastest), regardless of the strides of this view. Precondition: the same number of elements, at least
+  /// one dimension.
   [[nodiscard]] MultiArray reshaped(const Shape& newShape) const;
 
-  /// The same elements with dimension order[d] as dimension d. Precondition: a permutation of all dimensions.
+  /// A view of the same elements with dimension order[d] as dimension d. Precondition: `order` is a
+  /// permutation of all dimensions.
   [[nodiscard]] MultiArray transposed(const std::vector<std::size_t>& order) const;
 
-  /// The elements between nested brackets, at most 11 on a line; the same in every locale. Precondition: the
+  /// The elements in nested brackets, at most 11 on a line, the same text in every locale. Precondition: the
   /// shape is not empty.
   [[nodiscard]] std::string description() const;
 
-  /// Shape [3, height, width], red, green and blue, as four bytes a pixel, alpha 255 last. Each element v
-  /// becomes (v + offset) * scale, limited to [0, 255] and truncated. Nothing, with a line on the console,
-  /// for another shape, and without one where memory does not suffice. Precondition: no element is NaN.
+  /// Shape [3, height, width] (red, green, blue) as four bytes per pixel, alpha 255 last. Each element v
+  /// becomes (v + offset) * scale, limited to [0, 255] and truncated. Empty, after a line on the console, for
+  /// any other shape. Precondition: no element is NaN.
   [[nodiscard]] std::optional<RawBytes> toRawBytesRGBA(T offset, T scale) const;
 
-  /// Shape [height, width] as one byte a pixel; otherwise as above.
+  /// Shape [height, width] as one byte per pixel; otherwise as above.
   [[nodiscard]] std::optional<RawBytes> toRawBytesGray(T offset, T scale) const;
 
-  /// Two dimensions as a gray picture, three as a colour picture, through the conversions above. Null for any
-  /// other number of dimensions, without a line, for what they refuse, for a picture without pixels, and
-  /// where memory does not suffice.
+  /// Two dimensions as a gray image, three as a colour image, through the conversions above. Null if they
+  /// return nothing, for an image without pixels and, without a line, for any other number of dimensions.
   [[nodiscard]] std::shared_ptr<platform::UIImage> image(T offset, T scale) const;
 
-  /// One channel of shape [channels, height, width] as a gray picture. Null, with a line on the console, for
-  /// another number of dimensions or a channel that is not there.
+  /// One channel of shape [channels, height, width] as a gray image. Null, after a line on the console, for
+  /// another number of dimensions or a channel that does not exist.
   [[nodiscard]] std::shared_ptr<platform::UIImage> image(std::ptrdiff_t channel, T offset, T scale) const;
 
   friend std::ostream& operator<<(std::ostream& stream, const MultiArray& view) {
@@ -134,7 +140,7 @@ class GEOLOOM_EXPORT MultiArray {
   }
 
  private:
-  MultiArray(const MultiArray& storage, Shape strides, Shape shape);
+  MultiArray(std::shared_ptr<platform::MLMultiArray> array, T* pointer, Shape strides, Shape shape);
 
   template <std::size_t N>
   [[nodiscard]] T& at(const std::ptrdiff_t (&indices)[N]) const {
@@ -156,10 +162,14 @@ extern template class MultiArray<std::int32_t>;
 
 }  // namespace geoloom
 
-/// A view of element type T over the array, as a picture: MultiArray<T>::image(offset, scale).
+/// The array as an image: MultiArray<T>::image(offset, scale). T is float unless named. Precondition, checked
+/// in every build: the array holds elements of type T.
 template <class T>
-std::shared_ptr<geoloom::platform::UIImage> geoloom::platform::MLMultiArray::image(T offset, T scale) const {
+std::shared_ptr<geoloom::platform::UIImage> geoloom::platform::MLMultiArray::image(
+    std::type_identity_t<T> offset, std::type_identity_t<T> scale) const {
+  GEOLOOM_REQUIRE(
+      dataType() == geoloom::multiArrayDataType<T>,
+      "image needs the array's own element type: image<double>, image<float> or image<std::int32_t>");
   auto self = std::static_pointer_cast<MLMultiArray>(std::const_pointer_cast<NSObject>(shared_from_this()));
-  return base::whereMemorySuffices(
-      [&] { return geoloom::MultiArray<T>(std::move(self)).image(offset, scale); });
+  return geoloom::MultiArray<T>(std::move(self)).image(offset, scale);
 }

@@ -9,31 +9,33 @@
 
 namespace geoloom {
 
-/// A new BGRA buffer; it holds nothing in particular until it is written. Null, with a line on the console,
-/// for a size that is not positive and when memory does not suffice.
-[[nodiscard]] GEOLOOM_EXPORT std::shared_ptr<platform::CVPixelBuffer> createPixelBuffer(
-    std::ptrdiff_t width, std::ptrdiff_t height);
+/// A new BGRA buffer with uninitialised pixels. Null, after a line on the console, for a size of 0 and if
+/// memory does not suffice.
+[[nodiscard]] GEOLOOM_EXPORT std::shared_ptr<platform::CVPixelBuffer> createPixelBuffer(std::size_t width,
+                                                                                        std::size_t height);
 
 /// A new buffer of the source's format that holds the crop rectangle (in pixels, from the top left) scaled to
-/// scaleWidth x scaleHeight, its rows scaleWidth * 4 bytes apart. The source's pixels are read in place, as
-/// four bytes each whatever its format: it should be BGRA or ARGB. It must not be written meanwhile. See
-/// vImageScale_ARGB8888 for the filter.
+/// scaleWidth x scaleHeight, with rows of scaleWidth * 4 bytes. The source is read in place, as four bytes
+/// per pixel whatever its format, so it should be BGRA or ARGB; it is locked during the call and must not be
+/// written by others. See vImageScale_ARGB8888 for the filter.
 ///
-/// Null, with a line on the console, for a crop rectangle that is empty or not inside the source, a scaled
-/// size that is not positive, and when memory does not suffice.
+/// Null, after a line on the console that begins with "Error:", for an absent source, a crop rectangle that
+/// is not inside the source, an empty crop rectangle or scaled size, a format other than BGRA or ARGB that
+/// cannot hold the result, and if memory does not suffice.
 [[nodiscard]] GEOLOOM_EXPORT std::shared_ptr<platform::CVPixelBuffer> resizePixelBuffer(
-    platform::CVPixelBuffer& pixelBuffer, std::ptrdiff_t cropX, std::ptrdiff_t cropY,
-    std::ptrdiff_t cropWidth, std::ptrdiff_t cropHeight, std::ptrdiff_t scaleWidth,
-    std::ptrdiff_t scaleHeight);
+    const std::shared_ptr<platform::CVPixelBuffer>& source, std::size_t cropX, std::size_t cropY,
+    std::size_t cropWidth, std::size_t cropHeight, std::size_t scaleWidth, std::size_t scaleHeight);
 
-/// The same for all of the source.
+/// The same for the whole source.
 [[nodiscard]] GEOLOOM_EXPORT std::shared_ptr<platform::CVPixelBuffer> resizePixelBuffer(
-    platform::CVPixelBuffer& pixelBuffer, std::ptrdiff_t width, std::ptrdiff_t height);
+    const std::shared_ptr<platform::CVPixelBuffer>& source, std::size_t width, std::size_t height);
 
 /// Renders the source (any format), scaled to width x height, into the bottom left of `output` (one plane),
-/// which is usually of just that size; what is not covered becomes 0. Nothing is reported.
-GEOLOOM_EXPORT void resizePixelBuffer(const std::shared_ptr<platform::CVPixelBuffer>& pixelBuffer,
-                                      std::ptrdiff_t width, std::ptrdiff_t height,
-                                      platform::CVPixelBuffer& output, const platform::CIContext& context);
+/// which usually has just that size; the rest of `output` becomes 0. Does nothing without a source or an
+/// output. Nothing is reported.
+GEOLOOM_EXPORT void resizePixelBuffer(const std::shared_ptr<platform::CVPixelBuffer>& source,
+                                      std::size_t width, std::size_t height,
+                                      const std::shared_ptr<platform::CVPixelBuffer>& output,
+                                      const platform::CIContext& context);
 
 }  // namespace geoloom

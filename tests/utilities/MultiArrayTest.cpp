@@ -7,7 +7,7 @@
 
 #include "geoloom/utilities/MultiArray.h"
 
-#include "tests/utilities/Fixtures.h"
+#include "tests/utilities/ConsoleTest.h"
 
 namespace geoloom {
 namespace {
@@ -31,7 +31,7 @@ MultiArray<T> counting(const Shape& shape) {
   return view;
 }
 
-TYPED_TEST(MultiArrayTest, IsMadeOfZerosOrAValue) {
+TYPED_TEST(MultiArrayTest, NewArraysHoldZerosOrTheInitialValue) {
   const MultiArray<TypeParam> zeros(Shape{2, 3});
   EXPECT_EQ(zeros.array()->dataType(), multiArrayDataType<TypeParam>);
   EXPECT_EQ(zeros.pointer(), zeros.array()->dataPointer());
@@ -43,10 +43,6 @@ TYPED_TEST(MultiArrayTest, IsMadeOfZerosOrAValue) {
   }
   EXPECT_EQ((MultiArray<TypeParam>(Shape{}, 3).count()), 1);
   EXPECT_EQ((MultiArray<TypeParam>(Shape{2, 0, 3}).count()), 0);
-  EXPECT_EQ((MultiArray<TypeParam>({}).count()), 1);
-  EXPECT_EQ((MultiArray<TypeParam>({0, 2}).count()), 0);
-  constexpr std::ptrdiff_t wide = std::ptrdiff_t{1} << 40;
-  EXPECT_EQ((MultiArray<TypeParam>(Shape{wide, wide, 0}).count()), 0);
 }
 
 TYPED_TEST(MultiArrayTest, AddressesElementsThroughStrides) {
@@ -69,7 +65,7 @@ TYPED_TEST(MultiArrayTest, AddressesElementsThroughStrides) {
   EXPECT_EQ(view(1, 2, 3, 4), 5) << "views share their storage";
 }
 
-TYPED_TEST(MultiArrayTest, ReshapesAndTransposesWithoutMovingElements) {
+TYPED_TEST(MultiArrayTest, ReshapedAndTransposedViewsShareElements) {
   const auto view = counting<TypeParam>({2, 3});
   EXPECT_EQ(view.reshaped({6}).strides(), (Shape{1}));
   EXPECT_EQ(view.reshaped({3, 2}).strides(), (Shape{2, 1}));
@@ -83,7 +79,7 @@ TYPED_TEST(MultiArrayTest, ReshapesAndTransposesWithoutMovingElements) {
   EXPECT_EQ(view.reshaped({1, 6, 1}).strides(), (Shape{6, 1, 1}));
 }
 
-TYPED_TEST(MultiArrayTest, SharesForeignMemory) {
+TYPED_TEST(MultiArrayTest, ViewsKeepWrappedMemoryAlive) {
   std::vector<TypeParam> memory(12);
   std::iota(memory.begin(), memory.end(), TypeParam(0));
   int released = 0;
@@ -98,7 +94,7 @@ TYPED_TEST(MultiArrayTest, SharesForeignMemory) {
   EXPECT_EQ(released, 1);
 }
 
-TEST(MultiArrayDescriptionTest, PrintsNestedRows) {
+TEST(MultiArrayDescriptionTest, NestsBrackets) {
   auto view = counting<float>({2, 3});
   for (std::ptrdiff_t i = 0; i < 6; ++i) view[i] += 1;
   EXPECT_EQ(view.description(), "[[ 1.0, 2.0, 3.0 ],\n [ 4.0, 5.0, 6.0 ]]");
@@ -116,7 +112,7 @@ TEST(MultiArrayDescriptionTest, BreaksLinesAfterElevenElements) {
       "[[ 0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, \n   11, 12, 13, 14, 15, 16, 17, 18, 19, 20, 21, \n   22 ]]");
 }
 
-TEST(MultiArrayDescriptionTest, PrintsDimensionsOfSizeZero) {
+TEST(MultiArrayDescriptionTest, ShowsEmptyDimensions) {
   EXPECT_EQ(MultiArray<float>(Shape({0})).description(), "[  ]");
   EXPECT_EQ(MultiArray<float>(Shape{2, 0}).description(), "[[  ],\n [  ]]");
   EXPECT_EQ(MultiArray<float>(Shape{0, 2}).description(), "[]");
@@ -151,68 +147,38 @@ TEST(MultiArrayDescriptionTest, IsTheSameInEveryLocale) {
 
 using MultiArrayBytesTest = test::ConsoleTest;
 
-/// The mapping as it is stated, one element at a time.
+/// The bytes that the definition gives, element by element.
 template <class T>
-std::uint8_t mapped(T v, T offset, T scale) {
-  const T value = (v + offset) * scale;
-  return static_cast<std::uint8_t>(value < 0 ? T(0) : value > 255 ? T(255) : value);
-}
-
-template <class T>
-void fillAtRandom(const MultiArray<T>& view, std::size_t storage) {
-  std::mt19937 random(8);
-  std::uniform_real_distribution<double> values(-100, 400);
-  for (std::size_t i = 0; i < storage; ++i) view.pointer()[i] = static_cast<T>(values(random));
-}
-
-template <class T>
-void expectColours(const MultiArray<T>& view, T offset, T scale) {
-  const auto raw = view.toRawBytesRGBA(offset, scale);
-  ASSERT_TRUE(raw);
-  ASSERT_EQ(raw->height, static_cast<std::size_t>(view.shape()[1]));
-  ASSERT_EQ(raw->width, static_cast<std::size_t>(view.shape()[2]));
-  Bytes expected;
-  for (std::ptrdiff_t y = 0; y < view.shape()[1]; ++y) {
-    for (std::ptrdiff_t x = 0; x < view.shape()[2]; ++x) {
-      for (std::ptrdiff_t c = 0; c < 3; ++c) expected.push_back(mapped(view(c, y, x), offset, scale));
-      expected.push_back(255);
+Bytes expectedBytes(const MultiArray<T>& view, T offset, T scale) {
+  const auto mapped = [&](T v) {
+    const T value = (v + offset) * scale;
+    return static_cast<std::uint8_t>(value < 0 ? T(0) : value > 255 ? T(255) : value);
+  };
+  const bool colour = view.shape().size() == 3;
+  Bytes bytes;
+  for (std::ptrdiff_t y = 0; y < view.shape()[colour ? 1 : 0]; ++y) {
+    for (std::ptrdiff_t x = 0; x < view.shape()[colour ? 2 : 1]; ++x) {
+      if (!colour) bytes.push_back(mapped(view(y, x)));
+      for (std::ptrdiff_t c = 0; colour && c < 3; ++c) bytes.push_back(mapped(view(c, y, x)));
+      if (colour) bytes.push_back(255);
     }
   }
-  EXPECT_EQ(raw->bytes, expected);
+  return bytes;
 }
 
-template <class T>
-void expectGray(const MultiArray<T>& view, T offset, T scale) {
-  const auto raw = view.toRawBytesGray(offset, scale);
-  ASSERT_TRUE(raw);
-  ASSERT_EQ(raw->width, static_cast<std::size_t>(view.shape()[1]));
-  Bytes expected;
-  for (std::ptrdiff_t y = 0; y < view.shape()[0]; ++y)
-    for (std::ptrdiff_t x = 0; x < view.shape()[1]; ++x)
-      expected.push_back(mapped(view(y, x), offset, scale));
-  EXPECT_EQ(raw->bytes, expected);
-}
-
-template <class T>
-void expectSameBytesThroughAnyStrides() {
-  const MultiArray<T> first(Shape{3, 19, 37});
-  fillAtRandom(first, 3 * 19 * 37);
-  expectColours<T>(first, 0, 1);
-  expectColours<T>(first, 10, 2);
-  expectColours<T>(first.reshaped({19, 37, 3}).transposed({2, 0, 1}), 10, 2);  // channels last
-  expectColours<T>(first.reshaped({3, 37, 19}).transposed({0, 2, 1}), -3, 1);
-  const MultiArray<T> plane(Shape{19, 37});
-  fillAtRandom(plane, 19 * 37);
-  expectGray<T>(plane, 0, 1);
-  expectGray<T>(plane.transposed({1, 0}), 10, 3);
-}
-
-TEST_F(MultiArrayBytesTest, StridesDoNotChangeTheBytes) {
-  expectSameBytesThroughAnyStrides<float>();
-  expectSameBytesThroughAnyStrides<double>();
-  expectSameBytesThroughAnyStrides<std::int32_t>();
-  expectColours<float>(MultiArray<float>(Shape{3, 0, 4}), 0, 1);
-  EXPECT_THAT(lines, IsEmpty());
+TYPED_TEST(MultiArrayTest, BytesDoNotDependOnStrides) {
+  MultiArray<TypeParam> colours(Shape{3, 19, 37});
+  std::mt19937 random(8);
+  for (std::ptrdiff_t i = 0; i < colours.count(); ++i)
+    colours[i] = static_cast<TypeParam>(random() % 500) - 100;
+  for (const auto& view : {colours, colours.reshaped({19, 37, 3}).transposed({2, 0, 1}),
+                           colours.reshaped({3, 37, 19}).transposed({0, 2, 1})}) {
+    EXPECT_EQ(view.toRawBytesRGBA(10, 2)->bytes, expectedBytes<TypeParam>(view, 10, 2));
+    EXPECT_EQ(view.toRawBytesRGBA(-3, 1)->height, static_cast<std::size_t>(view.shape()[1]));
+  }
+  for (const auto& view : {colours.reshaped({57, 37}), colours.reshaped({37, 57}).transposed({1, 0})})
+    EXPECT_EQ(view.toRawBytesGray(10, 3)->bytes, expectedBytes<TypeParam>(view, 10, 3));
+  EXPECT_TRUE(MultiArray<TypeParam>(Shape{3, 0, 4}).toRawBytesRGBA(0, 1)->bytes.empty());
 }
 
 TEST_F(MultiArrayBytesTest, LimitsAndTruncates) {
@@ -239,22 +205,7 @@ TEST_F(MultiArrayBytesTest, LimitsAndTruncates) {
   EXPECT_EQ(wide.toRawBytesGray(lowest, lowest)->bytes, (Bytes{255, 255, 255, 255}));
 }
 
-TEST_F(MultiArrayBytesTest, PicturesBeyondMemoryAreNone) {
-  float one = 1;
-  const auto repeated = [&one](Shape shape) {
-    Shape strides(shape.size(), 0);
-    return MultiArray<float>(MLMultiArray::createWithDataPointer(
-        &one, std::move(shape), multiArrayDataType<float>, std::move(strides), {}));
-  };
-  constexpr std::ptrdiff_t side = std::ptrdiff_t{1} << 31;
-  EXPECT_FALSE(repeated({3, side, side}).toRawBytesRGBA(0, 1)) << "2^64 bytes";
-  EXPECT_FALSE(repeated({2 * side, 2 * side}).toRawBytesGray(0, 1)) << "2^64 bytes";
-  EXPECT_FALSE(repeated({2 * side, 2 * side}).image(0, 1));
-  EXPECT_FALSE(repeated({1, 2 * side, 2 * side}).image(std::ptrdiff_t{0}, 0, 1));
-  EXPECT_EQ(repeated({2, 3}).toRawBytesGray(0, 7)->bytes, Bytes(6, 7));
-}
-
-TEST_F(MultiArrayBytesTest, SaysWhichShapeItExpected) {
+TEST_F(MultiArrayBytesTest, PrintsTheExpectedShape) {
   EXPECT_FALSE(MultiArray<float>(Shape{2, 3}).toRawBytesRGBA(0, 1));
   EXPECT_FALSE(MultiArray<float>(Shape{4, 2, 3}).toRawBytesRGBA(0, 1));
   EXPECT_FALSE(MultiArray<float>(Shape{}).toRawBytesRGBA(0, 1));
@@ -265,16 +216,16 @@ TEST_F(MultiArrayBytesTest, SaysWhichShapeItExpected) {
                                  "Expected a multi-array with 2 dimensions, got [3, 2, 3]"));
 }
 
-TEST_F(MultiArrayBytesTest, BecomesAPicture) {
+TEST_F(MultiArrayBytesTest, BecomesAnImage) {
   const auto colours = counting<float>({3, 2, 2}).image(1, 10);
   ASSERT_TRUE(colours);
-  const platform::CGImage& picture = *colours->cgImage();
-  EXPECT_EQ(Bytes(picture.bytes(), picture.bytes() + 8), (Bytes{10, 50, 90, 255, 20, 60, 100, 255}));
-  EXPECT_EQ(picture.layout(), (platform::CGPixelLayout{platform::CGColorSpace::deviceRGB,
-                                                       platform::CGImageAlphaInfo::premultipliedLast}));
-  EXPECT_EQ(picture.bytesPerRow(), 8U);
+  const platform::CGImage& image = *colours->cgImage();
+  EXPECT_EQ(Bytes(image.bytes(), image.bytes() + 8), (Bytes{10, 50, 90, 255, 20, 60, 100, 255}));
+  EXPECT_EQ(image.layout(), (platform::CGPixelLayout{platform::CGColorSpace::deviceRGB,
+                                                     platform::CGImageAlphaInfo::premultipliedLast}));
+  EXPECT_EQ(image.bytesPerRow(), 8U);
 
-  const auto gray = counting<float>({2, 3}).array()->image<float>(1, 10);
+  const auto gray = counting<float>({2, 3}).array()->image(1, 10.0F);
   ASSERT_TRUE(gray);
   EXPECT_EQ(gray->size(), (platform::CGSize{3, 2}));
   EXPECT_EQ(Bytes(gray->cgImage()->bytes(), gray->cgImage()->bytes() + 6), (Bytes{10, 20, 30, 40, 50, 60}));
@@ -286,9 +237,9 @@ TEST_F(MultiArrayBytesTest, BecomesAPicture) {
   EXPECT_THAT(lines, ElementsAre("Expected first dimension to have 3 channels, got 2"));
 }
 
-TEST_F(MultiArrayBytesTest, OneChannelBecomesAGrayPicture) {
+TEST_F(MultiArrayBytesTest, OneChannelBecomesAGrayImage) {
   const auto view = counting<std::int32_t>({4, 2, 3}).transposed({0, 2, 1});
-  const auto gray = view.image(std::ptrdiff_t{2}, 0, 1);
+  const auto gray = view.image(2, 0, 1);
   ASSERT_TRUE(gray);
   EXPECT_EQ(gray->size(), (platform::CGSize{2, 3}));
   EXPECT_EQ(Bytes(gray->cgImage()->bytes(), gray->cgImage()->bytes() + 6), (Bytes{12, 15, 13, 16, 14, 17}));
@@ -310,31 +261,21 @@ TEST(MultiArrayTypeTest, CodesAndBytes) {
   EXPECT_EQ(toUInt8(255), 255);
 }
 
-#ifdef NDEBUG
-TEST(MultiArrayPreconditionTest, RefusedArraysLeaveAnEmptyView) {
-  const MultiArray<float> view(Shape{-1, 2}, 3);
-  EXPECT_FALSE(view.array());
-  EXPECT_EQ(view.count(), 0);
-  EXPECT_EQ(view.description(), "[  ]");
-}
-#else
-TEST(MultiArrayPreconditionDeathTest, AreCheckedInDebugBuilds) {
+TEST(MultiArrayPreconditionDeathTest, ViolationsAbort) {
   const auto view = counting<float>({2, 3});
-  EXPECT_DEATH((void)view.reshaped({7}), "reshaped to as many elements");
+  EXPECT_DEATH((void)view.reshaped({7}), "same number of elements");
   EXPECT_DEATH((void)view.reshaped({}), "at least one dimension");
-  EXPECT_DEATH((void)view.transposed({0}), "names every dimension once");
-  EXPECT_DEATH((void)view.transposed({0, 0}), "names every dimension once");
-  EXPECT_DEATH((void)view.transposed({1, 2}), "names every dimension once");
+  for (const auto& order : {std::vector<std::size_t>{0}, {0, 0}, {1, 2}})
+    EXPECT_DEATH((void)view.transposed(order), "every dimension exactly once");
+  EXPECT_DEATH((void)MultiArray<float>(Shape{}).description(), "at least one dimension");
+  EXPECT_DEATH((void)MultiArray<float>(Shape{-1}), "a negative size");
+  EXPECT_DEATH((void)MultiArray<float>(std::shared_ptr<MLMultiArray>()), "no array");
+  EXPECT_DEATH((void)view.array()->image<std::int32_t>(0, 1), "own element type");
+#ifndef NDEBUG
   EXPECT_DEATH((void)view(0, 0, 0), "more indices");
-  EXPECT_DEATH((void)view({0, 0, 0}), "more indices");
-  EXPECT_DEATH((void)MultiArray<float>(Shape{}).description(), "without dimensions");
-  EXPECT_DEATH((void)MultiArray<float>(Shape{-1}), "negative size");
-  EXPECT_DEATH((void)MultiArray<float>(std::shared_ptr<MLMultiArray>()), "needs an array");
   EXPECT_DEATH((void)MultiArray<float>(Shape{1, 1}, std::nanf("")).toRawBytesGray(0, 1), "toUInt8");
-  EXPECT_DEATH((void)MultiArray<double>(Shape{3, 1, 1}, std::nan("")).toRawBytesRGBA(0, 1), "not NaN");
-  EXPECT_DEATH((void)toUInt8(256), "toUInt8");
-}
 #endif
+}
 
 }  // namespace
 }  // namespace geoloom

@@ -1,5 +1,3 @@
-#include <algorithm>
-#include <array>
 #include <cstring>
 
 #include <gtest/gtest.h>
@@ -12,7 +10,7 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
-/// Rows of a picture without their padding.
+/// The rows of a buffer without their padding.
 Bytes rowsOf(const CVPixelBuffer& buffer, std::size_t pixelBytes) {
   Bytes bytes;
   for (std::size_t y = 0; y < buffer.height(); ++y) {
@@ -22,7 +20,7 @@ Bytes rowsOf(const CVPixelBuffer& buffer, std::size_t pixelBytes) {
   return bytes;
 }
 
-TEST(UIImageConversionTest, BytesBecomeAPictureWithoutACopy) {
+TEST(UIImageConversionTest, WrapsBytesWithoutACopy) {
   Bytes bytes(8);
   const std::uint8_t* const address = bytes.data();
   const auto image = UIImage::fromByteArrayGray(std::move(bytes), 4, 2);
@@ -43,13 +41,12 @@ TEST(UIImageConversionTest, BytesBecomeAPictureWithoutACopy) {
   EXPECT_EQ(colour->imageOrientation(), UIImageOrientation::down);
 }
 
-TEST(UIImageConversionTest, TooFewBytesAreNoPicture) {
+TEST(UIImageConversionTest, RefusesTooFewBytes) {
   EXPECT_FALSE(UIImage::fromByteArrayGray(Bytes(7), 4, 2));
   EXPECT_TRUE(UIImage::fromByteArrayGray(Bytes(9), 4, 2));
   EXPECT_FALSE(UIImage::fromByteArrayRGBA(Bytes(31), 4, 2));
-  EXPECT_FALSE(UIImage::fromByteArrayRGBA(Bytes(32), -4, -2));
   EXPECT_FALSE(UIImage::fromByteArrayRGBA(Bytes(), 0, 0));
-  EXPECT_FALSE(UIImage::fromByteArrayGray(Bytes(8), std::ptrdiff_t{1} << 40, std::ptrdiff_t{1} << 40));
+  EXPECT_FALSE(UIImage::fromByteArrayRGBA(Bytes(8), std::size_t{1} << 62, 1));
 }
 
 TEST(UIImageConversionTest, DrawsTheTopRowAtTheTop) {
@@ -65,35 +62,25 @@ TEST(UIImageConversionTest, DrawsTheTopRowAtTheTop) {
   EXPECT_EQ(rowsOf(*gray, 1), (Bytes{77, 149, 29}));
 }
 
-TEST(UIImageConversionTest, StretchesOddSizesToFill) {
-  Bytes picture;
-  for (int i = 0; i < 57 * 33; ++i)
-    for (const int value : i % 57 < 28 ? std::array{200, 100, 0, 255} : std::array{30, 60, 90, 255})
-      picture.push_back(static_cast<std::uint8_t>(value));
-  const auto image = UIImage::fromByteArrayRGBA(std::move(picture), 57, 33);
-  const auto buffer = image->pixelBuffer(19, 71);
-  ASSERT_TRUE(buffer);
-  for (std::size_t y = 0; y < 71; ++y) {
-    const std::uint8_t* row = buffer->baseAddress() + y * buffer->bytesPerRow();
-    ASSERT_EQ(Bytes(row, row + 4), (Bytes{255, 200, 100, 0})) << y;
-    ASSERT_EQ(Bytes(row + 72, row + 76), (Bytes{255, 30, 60, 90})) << y;
-  }
-  EXPECT_FALSE(image->pixelBuffer(0, 71));
-  EXPECT_FALSE(image->pixelBufferGray(19, -1));
+TEST(UIImageConversionTest, StretchesToFill) {
+  const auto image = UIImage::fromByteArrayGray({200, 30}, 2, 1);
+  EXPECT_EQ(rowsOf(*image->pixelBufferGray(2, 3), 1), (Bytes{200, 30, 200, 30, 200, 30}));
+  EXPECT_FALSE(image->pixelBuffer(0, 3));
+  EXPECT_FALSE(image->pixelBufferGray(2, 0));
 }
 
-TEST(UIImageConversionTest, DrawsTranslucentPicturesOverBlack) {
+TEST(UIImageConversionTest, DrawsTranslucentImagesOverBlack) {
   const auto image = UIImage::fromByteArrayRGBA({40, 80, 120, 128}, 1, 1);
   EXPECT_EQ(rowsOf(*image->pixelBuffer(1, 1), 4), (Bytes{255, 40, 80, 120}));
 }
 
-TEST(UIImageConversionTest, DrawsWhatTheOrientationShows) {
+TEST(UIImageConversionTest, DrawsAsTheOrientationSays) {
   const Bytes bytes = {1, 2, 3, 4, 5, 6};
   const auto upright = UIImage::fromByteArrayGray(bytes, 3, 2, 1, UIImageOrientation::right);
   EXPECT_EQ(rowsOf(*upright->pixelBufferGray(2, 3), 1), (Bytes{4, 1, 5, 2, 6, 3}));
 }
 
-TEST(UIImageConversionTest, CameraBuffersAreShownTurnedAndRenderedOnesUpright) {
+TEST(UIImageConversionTest, CameraBuffersAreTurnedAndRenderedOnesUpright) {
   for (const auto format : {CVPixelFormatType::BGRA32, CVPixelFormatType::ARGB32,
                             CVPixelFormatType::oneComponent8, CVPixelFormatType::biPlanarFullRange420}) {
     const auto buffer = CVPixelBuffer::create(6, 4, format);
@@ -114,7 +101,7 @@ TEST(UIImageConversionTest, CameraBuffersAreShownTurnedAndRenderedOnesUpright) {
   EXPECT_FALSE(UIImage::create(std::shared_ptr<CVPixelBuffer>(), CIContext()));
 }
 
-TEST(UIImageConversionTest, PictureKeepsTheBufferItShares) {
+TEST(UIImageConversionTest, ImageKeepsTheBufferItShares) {
   std::shared_ptr<UIImage> image;
   Bytes bytes = {10, 20, 30, 40};
   int released = 0;

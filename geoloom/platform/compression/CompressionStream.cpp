@@ -1,7 +1,6 @@
 #include "geoloom/platform/compression/CompressionStream.h"
 
 #include <algorithm>
-#include <new>
 
 #include <zlib.h>
 
@@ -9,19 +8,20 @@ namespace geoloom::platform {
 
 namespace {
 
-constexpr int level = 5;
-constexpr int rawDeflateWindow = -15;  // 32 KiB; negative: no header, no checksum
-constexpr int defaultMemory = 8;
+constexpr int LEVEL = 5;
+constexpr int RAW_DEFLATE_WINDOW = -15;  // 32 KiB; negative: no header, no checksum
+constexpr int DEFAULT_MEMORY = 8;
+/// Bytes given to zlib at a time, since it counts in 32 bits.
+constexpr std::size_t LARGEST_PIECE = std::size_t{1} << 20;
 
 }  // namespace
 
 struct CompressionStreamState {
-  CompressionStreamState(compression_stream_operation work, std::size_t piece)
-      : operation(work), largestPiece(piece) {
+  explicit CompressionStreamState(compression_stream_operation work) : operation(work) {
     initialised =
         (operation == COMPRESSION_STREAM_ENCODE
-             ? deflateInit2(&zlib, level, Z_DEFLATED, rawDeflateWindow, defaultMemory, Z_DEFAULT_STRATEGY)
-             : inflateInit2(&zlib, rawDeflateWindow)) == Z_OK;
+             ? deflateInit2(&zlib, LEVEL, Z_DEFLATED, RAW_DEFLATE_WINDOW, DEFAULT_MEMORY, Z_DEFAULT_STRATEGY)
+             : inflateInit2(&zlib, RAW_DEFLATE_WINDOW)) == Z_OK;
   }
   ~CompressionStreamState() {
     if (!initialised) return;
@@ -35,7 +35,6 @@ struct CompressionStreamState {
   CompressionStreamState& operator=(const CompressionStreamState&) = delete;
 
   compression_stream_operation operation;
-  std::size_t largestPiece;
   bool initialised = false;
   z_stream zlib = {};
 };
@@ -44,12 +43,11 @@ compression_stream::compression_stream() = default;
 compression_stream::~compression_stream() = default;
 
 compression_status compression_stream_init(compression_stream* stream, compression_stream_operation operation,
-                                           compression_algorithm algorithm, std::size_t largestPiece) {
+                                           compression_algorithm algorithm) {
   const bool known = operation == COMPRESSION_STREAM_ENCODE || operation == COMPRESSION_STREAM_DECODE;
   if (!known || algorithm != COMPRESSION_ZLIB) return COMPRESSION_STATUS_ERROR;
-  const std::size_t piece = std::clamp(largestPiece, std::size_t{1}, largestCompressionPiece);
-  stream->state.reset(new (std::nothrow) CompressionStreamState(operation, piece));
-  if (stream->state && stream->state->initialised) return COMPRESSION_STATUS_OK;
+  stream->state = std::make_unique<CompressionStreamState>(operation);
+  if (stream->state->initialised) return COMPRESSION_STATUS_OK;
   stream->state.reset();
   return COMPRESSION_STATUS_ERROR;
 }
@@ -59,10 +57,10 @@ compression_status compression_stream_process(compression_stream* stream, std::i
   CompressionStreamState& state = *stream->state;
   z_stream& zlib = state.zlib;
   while (stream->dst_size > 0) {
-    const std::size_t input = std::min(stream->src_size, state.largestPiece);
-    const std::size_t room = std::min(stream->dst_size, state.largestPiece);
+    const std::size_t input = std::min(stream->src_size, LARGEST_PIECE);
+    const std::size_t room = std::min(stream->dst_size, LARGEST_PIECE);
     const bool last = (flags & COMPRESSION_STREAM_FINALIZE) != 0 && input == stream->src_size;
-    zlib.next_in = const_cast<Bytef*>(stream->src_ptr);  // zlib reads it only; its field lacks the const
+    zlib.next_in = const_cast<Bytef*>(stream->src_ptr);  // zlib only reads it
     zlib.avail_in = static_cast<uInt>(input);
     zlib.next_out = stream->dst_ptr;
     zlib.avail_out = static_cast<uInt>(room);

@@ -6,7 +6,7 @@
 
 namespace geoloom::platform {
 
-// The platform's stream compression, under its own names, on zlib.
+// The platform's stream compression under its own names, implemented on zlib.
 
 enum compression_algorithm : std::int32_t {
   COMPRESSION_ZLIB = 0x205,  ///< raw DEFLATE (RFC 1951), encoded at level 5; no zlib header, no checksum
@@ -17,7 +17,7 @@ enum compression_stream_operation : std::int32_t {
   COMPRESSION_STREAM_DECODE = 1,
 };
 
-/// Says that the source holds all input that is left.
+/// The source holds all remaining input.
 inline constexpr std::int32_t COMPRESSION_STREAM_FINALIZE = 1;
 
 enum compression_status : std::int32_t {
@@ -28,8 +28,8 @@ enum compression_status : std::int32_t {
 
 struct CompressionStreamState;
 
-/// A stream between init and destroy. The four public fields belong to the caller; processing moves the
-/// pointers forward and counts the sizes down. Sizes are 64-bit throughout. One thread at a time.
+/// A stream between init and destroy. The caller sets the four public fields; processing advances the
+/// pointers and decreases the sizes. Use it on one thread at a time.
 struct compression_stream {
   std::uint8_t* dst_ptr = nullptr;
   std::size_t dst_size = 0;
@@ -44,25 +44,20 @@ struct compression_stream {
   std::unique_ptr<CompressionStreamState> state;
 };
 
-/// zlib counts in 32 bits, so it is fed in pieces of at most this many bytes.
-inline constexpr std::size_t largestCompressionPiece = 1U << 30;
-
-/// COMPRESSION_STATUS_ERROR for an unknown operation or algorithm and when memory does not suffice. Leaves
-/// the four public fields alone. A smaller `largestPiece` lets a test reach what otherwise takes gigabytes;
-/// the result does not depend on it.
+/// COMPRESSION_STATUS_ERROR for an unknown operation or algorithm, or if zlib cannot allocate its state. Does
+/// not touch the four public fields.
 [[nodiscard]] compression_status compression_stream_init(compression_stream* stream,
                                                          compression_stream_operation operation,
-                                                         compression_algorithm algorithm,
-                                                         std::size_t largestPiece = largestCompressionPiece);
+                                                         compression_algorithm algorithm);
 
-/// Works until the destination is full, the source is used up or the stream has ended. OK: call again with
-/// more room or more input. END: the stream is complete; the source then points behind it. ERROR: the source
-/// is no valid stream, or the stream was not initialised. With the finalize flag, OK with room left means
-/// that the stream is cut short.
+/// Works until the destination is full, the source is used up or the stream ends. OK: call again with more
+/// room or more input. END: the stream is complete and the source points behind it. ERROR: the source is not
+/// a valid stream, or the stream was not initialised. With the finalize flag, OK with room left means that
+/// the stream is truncated.
 [[nodiscard]] compression_status compression_stream_process(compression_stream* stream, std::int32_t flags);
 
-/// Releases what init took; a stream that goes out of scope does so too. COMPRESSION_STATUS_ERROR for a
-/// stream that was not initialised.
+/// Releases what init allocated, as does the destructor. COMPRESSION_STATUS_ERROR for a stream that was not
+/// initialised.
 compression_status compression_stream_destroy(compression_stream* stream);
 
 }  // namespace geoloom::platform

@@ -4,8 +4,8 @@
 
 namespace geoloom::platform {
 
-/// x' = a·x + tx, y' = d·y + ty: what pictures go through here is stretched, mirrored and shifted along its
-/// axes. Quarter turns belong to the orientation of an image; there are no others.
+/// x' = a·x + tx, y' = d·y + ty: images are stretched, mirrored and shifted along their axes. Quarter turns
+/// belong to the orientation of a UIImage; there are no other rotations.
 struct CGAffineTransform {
   CGFloat a = 1;
   CGFloat d = 1;
@@ -14,7 +14,7 @@ struct CGAffineTransform {
   friend bool operator==(const CGAffineTransform&, const CGAffineTransform&) = default;
 
   [[nodiscard]] CGPoint apply(const CGPoint& point) const { return {a * point.x + tx, d * point.y + ty}; }
-  /// With its size not negative.
+  /// The result has a size that is not negative.
   [[nodiscard]] CGRect apply(const CGRect& rect) const {
     const CGPoint one = apply(CGPoint{rect.minX(), rect.minY()});
     const CGPoint other = apply(CGPoint{rect.maxX(), rect.maxY()});

@@ -36,9 +36,9 @@ void makeOpaque(std::uint8_t* alpha, std::size_t width) {
   for (std::size_t x = 0; x < width; ++x) alpha[4 * x] = 255;
 }
 
-// Between drawing and memory every pixel stands as B, G, R, A, which libyuv calls ARGB.
+// Drawing works on pixels in the order B, G, R, A, which libyuv calls ARGB.
 
-/// One row of a layout as B, G, R, A; alpha that is skipped is 255.
+/// Converts one row of a layout to B, G, R, A; skipped alpha becomes 255.
 void readRow(const std::uint8_t* in, CGPixelLayout layout, std::uint8_t* out, std::size_t width) {
   const int n = static_cast<int>(width);
   if (layout.space == CGColorSpace::deviceGray) {
@@ -75,7 +75,7 @@ void premultiplyRow(std::uint8_t* row, std::size_t width) {
   }
 }
 
-/// Lays `over` on `row`, both B, G, R, A and premultiplied.
+/// Blends `over` onto `row`, both B, G, R, A and premultiplied.
 void blendRow(const std::uint8_t* over, std::uint8_t* row, std::size_t width) {
   for (std::size_t i = 0; i < 4 * width; ++i) {
     const std::uint32_t through = 255U - over[i / 4 * 4 + 3];
@@ -87,7 +87,7 @@ bool isOpaque(const CGPixelLayout& layout) {
   return layout.space == CGColorSpace::deviceGray || alphaSkipped(layout.alpha);
 }
 
-/// One axis of a drawing: the pixels [begin, end) that are painted, and the span of the image they show.
+/// One axis of a drawing: the painted pixels [begin, end) and the part of the image they show.
 struct Span {
   std::size_t begin = 0;
   std::size_t end = 0;
@@ -95,8 +95,8 @@ struct Span {
   double imageSize = 0;
 };
 
-/// `from` and `to` are where the image's first and last edge come to lie, in pixels. Nothing to paint gives
-/// an empty span; what is no place gives none.
+/// `from` and `to` are the positions of the image's first and last edge, in pixels. The span is empty if
+/// there is nothing to paint; there is none if a position is not finite.
 std::optional<Span> spanOf(double from, double to, std::size_t imagePixels, std::size_t limit) {
   if (!std::isfinite(from) || !std::isfinite(to)) return std::nullopt;
   const double last = static_cast<double>(limit);
@@ -110,11 +110,10 @@ std::optional<Span> spanOf(double from, double to, std::size_t imagePixels, std:
   return span;
 }
 
-/// The image's bytes with straight alpha multiplied in, which must come before pixels are mixed; else none.
+/// The image's pixels with their straight alpha multiplied in, which must happen before they are resampled.
 PixelMemory premultiplied(const CGImage& image, CGPixelLayout& layout) {
   const std::size_t rowBytes = image.width() * 4;
   PixelMemory memory = allocatePixels(rowBytes * image.height());
-  if (!memory) return nullptr;
   for (std::size_t y = 0; y < image.height(); ++y) {
     std::uint8_t* row = memory.get() + y * rowBytes;
     readRow(image.bytes() + y * image.bytesPerRow(), image.layout(), row, image.width());
@@ -124,7 +123,7 @@ PixelMemory premultiplied(const CGImage& image, CGPixelLayout& layout) {
   return memory;
 }
 
-/// Pixels of a layout without padding.
+/// Pixels without padding.
 struct Part {
   PixelMemory memory;
   CGPixelLayout layout;
@@ -136,24 +135,22 @@ struct Part {
   }
 };
 
-/// What the spans show of the image, at the size they have, alpha premultiplied or skipped. Without memory on
-/// failure.
+/// The part of the image that the spans show, scaled to their size, alpha premultiplied or skipped. `memory`
+/// is null if the scaler refuses.
 Part scaledPart(const CGImage& image, const Span& across, const Span& down) {
   Part part{nullptr, image.layout(), across.end - across.begin, down.end - down.begin};
   PixelSource source{image.bytes(), image.width(), image.height(), image.bytesPerRow()};
   PixelMemory multiplied;
   if (alphaStraight(part.layout.alpha)) {
     multiplied = premultiplied(image, part.layout);
-    if (!multiplied) return part;
     source.data = multiplied.get();
     source.rowBytes = image.width() * 4;
   }
   const std::size_t channels = part.layout.bytesPerPixel();
   PixelMemory memory = allocatePixels(part.width * part.height * channels);
-  if (!memory) return part;
   const PixelTarget target{memory.get(), part.width, part.height, part.width * channels};
   const SourceRegion region{across.imageBegin, down.imageBegin, across.imageSize, down.imageSize};
-  if (scale(source, region, channels, target) == ScalerResult::done) part.memory = std::move(memory);
+  if (scale(source, region, channels, target)) part.memory = std::move(memory);
   return part;
 }
 
@@ -188,8 +185,8 @@ bool CGContext::draw(const CGImage& image, const CGRect& rect) {
   if (!across || !down) return false;
   if (across->begin == across->end || down->begin == down->end) return true;
   const Part part = scaledPart(image, *across, *down);
+  if (!part.memory) return false;
   const PixelMemory lines = allocatePixels(part.width * 4 * 3);
-  if (!part.memory || !lines) return false;
 
   std::uint8_t* const drawn = lines.get();
   std::uint8_t* const mirrored = drawn + part.width * 4;
@@ -219,7 +216,6 @@ bool CGContext::draw(const CGImage& image, const CGRect& rect) {
 std::shared_ptr<CGImage> CGContext::makeImage() const {
   const std::size_t rowBytes = width_ * layout_.bytesPerPixel();
   PixelMemory memory = allocatePixels(rowBytes * height_);
-  if (!memory) return nullptr;
   for (std::size_t y = 0; y < height_; ++y)
     std::memcpy(memory.get() + y * rowBytes, data_ + y * bytesPerRow_, rowBytes);
   return CGImage::create(width_, height_, rowBytes, layout_, std::move(memory), rowBytes * height_);
@@ -231,7 +227,7 @@ std::shared_ptr<CGContext> CGBitmapContextCreate(void* data, std::size_t width, 
                                                  CGByteOrder order) {
   const CGPixelLayout layout{space, alpha, order};
   if (data == nullptr || bitsPerComponent != 8 || !layout.isValid() || alphaStraight(alpha)) return nullptr;
-  if (!isPicture(width, height, bytesPerRow, layout.bytesPerPixel())) return nullptr;
+  if (!isAddressable(width, height, bytesPerRow, layout.bytesPerPixel())) return nullptr;
   return std::make_shared<CGContext>(static_cast<std::uint8_t*>(data), width, height, bytesPerRow, layout);
 }
 

@@ -12,12 +12,12 @@
 
 namespace geoloom::platform {
 
-/// How drawn pixels meet those that are there: laid over them by their alpha, or put in their place.
+/// How drawn pixels combine with existing ones: blended by their alpha, or replacing them.
 enum class CGBlendMode { normal, copy };
 
-/// A place to draw, over the memory of someone else, who keeps it alive. Its own coordinates have the origin
-/// at the bottom left with y upwards, while rows of memory go from the top. A transformation, kept on a
-/// stack, leads from what the drawing says to these coordinates. One thread at a time.
+/// Draws into memory that the caller owns and keeps alive. The coordinates have their origin at the bottom
+/// left and y upwards, although memory begins with the top row. A stack of transformations maps the
+/// coordinates of a drawing to these. Use it on one thread at a time.
 class GEOLOOM_EXPORT CGContext final : public NSObject {
  public:
   /// See CGBitmapContextCreate.
@@ -31,19 +31,18 @@ class GEOLOOM_EXPORT CGContext final : public NSObject {
   [[nodiscard]] const CGAffineTransform& transform() const { return states_.back().transform; }
 
   void saveGState();
-  /// Does nothing when there is nothing saved.
+  /// Does nothing if no state is saved.
   void restoreGState();
-  /// What is drawn from now on goes through `first` before the transformations that are there.
+  /// From now on `first` is applied to coordinates before the present transformation.
   void concatenate(const CGAffineTransform& first);
   void setBlendMode(CGBlendMode mode);
 
-  /// Draws the image into `rect`, stretched to fill it, its top row at the larger y. A pixel is painted when
-  /// its centre lies inside; colour becomes gray by (77·R + 150·G + 29·B + 128) / 256, the weights of BT.601.
-  /// False, with nothing painted, when memory does not suffice or the rectangle is no place (not a number, or
-  /// beyond what a picture can hold).
+  /// Draws the image into `rect`, stretched to fill it, its top row at the larger y. A pixel is painted if
+  /// its centre lies inside. Colour becomes gray by (77·R + 150·G + 29·B + 128) / 256, the weights of BT.601.
+  /// False, with nothing painted, for a rectangle that is not finite or too large for the scaler.
   bool draw(const CGImage& image, const CGRect& rect);
 
-  /// A copy of what is painted; null when memory does not suffice.
+  /// A copy of the pixels.
   [[nodiscard]] std::shared_ptr<CGImage> makeImage() const;
 
  private:
@@ -60,8 +59,8 @@ class GEOLOOM_EXPORT CGContext final : public NSObject {
   std::vector<State> states_;
 };
 
-/// A context over `data`: gray without alpha, or colour with an alpha that is premultiplied or skipped. Null
-/// for absent memory, an empty picture, other than 8 bits, rows shorter than their pixels or another layout.
+/// A context over `data`: gray without alpha, or colour with premultiplied or skipped alpha. Null for any
+/// other layout, absent memory, a size of 0, a depth other than 8 bits and rows shorter than their pixels.
 [[nodiscard]] GEOLOOM_EXPORT std::shared_ptr<CGContext> CGBitmapContextCreate(
     void* data, std::size_t width, std::size_t height, std::size_t bitsPerComponent, std::size_t bytesPerRow,
     CGColorSpace space, CGImageAlphaInfo alpha, CGByteOrder order = CGByteOrder::big);

@@ -4,8 +4,6 @@
 #include <cstring>
 #include <utility>
 
-#include "geoloom/base/ScopeExit.h"
-#include "geoloom/base/WhereMemorySuffices.h"
 #include "geoloom/platform/imaging/CGContext.h"
 #include "geoloom/platform/imaging/Pixels.h"
 #include "geoloom/platform/imaging/VideoToolbox.h"
@@ -30,7 +28,7 @@ CGPixelLayout layoutOf(CVPixelFormatType format) {
           format == CVPixelFormatType::ARGB32 ? CGByteOrder::big : CGByteOrder::little};
 }
 
-/// Fills all of `context`, whose bottom left is `origin` in the image's coordinates.
+/// Fills `context`, whose bottom left is at `origin` in the image's coordinates.
 bool renderInto(CGContext& context, std::uint8_t* data, const CIImage& image, const CGPoint& origin) {
   const auto picture = VTCreateCGImageFromCVPixelBuffer(image.pixelBuffer());
   if (!picture) return false;
@@ -63,31 +61,25 @@ CIImage CIImage::transformed(const CGAffineTransform& by) const {
 
 bool CIContext::render(const CIImage& image, CVPixelBuffer& to) const {
   if (to.planeCount() != 1) return false;
-  to.lockBaseAddress();
-  const base::ScopeExit unlock([&] { to.unlockBaseAddress(); });
-  return base::whereMemorySuffices([&] {
-    CGContext context(to.baseAddress(), to.width(), to.height(), to.bytesPerRow(),
-                      layoutOf(to.pixelFormatType()));
-    return renderInto(context, to.baseAddress(), image, {0, 0});
-  });
+  const CVPixelBufferLock lock(to);
+  CGContext context(to.baseAddress(), to.width(), to.height(), to.bytesPerRow(),
+                    layoutOf(to.pixelFormatType()));
+  return renderInto(context, to.baseAddress(), image, {0, 0});
 }
 
 std::shared_ptr<CGImage> CIContext::createCGImage(const CIImage& image, const CGRect& from) const {
   if (!image.pixelBuffer() || !std::isfinite(from.width()) || !std::isfinite(from.height())) return nullptr;
-  constexpr CGFloat largestSide = 1 << 29;
-  const auto width = static_cast<std::size_t>(std::fmin(std::round(from.width()), largestSide));
-  const auto height = static_cast<std::size_t>(std::fmin(std::round(from.height()), largestSide));
+  constexpr CGFloat LARGEST_SIDE = 1 << 29;
+  const auto width = static_cast<std::size_t>(std::fmin(std::round(from.width()), LARGEST_SIDE));
+  const auto height = static_cast<std::size_t>(std::fmin(std::round(from.height()), LARGEST_SIDE));
   const bool gray = image.pixelBuffer()->pixelFormatType() == CVPixelFormatType::oneComponent8;
   const CGPixelLayout layout = layoutOf(gray ? CVPixelFormatType::oneComponent8 : CVPixelFormatType::BGRA32);
   const std::size_t rowBytes = width * layout.bytesPerPixel();
-  if (!isPicture(width, height, rowBytes, layout.bytesPerPixel())) return nullptr;
-  return base::whereMemorySuffices([&]() -> std::shared_ptr<CGImage> {
-    PixelMemory memory = allocatePixels(rowBytes * height);
-    if (!memory) return nullptr;
-    CGContext context(memory.get(), width, height, rowBytes, layout);
-    if (!renderInto(context, memory.get(), image, {from.minX(), from.minY()})) return nullptr;
-    return CGImage::create(width, height, rowBytes, layout, std::move(memory), rowBytes * height);
-  });
+  if (!isAddressable(width, height, rowBytes, layout.bytesPerPixel())) return nullptr;
+  PixelMemory memory = allocatePixels(rowBytes * height);
+  CGContext context(memory.get(), width, height, rowBytes, layout);
+  if (!renderInto(context, memory.get(), image, {from.minX(), from.minY()})) return nullptr;
+  return CGImage::create(width, height, rowBytes, layout, std::move(memory), rowBytes * height);
 }
 
 }  // namespace geoloom::platform

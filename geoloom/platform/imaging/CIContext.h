@@ -11,18 +11,18 @@
 
 namespace geoloom::platform {
 
-/// What is to be made of a pixel buffer: a recipe, nothing is computed before a context renders it. Its
-/// coordinates have the origin at the bottom left of the buffer, y upwards. It keeps the buffer alive and
-/// shows what it holds when rendered.
+/// A pixel buffer and a transformation, rendered later by a CIContext. The coordinates have their origin at
+/// the bottom left of the buffer and y upwards. It keeps the buffer alive and shows its pixels at the time of
+/// rendering.
 class GEOLOOM_EXPORT CIImage {
  public:
   explicit CIImage(std::shared_ptr<CVPixelBuffer> pixelBuffer);
 
   [[nodiscard]] const std::shared_ptr<CVPixelBuffer>& pixelBuffer() const { return pixelBuffer_; }
   [[nodiscard]] const CGAffineTransform& transform() const { return transform_; }
-  /// Where the picture lies; empty without a buffer.
+  /// The rectangle that the image covers; empty without a buffer.
   [[nodiscard]] CGRect extent() const;
-  /// The same with `by` applied after what is applied already.
+  /// The same image with `by` applied after the present transformation.
   [[nodiscard]] CIImage transformed(const CGAffineTransform& by) const;
 
  private:
@@ -30,17 +30,16 @@ class GEOLOOM_EXPORT CIImage {
   CGAffineTransform transform_;
 };
 
-/// Renders recipes. It has no state of its own; what is prepared for a size is kept by the scaler beneath.
-/// Any number of threads.
+/// Renders images. It has no state and may be used from any number of threads.
 class GEOLOOM_EXPORT CIContext final : public NSObject {
  public:
-  /// Puts the part of the image that lies over the buffer (its origin at the buffer's bottom left) into a
-  /// one-plane buffer, which is locked meanwhile; what the image does not cover becomes 0. False, when the
-  /// buffer has two planes or memory does not suffice; it may then hold nothing in particular.
+  /// Renders the image into a one-plane buffer, which is locked during the call; the origin of the image's
+  /// coordinates is the buffer's bottom left. Pixels outside the image become 0. False for a buffer with two
+  /// planes, an absent source buffer and a transformation that is not finite; the pixels are then undefined.
   bool render(const CIImage& image, CVPixelBuffer& to) const;
 
-  /// The part of the image within `from`, whose sizes are rounded to pixels, as a picture of its own: gray
-  /// for a gray buffer, else premultiplied B, G, R, A. Null for an empty rectangle and without memory.
+  /// A copy of the part of the image within `from`, whose sizes are rounded to pixels: gray for a gray
+  /// buffer, else premultiplied B, G, R, A. Null for an absent buffer and an empty rectangle.
   [[nodiscard]] std::shared_ptr<CGImage> createCGImage(const CIImage& image, const CGRect& from) const;
 };
 

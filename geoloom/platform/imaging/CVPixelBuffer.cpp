@@ -7,16 +7,14 @@
 #include <limits>
 #include <utility>
 
-#include "geoloom/base/WhereMemorySuffices.h"
-
 namespace geoloom::platform {
 
 namespace {
 
-constexpr std::size_t rowAlignment = 64;
-constexpr std::size_t largestSide = std::numeric_limits<std::int32_t>::max();
+constexpr std::size_t ROW_ALIGNMENT = 64;
+constexpr std::size_t LARGEST_SIDE = std::numeric_limits<std::int32_t>::max();
 
-/// Size of one plane in bytes of a row and rows.
+/// Size of one plane: bytes per row and number of rows.
 struct PlaneSize {
   std::size_t rowBytes = 0;
   std::size_t rows = 0;
@@ -27,10 +25,10 @@ struct Layout {
   std::array<PlaneSize, 2> plane;
 };
 
-/// The layout of one plane or two, or why there is none.
+/// Computes the layout of one plane or two.
 CVReturn layOut(std::size_t width, std::size_t height, CVPixelFormatType format, Layout& layout) {
   if (width == 0 || height == 0) return kCVReturnInvalidArgument;
-  if (width > largestSide || height > largestSide) return kCVReturnInvalidSize;
+  if (width > LARGEST_SIDE || height > LARGEST_SIDE) return kCVReturnInvalidSize;
   switch (format) {
     case CVPixelFormatType::ARGB32:
     case CVPixelFormatType::BGRA32:
@@ -47,7 +45,7 @@ CVReturn layOut(std::size_t width, std::size_t height, CVPixelFormatType format,
 }
 
 std::size_t aligned(std::size_t bytes) {
-  return (bytes + rowAlignment - 1) / rowAlignment * rowAlignment;
+  return (bytes + ROW_ALIGNMENT - 1) / ROW_ALIGNMENT * ROW_ALIGNMENT;
 }
 
 }  // namespace
@@ -59,16 +57,12 @@ struct CVPixelBuffer::State {
   std::size_t planes = 0;
   std::array<std::uint8_t*, 2> base = {};
   std::array<std::size_t, 2> rowBytes = {};
-  void* owned = nullptr;  ///< from aligned_alloc, when the memory is ours
+  void* owned = nullptr;  ///< from aligned_alloc; null for the caller's bytes
   std::function<void()> release;
   std::atomic<int> locks = 0;
 };
 
 CVPixelBuffer::CVPixelBuffer() : state_(std::make_unique<State>()) {}
-
-std::shared_ptr<CVPixelBuffer> CVPixelBuffer::empty() {
-  return base::whereMemorySuffices([] { return std::shared_ptr<CVPixelBuffer>(new CVPixelBuffer); });
-}
 
 CVPixelBuffer::~CVPixelBuffer() {
   std::free(state_->owned);
@@ -87,15 +81,15 @@ std::shared_ptr<CVPixelBuffer> CVPixelBuffer::create(std::size_t width, std::siz
   for (std::size_t i = 0; i < layout.planes; ++i) {
     const PlaneSize& plane = layout.plane[i];
     offset[i] = total;
-    // Sides fit 31 bits and a pixel 4 bytes, so that a plane stays below 2^64.
+    // A side fits 31 bits and a pixel 4 bytes, so a plane stays below 2^64.
     total += aligned(plane.rowBytes) * plane.rows;
   }
   if (total > static_cast<std::size_t>(std::numeric_limits<std::ptrdiff_t>::max())) {
     outcome = kCVReturnInvalidSize;
     return nullptr;
   }
-  auto buffer = empty();
-  void* const memory = buffer ? std::aligned_alloc(rowAlignment, total) : nullptr;
+  const std::shared_ptr<CVPixelBuffer> buffer(new CVPixelBuffer);
+  void* const memory = std::aligned_alloc(ROW_ALIGNMENT, total);
   if (memory == nullptr) {
     outcome = kCVReturnAllocationFailed;
     return nullptr;
@@ -122,8 +116,7 @@ std::shared_ptr<CVPixelBuffer> CVPixelBuffer::createWithBytes(std::size_t width,
       bytesPerRow < layout.plane[0].rowBytes) {
     return nullptr;
   }
-  auto buffer = empty();
-  if (!buffer) return nullptr;
+  const std::shared_ptr<CVPixelBuffer> buffer(new CVPixelBuffer);
   State& state = *buffer->state_;
   state.width = width;
   state.height = height;

@@ -17,7 +17,7 @@ enum class CVPixelFormatType : std::uint32_t {
   biPlanarFullRange420 = 875704422,  ///< "420f": full-range luma plane, then interleaved CbCr at half size
 };
 
-/// Outcomes of making a buffer, by the platform's published codes.
+/// Outcomes of creating a buffer, by the platform's published codes.
 enum CVReturn : std::int32_t {
   kCVReturnSuccess = 0,
   kCVReturnInvalidArgument = -6661,  ///< a size of 0
@@ -26,20 +26,19 @@ enum CVReturn : std::int32_t {
   kCVReturnInvalidSize = -6681,  ///< a size beyond what can be addressed
 };
 
-/// An image in memory: rows of pixels, one or two planes, each row possibly padded. Shared, never copied. The
-/// bytes may be written only while the buffer is locked and nobody else reads it.
+/// An image in memory: rows of pixels in one or two planes, possibly padded. Shared, never copied. Write the
+/// bytes only while holding a lock and while no other thread reads them.
 class GEOLOOM_EXPORT CVPixelBuffer {
  public:
-  /// Rows are aligned to 64 bytes and hold nothing in particular until they are written. Nothing for a size
-  /// that is not positive, a format that is not one of the above or an allocation that fails; `status`, when
-  /// given, says which.
+  /// Rows are aligned to 64 bytes; the pixels are uninitialised. Null for a size of 0, an unknown format and
+  /// an allocation that fails; `status`, if given, receives the reason.
   [[nodiscard]] static std::shared_ptr<CVPixelBuffer> create(std::size_t width, std::size_t height,
                                                              CVPixelFormatType format,
                                                              CVReturn* status = nullptr);
 
-  /// Wraps the caller's bytes of a one-plane format without a copy; `release` (which may be empty) runs once,
-  /// when the buffer is destroyed. Nothing for absent bytes, rows shorter than their pixels and without
-  /// memory; `release` does not run then.
+  /// Wraps the caller's bytes of a one-plane format without a copy; `release` (may be empty) runs once, when
+  /// the buffer is destroyed. Null, without calling `release`, for absent bytes and rows shorter than their
+  /// pixels.
   [[nodiscard]] static std::shared_ptr<CVPixelBuffer> createWithBytes(std::size_t width, std::size_t height,
                                                                       CVPixelFormatType format, void* bytes,
                                                                       std::size_t bytesPerRow,
@@ -53,21 +52,36 @@ class GEOLOOM_EXPORT CVPixelBuffer {
   [[nodiscard]] std::size_t height() const;
   [[nodiscard]] CVPixelFormatType pixelFormatType() const;
   [[nodiscard]] std::size_t planeCount() const;
+  /// The first row of a plane; null for a plane that does not exist.
   [[nodiscard]] std::uint8_t* baseAddress(std::size_t plane = 0) const;
+  /// Bytes from one row of a plane to the next; 0 for a plane that does not exist.
   [[nodiscard]] std::size_t bytesPerRow(std::size_t plane = 0) const;
 
-  /// Balanced pairs around every write, from any thread; they count and never wait. Readers of finished
-  /// frames (the detector, the tools) may read without locking.
+  /// Call in pairs around every write, from any thread (CVPixelBufferLock does). They count and never wait.
+  /// Readers of finished frames (the detector, the tools) need no lock.
   void lockBaseAddress();
   void unlockBaseAddress();
 
  private:
   CVPixelBuffer();
-  /// Without pixels; null without memory.
-  static std::shared_ptr<CVPixelBuffer> empty();
 
   struct State;
   std::unique_ptr<State> state_;
+};
+
+/// Locks a buffer until the end of its scope:
+///
+///     const CVPixelBufferLock lock(*buffer);
+///     buffer->baseAddress()[y * buffer->bytesPerRow() + 4 * x] = 255;
+class CVPixelBufferLock {
+ public:
+  explicit CVPixelBufferLock(CVPixelBuffer& buffer) : buffer_(buffer) { buffer_.lockBaseAddress(); }
+  ~CVPixelBufferLock() { buffer_.unlockBaseAddress(); }
+  CVPixelBufferLock(const CVPixelBufferLock&) = delete;
+  CVPixelBufferLock& operator=(const CVPixelBufferLock&) = delete;
+
+ private:
+  CVPixelBuffer& buffer_;
 };
 
 }  // namespace geoloom::platform

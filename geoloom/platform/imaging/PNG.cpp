@@ -2,23 +2,21 @@
 
 #include <cstdlib>
 #include <fstream>
-#include <limits>
-#include <optional>
+#include <new>
 
 #include <libyuv.h>
 #include <spng.h>
 
 #include "geoloom/base/ReadFile.h"
-#include "geoloom/base/WhereMemorySuffices.h"
 
 namespace geoloom::platform {
 
 namespace {
 
-constexpr std::uint64_t maximumPixels = std::uint64_t{1} << 28;
-constexpr std::uint64_t maximumFileBytes = std::uint64_t{1} << 30;
-/// DEFLATE never grows its input by more, so that a small file cannot ask for a large picture.
-constexpr std::uint64_t largestExpansion = 1032;
+constexpr std::uint64_t MAXIMUM_PIXELS = std::uint64_t{1} << 28;
+constexpr std::uint64_t MAXIMUM_FILE_BYTES = std::uint64_t{1} << 30;
+/// DEFLATE expands its input by at most this factor, so a small file cannot hold a large image.
+constexpr std::uint64_t LARGEST_EXPANSION = 1032;
 
 struct FreeContext {
   void operator()(spng_ctx* context) const { spng_ctx_free(context); }
@@ -38,7 +36,7 @@ std::uint64_t fileBitsPerPixel(const spng_ihdr& header) {
   }
 }
 
-/// How the decoder is asked for the picture.
+/// The form in which the decoder delivers the image.
 struct Form {
   std::size_t channels = 0;
   bool wide = false;
@@ -65,16 +63,15 @@ base::Result<PNGImage> decodeSamples(spng_ctx* context, const spng_ihdr& header,
   }
   const std::size_t count = std::size_t{header.width} * header.height * form.channels;
   if (bytes != count * sizeof(Sample)) return base::Failure{name + ": unexpected layout of samples"};
-  auto samples = base::whereMemorySuffices([&] { return std::make_optional(std::vector<Sample>(count)); });
-  if (!samples) return base::Failure{name + ": out of memory"};
-  if (const int error = spng_decode_image(context, samples->data(), bytes, form.format, form.flags);
+  std::vector<Sample> samples(count);
+  if (const int error = spng_decode_image(context, samples.data(), bytes, form.format, form.flags);
       error != 0) {
     return base::Failure{name + ": damaged PNG file: " + spng_strerror(error)};
   }
-  return PNGImage{header.width, header.height, form.channels, *std::move(samples)};
+  return PNGImage{header.width, header.height, form.channels, std::move(samples)};
 }
 
-/// Eight bits of sample `i`.
+/// The upper eight bits of sample `i`.
 std::uint8_t sample8(const PNGImage& image, std::size_t i) {
   if (const auto* narrow = image.samples8()) return (*narrow)[i];
   return static_cast<std::uint8_t>((*image.samples16())[i] >> 8);
@@ -88,20 +85,20 @@ std::size_t sampleCount(const PNGImage& image) {
 
 base::Result<PNGImage> decodePNG(std::span<const std::uint8_t> bytes, const std::string& name) {
   const Context context(spng_ctx_new(0));
-  if (!context) return base::Failure{name + ": out of memory"};
-  spng_set_image_limits(context.get(), maximumPNGSide, maximumPNGSide);
+  if (!context) throw std::bad_alloc();
+  spng_set_image_limits(context.get(), MAXIMUM_PNG_SIDE, MAXIMUM_PNG_SIDE);
   spng_set_chunk_limits(context.get(), std::size_t{1} << 24, std::size_t{1} << 26);
   if (const int error = spng_set_png_buffer(context.get(), bytes.data(), bytes.size()); error != 0) {
     return base::Failure{name + ": " + spng_strerror(error)};
   }
   spng_ihdr header{};
   if (const int error = spng_get_ihdr(context.get(), &header); error != 0) {
-    return base::Failure{name + ": not a PNG file that can be read: " + spng_strerror(error)};
+    return base::Failure{name + ": not a valid PNG file: " + spng_strerror(error)};
   }
   const std::uint64_t pixels = std::uint64_t{header.width} * header.height;
-  if (pixels > maximumPixels) return base::Failure{name + ": the picture is too large"};
-  if (pixels * fileBitsPerPixel(header) / 8 / largestExpansion > bytes.size()) {
-    return base::Failure{name + ": the file is too short for the size it states"};
+  if (pixels > MAXIMUM_PIXELS) return base::Failure{name + ": the image is too large"};
+  if (pixels * fileBitsPerPixel(header) / 8 / LARGEST_EXPANSION > bytes.size()) {
+    return base::Failure{name + ": the file is too short for its stated size"};
   }
   spng_trns transparency{};
   const int found = spng_get_trns(context.get(), &transparency);
@@ -113,7 +110,7 @@ base::Result<PNGImage> decodePNG(std::span<const std::uint8_t> bytes, const std:
 }
 
 base::Result<PNGImage> readPNG(const std::filesystem::path& path) {
-  const auto bytes = base::readFile(path, maximumFileBytes);
+  const auto bytes = base::readFile(path, MAXIMUM_FILE_BYTES);
   if (!bytes) return bytes.failure();
   const std::string& file = *bytes;
   return decodePNG({reinterpret_cast<const std::uint8_t*>(file.data()), file.size()}, path.string());
@@ -121,13 +118,13 @@ base::Result<PNGImage> readPNG(const std::filesystem::path& path) {
 
 base::Result<std::vector<std::uint8_t>> encodePNG(const PNGImage& image, int compressionLevel) {
   const std::size_t count = image.width * image.height * image.channels;
-  if (image.width == 0 || image.height == 0 || image.width > maximumPNGSide ||
-      image.height > maximumPNGSide || sampleCount(image) != count ||
+  if (image.width == 0 || image.height == 0 || image.width > MAXIMUM_PNG_SIDE ||
+      image.height > MAXIMUM_PNG_SIDE || sampleCount(image) != count ||
       (image.channels != 1 && image.channels != 3 && image.channels != 4)) {
-    return base::Failure{"a picture whose samples do not match its size cannot be written as PNG"};
+    return base::Failure{"the number of samples does not match the size of the image"};
   }
   const Context context(spng_ctx_new(SPNG_CTX_ENCODER));
-  if (!context) return base::Failure{"out of memory"};
+  if (!context) throw std::bad_alloc();
   const bool wide = image.samples16() != nullptr;
   spng_ihdr header{};
   header.width = static_cast<std::uint32_t>(image.width);
@@ -189,8 +186,8 @@ PNGImage makePNGImage(const CVPixelBuffer& buffer) {
   const std::uint8_t* base = buffer.baseAddress();
   const int stride = static_cast<int>(buffer.bytesPerRow());
   const int outStride = width * static_cast<int>(channels);
-  // libyuv names formats by their order in a little-endian word: its "ARGB" is BGRA in memory, its "RAW" is
-  // red first.
+  // libyuv names formats by their order in a little-endian word: "ARGB" is BGRA in memory, "RAW" is red
+  // first.
   switch (buffer.pixelFormatType()) {
     case CVPixelFormatType::BGRA32:
       libyuv::ARGBToRAW(base, stride, samples.data(), outStride, width, height);
@@ -208,7 +205,7 @@ PNGImage makePNGImage(const CVPixelBuffer& buffer) {
       libyuv::CopyPlane(base, stride, samples.data(), outStride, width, height);
       break;
     case CVPixelFormatType::biPlanarFullRange420: {
-      // Red-blue exchanged constants and planes give red first.
+      // Exchanging red and blue in constants and planes gives red first.
       libyuv::NV21ToRGB24Matrix(base, stride, buffer.baseAddress(1), static_cast<int>(buffer.bytesPerRow(1)),
                                 samples.data(), outStride, &libyuv::kYvuJPEGConstants, width, height);
       break;

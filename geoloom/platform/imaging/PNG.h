@@ -9,12 +9,13 @@
 #include <variant>
 #include <vector>
 
+#include "geoloom/Export.h"
 #include "geoloom/base/Result.h"
 #include "geoloom/platform/imaging/CVPixelBuffer.h"
 
 namespace geoloom::platform {
 
-/// A picture as a PNG file holds it: rows from the top, samples interleaved, no padding.
+/// The image of a PNG file: rows from the top, interleaved samples, no padding.
 struct PNGImage {
   std::size_t width = 0;
   std::size_t height = 0;
@@ -22,33 +23,34 @@ struct PNGImage {
   /// width * height * channels samples of 8 or, in the machine's byte order, 16 bits.
   std::variant<std::vector<std::uint8_t>, std::vector<std::uint16_t>> samples;
 
-  /// The samples when they have that depth, else null.
+  /// The samples if they have that depth, else null.
   [[nodiscard]] const std::vector<std::uint8_t>* samples8() const { return std::get_if<0>(&samples); }
   [[nodiscard]] const std::vector<std::uint16_t>* samples16() const { return std::get_if<1>(&samples); }
 };
 
-/// Width and height above this are refused, as are pictures of more than 2^28 pixels.
-inline constexpr std::size_t maximumPNGSide = 32768;
+/// Larger widths and heights are refused, as are images of more than 2^28 pixels.
+inline constexpr std::size_t MAXIMUM_PNG_SIDE = 32768;
 
-/// Palettes, gray of fewer than 8 bits, gray with alpha and transparent colours come back as the nearest of
-/// the six forms of PNGImage, without loss. A file that is cut off, damaged or dishonest about its size is a
-/// failure; `name` stands at the front of its message.
-[[nodiscard]] base::Result<PNGImage> decodePNG(std::span<const std::uint8_t> bytes, const std::string& name);
-[[nodiscard]] base::Result<PNGImage> readPNG(const std::filesystem::path& path);
+/// Palettes, gray of fewer than 8 bits, gray with alpha and transparent colours are converted without loss to
+/// the nearest of the six forms of PNGImage. A truncated or damaged file, or one too short for the size it
+/// states, is a failure whose message begins with `name`.
+[[nodiscard]] GEOLOOM_EXPORT base::Result<PNGImage> decodePNG(std::span<const std::uint8_t> bytes,
+                                                              const std::string& name);
+[[nodiscard]] GEOLOOM_EXPORT base::Result<PNGImage> readPNG(const std::filesystem::path& path);
 
-/// `compressionLevel` is 0 to 9 as zlib counts.
-[[nodiscard]] base::Result<std::vector<std::uint8_t>> encodePNG(const PNGImage& image,
-                                                                int compressionLevel = 6);
-/// The reason when the file could not be written.
+/// `compressionLevel` is 0 to 9, as in zlib.
+[[nodiscard]] GEOLOOM_EXPORT base::Result<std::vector<std::uint8_t>> encodePNG(const PNGImage& image,
+                                                                               int compressionLevel = 6);
+/// Returns the reason if the file cannot be written.
 [[nodiscard]] GEOLOOM_EXPORT std::optional<base::Failure> writePNG(const std::filesystem::path& path,
                                                                    const PNGImage& image,
                                                                    int compressionLevel = 6);
 
-/// A new BGRA buffer with the picture in it: gray in all three colours, 16 bits by their upper 8, opaque
-/// where there is no alpha. Null when there is no memory for it.
-[[nodiscard]] std::shared_ptr<CVPixelBuffer> makePixelBuffer(const PNGImage& image);
+/// A new BGRA buffer with the image: gray in all three colours, the upper 8 of 16 bits, alpha 255 if the
+/// image has none. Null for a size of 0.
+[[nodiscard]] GEOLOOM_EXPORT std::shared_ptr<CVPixelBuffer> makePixelBuffer(const PNGImage& image);
 
-/// The picture of a buffer in any format, as 8-bit RGB, or gray for `oneComponent8`. Alpha is left out.
+/// The image of a buffer in any format, as 8-bit RGB, or gray for `oneComponent8`, without alpha.
 [[nodiscard]] GEOLOOM_EXPORT PNGImage makePNGImage(const CVPixelBuffer& buffer);
 
 }  // namespace geoloom::platform

@@ -21,9 +21,9 @@ namespace geoloom::platform {
 
 namespace {
 
-constexpr std::size_t alignment = 64;
-constexpr std::size_t graphsKept = 8;
-constexpr std::size_t largestScratchKept = std::size_t{16} << 20;
+constexpr std::size_t ALIGNMENT = 64;
+constexpr std::size_t GRAPHS_KEPT = 8;
+constexpr std::size_t LARGEST_SCRATCH_KEPT = std::size_t{16} << 20;
 
 struct Free {
   void operator()(void* memory) const { std::free(memory); }
@@ -32,8 +32,16 @@ struct FreeGraph {
   void operator()(zimg_filter_graph* graph) const { zimg_filter_graph_free(graph); }
 };
 
+using AlignedMemory = std::unique_ptr<std::uint8_t, Free>;
+
 std::size_t aligned(std::size_t bytes) {
-  return (bytes + alignment - 1) / alignment * alignment;
+  return (bytes + ALIGNMENT - 1) / ALIGNMENT * ALIGNMENT;
+}
+
+AlignedMemory allocateAligned(std::size_t bytes) {
+  auto* const memory = static_cast<std::uint8_t*>(std::aligned_alloc(ALIGNMENT, aligned(bytes)));
+  if (memory == nullptr) throw std::bad_alloc();
+  return AlignedMemory(memory);
 }
 
 struct Sizes {
@@ -56,8 +64,7 @@ zimg_image_format format(std::size_t width, std::size_t height, std::size_t chan
   if (channels == 4) {
     result.color_family = ZIMG_COLOR_RGB;
     result.matrix_coefficients = ZIMG_MATRIX_RGB;
-    result.alpha =
-        ZIMG_ALPHA_PREMULTIPLIED;  // the one of its kinds that leaves all four channels independent
+    result.alpha = ZIMG_ALPHA_PREMULTIPLIED;  // the kind that leaves all four channels independent
   }
   return result;
 }
@@ -73,64 +80,53 @@ zimg_filter_graph* buildGraph(const Sizes& sizes) {
   return zimg_filter_graph_build(&source, &target, &parameters);
 }
 
-/// Rows of separate channels on their way into or out of a graph, as many at a time as it asks for.
+/// Rows of separate channels that go into or come out of a graph, as many at a time as it asks for.
 struct PlaneRows {
-  std::unique_ptr<std::uint8_t, Free> memory;
+  AlignedMemory memory;
   std::size_t rowBytes = 0;
   std::size_t planeBytes = 0;
   unsigned mask = 0;
 
-  [[nodiscard]] bool allocate(std::size_t width, std::size_t height, std::size_t channels,
-                              unsigned rowsNeeded) {
+  void allocate(std::size_t width, std::size_t height, std::size_t channels, unsigned rowsNeeded) {
     mask = rowsNeeded == ZIMG_BUFFER_MAX ? ZIMG_BUFFER_MAX : zimg_select_buffer_mask(rowsNeeded);
     const std::size_t rows = mask == ZIMG_BUFFER_MAX ? height : std::size_t{mask} + 1;
     rowBytes = aligned(width);
     planeBytes = rowBytes * rows;
-    memory.reset(static_cast<std::uint8_t*>(std::aligned_alloc(alignment, planeBytes * channels)));
-    return memory != nullptr;
+    memory = allocateAligned(planeBytes * channels);
   }
   [[nodiscard]] std::uint8_t* row(std::size_t channel, unsigned y) const {
     return memory.get() + channel * planeBytes + std::size_t{y & mask} * rowBytes;
   }
 };
 
-/// What is prepared for one pair of sizes; used by one call at a time.
+/// The prepared filter of one pair of sizes; used by one call at a time.
 struct Graph {
   Sizes sizes;
   std::unique_ptr<zimg_filter_graph, FreeGraph> filter;
   PlaneRows in;
   PlaneRows out;
-  std::unique_ptr<std::uint8_t, Free> scratch;
+  AlignedMemory scratch;
   std::size_t scratchBytes = 0;
 };
 
-ScalerResult failure() {
-  return zimg_get_last_error(nullptr, 0) == ZIMG_ERROR_OUT_OF_MEMORY ? ScalerResult::outOfMemory
-                                                                     : ScalerResult::refused;
-}
-
-ScalerResult prepare(const Sizes& sizes, std::unique_ptr<Graph>& result) {
-  std::unique_ptr<Graph> graph(new (std::nothrow) Graph);
-  if (!graph) return ScalerResult::outOfMemory;
+/// Null if zimg refuses the sizes.
+std::unique_ptr<Graph> prepare(const Sizes& sizes) {
+  auto graph = std::make_unique<Graph>();
   graph->sizes = sizes;
   graph->filter.reset(buildGraph(sizes));
-  if (!graph->filter) return failure();
+  if (!graph->filter) return nullptr;
   unsigned rowsIn = 0;
   unsigned rowsOut = 0;
   zimg_filter_graph_get_input_buffering(graph->filter.get(), &rowsIn);
   zimg_filter_graph_get_output_buffering(graph->filter.get(), &rowsOut);
   zimg_filter_graph_get_tmp_size(graph->filter.get(), &graph->scratchBytes);
-  graph->scratchBytes = std::max(aligned(graph->scratchBytes), alignment);
-  graph->scratch.reset(static_cast<std::uint8_t*>(std::aligned_alloc(alignment, graph->scratchBytes)));
-  if (!graph->scratch || !graph->in.allocate(sizes.sourceWidth, sizes.sourceHeight, sizes.channels, rowsIn) ||
-      !graph->out.allocate(sizes.targetWidth, sizes.targetHeight, sizes.channels, rowsOut)) {
-    return ScalerResult::outOfMemory;
-  }
-  result = std::move(graph);
-  return ScalerResult::done;
+  graph->scratch = allocateAligned(std::max(graph->scratchBytes, ALIGNMENT));
+  graph->in.allocate(sizes.sourceWidth, sizes.sourceHeight, sizes.channels, rowsIn);
+  graph->out.allocate(sizes.targetWidth, sizes.targetHeight, sizes.channels, rowsOut);
+  return graph;
 }
 
-/// The graphs of the last sizes, each either here or with the one call that uses it.
+/// The graphs of the last sizes; a graph in use is not in the cache.
 class GraphCache {
  public:
   std::unique_ptr<Graph> take(const Sizes& sizes) {
@@ -146,7 +142,7 @@ class GraphCache {
   void giveBack(std::unique_ptr<Graph> graph) {
     const std::size_t bytes =
         graph->scratchBytes + (graph->in.planeBytes + graph->out.planeBytes) * graph->sizes.channels;
-    if (bytes > largestScratchKept) return;
+    if (bytes > LARGEST_SCRATCH_KEPT) return;
     const base::MutexLock lock(mutex_);
     if (graphs_.back()) std::rotate(graphs_.begin(), graphs_.begin() + 1, graphs_.end());
     std::find(graphs_.begin(), graphs_.end() - 1, nullptr)->swap(graph);
@@ -154,12 +150,12 @@ class GraphCache {
 
  private:
   base::Mutex mutex_;
-  /// The one used last behind the others, then null.
-  std::array<std::unique_ptr<Graph>, graphsKept> graphs_ GEOLOOM_GUARDED_BY(mutex_);
+  /// In order of use, the latest last; unused places are null.
+  std::array<std::unique_ptr<Graph>, GRAPHS_KEPT> graphs_ GEOLOOM_GUARDED_BY(mutex_);
 };
 
 GraphCache& cache() {
-  // Never destroyed: a thread may still be scaling while the process ends.
+  // Never destroyed, since a thread may still be scaling while the process ends.
   alignas(GraphCache) static std::array<std::byte, sizeof(GraphCache)> place;
   static GraphCache& instance = *new (place.data()) GraphCache;
   return instance;
@@ -200,7 +196,7 @@ int packRow(void* user, unsigned y, unsigned left, unsigned right) {
   return 0;
 }
 
-ScalerResult run(const Graph& graph, const PixelSource& source, const PixelTarget& target) {
+bool run(const Graph& graph, const PixelSource& source, const PixelTarget& target) {
   zimg_image_buffer_const in = {};
   zimg_image_buffer out = {};
   in.version = ZIMG_API_VERSION;
@@ -212,25 +208,22 @@ ScalerResult run(const Graph& graph, const PixelSource& source, const PixelTarge
   Pass pass{&source, &target, &graph};
   const auto status = zimg_filter_graph_process(graph.filter.get(), &in, &out, graph.scratch.get(), unpackRow,
                                                 &pass, packRow, &pass);
-  return status == ZIMG_ERROR_SUCCESS ? ScalerResult::done : failure();
+  return status == ZIMG_ERROR_SUCCESS;
 }
 
 }  // namespace
 
-ScalerResult scale(const PixelSource& source, const SourceRegion& region, std::size_t channels,
-                   const PixelTarget& target) {
-  constexpr std::size_t largestSide = std::numeric_limits<std::int32_t>::max() / 4;
-  if (std::max({source.width, source.height, target.width, target.height}) > largestSide)
-    return ScalerResult::refused;
+bool scale(const PixelSource& source, const SourceRegion& region, std::size_t channels,
+           const PixelTarget& target) {
+  constexpr std::size_t LARGEST_SIDE = std::numeric_limits<std::int32_t>::max() / 4;
+  if (std::max({source.width, source.height, target.width, target.height}) > LARGEST_SIDE) return false;
   const Sizes sizes{source.width, source.height, region, channels, target.width, target.height};
   std::unique_ptr<Graph> graph = cache().take(sizes);
-  if (!graph) {
-    const ScalerResult prepared = prepare(sizes, graph);
-    if (prepared != ScalerResult::done) return prepared;
-  }
-  const ScalerResult result = run(*graph, source, target);
+  if (!graph) graph = prepare(sizes);
+  if (!graph) return false;
+  const bool done = run(*graph, source, target);
   cache().giveBack(std::move(graph));
-  return result;
+  return done;
 }
 
 }  // namespace geoloom::platform

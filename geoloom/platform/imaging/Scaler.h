@@ -5,7 +5,7 @@
 
 namespace geoloom::platform {
 
-/// Where a picture is read from: rows from the top, `rowBytes` apart.
+/// An image to read: rows from the top, `rowBytes` apart.
 struct PixelSource {
   const std::uint8_t* data = nullptr;
   std::size_t width = 0;
@@ -13,7 +13,7 @@ struct PixelSource {
   std::size_t rowBytes = 0;
 };
 
-/// Where a picture is written to.
+/// An image to write.
 struct PixelTarget {
   std::uint8_t* data = nullptr;
   std::size_t width = 0;
@@ -22,7 +22,7 @@ struct PixelTarget {
 };
 
 /// The part of a source that fills the target, in source pixels; pixel (x, y) covers [x, x+1) × [y, y+1). It
-/// may lie between pixels and reach a little beyond the edges, where the picture is mirrored.
+/// may begin between pixels and extend a little beyond the edges, where the image is mirrored.
 struct SourceRegion {
   double left = 0;
   double top = 0;
@@ -31,13 +31,12 @@ struct SourceRegion {
   friend bool operator==(const SourceRegion&, const SourceRegion&) = default;
 };
 
-enum class ScalerResult { done, outOfMemory, refused };
-
-/// Resamples 8-bit pictures of 1 or 4 channels, each channel by itself, with a Lanczos filter of 3 lobes that
-/// widens with the reduction (so that nothing aliases), columns and rows apart; what overshoots is limited to
-/// 0...255 after each. Any row strides; source and target do not overlap. Any number of threads: what is
-/// prepared for a pair of sizes is kept for the next call and used by one call at a time.
-[[nodiscard]] ScalerResult scale(const PixelSource& source, const SourceRegion& region, std::size_t channels,
-                                 const PixelTarget& target);
+/// Resamples 8-bit images of 1 or 4 channels, each channel on its own, with a Lanczos filter of 3 lobes that
+/// widens with the reduction, so that nothing aliases; first one axis, then the other, limited to 0...255
+/// after each. Any row strides; source and target do not overlap. Callable from any number of threads: the
+/// prepared filters of the last sizes are cached, and each is used by one call at a time. False for sizes
+/// that zimg refuses.
+[[nodiscard]] bool scale(const PixelSource& source, const SourceRegion& region, std::size_t channels,
+                         const PixelTarget& target);
 
 }  // namespace geoloom::platform

@@ -11,7 +11,7 @@ namespace geoloom::platform {
 
 namespace {
 
-/// An orientation as a quarter turn clockwise, if any, and what is mirrored after it.
+/// An orientation as an optional quarter turn clockwise, followed by mirroring.
 struct Turn {
   bool quarter = false;
   bool across = false;
@@ -40,14 +40,13 @@ Turn turnOf(UIImageOrientation orientation) {
   return {};
 }
 
-/// The picture turned by 90 degrees clockwise; null without memory.
+/// The image turned by 90 degrees clockwise.
 std::shared_ptr<CGImage> turned(const CGImage& image) {
   const std::size_t pixelBytes = image.layout().bytesPerPixel();
   const std::size_t rowBytes = image.height() * pixelBytes;
   const std::size_t bytes = rowBytes * image.width();
-  if (!isPicture(image.height(), image.width(), rowBytes, pixelBytes)) return nullptr;
+  if (!isAddressable(image.height(), image.width(), rowBytes, pixelBytes)) return nullptr;
   PixelMemory memory = allocatePixels(bytes);
-  if (!memory) return nullptr;
   const int width = static_cast<int>(image.width());
   const int height = static_cast<int>(image.height());
   const int stride = static_cast<int>(image.bytesPerRow());
@@ -82,12 +81,12 @@ CGSize UIImage::size() const {
 bool UIImage::draw(const CGRect& rect) const {
   const auto context = UIGraphicsGetCurrentContext();
   const Turn turn = turnOf(orientation_);
+  if (!context) return false;
   const auto picture = turn.quarter ? turned(*cgImage_) : cgImage_;
-  if (!context || !picture) return false;
+  if (!picture) return false;
   context->saveGState();
   const base::ScopeExit restore([&] { context->restoreGState(); });
-  // Turned over again, so that the picture's own coordinates have y upwards, with the rectangle's corner as
-  // origin.
+  // Flip again: image coordinates have y upwards, with the rectangle's corner as their origin.
   CGContextTranslateCTM(*context, rect.minX(), rect.maxY());
   CGContextScaleCTM(*context, 1, -1);
   if (turn.across) context->concatenate({-1, 1, rect.width(), 0});

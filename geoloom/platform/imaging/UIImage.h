@@ -16,7 +16,7 @@ namespace geoloom::platform {
 
 class CIContext;
 
-/// How the stored picture is to be turned for display; by the platform's published codes.
+/// How to turn the stored image for display, by the platform's published codes.
 enum class UIImageOrientation : int {
   up = 0,
   down = 1,          ///< by 180 degrees
@@ -28,56 +28,53 @@ enum class UIImageOrientation : int {
   rightMirrored = 7  ///< rows and columns exchanged, then by 180 degrees
 };
 
-/// A picture together with how it is shown. Immutable; shared by any number of threads.
+/// An image with its scale and orientation for display. Immutable; may be shared by any number of threads.
 class GEOLOOM_EXPORT UIImage final : public NSObject {
  public:
-  /// A scale of 0 means 1. Null without a picture.
+  /// A scale of 0 means 1. Null without an image.
   [[nodiscard]] static std::shared_ptr<UIImage> create(
       std::shared_ptr<CGImage> cgImage, CGFloat scale = 1.0,
       UIImageOrientation orientation = UIImageOrientation::up);
 
   [[nodiscard]] const std::shared_ptr<CGImage>& cgImage() const { return cgImage_; }
-  /// Pixels a point.
+  /// Pixels per point.
   [[nodiscard]] CGFloat scale() const { return scale_; }
   [[nodiscard]] UIImageOrientation imageOrientation() const { return orientation_; }
   /// As displayed, in points.
   [[nodiscard]] CGSize size() const;
 
-  /// Draws the picture as it is displayed into the context of UIGraphicsPushContext, stretched to `rect`,
-  /// whose y grows downwards: the context must have been turned over, by a translation by (0, height) and a
-  /// scale by (1, -1), or the picture stands on its head. False, with nothing painted, without a context or
-  /// memory.
+  /// Draws the image as displayed into the context of UIGraphicsPushContext, stretched to `rect`, whose y
+  /// grows downwards: flip the context first, with a translation by (0, height) and a scale by (1, -1).
+  /// False, with nothing painted, without a context.
   bool draw(const CGRect& rect) const;
 
-  // The conversions that follow are the kit's; geoloom/utilities/UIImageConversion.cpp has them.
+  // The conversions below are defined in geoloom/utilities/UIImageConversion.cpp.
 
-  /// A picture of a camera's buffer, orientation `right`, scale 1. One-plane buffers are shared, not copied:
-  /// whoever writes the buffer writes the picture. Null without memory.
+  /// An image of a camera's buffer, orientation `right`, scale 1. A one-plane buffer is shared, not copied:
+  /// writing the buffer changes the image. Null for an absent buffer.
   [[nodiscard]] static std::shared_ptr<UIImage> create(const std::shared_ptr<CVPixelBuffer>& pixelBuffer);
 
-  /// A picture that `context` makes of the buffer, a copy, orientation `up`, scale 1. Null without memory.
+  /// A copy of the buffer, rendered by `context`, orientation `up`, scale 1. Null for an absent buffer.
   [[nodiscard]] static std::shared_ptr<UIImage> create(const std::shared_ptr<CVPixelBuffer>& pixelBuffer,
                                                        const CIContext& context);
 
-  /// A picture of `bytes`, which the picture takes over without a copy (move them in): red, green, blue and
-  /// premultiplied alpha, `width * 4` bytes a row, rows from the top. Null unless the sizes are positive and
-  /// the bytes suffice.
+  /// An image that owns `bytes` (move them in; there is no copy): red, green, blue and premultiplied alpha,
+  /// `width * 4` bytes per row, rows from the top. Null for a size of 0 and too few bytes.
   [[nodiscard]] static std::shared_ptr<UIImage> fromByteArrayRGBA(
-      std::vector<std::uint8_t> bytes, std::ptrdiff_t width, std::ptrdiff_t height, CGFloat scale = 0,
+      std::vector<std::uint8_t> bytes, std::size_t width, std::size_t height, CGFloat scale = 0,
       UIImageOrientation orientation = UIImageOrientation::up);
 
-  /// The same for gray, `width` bytes a row.
+  /// The same for gray, `width` bytes per row.
   [[nodiscard]] static std::shared_ptr<UIImage> fromByteArrayGray(
-      std::vector<std::uint8_t> bytes, std::ptrdiff_t width, std::ptrdiff_t height, CGFloat scale = 0,
+      std::vector<std::uint8_t> bytes, std::size_t width, std::size_t height, CGFloat scale = 0,
       UIImageOrientation orientation = UIImageOrientation::up);
 
-  /// A new ARGB buffer with the picture drawn into it as it is displayed, stretched to fill it, over black;
-  /// the alpha byte is 255. Null for sizes that are not positive and without memory.
-  [[nodiscard]] std::shared_ptr<CVPixelBuffer> pixelBuffer(std::ptrdiff_t width, std::ptrdiff_t height) const;
+  /// A new ARGB buffer with the image drawn as displayed, stretched to fill it, over black; the alpha byte is
+  /// 255. Null for a size of 0.
+  [[nodiscard]] std::shared_ptr<CVPixelBuffer> pixelBuffer(std::size_t width, std::size_t height) const;
 
-  /// The same as one gray byte a pixel, by (77·R + 150·G + 29·B + 128) / 256.
-  [[nodiscard]] std::shared_ptr<CVPixelBuffer> pixelBufferGray(std::ptrdiff_t width,
-                                                               std::ptrdiff_t height) const;
+  /// The same with one gray byte per pixel, by (77·R + 150·G + 29·B + 128) / 256.
+  [[nodiscard]] std::shared_ptr<CVPixelBuffer> pixelBufferGray(std::size_t width, std::size_t height) const;
 
  private:
   UIImage(std::shared_ptr<CGImage> cgImage, CGFloat scale, UIImageOrientation orientation);
@@ -87,12 +84,12 @@ class GEOLOOM_EXPORT UIImage final : public NSObject {
   UIImageOrientation orientation_;
 };
 
-// The contexts that UIImage draws into: a stack of each thread's own.
+// The contexts that UIImage draws into. Each thread has its own stack.
 
 GEOLOOM_EXPORT void UIGraphicsPushContext(std::shared_ptr<CGContext> context);
-/// Does nothing when the stack is empty.
+/// Does nothing if the stack is empty.
 GEOLOOM_EXPORT void UIGraphicsPopContext();
-/// Null when the stack is empty.
+/// Null if the stack is empty.
 [[nodiscard]] GEOLOOM_EXPORT std::shared_ptr<CGContext> UIGraphicsGetCurrentContext();
 
 }  // namespace geoloom::platform

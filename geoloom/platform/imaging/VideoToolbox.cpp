@@ -10,9 +10,9 @@ namespace geoloom::platform {
 
 namespace {
 
-constexpr CGPixelLayout gray{CGColorSpace::deviceGray, CGImageAlphaInfo::none, CGByteOrder::big};
-constexpr CGPixelLayout argb{CGColorSpace::deviceRGB, CGImageAlphaInfo::premultipliedFirst, CGByteOrder::big};
-constexpr CGPixelLayout bgra{CGColorSpace::deviceRGB, CGImageAlphaInfo::premultipliedFirst,
+constexpr CGPixelLayout GRAY{CGColorSpace::deviceGray, CGImageAlphaInfo::none, CGByteOrder::big};
+constexpr CGPixelLayout ARGB{CGColorSpace::deviceRGB, CGImageAlphaInfo::premultipliedFirst, CGByteOrder::big};
+constexpr CGPixelLayout BGRA{CGColorSpace::deviceRGB, CGImageAlphaInfo::premultipliedFirst,
                              CGByteOrder::little};
 
 std::shared_ptr<CGImage> shared(const std::shared_ptr<CVPixelBuffer>& buffer, CGPixelLayout layout) {
@@ -23,14 +23,13 @@ std::shared_ptr<CGImage> shared(const std::shared_ptr<CVPixelBuffer>& buffer, CG
 
 std::shared_ptr<CGImage> converted(const CVPixelBuffer& buffer) {
   const std::size_t rowBytes = buffer.width() * 4;
-  if (!isPicture(buffer.width(), buffer.height(), rowBytes, 4)) return nullptr;
+  if (!isAddressable(buffer.width(), buffer.height(), rowBytes, 4)) return nullptr;
   PixelMemory memory = allocatePixels(rowBytes * buffer.height());
-  if (!memory) return nullptr;
   libyuv::NV12ToARGBMatrix(buffer.baseAddress(0), static_cast<int>(buffer.bytesPerRow(0)),
                            buffer.baseAddress(1), static_cast<int>(buffer.bytesPerRow(1)), memory.get(),
                            static_cast<int>(rowBytes), &libyuv::kYuvJPEGConstants,
                            static_cast<int>(buffer.width()), static_cast<int>(buffer.height()));
-  return CGImage::create(buffer.width(), buffer.height(), rowBytes, bgra, std::move(memory),
+  return CGImage::create(buffer.width(), buffer.height(), rowBytes, BGRA, std::move(memory),
                          rowBytes * buffer.height());
 }
 
@@ -40,11 +39,11 @@ std::shared_ptr<CGImage> VTCreateCGImageFromCVPixelBuffer(const std::shared_ptr<
   if (!pixelBuffer) return nullptr;
   switch (pixelBuffer->pixelFormatType()) {
     case CVPixelFormatType::ARGB32:
-      return shared(pixelBuffer, argb);
+      return shared(pixelBuffer, ARGB);
     case CVPixelFormatType::BGRA32:
-      return shared(pixelBuffer, bgra);
+      return shared(pixelBuffer, BGRA);
     case CVPixelFormatType::oneComponent8:
-      return shared(pixelBuffer, gray);
+      return shared(pixelBuffer, GRAY);
     case CVPixelFormatType::biPlanarFullRange420:
       return converted(*pixelBuffer);
   }

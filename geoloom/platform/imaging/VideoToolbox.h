@@ -8,9 +8,9 @@
 
 namespace geoloom::platform {
 
-/// The picture of a buffer. A one-plane buffer is shared, not copied, and kept alive; its alpha counts as
-/// premultiplied. The two planes of a camera are converted by the full-range BT.601 matrix into memory of the
-/// picture's own. Null for an absent buffer, a format that is not known, and without memory.
+/// The image of a buffer. A one-plane buffer is shared, not copied, and kept alive; its alpha is taken as
+/// premultiplied. A camera's two planes are converted with the full-range BT.601 matrix into new memory. Null
+/// for an absent buffer and an unknown format.
 [[nodiscard]] GEOLOOM_EXPORT std::shared_ptr<CGImage> VTCreateCGImageFromCVPixelBuffer(
     const std::shared_ptr<CVPixelBuffer>& pixelBuffer);
 

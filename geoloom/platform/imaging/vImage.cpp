@@ -20,15 +20,7 @@ vImage_Error vImageScale_ARGB8888(const vImage_Buffer& source, const vImage_Buff
   const PixelTarget to{static_cast<std::uint8_t*>(destination.data), destination.width, destination.height,
                        destination.rowBytes};
   const SourceRegion all{0, 0, static_cast<double>(source.width), static_cast<double>(source.height)};
-  switch (scale(from, all, 4, to)) {
-    case ScalerResult::done:
-      return kvImageNoError;
-    case ScalerResult::outOfMemory:
-      return kvImageMemoryAllocationError;
-    case ScalerResult::refused:
-      break;
-  }
-  return kvImageInvalidParameter;
+  return scale(from, all, 4, to) ? kvImageNoError : kvImageInvalidParameter;
 }
 
 }  // namespace geoloom::platform

@@ -14,18 +14,16 @@ struct vImage_Buffer {
   std::size_t rowBytes = 0;
 };
 
-/// By the platform's published codes.
+/// Errors by the platform's published codes.
 enum vImage_Error : std::ptrdiff_t {
   kvImageNoError = 0,
-  kvImageMemoryAllocationError = -21771,
   kvImageNullPointerArgument = -21772,
-  kvImageInvalidParameter = -21773,
-  kvImageBufferSizeMismatch = -21774,
-  kvImageInternalError = -21776,
+  kvImageInvalidParameter = -21773,    ///< a side of more than 2^29 pixels
+  kvImageBufferSizeMismatch = -21774,  ///< a size of 0, or rows shorter than their pixels
 };
 
-/// Scales four 8-bit channels of any meaning, each by itself: Lanczos with 3 lobes and prefilter. Sizes from
-/// 1 × 1 and any row strides that hold a row; the views do not overlap. Any number of threads.
+/// Scales four 8-bit channels of any meaning, each on its own: Lanczos with 3 lobes, widened by a reduction.
+/// The views must not overlap. Callable from any number of threads.
 [[nodiscard]] GEOLOOM_EXPORT vImage_Error vImageScale_ARGB8888(const vImage_Buffer& source,
                                                                const vImage_Buffer& destination);
 

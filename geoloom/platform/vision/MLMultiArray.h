@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <type_traits>
 #include <vector>
 
 #include "geoloom/Export.h"
@@ -52,9 +53,10 @@ class GEOLOOM_EXPORT MLMultiArray final : public NSObject {
   /// Product of the shape.
   [[nodiscard]] std::size_t count() const;
 
-  /// The array as a picture; defined and described in geoloom/utilities/MultiArray.h.
-  template <class T>
-  [[nodiscard]] std::shared_ptr<UIImage> image(T offset, T scale) const;
+  /// The array as an image; defined in geoloom/utilities/MultiArray.h.
+  template <class T = float>
+  [[nodiscard]] std::shared_ptr<UIImage> image(std::type_identity_t<T> offset,
+                                               std::type_identity_t<T> scale) const;
 
  private:
   MLMultiArray(void* dataPointer, std::vector<std::ptrdiff_t> shape, MLMultiArrayDataType dataType,

@@ -26,7 +26,7 @@ std::uint8_t gray(const CVPixelBuffer& buffer, std::size_t x, std::size_t y) {
   return buffer.baseAddress()[y * buffer.bytesPerRow() + x];
 }
 
-TEST(CIImageTest, TransformsFollowOneAnother) {
+TEST(CIImageTest, ConcatenatesTransforms) {
   const CIImage image(filled(10, 20, oneComponent8, 0));
   const CIImage moved = image.transformed(CGAffineTransformMakeScale(2, 0.5)).transformed({-1, 1, 5, 3});
   EXPECT_EQ(moved.extent(), (CGRect{{-15, 3}, {20, 10}}));
@@ -42,7 +42,7 @@ TEST(CIContextTest, RendersFromTheBottomLeftAndClearsTheRest) {
       EXPECT_EQ(gray(*output, x, y), x < 4 && y >= 3 ? 200 : 0) << x << ' ' << y;
 }
 
-TEST(CIContextTest, KeepsTheTopAtTheTopAndTranslucencyAsItIs) {
+TEST(CIContextTest, KeepsRowOrderAndAlpha) {
   const auto source = filled(3, 2, BGRA32, 0);
   std::mt19937 random(2);
   for (std::size_t i = 0; i < 3 * 4; ++i) source->baseAddress()[i] = static_cast<std::uint8_t>(random());
@@ -54,7 +54,7 @@ TEST(CIContextTest, KeepsTheTopAtTheTopAndTranslucencyAsItIs) {
                           [](std::uint8_t b) { return b == 0; }));
 }
 
-TEST(CIContextTest, CutsAPictureOutOfAnImage) {
+TEST(CIContextTest, CopiesARectangle) {
   const auto source = filled(4, 3, oneComponent8, 0);
   for (std::size_t y = 0; y < 3; ++y)
     for (std::size_t x = 0; x < 4; ++x)
@@ -72,24 +72,18 @@ TEST(CIContextTest, CutsAPictureOutOfAnImage) {
 }
 
 TEST(CIContextTest, ReadsTheTwoPlanesOfACamera) {
-  std::mt19937 random(4);
-  for (int i = 0; i < 50; ++i) {
-    const auto camera = CVPixelBuffer::create(3, 3, biPlanarFullRange420);
-    const int luma = 60 + static_cast<int>(random() % 120);
-    const int cb = 100 + static_cast<int>(random() % 56);
-    const int cr = 100 + static_cast<int>(random() % 56);
-    std::memset(camera->baseAddress(0), luma, camera->bytesPerRow(0) * 3);
-    for (std::size_t at = 0; at < camera->bytesPerRow(1) * 2; ++at)
-      camera->baseAddress(1)[at] = static_cast<std::uint8_t>(at % 2 == 0 ? cb : cr);
-    const auto picture = VTCreateCGImageFromCVPixelBuffer(camera);
-    ASSERT_TRUE(picture);
-    const std::uint8_t* last = picture->bytes() + 2 * picture->bytesPerRow() + 8;
-    EXPECT_NEAR(last[2], luma + 1.402 * (cr - 128), 1.6);
-    EXPECT_NEAR(last[1], luma - 0.344136 * (cb - 128) - 0.714136 * (cr - 128), 1.6);
-    EXPECT_NEAR(last[0], luma + 1.772 * (cb - 128), 1.6);
-    EXPECT_EQ(last[3], 255);
-    EXPECT_FALSE(CIContext().render(CIImage(camera), *camera)) << "two planes are no place to render to";
-  }
+  const auto camera = CVPixelBuffer::create(3, 3, biPlanarFullRange420);
+  std::memset(camera->baseAddress(0), 110, camera->bytesPerRow(0) * 3);
+  for (std::size_t at = 0; at < camera->bytesPerRow(1) * 2; ++at)
+    camera->baseAddress(1)[at] = at % 2 == 0 ? 120 : 150;
+  const auto image = VTCreateCGImageFromCVPixelBuffer(camera);
+  ASSERT_TRUE(image);
+  const std::uint8_t* last = image->bytes() + 2 * image->bytesPerRow() + 8;
+  EXPECT_NEAR(last[2], 110 + 1.402 * 22, 1.6);
+  EXPECT_NEAR(last[1], 110 + 0.344136 * 8 - 0.714136 * 22, 1.6);
+  EXPECT_NEAR(last[0], 110 - 1.772 * 8, 1.6);
+  EXPECT_EQ(last[3], 255);
+  EXPECT_FALSE(CIContext().render(CIImage(camera), *camera)) << "cannot render into two planes";
 }
 
 }  // namespace

@@ -7,7 +7,7 @@
 namespace geoloom::platform {
 namespace {
 
-TEST(CVPixelBuffer, LaysOutEveryFormatWithAlignedRowsThatHoldItsPixels) {
+TEST(CVPixelBufferTest, AlignsTheRowsOfEveryFormat) {
   struct Case {
     CVPixelFormatType format;
     std::size_t planes;
@@ -25,23 +25,22 @@ TEST(CVPixelBuffer, LaysOutEveryFormatWithAlignedRowsThatHoldItsPixels) {
     EXPECT_EQ(buffer->height(), 7U);
     EXPECT_EQ(buffer->pixelFormatType(), c.format);
     ASSERT_EQ(buffer->planeCount(), c.planes);
-    buffer->lockBaseAddress();
+    const CVPixelBufferLock lock(*buffer);
     for (std::size_t plane = 0; plane < c.planes; ++plane) {
       EXPECT_GE(buffer->bytesPerRow(plane), c.rowBytes[plane]);
       EXPECT_EQ(buffer->bytesPerRow(plane) % 64, 0U);
       EXPECT_EQ(reinterpret_cast<std::uintptr_t>(buffer->baseAddress(plane)) % 64, 0U);
-      // A plane too small shows under AddressSanitizer; planes that overlap show below.
+      // AddressSanitizer finds a plane that is too small; the check below finds planes that overlap.
       std::memset(buffer->baseAddress(plane), static_cast<int>(plane + 1),
                   buffer->bytesPerRow(plane) * c.rows[plane]);
     }
-    buffer->unlockBaseAddress();
     EXPECT_EQ(buffer->baseAddress()[buffer->bytesPerRow() * 7 - 1], 1);
     EXPECT_EQ(buffer->baseAddress(c.planes), nullptr);
     EXPECT_EQ(buffer->bytesPerRow(c.planes), 0U);
   }
 }
 
-TEST(CVPixelBuffer, RefusesWhatCannotBeMade) {
+TEST(CVPixelBufferTest, RefusesInvalidSizesAndFormats) {
   constexpr auto huge = std::numeric_limits<std::size_t>::max();
   constexpr auto bgra = CVPixelFormatType::BGRA32;
   EXPECT_FALSE(CVPixelBuffer::create(0, 4, bgra));
@@ -57,7 +56,7 @@ TEST(CVPixelBuffer, RefusesWhatCannotBeMade) {
   EXPECT_FALSE(CVPixelBuffer::createWithBytes(4, 4, bgra, bytes.data(), 15, release));
   EXPECT_FALSE(CVPixelBuffer::createWithBytes(4, 4, CVPixelFormatType::biPlanarFullRange420, bytes.data(), 16,
                                               release));
-  EXPECT_EQ(released, 0) << "the bytes stay the caller's when nothing wraps them";
+  EXPECT_EQ(released, 0) << "the caller keeps the bytes on failure";
 }
 
 }  // namespace

@@ -11,7 +11,7 @@ namespace {
 using Bytes = std::vector<std::uint8_t>;
 using enum UIImageOrientation;
 
-/// The same turn by other hands.
+/// The same turn by OpenCV.
 cv::Mat turned(const cv::Mat& stored, UIImageOrientation orientation) {
   cv::Mat result;
   switch (orientation) {
@@ -42,7 +42,7 @@ cv::Mat turned(const cv::Mat& stored, UIImageOrientation orientation) {
   return result;
 }
 
-TEST(UIImageTest, IsDrawnAsItsOrientationSays) {
+TEST(UIImageTest, DrawsEveryOrientation) {
   for (const int pixelBytes : {1, 4}) {
     cv::Mat stored(3, 5, pixelBytes == 1 ? CV_8UC1 : CV_8UC4);
     cv::randu(stored, 0, 255);
@@ -72,26 +72,14 @@ TEST(UIImageTest, IsDrawnAsItsOrientationSays) {
   }
 }
 
-TEST(UIImageTest, IsDrawnWhereTheRectangleSays) {
-  Bytes painted(16, '.');
-  const auto context =
-      CGBitmapContextCreate(painted.data(), 4, 4, 8, 4, CGColorSpace::deviceGray, CGImageAlphaInfo::none);
-  CGContextTranslateCTM(*context, 0, 4);
-  CGContextScaleCTM(*context, 1, -1);
-  UIGraphicsPushContext(context);
-  EXPECT_TRUE(UIImage::fromByteArrayGray({'a', 'b', 'c', 'd'}, 2, 2)->draw({{1, 0}, {2, 2}}));
-  UIGraphicsPopContext();
-  EXPECT_EQ(std::string(painted.begin(), painted.end()), ".ab..cd.........");
-}
-
-TEST(UIImageTest, ScaleCountsPixelsAPoint) {
+TEST(UIImageTest, ScaleIsPixelsPerPoint) {
   const Bytes bytes(8);
   EXPECT_EQ(UIImage::fromByteArrayGray(bytes, 4, 2, 2, right)->size(), (CGSize{1, 2}));
   EXPECT_EQ(UIImage::fromByteArrayGray(bytes, 4, 2)->scale(), 1);
   EXPECT_EQ(UIImage::fromByteArrayGray(bytes, 4, 2)->size(), (CGSize{4, 2}));
 }
 
-TEST(UIImageTest, ContextsAreAStackOfEachThread) {
+TEST(UIImageTest, EachThreadHasItsOwnContextStack) {
   Bytes memory(4);
   const auto make = [&] {
     return CGBitmapContextCreate(memory.data(), 2, 2, 8, 2, CGColorSpace::deviceGray, CGImageAlphaInfo::none);
