@@ -6,7 +6,6 @@
 #include <chrono>
 #include <cmath>
 #include <deque>
-#include <filesystem>
 #include <memory>
 #include <mutex>
 #include <random>
@@ -25,17 +24,10 @@
 #include "geoloom/SceneUnderstanding/SSDObjectDetector.h"
 #include "geoloom/SceneUnderstanding/boxes/SSDAnchors.h"
 #include "geoloom/platform/ar/ARFrame.h"
-#include "geoloom/platform/ar/ARSession.h"
-#include "geoloom/platform/foundation/FileManager.h"
 #include "geoloom/platform/foundation/LibraryBundle.h"
-#include "geoloom/platform/foundation/Log.h"
 #include "geoloom/platform/imaging/CVPixelBuffer.h"
 #include "geoloom/platform/vision/ImagePreparation.h"
 #include "geoloom/platform/vision/VNRequest.h"
-#include "geoloom/session/MapSession.h"
-#include "geoloom/session/MapSessionState.h"
-#include "geoloom/session/types/MapSessionConfiguration.h"
-#include "geoloom/session/types/ServiceEndpoints.h"
 
 namespace geoloom {
 namespace {
@@ -76,26 +68,14 @@ std::shared_ptr<const ARFrame> frameAt(float metres) {
 /// Frames that reached the detector's analysis.
 std::atomic<std::int64_t> analysed = 0;
 
-/// A session without services whose detector has no network, so that only the hand-over is measured.
-MapSession& session() {
-  static const auto instance = [] {
-    platform::Console::setSink([](std::string_view) {});
-    platform::SystemLog::setSink([](std::string_view) {});
-    const auto folder = std::filesystem::temp_directory_path() / "geoloom-benchmark";
-    platform::FileManager::setDocumentsDirectory(folder);
-    platform::FileManager::setStateDirectory(folder);
-    platform::LibraryBundle::setPathForResource("feature_model", "mlmodelc", GEOLOOM_MODEL);
-    ServiceEndpoints::setCurrent({});
-    auto made = MapSession::create(std::make_shared<platform::ARSession>(), MapMode::mapping, "u", "m", "k",
-                                   812, 375, std::make_shared<MapSessionConfiguration>(0.6F, 0.5F));
-    MapSessionInternals::state(*made).objectDetector.store(std::make_shared<SSDObjectDetector>(
-        812, 375, [](const auto&) {},
-        [](const ARFrame&, const auto&) {
-          ++analysed;
-          return base::Failure{"nothing to see"};
-        }));
-    return made;
-  }();
+/// A detector without a network, so that only the hand-over is measured.
+SSDObjectDetector& detector() {
+  static const auto instance = std::make_shared<SSDObjectDetector>(
+      ViewSize{.width = 375, .height = 812}, [](const auto&) {}, SSDObjectDetector::Observer(),
+      [](const ARFrame&) -> base::Result<SSDObjectDetector::Observations> {
+        ++analysed;
+        return SSDObjectDetector::Observations{};
+      });
   return *instance;
 }
 
@@ -119,24 +99,23 @@ void offerFrames(benchmark::State& state, float step, const Offer& offer, const 
   }
 }
 
-/// Offers frames to the session. Either all or none must be handed over.
+/// Offers frames to the detector. Either all or none must be handed over.
 void updateFrames(benchmark::State& state, float step, bool isHandedOver) {
-  const auto detector = MapSessionInternals::state(session()).objectDetector.load();
-  const auto settle = [&] { detector->updateQueue->sync([] {}); };
+  const auto settle = [&] { detector().updateQueue->sync([] {}); };
   // The gate depends on the last five frames, which may be another benchmark's.
   for (int i = -5; i < 0; ++i) {
-    session().update(frameAt(static_cast<float>(i) * step));
+    detector().offer(frameAt(static_cast<float>(i) * step));
     settle();
   }
   const bool isBusy = !isHandedOver && step != 0;
-  if (isBusy && !detector->lock.tryLock()) return state.SkipWithError("a frame is in work");
+  if (isBusy && !detector().lock.tryLock()) return state.SkipWithError("a frame is in work");
   const std::int64_t before = analysed;
   offerFrames(
-      state, step, [](const auto& frame) { session().update(frame); },
+      state, step, [](const auto& frame) { detector().offer(frame); },
       [&] {
         if (isHandedOver) settle();
       });
-  if (isBusy) detector->lock.unlock();
+  if (isBusy) detector().lock.unlock();
   settle();
   if (analysed - before != (isHandedOver ? state.iterations() : 0)) {
     state.SkipWithError(isHandedOver ? "a frame was dropped" : "a frame was handed over");
@@ -226,12 +205,11 @@ void kitsOwnWork(benchmark::State& state) {
   platform::ImagePreparation preparation;
   std::size_t found = 0;
   SSDObjectDetector detector(
-      812, 375, [&](const auto& objects) { found = objects.size(); },
-      [&, seen = outputs()](const ARFrame& frame, const auto& completion) -> std::optional<base::Failure> {
+      {.width = 375, .height = 812}, [&](const auto& objects) { found = objects.size(); }, {},
+      [&, seen = outputs()](const ARFrame& frame) -> base::Result<SSDObjectDetector::Observations> {
         preparation.prepare(*frame.capturedImage(), platform::EXIFOrientation::rightTop,
                             platform::VNImageCropAndScaleOption::centerCrop, input, planes.data());
-        completion(seen);
-        return std::nullopt;
+        return seen;
       });
   for (auto _ : state) detector.predict(frameAt(0));
   if (found == 0) return state.SkipWithError("no object was located");
@@ -241,7 +219,7 @@ void kitsOwnWork(benchmark::State& state) {
 /// A whole frame with the real network.
 void analysedFrame(benchmark::State& state) {
   platform::LibraryBundle::setPathForResource("feature_model", "mlmodelc", GEOLOOM_MODEL);
-  SSDObjectDetector detector(812, 375, [](const auto&) {});
+  SSDObjectDetector detector({.width = 375, .height = 812}, [](const auto&) {});
   for (auto _ : state) detector.predict(frameAt(0));
 }
 

@@ -25,36 +25,40 @@ using platform::SCNVector3;
 constexpr std::int64_t CLASS_COUNT = 90;
 constexpr double SCORE_THRESHOLD = 0.01;
 
-[[noreturn]] void failToLoad(const base::Failure& failure) {
-  platform::SystemLog::log(failure.message);
+base::Result<std::shared_ptr<platform::VNCoreMLModel>> loadVisionModel() {
+  const auto network = feature_model::create();
+  if (!network) return network.failure();
+  return platform::VNCoreMLModel::create(network->model);
+}
+
+std::shared_ptr<platform::VNCoreMLModel> visionModelOrAbort() {
+  auto visionModel = loadVisionModel();
+  if (visionModel) return *std::move(visionModel);
+  platform::SystemLog::log(visionModel.failure().message);
   platform::SystemLog::log("SceneUnderstanding/SSDObjectDetector: Fatal error: Can't load VisionML model");
   std::abort();
 }
 
-std::shared_ptr<platform::VNCoreMLModel> loadVisionModel() {
-  const auto network = feature_model::create();
-  if (!network) failToLoad(network.failure());
-  auto visionModel = platform::VNCoreMLModel::create(network->model);
-  if (!visionModel) failToLoad(visionModel.failure());
-  return *std::move(visionModel);
-}
-
 SSDObjectDetector::Vision visionOf(std::shared_ptr<platform::VNCoreMLModel> visionModel) {
-  return [visionModel = std::move(visionModel)](const platform::ARFrame& frame, const auto& completion) {
-    const std::array request{std::make_shared<platform::VNCoreMLRequest>(
-        visionModel, [&](platform::VNCoreMLRequest& performed) { completion(performed.results()); })};
-    request[0]->imageCropAndScaleOption = platform::VNImageCropAndScaleOption::centerCrop;
-    // The sensor's image is landscape, the view upright.
-    return platform::VNImageRequestHandler(frame.capturedImage(), platform::EXIFOrientation::rightTop)
-        .perform(request);
-  };
+  using Observations = SSDObjectDetector::Observations;
+  return
+      [visionModel = std::move(visionModel)](const platform::ARFrame& frame) -> base::Result<Observations> {
+        Observations observations;
+        const std::array request{std::make_shared<platform::VNCoreMLRequest>(
+            visionModel, [&](platform::VNCoreMLRequest& performed) { observations = performed.results(); })};
+        request[0]->imageCropAndScaleOption = platform::VNImageCropAndScaleOption::centerCrop;
+        // The sensor's image is landscape, the view upright.
+        platform::VNImageRequestHandler handler(frame.capturedImage(), platform::EXIFOrientation::rightTop);
+        if (auto failure = handler.perform(request)) return *std::move(failure);
+        return observations;
+      };
 }
 
 SCNVector3 translationOf(const platform::simd_float4x4& transform) {
   return {transform.columns[3].x, transform.columns[3].y, transform.columns[3].z};
 }
 
-/// The array of one result; nothing where it is something else or holds fewer elements.
+/// The array of one result; null if it is something else or holds fewer elements.
 const platform::MLMultiArray* arrayOf(const std::shared_ptr<platform::VNObservation>& observation,
                                       std::size_t leastCount) {
   const auto* value = dynamic_cast<const platform::VNCoreMLFeatureValueObservation*>(observation.get());
@@ -64,51 +68,92 @@ const platform::MLMultiArray* arrayOf(const std::shared_ptr<platform::VNObservat
 
 }  // namespace
 
-SSDObjectDetector::SSDObjectDetector(double height, double width, Callback onDetections)
-    : SSDObjectDetector(height, width, std::move(onDetections), visionOf(loadVisionModel())) {}
+std::optional<std::string> SSDObjectDetector::modelFault() {
+  const auto model = loadVisionModel();
+  return model ? std::nullopt : std::optional(model.failure().message);
+}
 
-SSDObjectDetector::SSDObjectDetector(double height, double width, Callback onDetections, Vision vision)
-    : screenHeight(height),
-      screenWidth(width),
-      callback(std::move(onDetections)),
+SSDObjectDetector::SSDObjectDetector(ViewSize view, Callback onDetections, Observer observer)
+    : SSDObjectDetector(view, std::move(onDetections), std::move(observer), visionOf(visionModelOrAbort())) {}
+
+SSDObjectDetector::SSDObjectDetector(ViewSize view, Callback onDetections, Observer observer, Vision vision)
+    : screenHeight(view.height),
+      screenWidth(view.width),
       updateQueue(platform::DispatchQueue::serial("com.yelt.objectdetector.updatequeue")),
+      callback(std::move(onDetections)),
       lastExecution_(platform::Clock::current()->date()),
       ssdPostProcessor_(static_cast<std::int64_t>(SSDAnchors::count), CLASS_COUNT, SCORE_THRESHOLD),
       vision_(std::move(vision)),
-      boundingBoxes_(std::make_shared<BoundingBoxPool>()) {}
+      boundingBoxes_(std::make_shared<BoundingBoxPool>()),
+      observer_(std::move(observer)) {}
 
 SSDObjectDetector::~SSDObjectDetector() = default;
+
+FrameOffer SSDObjectDetector::offer(const std::shared_ptr<const platform::ARFrame>& frame) {
+  if (!cameraMoved(*frame)) return FrameOffer::still;
+  if (!lock.tryLock()) return FrameOffer::busy;
+  try {
+    updateQueue->async([self = shared_from_this(), frame] { self->analyseTaken(*frame); });
+  } catch (const std::exception& exception) {
+    lock.unlock();
+    platform::SystemLog::log(std::string("dropped a frame: ") + exception.what());
+    return FrameOffer::busy;
+  }
+  return FrameOffer::taken;
+}
 
 bool SSDObjectDetector::cameraMoved(const platform::ARFrame& frame) {
   const SCNVector3 position = translationOf(frame.camera().transform());
   return motionGate_.hasMoved({position.x, position.y, position.z}, frame.camera().eulerAngles());
 }
 
+void SSDObjectDetector::analyseTaken(const platform::ARFrame& frame) {
+  FrameOutcome outcome;
+  outcome.failure = base::Failure{"an exception ended the analysis"};
+  const base::ScopeExit finish([&] {
+    lock.unlock();
+    if (observer_) observer_(frame, outcome);
+  });
+  outcome = analyse(frame);
+}
+
 void SSDObjectDetector::predict(const std::shared_ptr<const platform::ARFrame>& frame) {
+  static_cast<void>(analyse(*frame));
+}
+
+FrameOutcome SSDObjectDetector::analyse(const platform::ARFrame& frame) {
+  using std::chrono::steady_clock;
+  FrameOutcome outcome;
+  outcome.tracked = &semanticNetwork_;
   semaphore_.wait();
   const base::ScopeExit signal([this] { semaphore_.signal(); });
-  const auto start = std::chrono::steady_clock::now();
-  const auto failure = vision_(*frame, [&](const Observations& observations) {
-    const auto seen = std::chrono::steady_clock::now();
-    handleResults(observations, *frame);
-    lastAnalysis_ = {lastAnalysis_.count + 1, seen - start, std::chrono::steady_clock::now() - seen};
-  });
-  if (failure) platform::Console::print(failure->message);
-}
-
-void SSDObjectDetector::handleResults(const Observations& observations, const platform::ARFrame& frame) {
-  const auto predictions = processResults(observations);
-  if (!predictions) return;
+  const auto start = steady_clock::now();
+  const auto observations = vision_(frame);
+  const auto seen = steady_clock::now();
+  outcome.vision = seen - start;
+  if (!observations) {
+    platform::Console::print(observations.failure().message);
+    outcome.failure = observations.failure();
+    return outcome;
+  }
+  const auto predictions = processResults(*observations);
+  if (!predictions) {
+    outcome.failure = predictions.failure();
+    return outcome;
+  }
   locateObjects(*predictions, frame);
   hideBoundingBoxes();
+  outcome.handling = steady_clock::now() - seen;
+  return outcome;
 }
 
-std::optional<std::vector<Prediction>> SSDObjectDetector::processResults(const Observations& observations) {
+base::Result<std::vector<Prediction>> SSDObjectDetector::processResults(const Observations& observations) {
   lastExecution_ = platform::Clock::current()->date();
-  if (observations.size() != 2) return std::nullopt;
-  const auto* scores = arrayOf(observations[0], (CLASS_COUNT + 1) * SSDAnchors::count);
-  const auto* boxes = arrayOf(observations[1], 4 * SSDAnchors::count);
-  if (scores == nullptr || boxes == nullptr) return std::nullopt;
+  const bool areTwo = observations.size() == 2;
+  const auto* scores = areTwo ? arrayOf(observations[0], (CLASS_COUNT + 1) * SSDAnchors::count) : nullptr;
+  const auto* boxes = areTwo ? arrayOf(observations[1], 4 * SSDAnchors::count) : nullptr;
+  if (scores == nullptr || boxes == nullptr)
+    return base::Failure{"the network's results are not one array of scores and one of boxes"};
   return ssdPostProcessor_.nonMaximumSuppression(ssdPostProcessor_.postprocess(*boxes, *scores));
 }
 

@@ -1,14 +1,16 @@
 #pragma once
 
 #include <atomic>
-#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
 #include <span>
+#include <string>
 #include <vector>
 
+#include "geoloom/SceneUnderstanding/FrameOffer.h"
+#include "geoloom/SceneUnderstanding/FrameOutcome.h"
 #include "geoloom/SceneUnderstanding/boxes/SSDPostProcessor.h"
 #include "geoloom/SceneUnderstanding/draw/BoundingBoxPool.h"
 #include "geoloom/SceneUnderstanding/gate/MotionGate.h"
@@ -18,6 +20,7 @@
 #include "geoloom/platform/foundation/Clock.h"
 #include "geoloom/platform/foundation/Dispatch.h"
 #include "geoloom/platform/foundation/NSLock.h"
+#include "geoloom/session/types/ViewSize.h"
 
 namespace geoloom {
 
@@ -29,95 +32,93 @@ class VNObservation;
 
 class DetectedObject;
 
-/// Finds objects in camera frames and places them in the world.
+/// Finds objects in camera frames and places them in the world. Held by std::shared_ptr: a frame in analysis
+/// keeps its detector alive.
 ///
-/// Whoever delivers frames asks cameraMoved() of each, takes `lock` without waiting, queues predict() on
-/// `updateQueue` and unlocks after it: one frame is in work at a time, those that come meanwhile are dropped.
-/// cameraMoved() belongs to the thread that delivers frames; predict() and all it does, the callback
-/// included, to `updateQueue`.
-class SSDObjectDetector {
+/// Threads. offer() and cameraMoved() belong to the thread that delivers frames; the analysis of a frame and
+/// the calls of `callback` and of the observer to `updateQueue`.
+class SSDObjectDetector : public std::enable_shared_from_this<SSDObjectDetector> {
  public:
   using Callback = std::function<void(const std::vector<std::shared_ptr<DetectedObject>>&)>;
+  /// Receives the outcome of each frame that offer() took; the next frame may be offered by then.
+  using Observer = std::function<void(const platform::ARFrame& frame, const FrameOutcome& outcome)>;
   using Observations = std::vector<std::shared_ptr<platform::VNObservation>>;
-  /// Looks at a frame's picture: calls `completion` once with the observations, before it returns, or gives
-  /// the reason why there are none.
-  using Vision = std::function<std::optional<base::Failure>(
-      const platform::ARFrame& frame, const std::function<void(const Observations&)>& completion)>;
+  /// Runs the network on a frame's image.
+  using Vision = std::function<base::Result<Observations>(const platform::ARFrame& frame)>;
 
-  /// The size of the application's view, upright, in points. Loads the compiled network; where that cannot be
-  /// done, the process ends with the line "Can't load VisionML model" in the system log.
-  SSDObjectDetector(double screenHeight, double screenWidth, Callback callback);
-  /// With something else that looks at pictures.
-  SSDObjectDetector(double screenHeight, double screenWidth, Callback callback, Vision vision);
+  /// Why the compiled network cannot be loaded; absent if it can.
+  [[nodiscard]] static std::optional<std::string> modelFault();
+
+  /// Loads the compiled network; if that fails, the process ends with the line "Can't load VisionML model" in
+  /// the system log.
+  SSDObjectDetector(ViewSize view, Callback callback, Observer observer = {});
+  /// With another network.
+  SSDObjectDetector(ViewSize view, Callback callback, Observer observer, Vision vision);
   ~SSDObjectDetector();
   SSDObjectDetector(const SSDObjectDetector&) = delete;
   SSDObjectDetector& operator=(const SSDObjectDetector&) = delete;
 
-  /// Whether the camera has moved enough for another detection; takes note of every frame.
+  /// Takes a frame for analysis if the camera has moved and no other frame is queued or being analysed. Never
+  /// waits.
+  FrameOffer offer(const std::shared_ptr<const platform::ARFrame>& frame);
+
+  // The steps of offer(): it takes `lock`, queues predict() on `updateQueue` and unlocks after it.
+
+  /// True if the camera has moved enough for another detection. Records the pose of every frame.
   [[nodiscard]] bool cameraMoved(const platform::ARFrame& frame);
 
-  /// One detection on the frame's picture; returns when the callback has. No callback where the picture
-  /// cannot be analysed.
+  /// Detects objects in the frame and returns when `callback` has returned. `callback` is not called if the
+  /// image cannot be analysed.
   void predict(const std::shared_ptr<const platform::ARFrame>& frame);
 
-  /// Puts the boxes of the 2D overlay on the view, hidden.
+  /// Adds the boxes of the 2D overlay to the view, hidden.
   void setUpBoundingBoxes(const std::shared_ptr<platform::UIView>& view);
   /// Hides the 2D overlay, asynchronously on the main queue.
   void hideBoundingBoxes();
 
+  /// When results were last handled; at first the time of construction. Read on `updateQueue` only.
+  [[nodiscard]] platform::Date lastExecution() const { return lastExecution_; }
   [[nodiscard]] const SSDPostProcessor& ssdPostProcessor() const { return ssdPostProcessor_; }
   [[nodiscard]] std::vector<BoundingBox> boundingBoxes() const { return boundingBoxes_->boxes(); }
-  /// What the motion gate remembers, oldest first: at most four places (metres) and attitudes (radians). For
-  /// the thread that delivers frames.
+  /// The motion gate's histories, oldest first: at most four positions (metres) and attitudes (radians). Read
+  /// on the thread that delivers frames.
   [[nodiscard]] std::span<const platform::simd_float3> cameraPositions() const {
     return motionGate_.positions();
   }
   [[nodiscard]] std::span<const platform::simd_float3> cameraAngles() const { return motionGate_.angles(); }
-  /// What is tracked. To be read on `updateQueue` only, from the callback for example: it has all objects of
-  /// its frame.
+  /// The tracked objects. Read on `updateQueue` only; in the callback they include the objects of its frame.
   [[nodiscard]] const SemanticNetwork& semanticNetwork() const { return semanticNetwork_; }
-  /// When results were last handled; at first the time of construction. For `updateQueue` only.
-  [[nodiscard]] platform::Date lastExecution() const { return lastExecution_; }
 
-  /// What analysing cost: the number of frames so far, and of the last one how long looking at its picture
-  /// and handling what was seen took. For `updateQueue` only.
-  struct Analysis {
-    std::int64_t count = 0;
-    std::chrono::steady_clock::duration vision{};
-    std::chrono::steady_clock::duration handling{};
-  };
-  [[nodiscard]] const Analysis& lastAnalysis() const { return lastAnalysis_; }
-
-  /// Boxes of the 2D overlay that are ever used.
+  /// The size of the application's view, upright, in points.
+  const double screenHeight;
+  const double screenWidth;
+  /// Boxes of the 2D overlay that are used.
   static constexpr std::int64_t numBoxes = BoundingBoxPool::SIZE;
   /// Boxes are suppressed class by class.
   static constexpr bool multiClass = true;
-
-  const double screenHeight;
-  const double screenWidth;
-  const Callback callback;
   const std::shared_ptr<platform::DispatchQueue> updateQueue;
-  platform::NSLock lock;
-
-  /// What is drawn, and where. May be switched on at any time from any thread; read after each frame's
-  /// inference.
+  /// What is drawn, and where. May be set at any time from any thread; read after each frame's inference.
   std::atomic<bool> drawBoundingBoxes = false;
   std::atomic<bool> VISUALIZE_HITTEST_LOCS = false;
   base::AtomicValue<std::shared_ptr<platform::SCNScene>> scene;
+  const Callback callback;
+  /// Held while a frame is queued or being analysed.
+  platform::NSLock lock;
 
  private:
-  void handleResults(const Observations& observations, const platform::ARFrame& frame);
-  [[nodiscard]] std::optional<std::vector<Prediction>> processResults(const Observations& observations);
+  [[nodiscard]] FrameOutcome analyse(const platform::ARFrame& frame);
+  void analyseTaken(const platform::ARFrame& frame);
+  [[nodiscard]] base::Result<std::vector<Prediction>> processResults(const Observations& observations);
   void locateObjects(std::span<const Prediction> predictions, const platform::ARFrame& frame);
 
   platform::DispatchSemaphore semaphore_{1};
   platform::Date lastExecution_;
-  Analysis lastAnalysis_;
   SSDPostProcessor ssdPostProcessor_;
-  Vision vision_;
-  std::shared_ptr<BoundingBoxPool> boundingBoxes_;
+  const Vision vision_;
+  const std::shared_ptr<BoundingBoxPool> boundingBoxes_;
   MotionGate motionGate_;
   SemanticNetwork semanticNetwork_;
+  const Observer observer_;
 };
 
 }  // namespace geoloom

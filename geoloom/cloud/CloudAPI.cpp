@@ -3,7 +3,6 @@
 #include <utility>
 
 #include "geoloom/base/Text.h"
-#include "geoloom/cloud/CloudBodies.h"
 #include "geoloom/cloud/DeviceModel.h"
 #include "geoloom/platform/aws/AWSCloudWatch.h"
 #include "geoloom/platform/device/UIDevice.h"
@@ -20,16 +19,16 @@ namespace {
 using platform::Console;
 using platform::JSON;
 
-constexpr std::chrono::seconds defaultTimeout{60};
+constexpr std::chrono::seconds DEFAULT_TIMEOUT{60};
 
-/// A caller that is told whatever happens: no answer is an empty array.
+/// Style of the create requests: a failed request gives an empty array.
 auto withEmptyArray(JSONCallback callback) {
   return [callback = std::move(callback)](const std::optional<JSON>& answer) {
     callback(answer.value_or(JSON::emptyArray()));
   };
 }
 
-/// A caller that hears of answers only.
+/// Style of the asset requests: a failed request does not call back.
 auto ifAnswered(JSONCallback callback) {
   return [callback = std::move(callback)](const std::optional<JSON>& answer) {
     if (answer) callback(*answer);
@@ -62,69 +61,47 @@ void CloudAPI::send(std::string url, std::string body, std::chrono::milliseconds
                                               const std::optional<JSON>& value) { answer(value); });
 }
 
-void CloudAPI::createMap(const std::string& appID, const std::string& userID, const std::string& mapID,
-                         const std::string& developerKey, std::optional<double> longitude,
-                         std::optional<double> latitude, std::optional<double> altitude,
-                         std::optional<double> horizontalAccuracy, std::optional<double> verticalAccuracy,
-                         JSONCallback callback) {
-  const OpeningRequest request{appID,
-                               userID,
-                               mapID,
-                               developerKey,
-                               {longitude, latitude, altitude, horizontalAccuracy, verticalAccuracy}};
-  send(address + CREATE_MAP_PATH, createMapBody({deviceVersion, deviceModel, deviceUUID}, request),
-       defaultTimeout, withEmptyArray(std::move(callback)));
+void CloudAPI::createMap(const OpeningRequest& request, JSONCallback callback) {
+  send(address + CREATE_MAP_PATH, createMapBody(device(), request), DEFAULT_TIMEOUT,
+       withEmptyArray(std::move(callback)));
 }
 
-void CloudAPI::createLocalizationSession(const std::string& appID, const std::string& userID,
-                                         const std::string& mapID, const std::string& developerKey,
-                                         std::optional<double> longitude, std::optional<double> latitude,
-                                         std::optional<double> altitude,
-                                         std::optional<double> horizontalAccuracy,
-                                         std::optional<double> verticalAccuracy, JSONCallback callback) {
-  const OpeningRequest request{appID,
-                               userID,
-                               mapID,
-                               developerKey,
-                               {longitude, latitude, altitude, horizontalAccuracy, verticalAccuracy}};
+void CloudAPI::createLocalizationSession(const OpeningRequest& request, JSONCallback callback) {
   send(address + CREATE_LOCALIZATION_SESSION_PATH,
-       createLocalizationSessionBody({deviceVersion, deviceModel, deviceUUID}, request,
-                                     MapSessionSettings::USE_BETA_ALGO),
-       defaultTimeout, withEmptyArray(std::move(callback)));
+       createLocalizationSessionBody(device(), request, MapSessionSettings::USE_BETA_ALGO), DEFAULT_TIMEOUT,
+       withEmptyArray(std::move(callback)));
 }
 
 void CloudAPI::placeAssetsOnMap(const std::string& mapUUID,
                                 const std::vector<std::shared_ptr<MapAsset>>& assets, JSONCallback callback) {
   for (const auto& asset : assets)
     if (asset) printPlacing(*asset);
-  send(address + PLACE_ASSET_ON_MAP_PATH, placeAssetsBody(mapUUID, assets), defaultTimeout,
+  send(address + PLACE_ASSET_ON_MAP_PATH, placeAssetsBody(mapUUID, assets), DEFAULT_TIMEOUT,
        ifAnswered(std::move(callback)));
 }
 
 void CloudAPI::findAssetsOnTheMap(const std::string& mapUUID, JSONCallback callback) {
-  send(address + FIND_ASSETS_ON_THE_MAP_PATH, findAssetsBody(mapUUID), defaultTimeout,
+  send(address + FIND_ASSETS_ON_THE_MAP_PATH, findAssetsBody(mapUUID), DEFAULT_TIMEOUT,
        ifAnswered(std::move(callback)));
 }
 
-void CloudAPI::listNearbyMaps(const std::string& appID, const std::optional<std::string>& userID,
-                              double longitude, double latitude, double longitudeDelta, double latitudeDelta,
-                              const std::string& developerKey,
+void CloudAPI::listNearbyMaps(const NearbyRequest& request,
                               std::function<void(const std::vector<std::shared_ptr<Map>>&)> callback) {
-  const NearbyRequest request{appID,          userID,        longitude,   latitude,
-                              longitudeDelta, latitudeDelta, developerKey};
-  send(address + LIST_NEARBY_MAPS_PATH, listNearbyMapsBody({deviceVersion, deviceModel, deviceUUID}, request),
-       defaultTimeout, [callback = std::move(callback)](const std::optional<JSON>& answer) {
+  send(address + LIST_NEARBY_MAPS_PATH, listNearbyMapsBody(device(), request), DEFAULT_TIMEOUT,
+       [callback = std::move(callback)](const std::optional<JSON>& answer) {
          callback(readMaps(answer.value_or(JSON::emptyArray())));
        });
 }
 
 void CloudAPI::requestSceneLocalization(const std::string& mappingSessionID,
                                         const std::string& localizationSessionID,
-                                        float featureMatchDistanceMeters) {
+                                        float featureMatchDistanceMeters, std::function<void()> answered) {
   send(sceneUnderstandingAddress_,
        sceneLocalizationBody(mappingSessionID, localizationSessionID, featureMatchDistanceMeters),
-       SCENE_LOCALIZATION_TIMEOUT, [](const std::optional<JSON>& answer) {
-         if (answer) Console::print("result");
+       SCENE_LOCALIZATION_TIMEOUT, [answered = std::move(answered)](const std::optional<JSON>& answer) {
+         if (!answer) return;
+         Console::print("result");
+         if (answered) answered();
        });
 }
 

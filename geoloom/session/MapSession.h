@@ -18,10 +18,10 @@
 #include "geoloom/session/types/MapSessionConfiguration.h"
 #include "geoloom/session/types/MapSessionSettings.h"
 #include "geoloom/session/types/MapStatus.h"
+#include "geoloom/session/types/MapTransform.h"
+#include "geoloom/session/types/ViewSize.h"
 
 namespace geoloom {
-
-class DataManager;
 
 namespace platform {
 class ARFrame;
@@ -30,30 +30,30 @@ class ARSession;
 class UIView;
 }  // namespace platform
 
-/// A place shared with other people: opens a session with the mapping service, keeps the application's assets
-/// in a map and brings them back into this session's coordinates, and finds real objects in camera frames.
+/// A visit to a place: opens a session with the mapping service, keeps the application's assets in a shared
+/// map and moves them into this session's coordinates, and finds real objects in camera frames.
 ///
 ///     const auto configuration = std::make_shared<MapSessionConfiguration>(0.6F, 0.5F);
 ///     platform::DispatchQueue::main()->sync([&] {
 ///       session = MapSession::create(arSession, MapMode::localization, "ada", "living room", developerKey,
-///                                    viewHeight, viewWidth, configuration);
+///                                    ViewSize{.width = 375, .height = 812}, configuration);
 ///       session->registerCallbacks(onAssets, onStatus, onObjects);
 ///     });
 ///     arSession->setDidUpdateFrame([session](const auto& frame) { session->update(frame); });
 ///
-/// Create a session and register its callbacks in one task of the main queue. The service's answers are
-/// handled there too, so none can be handled, and its status lost for want of a callback, in between. Code
-/// that runs on the main queue already, or on a loop that was handed over (platform::MainQueue), does both
-/// without `sync`.
+/// Create a session and register its callbacks in one task of the main queue, as above. The answers of the
+/// service are handled on that queue, so no status can be lost between the two calls. Code that already runs
+/// on the main queue, or on a loop that was handed over (platform::MainQueue), calls both without `sync`.
 ///
-/// Threads. Operations return at once and may be called from any thread, `update` by one thread at a time.
-/// Callbacks arrive on the threads that `registerCallbacks` names. An exception that leaves a callback is
-/// logged and goes no further; nothing is thrown to the application.
+/// Threads. Operations may be called from any thread and from callbacks; `update` from one thread at a time.
+/// All return soon; only `create` takes up to 200 ms. Callbacks arrive on the threads that
+/// `registerCallbacks` names. An exception that leaves a callback is logged and swallowed; the session throws
+/// nothing.
 ///
-/// Lifetime. There is no way to close a session: once created it lives, and asks for transforms every second,
-/// until the process ends.
+/// Lifetime. A session cannot be closed: once created it lives, and scans for transforms every second, until
+/// the process ends.
 ///
-/// Coordinates are those of the AR session: metres, y up. Screen sizes are in points.
+/// Coordinates are those of the AR session: metres, y up.
 class GEOLOOM_EXPORT MapSession : public platform::NSObject, public MapSessionSettings {
  public:
   using AssetsFoundCallback = std::function<void(const std::vector<std::shared_ptr<MapAsset>>&)>;
@@ -61,108 +61,116 @@ class GEOLOOM_EXPORT MapSession : public platform::NSObject, public MapSessionSe
   using ObjectDetectedCallback = std::function<void(const std::vector<std::shared_ptr<DetectedObject>>&)>;
   using MapsFoundCallback = std::function<void(const std::vector<std::shared_ptr<Map>>&)>;
 
-  /// What a session is made from. Only `create` makes one, so a session is always started.
+  /// The arguments of `create`; only `create` makes one, so that every session is started.
   class Construction;
 
-  /// Starts a session over the application's AR session and begins to open it with the service; how that went
-  /// arrives as a status. Settings (MapSessionSettings), endpoints (ServiceEndpoints) and the source of the
-  /// device's location are to be set before. The process stops when the detection model is missing or cannot
-  /// be loaded. Answers nullptr, after a line in the system log, when the AR session or the configuration is
-  /// absent.
+  /// Why `create` would end the process: the detection model is missing or cannot be loaded. Absent if it can
+  /// be. Loads the model to find out.
+  [[nodiscard]] static std::optional<std::string> detectionModelFault();
+
+  /// Creates a session over the application's AR session and starts to open it with the service; the outcome
+  /// arrives as a status. Set MapSessionSettings, ServiceEndpoints and the location provider before. Returns
+  /// null, after a line in the system log, if the AR session or the configuration is null. Ends the process
+  /// if the detection model cannot be loaded; ask detectionModelFault() first.
   ///
-  /// `userID` and `mapID` are the application's own identifiers. `developerKey` is not kept; the services are
-  /// told its MD5. `screenHeight` and `screenWidth` are those of the view that shows the camera, in points.
+  /// `userID` and `mapID` are the application's own identifiers. `developerKey` is not kept; the services
+  /// receive its MD5. `view` is the size of the view that shows the camera.
   ///
   /// To override `reportStatus`, derive a class that inherits the constructor (`using
   /// MapSession::MapSession;`) and name it: `MapSession::create<MySession>(...)`.
   template <class Session = MapSession>
   [[nodiscard]] static std::shared_ptr<Session> create(
       std::shared_ptr<platform::ARSession> arSession, MapMode mapMode, std::string userID, std::string mapID,
-      std::string developerKey, platform::CGFloat screenHeight, platform::CGFloat screenWidth,
+      std::string developerKey, ViewSize view,
       std::shared_ptr<MapSessionConfiguration> mapSessionConfiguration);
+
+  /// The same with the view's height and width, in this order.
+  template <class Session = MapSession>
+  [[nodiscard]] static std::shared_ptr<Session> create(
+      std::shared_ptr<platform::ARSession> arSession, MapMode mapMode, std::string userID, std::string mapID,
+      std::string developerKey, platform::CGFloat screenHeight, platform::CGFloat screenWidth,
+      std::shared_ptr<MapSessionConfiguration> mapSessionConfiguration) {
+    return create<Session>(std::move(arSession), mapMode, std::move(userID), std::move(mapID),
+                           std::move(developerKey), ViewSize{.width = screenWidth, .height = screenHeight},
+                           std::move(mapSessionConfiguration));
+  }
 
   explicit MapSession(const Construction& construction);
   ~MapSession() override;
 
-  /// Replaces all three callbacks. What happened before is not reported again, but for a transform, which
-  /// waits for an assets callback.
+  /// Replaces all three callbacks. Earlier events are not reported again, except that a transform without an
+  /// assets callback waits for one.
   ///
-  /// `assetsFoundCallback`, on the session's asset queue: all assets of the map, whenever the service knows
-  /// better where this session stands in it.
+  /// `assetsFoundCallback`, on the session's asset queue: all assets of the map, whenever the service has
+  /// found a better transform.
   ///
-  /// `statusCallback`, on the main queue: how the opening of the session went.
+  /// `statusCallback`, on the main queue: the outcome of opening the session.
   ///
-  /// `objectDetectedCallback`, on the detector's queue: what was found in a frame, unless that is nothing.
+  /// `objectDetectedCallback`, on the detector's queue: the objects found in a frame, if there are any.
   void registerCallbacks(AssetsFoundCallback assetsFoundCallback, StatusCallback statusCallback,
                          ObjectDetectedCallback objectDetectedCallback);
 
-  /// Goes on with another AR session and forgets the service's identifiers. The session is not opened again:
-  /// no status is reported, but for that of an opening which is still under way. Without an AR session it
-  /// changes nothing, after a line in the system log.
+  /// Continues with another AR session and without the service's identifiers. The session is not opened again
+  /// and reports no status, except that of an opening which is still under way. Does nothing, after a line in
+  /// the system log, if the AR session is null.
   void reset(std::shared_ptr<platform::ARSession> arSession);
 
-  /// Offers a camera frame. It is analysed when the camera has moved and no other frame is being analysed,
-  /// else dropped.
+  /// Offers a camera frame. It is analysed if the camera has moved and no other frame is in analysis,
+  /// otherwise dropped.
   void update(std::shared_ptr<const platform::ARFrame> frame);
 
-  /// Draws what the detector finds: an overlay on `view`, boxes in the scene of `scene`. Call on the main
-  /// thread.
+  /// Draws detections: an overlay on `view`, boxes in the scene of `scene`. Call on the main thread.
   void visualizeSceneUnderstanding(const std::shared_ptr<platform::UIView>& view,
                                    const std::shared_ptr<platform::ARSCNView>& scene);
 
-  /// Stores assets in the map. False when the session cannot take any: before `initialized`, and in
-  /// localization mode. After true, `callback` tells whether the service took them, on the main queue; it is
-  /// not called when the service does not answer.
+  /// Stores assets in the map. Returns false if the session cannot take any: before `initialized`, and always
+  /// in localization mode. After true, `callback` receives on the main queue whether the service took them;
+  /// it is not called if the service does not answer.
   bool storePlacement(const std::vector<std::shared_ptr<MapAsset>>& assets,
                       std::function<void(bool)> callback);
 
   /// Asks for the maps within half a delta of a location on either side, of one user or of all; degrees.
-  /// False when it is too early, in the first moments of a session. After true, the callback receives the
-  /// maps on the main queue; none when the service does not answer.
+  /// Returns false in the first moments of a session, while it is too early. After true, the callback
+  /// receives the maps on the main queue; an empty list if the service does not answer.
   bool listNearbyMaps(const std::optional<std::string>& userID, double longitude, double latitude,
                       double longitudeDelta, double latitudeDelta, MapsFoundCallback mapsFoundCallback);
 
   [[nodiscard]] MapMode mapSessionMode() const;
   [[nodiscard]] bool isLocalizationMode() const { return mapSessionMode() != MapMode::mapping; }
-  /// UUID of the localization session, or of the map that is being made; absent until the service has named
-  /// it.
+  /// UUID of the localization session, or in mapping mode of the new map; absent until the service has
+  /// assigned it.
   [[nodiscard]] std::optional<std::string> mapSessionUUID() const;
-  /// UUID of the map that is being made or localized against; absent until the service has named it.
+  /// UUID of the map; absent until the service has assigned or found it.
   [[nodiscard]] std::optional<std::string> mappingUUID() const;
   [[nodiscard]] const std::string& mapID() const;
   [[nodiscard]] const std::string& userID() const;
-  /// The main bundle's identifier.
-  [[nodiscard]] const std::string& appID() const;
-  /// MD5 of the developer key, 32 lower-case hexadecimal digits.
-  [[nodiscard]] const std::string& developerKeyHash() const;
+  /// The transform that moved the assets of the last assets callback; absent before the first one and after
+  /// `reset`. Assets keep the orientation with which they were stored; MapAsset::orientation says how to turn
+  /// them.
+  [[nodiscard]] std::optional<MapTransform> lastTransform() const;
 
  protected:
-  /// Passes a status on to the callback that is registered when it is delivered, if one is registered now.
-  /// Returns at once; called on any thread.
+  /// Delivers a status to the callback registered at the time of delivery, if one is registered now. Returns
+  /// at once. Called from any thread.
   virtual void reportStatus(MapStatus status);
 
  private:
-  friend struct MapSessionInternals;
-  struct State;
+  struct Parts;
 
+  [[nodiscard]] std::shared_ptr<MapSession> shared();
   void start(const Construction& construction);
   void open(const std::shared_ptr<platform::ARSession>& arSession);
   void handleDetections(const std::vector<std::shared_ptr<DetectedObject>>& objects,
                         float confidenceThreshold);
-  void scheduleTick();
-  void tick();
-  void takeTransform(const std::shared_ptr<DataManager>& dataManager, const std::string& found);
-  void localizeByObjects();
-  void requestSceneLocalization(const DataManager& dataManager);
 
-  const std::unique_ptr<State> state_;
+  std::unique_ptr<Parts> parts_;
 };
 
 class GEOLOOM_EXPORT MapSession::Construction {
   friend class MapSession;
 
   Construction() = default;
-  /// False, after a line in the system log, when something is missing.
+  /// Logs what is missing or doubtful; false if something is missing.
   [[nodiscard]] bool isComplete() const;
 
   std::shared_ptr<platform::ARSession> arSession;
@@ -170,15 +178,14 @@ class GEOLOOM_EXPORT MapSession::Construction {
   std::string userID;
   std::string mapID;
   std::string developerKey;
-  platform::CGFloat screenHeight = 0;
-  platform::CGFloat screenWidth = 0;
+  ViewSize view;
   std::shared_ptr<MapSessionConfiguration> mapSessionConfiguration;
 };
 
 template <class Session>
 std::shared_ptr<Session> MapSession::create(
     std::shared_ptr<platform::ARSession> arSession, MapMode mapMode, std::string userID, std::string mapID,
-    std::string developerKey, platform::CGFloat screenHeight, platform::CGFloat screenWidth,
+    std::string developerKey, ViewSize view,
     std::shared_ptr<MapSessionConfiguration> mapSessionConfiguration) {
   static_assert(std::derived_from<Session, MapSession>);
   Construction construction;
@@ -187,8 +194,7 @@ std::shared_ptr<Session> MapSession::create(
   construction.userID = std::move(userID);
   construction.mapID = std::move(mapID);
   construction.developerKey = std::move(developerKey);
-  construction.screenHeight = screenHeight;
-  construction.screenWidth = screenWidth;
+  construction.view = view;
   construction.mapSessionConfiguration = std::move(mapSessionConfiguration);
   if (!construction.isComplete()) return nullptr;
   auto session = std::make_shared<Session>(construction);

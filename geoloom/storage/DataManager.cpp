@@ -6,7 +6,6 @@
 #include "geoloom/platform/foundation/Clock.h"
 #include "geoloom/platform/foundation/DateFormatter.h"
 #include "geoloom/platform/foundation/Log.h"
-#include "geoloom/session/MapSession.h"
 #include "geoloom/storage/TransformRow.h"
 #include "geoloom/storage/TransformScan.h"
 #include "geoloom/storage/directories.h"
@@ -24,25 +23,10 @@ std::optional<std::string> textMember(const JSON& answer, std::string_view key) 
   return member ? member->string() : std::nullopt;
 }
 
-// `operation` is CloudAPI::createMap or CloudAPI::createLocalizationSession.
-template <class Operation>
-void sendHandshake(CloudAPI& api, Operation operation, const MapSession& session,
-                   const platform::CLLocation* location, std::function<void(const JSON&)> handler) {
-  const auto measured = [location](auto read) {
-    return location == nullptr ? std::nullopt : std::optional<double>(read(*location));
-  };
-  (api.*operation)(session.appID(), session.userID(), session.mapID(), session.developerKeyHash(),
-                   measured([](const auto& fix) { return fix.coordinate.longitude; }),
-                   measured([](const auto& fix) { return fix.coordinate.latitude; }),
-                   measured([](const auto& fix) { return fix.altitude; }),
-                   measured([](const auto& fix) { return fix.horizontalAccuracy; }),
-                   measured([](const auto& fix) { return fix.verticalAccuracy; }), std::move(handler));
-}
-
 }  // namespace
 
-DataManager::DataManager(std::shared_ptr<platform::ARSession> frames, std::shared_ptr<MapSession> owner,
-                         std::shared_ptr<CloudAPI> client)
+DataManager::DataManager(std::shared_ptr<platform::ARSession> frames,
+                         std::shared_ptr<platform::NSObject> owner, std::shared_ptr<CloudAPI> client)
     : dataDirectory(dataRootDirectory + "/" +
                     platform::formatDate(platform::Clock::current()->date(), "yyMMdd_HHmmss")),
       arSession(std::move(frames)),
@@ -54,24 +38,40 @@ DataManager::DataManager(std::shared_ptr<platform::ARSession> frames, std::share
   replaceDirectory(dataRootDirectory, dataDirectory);
 }
 
-void DataManager::createMap(StatusCallback report) {
-  sendHandshake(*cloudAPI, &CloudAPI::createMap, *session, locManager->currentLocation().get(),
-                [self = shared_from_this(), report = std::move(report)](const JSON& answer) {
-                  report(self->takeMapAnswer(answer));
-                });
+void DataManager::createMap(OpeningRequest request, StatusCallback report) {
+  addLocation(request);
+  isOpening_ = true;
+  cloudAPI->createMap(request, [self = shared_from_this(), report = std::move(report)](const JSON& answer) {
+    const MapStatus status = self->mapStatus(answer);
+    self->isOpening_ = false;
+    report(status);
+  });
 }
 
-void DataManager::createLocalizationSession(StatusCallback report) {
-  sendHandshake(*cloudAPI, &CloudAPI::createLocalizationSession, *session,
-                locManager->currentLocation().get(),
-                [self = shared_from_this(), report = std::move(report)](const JSON& answer) {
-                  const MapStatus status = self->takeLocalizationAnswer(answer);
-                  report(status);
-                  if (status == MapStatus::initialized) self->retrieveAssets({});
-                });
+void DataManager::createLocalizationSession(OpeningRequest request, StatusCallback report,
+                                            AnswerCallback retrieved) {
+  addLocation(request);
+  isOpening_ = true;
+  cloudAPI->createLocalizationSession(request, [self = shared_from_this(), report = std::move(report),
+                                                retrieved = std::move(retrieved)](const JSON& answer) {
+    const MapStatus status = self->localizationStatus(answer);
+    self->isOpening_ = false;
+    report(status);
+    if (status == MapStatus::initialized) self->retrieveAssets(retrieved);
+  });
 }
 
-MapStatus DataManager::takeMapAnswer(const JSON& answer) {
+void DataManager::addLocation(OpeningRequest& request) const {
+  const auto fix = locManager->currentLocation();
+  if (!fix) return;
+  request.location = {.longitude = fix->coordinate.longitude,
+                      .latitude = fix->coordinate.latitude,
+                      .altitude = fix->altitude,
+                      .horizontalAccuracy = fix->horizontalAccuracy,
+                      .verticalAccuracy = fix->verticalAccuracy};
+}
+
+MapStatus DataManager::mapStatus(const JSON& answer) {
   Console::print(answer.description());
   if (answer.contains("uuid")) {
     auto map = textMember(answer, "uuid");
@@ -79,10 +79,13 @@ MapStatus DataManager::takeMapAnswer(const JSON& answer) {
     identifiers_.store({.map = std::move(map), .localizationSession = {}});
     return MapStatus::initialized;
   }
-  return answer.contains("errorMessage") ? MapStatus::serviceError : MapStatus::connectionFailed;
+  const auto error = answer["errorMessage"];
+  if (!error) return MapStatus::connectionFailed;
+  refusal_.store(error->stringValue());
+  return MapStatus::serviceError;
 }
 
-MapStatus DataManager::takeLocalizationAnswer(const JSON& answer) {
+MapStatus DataManager::localizationStatus(const JSON& answer) {
   Console::print(answer.description());
   if (answer.contains("session_uuid")) {
     auto localizationSession = textMember(answer, "session_uuid");
@@ -93,11 +96,12 @@ MapStatus DataManager::takeLocalizationAnswer(const JSON& answer) {
   }
   const auto error = answer["errorMessage"];
   if (!error) return MapStatus::connectionFailed;
-  const bool unknownMap = error->stringValue().find(MAP_NOT_FOUND) != std::string::npos;
-  return unknownMap ? MapStatus::mapNotFound : MapStatus::serviceError;
+  const std::string text = error->stringValue();
+  refusal_.store(text);
+  return text.find(MAP_NOT_FOUND) == std::string::npos ? MapStatus::serviceError : MapStatus::mapNotFound;
 }
 
-void DataManager::retrieveAssets(std::function<void(const JSON&)> completion) {
+void DataManager::retrieveAssets(AnswerCallback completion) {
   Console::print("retrieve assets");
   const auto map = mapUUID();
   if (!map) return;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -8,69 +9,74 @@
 #include <vector>
 
 #include "geoloom/base/AtomicValue.h"
+#include "geoloom/cloud/OpeningRequest.h"
 #include "geoloom/platform/foundation/Dispatch.h"
 #include "geoloom/platform/foundation/JSON.h"
+#include "geoloom/platform/foundation/NSObject.h"
 #include "geoloom/session/types/MapStatus.h"
+#include "geoloom/session/types/MapTransform.h"
 #include "geoloom/storage/LocationManager.h"
 
 namespace geoloom {
 
 class CloudAPI;
-class MapSession;
 struct TransformRow;
 namespace platform {
 class ARSession;
 }
 
-/// One opening of a session: prepares the data directory, asks the service to create a map or a localization
-/// session, keeps what it answers and looks for transforms. The session holds its current one; it holds the
-/// session.
+/// Prepares the data directory, asks the service to create a map or a localization session, keeps the
+/// identifiers and assets of its answers and scans the table of transforms. Each session owns a current
+/// manager; `reset` replaces it.
 ///
-/// Answers arrive on the main queue. What they bring may be read from any thread.
+/// Answers arrive on the main queue. The results may be read from any thread.
 class DataManager final : public std::enable_shared_from_this<DataManager> {
  public:
   using StatusCallback = std::function<void(MapStatus)>;
+  using AnswerCallback = std::function<void(const platform::JSON&)>;
 
-  // Frames are not captured by this version: the fields that have no comment keep these values, and nothing
-  // is put on the two queues.
+  // This version captures no frames: fields without a comment keep these values, and nothing runs on the two
+  // queues.
 
   /// The kit's directory in the application's documents directory.
   const std::string dataRootDirectory = "yelt";
   /// This session's directory, relative to the documents directory: "yelt/240315_142501".
   const std::string dataDirectory;
   const bool dataSaved = false;
-  /// The AR session that the session was opened over.
+  /// Transforms of this manager lead into its coordinates.
   const std::shared_ptr<platform::ARSession> arSession;
   const std::shared_ptr<platform::DispatchQueue> imageSaveQueue;
   const std::shared_ptr<platform::DispatchQueue> relocalizationQueue;
   const bool saveImageLoopStarted = false;
   const std::optional<bool> stopImageLoop;
-  /// Where the opening request takes the location from.
+  /// Gives the opening request its location.
   const std::shared_ptr<LocationManager> locManager;
   /// The session's own.
   const std::shared_ptr<CloudAPI> cloudAPI;
-  /// Session and manager keep each other alive.
-  const std::shared_ptr<MapSession> session;
+  /// The session that owns this manager; session and manager keep each other alive.
+  const std::shared_ptr<platform::NSObject> session;
   const std::optional<float> latestConfidence;
   const std::vector<float> latestTranslation;
   const std::vector<float> latestRotation;
   const std::optional<float> latestRevealedConfidence;
   const std::uint32_t currentFrameID = 0;
 
-  /// Empties the kit's directory in the application's documents directory and makes this session's in it.
-  DataManager(std::shared_ptr<platform::ARSession> arSession, std::shared_ptr<MapSession> session,
+  /// Empties the kit's directory in the application's documents directory and creates `dataDirectory` in it.
+  DataManager(std::shared_ptr<platform::ARSession> arSession, std::shared_ptr<platform::NSObject> session,
               std::shared_ptr<CloudAPI> cloudAPI);
 
-  /// Asks the service to create a map (mapping). Returns at once; `report` is called once, on the main queue.
-  void createMap(StatusCallback report);
+  /// Asks the service to create a map. Adds the device's location to `request` and returns at once; `report`
+  /// is called once, on the main queue.
+  void createMap(OpeningRequest request, StatusCallback report);
 
-  /// Asks the service to open a localization session (localization); after success also for the map's assets.
-  /// Returns at once; `report` is called once, on the main queue.
-  void createLocalizationSession(StatusCallback report);
+  /// Asks the service to open a localization session, as createMap does; after success also fetches the map's
+  /// assets and passes them to `retrieved`.
+  void createLocalizationSession(OpeningRequest request, StatusCallback report,
+                                 AnswerCallback retrieved = {});
 
-  /// Asks for the assets stored in the map and keeps the answer. `completion` receives it on the main queue,
-  /// or is not called when there is none or the map is not known.
-  void retrieveAssets(std::function<void(const platform::JSON&)> completion);
+  /// Fetches the assets stored in the map and keeps the answer. `completion` receives it on the main queue;
+  /// it is not called if the request fails or the map is not known.
+  void retrieveAssets(AnswerCallback completion);
 
   /// Finds the transform text of the best match for the map when it differs from the one found before; else
   /// the empty text. `completion` runs once, on `queue`, in this call when the map is not known; it asks the
@@ -89,6 +95,15 @@ class DataManager final : public std::enable_shared_from_this<DataManager> {
     return preloadedAssetJSON_.load();
   }
 
+  /// True from an opening request to its answer.
+  [[nodiscard]] bool isOpening() const { return isOpening_; }
+  /// The service's "errorMessage" if it refused the opening request, else empty.
+  [[nodiscard]] std::string refusal() const { return refusal_.load(); }
+
+  /// The transform that moved the assets which the application received last.
+  [[nodiscard]] std::optional<MapTransform> appliedTransform() const { return appliedTransform_.load(); }
+  void setAppliedTransform(const MapTransform& transform) { appliedTransform_.store(transform); }
+
  private:
   /// Both come in one answer and are replaced together.
   struct Identifiers {
@@ -96,10 +111,14 @@ class DataManager final : public std::enable_shared_from_this<DataManager> {
     std::optional<std::string> localizationSession;
   };
 
-  [[nodiscard]] MapStatus takeMapAnswer(const platform::JSON& answer);
-  [[nodiscard]] MapStatus takeLocalizationAnswer(const platform::JSON& answer);
+  void addLocation(OpeningRequest& request) const;
+  [[nodiscard]] MapStatus mapStatus(const platform::JSON& answer);
+  [[nodiscard]] MapStatus localizationStatus(const platform::JSON& answer);
   [[nodiscard]] std::string takeRows(const std::vector<TransformRow>& rows);
 
+  std::atomic<bool> isOpening_ = false;
+  base::AtomicValue<std::string> refusal_;
+  base::AtomicValue<std::optional<MapTransform>> appliedTransform_;
   base::AtomicValue<Identifiers> identifiers_;
   base::AtomicValue<std::optional<platform::JSON>> preloadedAssetJSON_;
   /// Only scans touch it.

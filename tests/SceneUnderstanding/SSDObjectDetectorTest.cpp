@@ -1,4 +1,7 @@
 #include <cmath>
+#include <cstdlib>
+#include <future>
+#include <new>
 #include <random>
 #include <stdexcept>
 
@@ -17,6 +20,22 @@
 #include "geoloom/session/types/DetectedObject.h"
 
 #include "tests/support/Model.h"
+
+namespace {
+thread_local bool nextAllocationFails = false;
+}
+
+[[gnu::noinline]] void* operator new(std::size_t bytes) {
+  if (std::exchange(nextAllocationFails, false)) throw std::bad_alloc();
+  if (void* const memory = std::malloc(bytes == 0 ? 1 : bytes)) return memory;
+  throw std::bad_alloc();
+}
+[[gnu::noinline]] void operator delete(void* memory) noexcept {
+  std::free(memory);
+}
+[[gnu::noinline]] void operator delete(void* memory, std::size_t /*bytes*/) noexcept {
+  std::free(memory);
+}
 
 namespace geoloom {
 namespace {
@@ -37,7 +56,7 @@ void expectNear(const CGRect& actual, const CGRect& expected) {
   EXPECT_NEAR(actual.size.height, expected.size.height, 1e-12);
 }
 
-TEST(SampleGrid, BoxesOnTheScreenAndInTheSidewaysImage) {
+TEST(SampleGrid, MapsBoxesToTheScreenAndTheRotatedImage) {
   const CGRect whole = screenRect({0, 0, 1, 1}, 375, 812);
   EXPECT_EQ(whole, (CGRect{{0, 218.5}, {375, 375}}));
   expectNear(imageRect(whole, 375, 812), {{218.5 / 812, 0}, {375.0 / 812, 1}});
@@ -54,7 +73,7 @@ std::vector<CGPoint> samplesOf(const CGRect& rect) {
   return samples;
 }
 
-TEST(SampleGrid, SamplesAreWholeStepsFromTheStart) {
+TEST(SampleGrid, StepsFromTheStartOfTheBox) {
   const auto samples = samplesOf({{0, 10}, {5, 50}});
   ASSERT_EQ(samples.size(), 16U);
   EXPECT_EQ(samples[0], (CGPoint{1, 20}));
@@ -78,7 +97,7 @@ TEST(SampleGrid, SamplesAreWholeStepsFromTheStart) {
   EXPECT_GT(fives, 0) << "rounding puts a fifth sample inside now and then";
 }
 
-TEST(SampleGrid, WithoutSizeThereAreNone) {
+TEST(SampleGrid, HasNoSamplesWithoutASize) {
   const double infinity = std::numeric_limits<double>::infinity();
   const double least = std::numeric_limits<double>::denorm_min();
   for (const CGSize& size : {CGSize{0, 1}, {1, 0}, {least, 1}, {NOT_A_NUMBER, 1}, {infinity, 1}})
@@ -86,11 +105,11 @@ TEST(SampleGrid, WithoutSizeThereAreNone) {
   for (const double x : {NOT_A_NUMBER, infinity}) EXPECT_TRUE(samplesOf({{x, 0}, {1, 1}}).empty()) << x;
 }
 
-/// How many of `frames` frames with these steps the gate lets through.
-int passed(simd_float3 step, simd_float3 turn, int frames) {
+/// How many of 100 frames with these steps the gate lets through.
+int passed(simd_float3 step, simd_float3 turn) {
   MotionGate gate;
   int count = 0;
-  for (int i = 0; i < frames; ++i) {
+  for (int i = 0; i < 100; ++i) {
     const auto n = static_cast<float>(i);
     count +=
         gate.hasMoved({n * step.x, n * step.y, n * step.z}, {n * turn.x, n * turn.y, n * turn.z}) ? 1 : 0;
@@ -99,13 +118,23 @@ int passed(simd_float3 step, simd_float3 turn, int frames) {
 }
 
 TEST(MotionGate, OpensForAMillimetreOrAMilliradian) {
-  EXPECT_EQ(passed({1, 0, 0}, {}, 4), 0) << "never before the fifth frame";
-  EXPECT_EQ(passed({1, 0, 0}, {}, 5), 1);
-  EXPECT_EQ(passed({0.0012F, 0, 0}, {}, 100), 0) << "three steps, but a quarter of their sum";
-  EXPECT_EQ(passed({0, 0, 0.0015F}, {}, 100), 96);
-  EXPECT_EQ(passed({0.0005F, 0, 0}, {}, 100), 0);
-  EXPECT_EQ(passed({}, {0, 0.0015F, 0}, 100), 96);
-  EXPECT_EQ(passed({}, {}, 100), 0);
+  EXPECT_EQ(passed({1, 0, 0}, {}), 96) << "never in the first four frames";
+  EXPECT_EQ(passed({}, {}), 0);
+  // Three steps are divided by four.
+  for (const simd_float3& axis : {simd_float3{1, 0, 0}, {0, 1, 0}, {0, 0, 1}})
+    for (const auto& [step, count] : {std::pair(0.0012F, 0), {0.0015F, 96}}) {
+      const simd_float3 v{axis.x * step, axis.y * step, axis.z * step};
+      EXPECT_EQ(passed(v, {}), count);
+      EXPECT_EQ(passed({}, v), count);
+    }
+}
+
+TEST(MotionGate, StaysShutAtExactlyAMillimetre) {
+  for (const auto& [sum, opens] : {std::pair(0.004F, false), {std::nextafter(0.004F, 1.0F), true}}) {
+    MotionGate gate;
+    for (int i = 0; i < 4; ++i) EXPECT_FALSE(gate.hasMoved({}, {}));
+    EXPECT_EQ(gate.hasMoved({0, 0, sum}, {}), opens);
+  }
 }
 
 /// A frame whose camera stands at `camera` and looks along -z; 640 x 480, 90 degrees wide.
@@ -131,17 +160,16 @@ std::vector<simd_float3> wall(float z, float spacing = 0.02F) {
 }
 
 /// The view of a phone whose aspect is that of the frames.
-constexpr double SCREEN_WIDTH = 360;
-constexpr double SCREEN_HEIGHT = 480;
+constexpr ViewSize VIEW{.width = 360, .height = 480};
 
-/// The middle of the screen is the middle of the image: the wall's middle.
+/// The middle of the screen, of the image and of the wall.
 constexpr BoundingBox2 MIDDLE{0.4, 0.4, 0.6, 0.6};
 
 auto located(const BoundingBox2& box, std::vector<simd_float3> points, simd_float3 camera = {}) {
-  return locateBox(box, *frameOf(std::move(points), camera), SCREEN_WIDTH, SCREEN_HEIGHT);
+  return locateBox(box, *frameOf(std::move(points), camera), VIEW.width, VIEW.height);
 }
 
-TEST(LocateBox, BoundsOfWhatIsHit) {
+TEST(LocateBox, BoundsThePointsThatAreHit) {
   const auto found = located(MIDDLE, wall(-2));
   ASSERT_TRUE(found);
   // The square spans 480 of the image's 640 columns; a fifth of it is 96 pixels, of which the samples span
@@ -154,12 +182,12 @@ TEST(LocateBox, BoundsOfWhatIsHit) {
   EXPECT_EQ(found->minZ, -2);
   EXPECT_EQ(found->maxZ, -2);
 
-  EXPECT_FALSE(located(MIDDLE, {})) << "nothing is known there";
+  EXPECT_FALSE(located(MIDDLE, {})) << "no feature points";
   EXPECT_FALSE(located({0.5, 0.5, 0.5, 0.6}, wall(-2))) << "no size";
   EXPECT_FALSE(located({NOT_A_NUMBER, 0, 1, 1}, wall(-2)));
 }
 
-TEST(LocateBox, UpOnTheScreenIsLeftInTheImage) {
+TEST(LocateBox, RotatesTheScreenIntoTheImage) {
   // Upper left corner of the screen's square: left in the image, and low.
   const auto found = located({0, 0, 0.2, 0.2}, wall(-1));
   ASSERT_TRUE(found);
@@ -167,7 +195,7 @@ TEST(LocateBox, UpOnTheScreenIsLeftInTheImage) {
   EXPECT_LT(found->maxY, -0.4);
 }
 
-TEST(LocateBox, OnlyTheNearestPointOfASampleCountsAndNotIfItIsTooNear) {
+TEST(LocateBox, TakesTheNearestPointOfASampleUnlessItIsTooNear) {
   EXPECT_FALSE(located(MIDDLE, wall(-0.29F, 0.002F)));
   const BoundingBox2 sampledInTheMiddle{0.3, 0.3, 0.8, 0.8};
   EXPECT_TRUE(located(sampledInTheMiddle, {{0, 0, -0.3F}})) << "exactly the least distance";
@@ -175,7 +203,7 @@ TEST(LocateBox, OnlyTheNearestPointOfASampleCountsAndNotIfItIsTooNear) {
   auto both = wall(-0.25F, 0.002F);
   const auto behind = wall(-2);
   both.insert(both.end(), behind.begin(), behind.end());
-  EXPECT_FALSE(located(MIDDLE, both)) << "what is behind a point that is too near does not take its place";
+  EXPECT_FALSE(located(MIDDLE, both)) << "a point behind does not replace one that is too near";
 
   auto staggered = wall(-1, 0.01F);
   staggered.insert(staggered.end(), behind.begin(), behind.end());
@@ -184,7 +212,7 @@ TEST(LocateBox, OnlyTheNearestPointOfASampleCountsAndNotIfItIsTooNear) {
   EXPECT_EQ(found->minZ, -1);
 }
 
-TEST(LocateBox, DistanceIsFromTheCameraNotFromTheOrigin) {
+TEST(LocateBox, MeasuresTheDistanceFromTheCamera) {
   auto points = wall(-0.25F, 0.002F);
   for (auto& p : points) p.z += 5;
   EXPECT_FALSE(located(MIDDLE, points, {0, 0, 5}));
@@ -210,7 +238,7 @@ std::shared_ptr<platform::VNObservation> observationOf(std::vector<float> values
   return observationOf(array);
 }
 
-/// What the network would give if it saw just this; boxes are the anchors themselves.
+/// The outputs of a network that sees these; each box is its anchor.
 SSDObjectDetector::Observations observationsOf(const std::vector<Seen>& seen) {
   std::vector<float> scores(91 * SSDAnchors::count, -20);
   for (const Seen& s : seen) scores[s.detectedClass * SSDAnchors::count + s.anchor] = s.score;
@@ -218,38 +246,40 @@ SSDObjectDetector::Observations observationsOf(const std::vector<Seen>& seen) {
           observationOf(std::vector<float>(4 * SSDAnchors::count), {4, 1917})};
 }
 
-/// A detector whose network is a script, and what its callback heard.
+/// A detector with a scripted network, and the batches of its callback.
 class ScriptedDetector : public testing::Test {
  protected:
   using Objects = std::vector<std::shared_ptr<DetectedObject>>;
 
-  std::optional<base::Failure> look(
-      const std::function<void(const SSDObjectDetector::Observations&)>& completion) {
-    if (failure_) return failure_;
-    completion(observations_);
-    return std::nullopt;
-  }
-
-  std::optional<base::Failure> failure_;
-  SSDObjectDetector::Observations observations_;
+  base::Result<SSDObjectDetector::Observations> observations_ = SSDObjectDetector::Observations{};
   std::function<void()> onCallback_;
   std::vector<Objects> batches_;
-  SSDObjectDetector detector_{SCREEN_HEIGHT, SCREEN_WIDTH,
-                              [this](const Objects& objects) {
-                                if (onCallback_) onCallback_();
-                                batches_.push_back(objects);
-                              },
-                              [this](const ARFrame&, const auto& completion) { return look(completion); }};
+  std::vector<std::string> outcomes_;
+  const std::shared_ptr<SSDObjectDetector> detector_ = std::make_shared<SSDObjectDetector>(
+      VIEW,
+      [this](const Objects& objects) {
+        if (onCallback_) onCallback_();
+        batches_.push_back(objects);
+      },
+      [this](const ARFrame&, const FrameOutcome& outcome) {
+        outcomes_.push_back(outcome.failure ? outcome.failure->message
+                                            : std::to_string(outcome.tracked->totalTrackedObjectCount()));
+      },
+      [this](const ARFrame&) { return observations_; });
 };
+
+simd_float3 pose(int step) {
+  return {0.01F * static_cast<float>(step), 0, 0};
+}
 
 constexpr std::size_t WHOLE_VIEW = 1911;
 constexpr std::size_t PERSON = 1;
 constexpr std::size_t CHAIR = 62;
 
-TEST_F(ScriptedDetector, ReportsNameConfidenceAndPlace) {
+TEST_F(ScriptedDetector, ReportsNameConfidenceAndBounds) {
   observations_ = observationsOf({{WHOLE_VIEW, CHAIR, 2}, {WHOLE_VIEW, PERSON, 0.02F}, {0, CHAIR, 0.01F}});
   const auto frame = frameOf(wall(-2));
-  detector_.predict(frame);
+  detector_->predict(frame);
   ASSERT_EQ(batches_.size(), 1U);
   const Objects& objects = batches_[0];
   ASSERT_EQ(objects.size(), 2U);
@@ -260,42 +290,30 @@ TEST_F(ScriptedDetector, ReportsNameConfidenceAndPlace) {
   ASSERT_TRUE(bounds);
   EXPECT_EQ(objects[0]->center, bounds->center());
   EXPECT_EQ(objects[0]->height, bounds->maxY - bounds->minY);
-  EXPECT_EQ(detector_.semanticNetwork().totalTrackedObjectCount(), 2);
+  EXPECT_EQ(detector_->semanticNetwork().totalTrackedObjectCount(), 2);
 }
 
-TEST_F(ScriptedDetector, TakesArraysOfDoublesToo) {
+TEST_F(ScriptedDetector, AcceptsArraysOfDoubles) {
   const auto wide = MLMultiArray::create({91, 1917}, platform::MLMultiArrayDataType::float64);
   auto* scores = static_cast<double*>(wide->dataPointer());
   std::fill_n(scores, wide->count(), -20.0);
   scores[CHAIR * SSDAnchors::count + WHOLE_VIEW] = 2;
-  observations_ = {observationOf(wide), observationsOf({})[1]};
-  detector_.predict(frameOf(wall(-2)));
+  observations_ = SSDObjectDetector::Observations{observationOf(wide), observationsOf({})[1]};
+  detector_->predict(frameOf(wall(-2)));
   ASSERT_EQ(batches_.size(), 1U);
   ASSERT_EQ(batches_[0].size(), 1U);
   EXPECT_EQ(batches_[0][0]->name, "chair");
 }
 
-TEST_F(ScriptedDetector, RemembersFourPosesOfEveryFrame) {
-  EXPECT_TRUE(detector_.cameraPositions().empty());
-  for (int i = 1; i <= 6; ++i) {
-    const auto frame = frameOf({}, {static_cast<float>(i), 0, 0});
-    EXPECT_EQ(detector_.cameraMoved(*frame), i >= 5);
-    EXPECT_EQ(detector_.cameraPositions().size(), static_cast<std::size_t>(std::min(i, 4)));
-    EXPECT_EQ(detector_.cameraAngles().size(), static_cast<std::size_t>(std::min(i, 4)));
-    EXPECT_EQ(detector_.cameraPositions().back().x, static_cast<float>(i));
-  }
-  EXPECT_EQ(detector_.cameraPositions().front().x, 3);
-}
-
-TEST_F(ScriptedDetector, WithoutAHitNothingIsReportedButTheCallbackComes) {
+TEST_F(ScriptedDetector, CallsBackWithAnEmptyListWithoutHits) {
   observations_ = observationsOf({{WHOLE_VIEW, CHAIR, 2}});
-  detector_.predict(frameOf({}));
+  detector_->predict(frameOf({}));
   ASSERT_EQ(batches_.size(), 1U);
   EXPECT_TRUE(batches_[0].empty());
-  EXPECT_EQ(detector_.semanticNetwork().totalTrackedObjectCount(), 0);
+  EXPECT_EQ(detector_->semanticNetwork().totalTrackedObjectCount(), 0);
 }
 
-TEST_F(ScriptedDetector, GoesOnAfterEveryKindOfFailure) {
+TEST_F(ScriptedDetector, ContinuesAfterEachKindOfFailure) {
   std::vector<std::string> lines;
   platform::Console::setSink([&](std::string_view line) { lines.emplace_back(line); });
   const auto frame = frameOf(wall(-2));
@@ -312,46 +330,80 @@ TEST_F(ScriptedDetector, GoesOnAfterEveryKindOfFailure) {
                                {small, good[1]},
                                {good[0], small}}) {
     observations_ = unusable;
-    detector_.predict(frame);
+    detector_->predict(frame);
   }
   EXPECT_TRUE(batches_.empty());
 
-  failure_ = base::Failure{"the picture is torn"};
-  detector_.predict(frame);
+  observations_ = base::Failure{"the image is malformed"};
+  detector_->predict(frame);
   EXPECT_TRUE(batches_.empty());
   EXPECT_EQ(lines, std::vector<std::string>{"the picture is torn"});
-  failure_.reset();
 
   observations_ = good;
-  onCallback_ = [] { throw std::runtime_error("the application's own"); };
-  EXPECT_THROW(detector_.predict(frame), std::runtime_error);
+  onCallback_ = [] { throw std::runtime_error("thrown by the callback"); };
+  EXPECT_THROW(detector_->predict(frame), std::runtime_error);
   onCallback_ = nullptr;
 
-  detector_.predict(frame);  // would wait for ever if a request had kept the semaphore
+  detector_->predict(frame);  // would block if a request had kept the semaphore
   EXPECT_EQ(batches_.size(), 1U);
   platform::Console::setSink({});
 }
 
-TEST_F(ScriptedDetector, DrawsOnlyWhatIsAskedFor) {
+TEST_F(ScriptedDetector, TakesOneFrameAtATimeAndReportsItsOutcome) {
+  observations_ = observationsOf({{WHOLE_VIEW, CHAIR, 2}});
+  for (int i = 0; i < 4; ++i) EXPECT_EQ(detector_->offer(frameOf({}, pose(i))), FrameOffer::still);
+  std::promise<void> analyse;
+  detector_->updateQueue->async([&] { analyse.get_future().wait(); });
+  EXPECT_EQ(detector_->offer(frameOf(wall(-2), pose(4))), FrameOffer::taken);
+  EXPECT_EQ(detector_->offer(frameOf({}, pose(5))), FrameOffer::busy);
+  analyse.set_value();
+  detector_->updateQueue->sync([] {});
+  EXPECT_EQ(outcomes_, std::vector<std::string>{"1"});
+
+  observations_ = base::Failure{"no network"};
+  EXPECT_EQ(detector_->offer(frameOf({}, pose(6))), FrameOffer::taken);
+  detector_->updateQueue->sync([] {});
+  EXPECT_EQ(outcomes_.back(), "no network");
+  EXPECT_EQ(detector_->offer(frameOf({}, pose(6))), FrameOffer::taken) << "the steps before it are averaged";
+  detector_->updateQueue->sync([] {});
+  EXPECT_EQ(detector_->cameraPositions().size(), 4U);
+  EXPECT_EQ(detector_->cameraPositions().front().x, pose(4).x);
+}
+
+TEST_F(ScriptedDetector, DropsAFrameWhoseHandOverFails) {
+  for (int i = 0; i < 4; ++i) EXPECT_EQ(detector_->offer(frameOf({}, pose(i))), FrameOffer::still);
+  const auto frame = frameOf({}, pose(5));
+  std::vector<std::string> lines;
+  platform::SystemLog::setSink([&](std::string_view line) { lines.emplace_back(line); });
+  nextAllocationFails = true;
+  EXPECT_EQ(detector_->offer(frame), FrameOffer::busy);
+  EXPECT_FALSE(nextAllocationFails);
+  EXPECT_EQ(lines, std::vector<std::string>{"dropped a frame: std::bad_alloc"});
+  EXPECT_EQ(detector_->offer(frame), FrameOffer::taken) << "the lock is free";
+  detector_->updateQueue->sync([] {});
+  platform::SystemLog::setSink({});
+}
+
+TEST_F(ScriptedDetector, DrawsOnlyWhatIsSwitchedOn) {
   observations_ = observationsOf({{WHOLE_VIEW, CHAIR, 2}});
   auto points = wall(-2, 0.05F);
   for (auto& p : points) p.z += 0.3F * p.x;  // turned, so that its bounds have depth and overlap
   const auto frame = frameOf(points);
   const auto scene = std::make_shared<platform::SCNScene>();
-  detector_.predict(frame);
-  detector_.scene.store(scene);
-  detector_.predict(frame);
-  EXPECT_EQ(detector_.semanticNetwork().totalTrackedObjectCount(), 1);
+  detector_->predict(frame);
+  detector_->scene.store(scene);
+  detector_->predict(frame);
+  EXPECT_EQ(detector_->semanticNetwork().totalTrackedObjectCount(), 1);
   EXPECT_TRUE(scene->rootNode()->childNodes().empty());
 
-  detector_.drawBoundingBoxes = true;
-  for (int i = 0; i < 4; ++i) detector_.predict(frame);
+  detector_->drawBoundingBoxes = true;
+  for (int i = 0; i < 4; ++i) detector_->predict(frame);
   EXPECT_EQ(scene->rootNode()->childNodes().size(), 15U)
       << "the box, and the line to itself after five matches";
 
-  detector_.VISUALIZE_HITTEST_LOCS = true;
+  detector_->VISUALIZE_HITTEST_LOCS = true;
   const auto before = scene->rootNode()->childNodes().size();
-  detector_.predict(frame);
+  detector_->predict(frame);
   const auto markers = scene->rootNode()->childNodes().size() - before;
   EXPECT_GT(markers, 0U);
   EXPECT_LE(markers, 25U);
@@ -359,32 +411,32 @@ TEST_F(ScriptedDetector, DrawsOnlyWhatIsAskedFor) {
 
 TEST_F(ScriptedDetector, HidesTheOverlayOnTheMainQueue) {
   const auto mainQueue = platform::DispatchQueue::main();
-  detector_.hideBoundingBoxes();
+  detector_->hideBoundingBoxes();
   mainQueue->sync([] {});
   const auto view = std::make_shared<platform::UIView>();
-  detector_.setUpBoundingBoxes(view);
-  detector_.setUpBoundingBoxes(view);
-  const auto boxes = detector_.boundingBoxes();
+  detector_->setUpBoundingBoxes(view);
+  detector_->setUpBoundingBoxes(view);
+  const auto boxes = detector_->boundingBoxes();
   ASSERT_EQ(boxes.size(), 200U);
   ASSERT_EQ(view->layer()->sublayers().size(), 400U);
   EXPECT_EQ(view->layer()->sublayers()[2], boxes[1].shapeLayer);
   EXPECT_EQ(view->layer()->sublayers()[3], boxes[1].textLayer);
   for (const auto& box : boxes) box.shapeLayer->setHidden(false);
 
-  observations_ = {};
-  detector_.predict(frameOf({}));
+  observations_ = SSDObjectDetector::Observations{};
+  detector_->predict(frameOf({}));
   mainQueue->sync([] {});
-  EXPECT_FALSE(boxes[0].shapeLayer->isHidden()) << "no result, nothing to hide";
+  EXPECT_FALSE(boxes[0].shapeLayer->isHidden()) << "no result";
 
   observations_ = observationsOf({});
-  detector_.predict(frameOf({}));
+  detector_->predict(frameOf({}));
   mainQueue->sync([] {});
   EXPECT_TRUE(boxes[0].shapeLayer->isHidden());
   EXPECT_TRUE(boxes[99].shapeLayer->isHidden());
-  EXPECT_FALSE(boxes[100].shapeLayer->isHidden()) << "a hundred boxes are all that is ever used";
+  EXPECT_FALSE(boxes[100].shapeLayer->isHidden()) << "only a hundred boxes are used";
 }
 
-TEST(FeatureModel, FeaturesGoByTheirNames) {
+TEST(FeatureModel, LooksFeaturesUpByName) {
   const auto scores = MLMultiArray::create({1}, platform::MLMultiArrayDataType::float32);
   const auto boxes = MLMultiArray::create({1}, platform::MLMultiArrayDataType::float32);
   const feature_modelOutput output{scores, boxes};
@@ -401,18 +453,18 @@ TEST(FeatureModel, FeaturesGoByTheirNames) {
   for (const char* const other : {"", "concat__0"}) EXPECT_FALSE(input.featureValue(other));
 }
 
-TEST(SSDObjectDetectorDeathTest, WithoutItsNetworkTheProcessEnds) {
+TEST(SSDObjectDetectorDeathTest, EndsTheProcessWithoutANetwork) {
   testing::FLAGS_gtest_death_test_style = "threadsafe";
   EXPECT_DEATH(
       {
         platform::LibraryBundle::setPathForResource("feature_model", "mlmodelc",
                                                     "/nonexistent/feature_model.mlmodelc");
-        const SSDObjectDetector detector(SCREEN_HEIGHT, SCREEN_WIDTH, {});
+        const SSDObjectDetector detector(VIEW, {});
       },
       "Can't load VisionML model");
 }
 
-TEST(SSDObjectDetector, SeesADogAndSaysWhereItStands) {
+TEST(SSDObjectDetector, LocatesADog) {
   if (!test::haveModelAndPhotographs())
     GTEST_SKIP() << "no model or photographs; run scripts/setup and build";
   test::useBuiltModel();
@@ -440,7 +492,7 @@ TEST(SSDObjectDetector, SeesADogAndSaysWhereItStands) {
       std::move(points), 0);
 
   std::vector<std::shared_ptr<DetectedObject>> objects;
-  SSDObjectDetector detector(400, 400, [&](const auto& found) { objects = found; });
+  SSDObjectDetector detector({.width = 400, .height = 400}, [&](const auto& found) { objects = found; });
   detector.predict(frame);
   ASSERT_FALSE(objects.empty());
   EXPECT_EQ(objects[0]->name, "dog");

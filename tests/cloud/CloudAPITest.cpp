@@ -167,7 +167,7 @@ TEST_F(CloudAPITest, LivesUntilItsAnswerWasHandledAndOutlivesItsCallers) {
   auto client = api(service);
   const std::weak_ptr<CloudAPI> weak = client;
   std::promise<std::string> heard;
-  client->createMap("a", "u", "m", "k", {}, {}, {}, {}, {}, [&heard](const JSON& value) {
+  client->createMap({"a", "u", "m", "k", {}}, [&heard](const JSON& value) {
     heard.set_value(value["uuid"]->stringValue());
     throw std::runtime_error("the application's own");
   });

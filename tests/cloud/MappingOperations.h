@@ -39,14 +39,14 @@ inline std::string listed(const std::vector<std::shared_ptr<Map>>& maps) {
       {"createMap",
        "/maps/create_map",
        [](CloudAPI& api, Heard heard) {
-         api.createMap("a", "u", "m", "k", {}, {}, {}, {}, {}, telling(heard));
+         api.createMap({"a", "u", "m", "k", {}}, telling(heard));
        },
        {"[]"},
        {"[]"}},
       {"createLocalizationSession",
        "/maps/create_localization_session",
        [](CloudAPI& api, Heard heard) {
-         api.createLocalizationSession("a", "u", "m", "k", 1, 2, 3, 4, 5, telling(heard));
+         api.createLocalizationSession({"a", "u", "m", "k", {1, 2, 3, 4, 5}}, telling(heard));
        },
        {"[]"},
        {"[]"}},
@@ -63,7 +63,7 @@ inline std::string listed(const std::vector<std::shared_ptr<Map>>& maps) {
       {"listNearbyMaps",
        "/maps/list_nearby_maps",
        [](CloudAPI& api, Heard heard) {
-         api.listNearbyMaps("a", std::nullopt, 1, 2, 3, 4, "k",
+         api.listNearbyMaps({"a", std::nullopt, 1, 2, 3, 4, "k"},
                             [heard](const std::vector<std::shared_ptr<Map>>& maps) { heard(listed(maps)); });
        },
        {"maps"},

@@ -2,7 +2,6 @@
 
 #include <cstring>
 
-#include "geoloom/session/MapSessionState.h"
 #include "geoloom/session/types/DetectedObjectFactory.h"
 
 #include "objc/bridge/Support.h"
@@ -19,6 +18,7 @@ class Service final : public SessionTest {
   using SessionTest::answer;
   using SessionTest::clock;
   using SessionTest::journal;
+  using SessionTest::lastWatch;
   using SessionTest::page;
   using SessionTest::requests;
   using SessionTest::waitForRequests;
@@ -30,18 +30,10 @@ class Service final : public SessionTest {
 Service* service = nullptr;
 std::weak_ptr<MapSession> remembered;
 
-MapSession& session(const GeoloomNative* native) {
-  return *bridge::object<MapSession>(native);
-}
-
-auto& state(const GeoloomNative* native) {
-  return MapSessionInternals::state(session(native));
-}
-
-void detectChair(MapSession& seeing) {
-  MapSessionInternals::state(seeing).objectDetector.load()->updateQueue->sync([&] {
-    const auto chair = DetectedObjectFactory::make("chair", 0.8125F, {0.1F, -0.5F, -1.2F}, 0.9F);
-    MapSessionInternals::handleDetections(seeing, {chair}, 1);
+void detectChair() {
+  const auto& detector = service->lastWatch->detector;
+  detector->updateQueue->sync([&] {
+    detector->callback({DetectedObjectFactory::make("chair", 0.8125F, {0.1F, -0.5F, -1.2F}, 0.9F)});
   });
 }
 
@@ -88,22 +80,24 @@ size_t serviceCountOfLinesThatBegin(const char* beginning) {
   return countOfLines([beginning](const std::string& entry) { return entry.starts_with(beginning); });
 }
 
-void serviceTick(const GeoloomNative* native) {
+// A test case has one session: the one whose steps `lastWatch` records.
+
+void serviceTick(const GeoloomNative* /*native*/) {
+  const auto ticks = service->lastWatch->count("tick");
   service->clock->advance(std::chrono::seconds(1));
-  state(native).reloadAssetQueue->sync([] {});
+  EXPECT_TRUE(service->lastWatch->waitFor("tick", ticks + 1));
 }
 
-bool serviceHasStoredAssets(const GeoloomNative* native) {
-  const auto dataManager = state(native).dataManager.load();
-  return dataManager && dataManager->preloadedAssetJSON();
+bool serviceHasStoredAssets(const GeoloomNative* /*native*/) {
+  return service->lastWatch->count("stored assets") > 0;
 }
 
-void serviceWaitForDetector(const GeoloomNative* native) {
-  state(native).objectDetector.load()->updateQueue->sync([] {});
+void serviceWaitForDetector(const GeoloomNative* /*native*/) {
+  service->lastWatch->detector->updateQueue->sync([] {});
 }
 
-void serviceDetectChair(const GeoloomNative* native) {
-  detectChair(session(native));
+void serviceDetectChair(const GeoloomNative* /*native*/) {
+  detectChair();
 }
 
 void serviceRemember(const GeoloomNative* native) {
@@ -112,7 +106,7 @@ void serviceRemember(const GeoloomNative* native) {
 
 bool serviceDetectChairInRemembered(void) {
   const auto session = remembered.lock();
-  if (session) detectChair(*session);
+  if (session) detectChair();
   return session != nullptr;
 }
 
@@ -120,10 +114,10 @@ void serviceThrow(void) {
   throw std::runtime_error("mine");
 }
 
-bool serviceIsOnAssetQueue(const GeoloomNative* native) {
-  return state(native).reloadAssetQueue->isCurrent();
+bool serviceIsOnAssetQueue(const GeoloomNative* /*native*/) {
+  return service->lastWatch->assetThread.load() == std::this_thread::get_id();
 }
 
-bool serviceIsOnDetectorQueue(const GeoloomNative* native) {
-  return state(native).objectDetector.load()->updateQueue->isCurrent();
+bool serviceIsOnDetectorQueue(const GeoloomNative* /*native*/) {
+  return service->lastWatch->detector->updateQueue->isCurrent();
 }

@@ -83,19 +83,6 @@ TEST_F(MapSessionAssets, StoringRefusesInLocalizationMode) {
   EXPECT_THAT(requests("/prod/maps/place_asset_on_map"), IsEmpty());
 }
 
-TEST_F(MapSessionAssets, StoringMovesAssetsOnceALocalizationSessionIsResolved) {
-  const auto session = openInitialized(MapMode::localization);
-  auto& state = MapSessionInternals::state(*session);
-  state.resolvedTranslation = {1, 2, 3};
-  EXPECT_FALSE(session->storePlacement(lamp(), {}));
-  state.resolvedConfidence = 0.75F;
-  EXPECT_TRUE(session->storePlacement(lamp(), {}));
-  ASSERT_TRUE(waitForRequests("/prod/maps/place_asset_on_map", 1));
-  const auto placed = requests("/prod/maps/place_asset_on_map").front().json()["placements"][0];
-  EXPECT_EQ(placed,
-            nlohmann::json::parse(R"({"asset_id": "lamp", "x": 2, "y": 4, "z": 0, "orientation": 0.5})"));
-}
-
 TEST_F(MapSessionAssets, NearbyMapsNeedOnlyAStartedSession) {
   answer("/prod/maps/create_map", R"({"errorMessage": "no"})");
   answer("/prod/maps/list_nearby_maps", R"([{"user_id": "u1", "map_id": "m1", "latitude": 1, "longitude": 2,
@@ -121,10 +108,6 @@ TEST_F(MapSessionAssets, NearbyMapsNeedOnlyAStartedSession) {
   const auto expected = nlohmann::json::parse(R"({"app_id": "demo", "longitude": 11, "latitude": 48,
       "longitude_delta": 0.5, "latitude_delta": 0.25, "developer_key": "900150983cd24fb0d6963f7d28e17f72"})");
   for (const auto& [key, value] : expected.items()) EXPECT_EQ(sent[0].json()[key], value) << key;
-
-  MapSessionInternals::state(*session).dataManager.store(nullptr);
-  EXPECT_FALSE(list(std::nullopt));
-  EXPECT_EQ(count(std::string("! ") + REFUSAL + "0)"), 1);
 }
 
 TEST_F(MapSessionAssets, ATransformBringsTheAssetsOnceAndABetterOneBringsThemAllAgain) {
@@ -200,7 +183,7 @@ TEST_F(MapSessionAssets, AResetDuringAScanForgetsWhatItFinds) {
   ASSERT_TRUE(scanning.wait());
   session->reset(std::make_shared<platform::ARSession>());
   resetDone.open();
-  MapSessionInternals::state(*session).reloadAssetQueue->sync([] {});
+  ASSERT_TRUE(watch(*session).waitFor("tick"));
   EXPECT_EQ(count("> Transform DB scan result 1"), 1);
   EXPECT_THAT(assets.entries(), IsEmpty());
   EXPECT_EQ(std::ranges::count_if(
@@ -283,7 +266,7 @@ TEST_F(MapSessionAssets, LocalizationWaitsForTheNextEighthTickWhenTheSessionIsNo
   tick(*session);
   answered.open();
   ASSERT_TRUE(statuses.waitForCount(1));
-  MapSessionInternals::state(*session).mapSessionConfiguration->featureMatchDistanceMeters = 0.25F;
+  configuration->featureMatchDistanceMeters = 0.25F;
   tick(*session, 7);
   EXPECT_THAT(requests(path), IsEmpty());
   tick(*session);

@@ -19,10 +19,10 @@ class MapSessionDetections : public SessionTest {
   static std::shared_ptr<DetectedObject> object(const std::string& name, float confidence) {
     return DetectedObjectFactory::make(name, confidence, {0.1F, -0.5F, -1.2F}, 0.9F);
   }
-  // As the detector does: on its queue, with the threshold of the session's construction.
-  static void detect(MapSession& session, const Objects& objects, float threshold = 0.6F) {
-    MapSessionInternals::state(session).objectDetector.load()->updateQueue->sync(
-        [&] { MapSessionInternals::handleDetections(session, objects, threshold); });
+  // As the detector does, on its queue.
+  void detect(MapSession& session, const Objects& objects) {
+    const auto& detector = watch(session).detector;
+    detector->updateQueue->sync([&] { detector->callback(objects); });
   }
   // "<name> <frame>" of each row written, in the order of their arrival.
   [[nodiscard]] std::vector<std::string> rows() const {
@@ -116,10 +116,8 @@ TEST_F(MapSessionDetections, AFailedSaveIsALineAndNoMore) {
 TEST_F(MapSessionDetections, TheThresholdIsThatOfTheConstruction) {
   const auto session = open(MapMode::mapping, 0.25F);
   ASSERT_TRUE(statuses.waitForCount(1));
-  auto& state = MapSessionInternals::state(*session);
-  state.mapSessionConfiguration->sceneUnderstandingConfidenceThreshold = 0.9F;
-  const auto detector = state.objectDetector.load();
-  detector->updateQueue->sync([&] { detector->callback({object("chair", 0.25F)}); });
+  configuration->sceneUnderstandingConfidenceThreshold = 0.9F;
+  detect(*session, {object("chair", 0.25F)});
   ASSERT_TRUE(waitForRequests("PutItem", 1));
   EXPECT_THAT(rows(), ElementsAre("chair 1"));
 }
@@ -146,7 +144,7 @@ class MapSessionFrames : public SessionTest {
   }
   void offer(MapSession& session, int count) {
     for (; count > 0; --count) session.update(nextFrame());
-    MapSessionInternals::state(session).objectDetector.load()->updateQueue->sync([] {});
+    watch(session).detector->updateQueue->sync([] {});
   }
 
  private:
@@ -168,11 +166,10 @@ TEST_F(MapSessionFrames, BecomeObjectsInTheWorldAndRows) {
 
 TEST_F(MapSessionFrames, AreDroppedWhileOneIsInAnalysis) {
   const auto session = openInitialized(MapMode::mapping);
-  const auto detector = MapSessionInternals::state(*session).objectDetector.load();
+  const SessionWatch& watched = watch(*session);
   const auto analysed = [&] {
-    std::int64_t count = 0;
-    detector->updateQueue->sync([&] { count = detector->lastAnalysis().count; });
-    return count;
+    watched.detector->updateQueue->sync([] {});
+    return watched.count("frame analysed");
   };
   Gate inAnalysis;
   Gate goOn;
@@ -188,19 +185,19 @@ TEST_F(MapSessionFrames, AreDroppedWhileOneIsInAnalysis) {
   const auto still = nextFrame();
   for (int i = 0; i < 4; ++i) session->update(still);
   goOn.open();
-  EXPECT_EQ(analysed(), 1) << "dropped, not queued";
+  EXPECT_EQ(analysed(), 1U) << "dropped, not queued";
 
   // The motion gate has seen the frames that were dropped: the camera came to rest with them.
   session->update(still);
-  EXPECT_EQ(analysed(), 1);
+  EXPECT_EQ(analysed(), 1U);
   session->update(nextFrame());
   session->update(nextFrame());
-  EXPECT_EQ(analysed(), 2);
+  EXPECT_EQ(analysed(), 2U);
 }
 
 TEST_F(MapSessionFrames, ASessionShowsWhatItSees) {
   const auto session = create(MapMode::mapping);
-  const auto detector = MapSessionInternals::state(*session).objectDetector.load();
+  const auto& detector = watch(*session).detector;
   const auto view = std::make_shared<platform::UIView>();
   const auto sceneView = std::make_shared<platform::ARSCNView>();
   session->visualizeSceneUnderstanding(view, sceneView);
@@ -209,14 +206,19 @@ TEST_F(MapSessionFrames, ASessionShowsWhatItSees) {
   EXPECT_EQ(detector->scene.load(), sceneView->scene);
 }
 
-TEST_F(MapSessionFrames, BadInputIsALine) {
-  const auto session = create(MapMode::mapping);
+/// Uses its session before there is a detector.
+struct Early final : MapSession {
+  explicit Early(const Construction& construction) : MapSession(construction) {
+    update(std::make_shared<platform::ARFrame>(nullptr, nullptr, std::vector<platform::simd_float3>{}, 0));
+    visualizeSceneUnderstanding(std::make_shared<platform::UIView>(),
+                                std::make_shared<platform::ARSCNView>());
+  }
+};
+
+TEST_F(MapSessionFrames, LogsBadInput) {
+  const auto session = create<Early>(MapMode::mapping);
   session->update(nullptr);
   session->visualizeSceneUnderstanding(nullptr, nullptr);
-  MapSessionInternals::state(*session).objectDetector.store(nullptr);
-  session->update(nextFrame());
-  session->visualizeSceneUnderstanding(std::make_shared<platform::UIView>(),
-                                       std::make_shared<platform::ARSCNView>());
   const auto lines = journal.entries();
   EXPECT_EQ(std::ranges::count(lines, "! visualizeSceneUnderstanding: a view and a scene view are needed"),
             1);

@@ -26,14 +26,10 @@ TEST_F(MapSessionLifecycle, ConstructsInOrder) {
   EXPECT_TRUE(session->isLocalizationMode());
   EXPECT_EQ(session->userID(), "u7");
   EXPECT_EQ(session->mapID(), "m3");
-  EXPECT_EQ(session->appID(), "demo");
-  EXPECT_EQ(session->developerKeyHash(), "900150983cd24fb0d6963f7d28e17f72");
   ASSERT_TRUE(waitForRequests("PutMetricData", 1));
   const Lines inOrder{"> initializing MapSession", "! MapSession created for demo u7 m3 - mode: 1",
                       "PutMetricData"};
   EXPECT_EQ(only(journal.entries(), inOrder), inOrder);
-  EXPECT_EQ(MapSessionInternals::state(*session).reloadAssetQueue->label(), "reloadAssetQueue");
-  EXPECT_NE(MapSessionInternals::state(*session).objectDetector.load(), nullptr);
 
   const auto metric = requests("PutMetricData").front().json();
   EXPECT_EQ(metric["Namespace"], "YeltMaps");
@@ -107,6 +103,9 @@ TEST_F(MapSessionLifecycle, AResetThatComesBeforeTheOpeningStaysInForce) {
   });
   const auto session = open(MapMode::mapping);
   ASSERT_TRUE(opening.wait());
+  EXPECT_EQ(session->mapSessionUUID(), std::nullopt);
+  EXPECT_FALSE(session->listNearbyMaps({}, 1, 2, 3, 4, [](const auto&) { ADD_FAILURE(); }))
+      << "there is no manager yet";
   session->reset(std::make_shared<platform::ARSession>());
   resetDone.open();
   ASSERT_TRUE(statuses.waitForCount(1));
@@ -165,24 +164,6 @@ TEST_F(MapSessionLifecycle, RefusesToBeMadeOfNothing) {
   EXPECT_EQ(std::ranges::count(journal.entries(), "! reset: an AR session is needed"), 1);
 }
 
-TEST_F(MapSessionLifecycle, ItsManagerKnowsWhoseItIsAndCapturesNothing) {
-  const auto session = openInitialized(MapMode::localization);
-  const auto& state = MapSessionInternals::state(*session);
-  const auto frames = std::make_shared<platform::ARSession>();
-  const auto opened = state.dataManager.load();
-  EXPECT_EQ(opened->arSession, state.arSession.load());
-  session->reset(frames);
-  const auto after = state.dataManager.load();
-  EXPECT_EQ(after->arSession, frames);
-  EXPECT_EQ(state.arSession.load(), frames);
-  for (const auto& manager : {opened, after}) {
-    EXPECT_EQ(manager->dataDirectory, "yelt/" + today());
-    EXPECT_EQ(manager->session, session);
-    EXPECT_EQ(manager->cloudAPI, state.cloudApi);
-  }
-  EXPECT_FALSE(after->preloadedAssetJSON() || after->mapUUID() || after->localizationSessionUUID());
-}
-
 // Text that is not UTF-8 is mended on the wire and a number that is none is null; neither ends anything.
 TEST_F(MapSessionLifecycle, TakesWhateverAnApplicationPasses) {
   const float nan = std::numeric_limits<float>::quiet_NaN();
@@ -195,7 +176,7 @@ TEST_F(MapSessionLifecycle, TakesWhateverAnApplicationPasses) {
     session = MapSession::create(std::make_shared<platform::ARSession>(), MapMode::mapping, "\xC3(",
                                  std::string("m\0\xED\xA0\x80", 5), "k\xFF\r\nx:\n y", nan, -1,
                                  std::make_shared<MapSessionConfiguration>(nan, nan));
-    registerCallbacks(*session);
+    session->registerCallbacks({}, [this](MapStatus status) { statuses.add(status); }, {});
   });
   ASSERT_TRUE(statuses.waitForCount(1));
   EXPECT_THAT(statuses.entries(), ElementsAre(MapStatus::initialized));

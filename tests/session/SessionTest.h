@@ -1,23 +1,27 @@
 #pragma once
 
+#include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <map>
 #include <memory>
 #include <mutex>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "geoloom/SceneUnderstanding/SSDObjectDetector.h"
 #include "geoloom/platform/ar/ARSession.h"
 #include "geoloom/platform/foundation/Bundle.h"
 #include "geoloom/platform/foundation/Clock.h"
 #include "geoloom/platform/foundation/DateFormatter.h"
 #include "geoloom/platform/foundation/FileManager.h"
 #include "geoloom/session/MapSession.h"
-#include "geoloom/session/MapSessionState.h"
+#include "geoloom/session/SessionObserver.h"
 #include "geoloom/session/types/ServiceEndpoints.h"
 
 #include "tests/support/FakeService.h"
@@ -32,6 +36,42 @@ inline std::string requestName(const RecordedRequest& request) {
   const auto target = request.header("X-Amz-Target");
   return target ? target->substr(target->rfind('.') + 1) : request.path;
 }
+
+/// Records a session's steps, for tests to wait for.
+class SessionWatch final : public SessionObserver {
+ public:
+  void detectorCreated(const std::shared_ptr<SSDObjectDetector>& created) override { detector = created; }
+  void opened(MapStatus /*status*/, const std::string& refusal) override { events.add("opened " + refusal); }
+  void storedAssetsReceived() override { events.add("stored assets"); }
+  void frameFinished(const platform::ARFrame& /*frame*/, const FrameOutcome& outcome) override {
+    events.add(outcome.failure ? outcome.failure->message : "frame analysed");
+  }
+  void rowsExpected(std::size_t count) override { events.add("rows " + std::to_string(count)); }
+  void rowSaved() override { events.add("row saved"); }
+  void rowFailed(const std::string& reason) override { events.add("row failed: " + reason); }
+  void localizationAsked() override { events.add("localization asked"); }
+  void localizationAnswered() override { events.add("localization answered"); }
+  void transformFound(const MapTransform& /*transform*/) override { events.add("transform"); }
+  void assetsMoved(const std::vector<std::shared_ptr<MapAsset>>& /*assets*/) override {
+    assetThread = std::this_thread::get_id();
+  }
+  void tickEnded() override { events.add("tick"); }
+
+  [[nodiscard]] std::size_t count(const std::string& event) const {
+    const auto all = events.entries();
+    return static_cast<std::size_t>(std::count(all.begin(), all.end(), event));
+  }
+  [[nodiscard]] bool waitFor(const std::string& event, std::size_t expected = 1) const {
+    return events.waitUntil([&](const auto& all) {
+      return static_cast<std::size_t>(std::count(all.begin(), all.end(), event)) >= expected;
+    });
+  }
+
+  Recorder<std::string> events;
+  std::shared_ptr<SSDObjectDetector> detector;
+  /// The thread of the asset queue that delivered assets last.
+  std::atomic<std::thread::id> assetThread;
+};
 
 /// A session against a scripted service, on a clock that the test moves. What is printed, logged and sent
 /// stands in `journal`, in order: "> console", "! system log", "/path" or "Scan", "status 0".
@@ -49,6 +89,7 @@ class SessionTest : public ::testing::Test {
                                   .sceneUnderstanding = service->url("/dev/scene-understanding/localize"),
                                   .tables = service->url(),
                                   .metrics = service->url()});
+    SessionObserver::install(lastWatch);
     answer("/prod/maps/create_map", R"({"uuid": "M1"})");
     answer("/prod/maps/create_localization_session", R"({"session_uuid": "L1", "map_uuid": "M1"})");
     answer("/prod/maps/find_assets_on_the_map", R"({"placements": []})");
@@ -64,18 +105,23 @@ class SessionTest : public ::testing::Test {
 
   template <class Session = MapSession>
   std::shared_ptr<Session> create(MapMode mode, float threshold = 0.6F) {
-    auto session =
-        MapSession::create<Session>(std::make_shared<platform::ARSession>(), mode, "u7", "m3", "abc", 812,
-                                    375, std::make_shared<MapSessionConfiguration>(threshold, 0.5F));
-    sessions_.push_back(session);
+    SessionObserver::install(lastWatch = std::make_shared<SessionWatch>());
+    configuration = std::make_shared<MapSessionConfiguration>(threshold, 0.5F);
+    auto session = MapSession::create<Session>(std::make_shared<platform::ARSession>(), mode, "u7", "m3",
+                                               "abc", ViewSize{.width = 375, .height = 812}, configuration);
+    watches_[session] = lastWatch;
     return session;
   }
 
+  [[nodiscard]] SessionWatch& watch(MapSession& session) {
+    return *watches_.at(std::static_pointer_cast<MapSession>(session.shared_from_this()));
+  }
+
   void registerCallbacks(MapSession& session) {
-    const auto& state = MapSessionInternals::state(session);
+    const SessionWatch& watched = watch(session);
     session.registerCallbacks(
-        [this, &state](const auto& found) {
-          EXPECT_TRUE(state.reloadAssetQueue->isCurrent());
+        [this, &watched](const auto& found) {
+          EXPECT_EQ(watched.assetThread.load(), std::this_thread::get_id());
           assets.add(found);
         },
         [this](MapStatus status) {
@@ -83,8 +129,8 @@ class SessionTest : public ::testing::Test {
           journal.add("status " + std::to_string(rawValue(status)));
           statuses.add(status);
         },
-        [this, &state](const auto& found) {
-          EXPECT_TRUE(state.objectDetector.load()->updateQueue->isCurrent());
+        [this, &watched](const auto& found) {
+          EXPECT_TRUE(watched.detector->updateQueue->isCurrent());
           detections.add(found);
         });
   }
@@ -101,26 +147,25 @@ class SessionTest : public ::testing::Test {
     return session;
   }
 
-  /// A session that has been told `initialized` and, in localization mode, has its stored assets.
+  /// A session that has reported `initialized` and, in localization mode, has received its stored assets.
   std::shared_ptr<MapSession> openInitialized(MapMode mode, float threshold = 0.6F) {
     const auto before = statuses.entries().size();
     auto session = open(mode, threshold);
     EXPECT_TRUE(statuses.waitForCount(before + 1));
     EXPECT_TRUE(session->mapSessionUUID().has_value());
-    while (mode == MapMode::localization &&
-           !MapSessionInternals::state(*session).dataManager.load()->preloadedAssetJSON())
-      std::this_thread::yield();
+    if (mode == MapMode::localization) {
+      EXPECT_TRUE(watch(*session).waitFor("stored assets"));
+    }
     return session;
   }
 
-  /// Lets so many ticks of the session's loop begin and end. A tick whose scan failed would wait for a retry
-  /// at a time that never comes.
+  /// Runs so many ticks of the session's loop. A tick whose scan fails would wait for ever for its retry.
   void tick(MapSession& session, int count = 1) {
     for (; count > 0; --count) {
+      const std::size_t before = watch(session).count("tick");
       clock->advance(std::chrono::seconds(1));
-      const auto ended = std::make_shared<Gate>();
-      MapSessionInternals::state(session).reloadAssetQueue->async([ended] { ended->open(); });
-      ASSERT_TRUE(ended->wait()) << "the tick hangs after\n" << ::testing::PrintToString(journal.entries());
+      ASSERT_TRUE(watch(session).waitFor("tick", before + 1)) << "the tick hangs after\n"
+                                                              << ::testing::PrintToString(journal.entries());
     }
   }
 
@@ -168,10 +213,9 @@ class SessionTest : public ::testing::Test {
 
   /// The sessions outlive the test's recorders.
   void TearDown() override {
-    for (const auto& session : sessions_) {
+    for (const auto& [session, watched] : watches_) {
       session->registerCallbacks({}, {}, {});
-      if (const auto& detector = MapSessionInternals::state(*session).objectDetector.load())
-        detector->updateQueue->sync([] {});
+      watched->detector->updateQueue->sync([] {});
     }
     platform::DispatchQueue::main()->sync([] {});
   }
@@ -182,6 +226,10 @@ class SessionTest : public ::testing::Test {
   Recorder<MapStatus> statuses;
   Recorder<std::vector<std::shared_ptr<MapAsset>>> assets;
   Recorder<std::vector<std::shared_ptr<DetectedObject>>> detections;
+  /// The watch of the session created last.
+  std::shared_ptr<SessionWatch> lastWatch = std::make_shared<SessionWatch>();
+  /// The configuration of the session created last.
+  std::shared_ptr<MapSessionConfiguration> configuration;
   LineRecorder journal;
   const std::shared_ptr<platform::ManualClock> clock = std::make_shared<platform::ManualClock>();
   const std::shared_ptr<Script> script = std::make_shared<Script>();
@@ -195,7 +243,7 @@ class SessionTest : public ::testing::Test {
       });
 
  private:
-  std::vector<std::shared_ptr<MapSession>> sessions_;
+  std::map<std::shared_ptr<MapSession>, std::shared_ptr<SessionWatch>> watches_;
 };
 
 }  // namespace geoloom::test

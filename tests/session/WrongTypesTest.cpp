@@ -1,3 +1,4 @@
+#include "geoloom/cloud/CloudAPI.h"
 #include "geoloom/session/Relocalization.h"
 #include "geoloom/storage/DataManager.h"
 #include "geoloom/storage/TransformScan.h"
@@ -54,7 +55,7 @@ class WrongTypes : public SessionTest {
 
   std::shared_ptr<DataManager> manager() const {
     return std::make_shared<DataManager>(std::make_shared<platform::ARSession>(), session_,
-                                         MapSessionInternals::state(*session_).cloudApi);
+                                         std::make_shared<CloudAPI>(false));
   }
 
   /// What a scan of the transforms finds.
@@ -72,7 +73,7 @@ class WrongTypes : public SessionTest {
     const auto opening = manager();
     Recorder<MapStatus> reported;
     const auto report = [&reported](MapStatus status) { reported.add(status); };
-    maps ? opening->createMap(report) : opening->createLocalizationSession(report);
+    maps ? opening->createMap({}, report) : opening->createLocalizationSession({}, report);
     EXPECT_TRUE(reported.waitForCount(1)) << text;
     platform::DispatchQueue::main()->sync([] {});
     EXPECT_EQ(reported.entries().size(), 1U) << text;
@@ -138,7 +139,7 @@ TEST_F(WrongTypes, InAPageOfTransforms) {
   const auto manager = this->manager();
   answer("/prod/maps/create_map", R"({"uuid": "M1"})");
   Recorder<MapStatus> opened;
-  manager->createMap([&opened](MapStatus status) { opened.add(status); });
+  manager->createMap({}, [&opened](MapStatus status) { opened.add(status); });
   ASSERT_TRUE(opened.waitForCount(1));
   // Tries of a page that is none end at once here.
   platform::Clock::install(std::make_shared<EagerClock>());

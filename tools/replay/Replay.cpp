@@ -12,13 +12,15 @@
 
 #include <fmt/format.h>
 
+#include "geoloom/SceneUnderstanding/SSDObjectDetector.h"
 #include "geoloom/SceneUnderstanding/gate/MotionGate.h"
 #include "geoloom/platform/ar/ARFrame.h"
 #include "geoloom/platform/ar/ARSession.h"
 #include "geoloom/platform/foundation/Clock.h"
 #include "geoloom/platform/foundation/Dispatch.h"
 #include "geoloom/platform/foundation/Log.h"
-#include "geoloom/session/MapSessionState.h"
+#include "geoloom/session/MapSession.h"
+#include "geoloom/session/SessionObserver.h"
 
 #include "tools/commands/Commands.h"
 #include "tools/replay/Placements.h"
@@ -154,6 +156,27 @@ class ReplayedSession final : public MapSession {
   const std::function<void(MapStatus)> heard_ = heard;
 };
 
+/// Passes on what a replay needs besides the session's callbacks and console lines.
+class ReplayObserver final : public SessionObserver {
+ public:
+  explicit ReplayObserver(SessionWatch& watch) : watch_(watch) {}
+
+  void detectorCreated(const std::shared_ptr<SSDObjectDetector>& created) override { detector = created; }
+  void frameFinished(const ARFrame& /*frame*/, const FrameOutcome& outcome) override {
+    if (!outcome.failure) lastAnalysis = outcome;
+  }
+  void tickEnded() override {
+    watch_.tell([](SessionWatch::Told& t) { ++t.ticks; });
+  }
+
+  std::shared_ptr<SSDObjectDetector> detector;
+  /// Of the frame in work; for the detector's queue only.
+  std::optional<FrameOutcome> lastAnalysis;
+
+ private:
+  SessionWatch& watch_;
+};
+
 /// One replay: the session, what it is driven by and what is seen of it.
 class Replay {
  public:
@@ -211,12 +234,13 @@ class Replay {
         std::make_shared<MapSessionConfiguration>(service.confidenceThreshold, service.matchDistance);
     // Held upright: the sensor's width is the view's height.
     ReplayedSession::heard = [this](MapStatus status) { onStatus(status); };
-    session_ =
-        MapSession::create<ReplayedSession>(arSession_, options_.mode, service.user, options_.map,
-                                            service.developerKey, size.width, size.height, configuration);
+    SessionObserver::install(observer_);
+    session_ = MapSession::create<ReplayedSession>(
+        arSession_, options_.mode, service.user, options_.map, service.developerKey,
+        ViewSize{.width = size.height, .height = size.width}, configuration);
     session_->registerCallbacks([this](const auto& assets) { onAssets(assets); }, [](MapStatus) {},
                                 [this](const auto& objects) { onObjects(objects); });
-    detector_ = MapSessionInternals::state(*session_).objectDetector.load();
+    detector_ = observer_->detector;
     arSession_->setDidUpdateFrame([this](const auto& frame) { session_->update(frame); });
   }
 
@@ -411,12 +435,11 @@ class Replay {
 
   /// On the detector's queue, behind whatever the frame caused there.
   void noteAnalysis(std::size_t number, steady_clock::time_point start, double handover) {
-    const SSDObjectDetector::Analysis& analysis = detector_->lastAnalysis();
     offer_.push_back(handover);
-    if (analysis.count == analysesNoted_) return;
-    analysesNoted_ = analysis.count;
-    vision_.push_back(duration<double, std::milli>(analysis.vision).count());
-    handling_.push_back(duration<double, std::milli>(analysis.handling).count());
+    const auto analysis = std::exchange(observer_->lastAnalysis, std::nullopt);
+    if (!analysis) return;
+    vision_.push_back(duration<double, std::milli>(analysis->vision).count());
+    handling_.push_back(duration<double, std::milli>(analysis->handling).count());
     frame_.push_back(millisecondsSince(start));
     const std::lock_guard lock(mutex_);
     trace_.frames[number].analysed = true;
@@ -467,14 +490,12 @@ class Replay {
   /// Lets a second pass and waits for what the session does with it.
   void waitForNextTick(steady_clock::time_point deadline) {
     constexpr std::chrono::seconds period(1);
+    const std::size_t before = watch_.told().ticks;
     if (clock_) {
       clock_->advance(period);
     } else {
       watch_.waitFor(period, [](const SessionWatch::Told&) { return false; });
     }
-    const std::size_t before = watch_.told().ticks;
-    MapSessionInternals::state(*session_).reloadAssetQueue->async(
-        [this] { watch_.tell([](SessionWatch::Told& t) { ++t.ticks; }); });
     letTimePassUntil(deadline, [&](const SessionWatch::Told& t) { return t.ticks > before; });
   }
 
@@ -512,6 +533,7 @@ class Replay {
   std::shared_ptr<MapSession> session_;
   std::shared_ptr<SSDObjectDetector> detector_;
   SessionWatch watch_;
+  const std::shared_ptr<ReplayObserver> observer_ = std::make_shared<ReplayObserver>(watch_);
   MotionGate gate_;  ///< sees what the detector's sees, so that gated frames can be told from dropped ones
 
   std::mutex mutex_;  ///< of trace_ and time_ while the session runs
@@ -522,7 +544,6 @@ class Replay {
   std::vector<double> load_;
   // On the detector's queue only.
   std::size_t frameInWork_ = 0;
-  std::int64_t analysesNoted_ = 0;
   std::set<std::string> lastNames_;
   std::vector<double> offer_;
   std::vector<double> vision_;

@@ -8,14 +8,13 @@
 
 #include <fmt/format.h>
 
-#include "geoloom/SceneUnderstanding/network/feature_model.h"
 #include "geoloom/base/ReadFile.h"
 #include "geoloom/platform/foundation/Bundle.h"
 #include "geoloom/platform/foundation/LibraryBundle.h"
 #include "geoloom/platform/location/CLLocationManager.h"
 #include "geoloom/platform/location/CLLocationProvider.h"
 #include "geoloom/platform/network/HTTPClient.h"
-#include "geoloom/session/types/MapSessionSettings.h"
+#include "geoloom/session/MapSession.h"
 
 #include "tools/commands/Commands.h"
 #include "tools/commands/Numbers.h"
@@ -147,8 +146,7 @@ void apply(ServiceOptions& options) {
 }
 
 void checkModel() {
-  const auto model = feature_model::create();
-  if (!model) throw CommandError(ExitCode::badInput, model.failure().message);
+  if (const auto fault = MapSession::detectionModelFault()) throw CommandError(ExitCode::badInput, *fault);
 }
 
 }  // namespace geoloom::tools

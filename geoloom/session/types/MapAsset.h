@@ -23,9 +23,13 @@ class GEOLOOM_EXPORT MapAsset : public platform::NSObject {
   std::string assetID;
   /// Metres, in the coordinates of the AR session.
   platform::SCNVector3 position;
-  /// Radians about the vertical axis.
+  /// Radians about the vertical axis, in the coordinates of the session that placed the asset. An asset that
+  /// comes back from a map carries the value it was stored with: only its position is moved. To turn it with
+  /// the map, add the rotation of MapSession::lastTransform() (counterclockwise seen from above):
+  ///
+  ///     const float heading = asset->orientation + session->lastTransform()->rotation;
   float orientation;
-  /// How the position was obtained; see the constants.
+  /// How the position was obtained: one of the constants.
   float confidence = PLACED_CONFIDENCE;
 
   /// Another asset with the same identifier (composed and decomposed text is the same), exactly the same
