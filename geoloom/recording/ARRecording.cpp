@@ -230,9 +230,8 @@ base::Result<std::shared_ptr<const platform::ARFrame>> ARRecording::firstReadabl
   for (std::size_t i = 0; i < frameCount(); ++i)
     if (auto readable = frame(i)) return readable;
   const Skipped& skipped = state_->images.count > 0 ? state_->images : state_->depths;
-  return base::Failure{fmt::format("{}: none of {} can be read; the first fault: {}",
-                                   state_->folder.string(), plural(frameCount(), "frame", "frames"),
-                                   skipped.first)};
+  return base::Failure{fmt::format("{}: none of {} can be read; the first fault: {}", state_->folder.string(),
+                                   plural(frameCount(), "frame", "frames"), skipped.first)};
 }
 
 std::vector<std::string> ARRecording::problems() const {

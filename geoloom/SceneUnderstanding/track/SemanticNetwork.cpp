@@ -20,8 +20,12 @@ bool canBeJoined(const TrackedObject& object) {
   return object.isVisible() && object.seenFrames() >= JOINED_AFTER_FRAMES;
 }
 
-bool isWithinReach(const TrackedObject& a, const TrackedObject& b) {
-  return b.smoothBBox().center().distance(a.smoothBBox().center()) <= EDGE_REACH;
+bool isWithinReach(const platform::SCNVector3& a, const platform::SCNVector3& b) {
+  return b.distance(a) <= EDGE_REACH;
+}
+
+bool areJoined(const TrackedObject& a, const TrackedObject& b) {
+  return canBeJoined(a) && canBeJoined(b) && isWithinReach(a.smoothBBox().center(), b.smoothBBox().center());
 }
 
 }  // namespace
@@ -62,21 +66,24 @@ void SemanticNetwork::observe(const std::string& name, double confidence, const 
 
 void SemanticNetwork::drawVisualEdges(platform::SCNScene& scene) {
   for (const auto& [ids, node] : visualEdges_) {
-    const TrackedObject& a = *trackedObjects_[static_cast<std::size_t>(ids.first)];
-    const TrackedObject& b = *trackedObjects_[static_cast<std::size_t>(ids.second)];
-    if (!canBeJoined(a) || !canBeJoined(b) || !isWithinReach(a, b)) node->removeFromParentNode();
+    const auto& a = trackedObjects_[static_cast<std::size_t>(ids.first)];
+    const auto& b = trackedObjects_[static_cast<std::size_t>(ids.second)];
+    if (!areJoined(*a, *b)) node->removeFromParentNode();
   }
 
-  std::vector<const TrackedObject*> candidates;
+  struct Candidate {
+    std::int64_t id;
+    platform::SCNVector3 center;
+  };
+  std::vector<Candidate> candidates;
   for (const auto& object : trackedObjects_)
-    if (canBeJoined(*object)) candidates.push_back(object.get());
-  for (const TrackedObject* a : candidates) {
-    for (const TrackedObject* b : candidates) {
-      if (!isWithinReach(*a, *b)) continue;
-      auto& node = visualEdges_[{a->id(), b->id()}];
+    if (canBeJoined(*object)) candidates.push_back({object->id(), object->smoothBBox().center()});
+  for (const Candidate& a : candidates) {
+    for (const Candidate& b : candidates) {
+      if (!isWithinReach(a.center, b.center)) continue;
+      auto& node = visualEdges_[{a.id, b.id}];
       if (!node) node = std::make_shared<platform::SCNNode>();
-      lineNode(*node, a->smoothBBox().center(), b->smoothBBox().center(), EDGE_RADIUS,
-               platform::UIColor::purpleColor());
+      lineNode(*node, a.center, b.center, EDGE_RADIUS, platform::UIColor::purpleColor());
       scene.rootNode()->addChildNode(node);
     }
   }

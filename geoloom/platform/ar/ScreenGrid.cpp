@@ -2,8 +2,42 @@
 
 #include <algorithm>
 #include <array>
+#include <utility>
+
+#include "geoloom/base/Mutex.h"
 
 namespace geoloom::platform {
+
+/// Reuses the memory of destroyed grids. Without it, every frame's grid starts on memory that the system has
+/// to map page by page, which takes longer than everything else in a frame's hit tests (docs/performance.md).
+class ScreenGrid::Spares {
+ public:
+  static Spares& shared() {
+    static auto& spares = *new Spares;  // never destroyed, as frames may outlive static objects
+    return spares;
+  }
+
+  Storage take() {
+    const base::MutexLock lock(mutex_);
+    if (spares_.empty()) return {};
+    Storage storage = std::move(spares_.back());
+    spares_.pop_back();
+    return storage;
+  }
+
+  void giveBack(Storage storage) {
+    if (storage.sorted.capacity() > LARGEST) return;
+    const base::MutexLock lock(mutex_);
+    if (spares_.size() < MOST) spares_.push_back(std::move(storage));
+  }
+
+ private:
+  static constexpr std::size_t MOST = 2;           ///< one frame is analysed at a time
+  static constexpr std::size_t LARGEST = 200'000;  ///< points
+
+  base::Mutex mutex_;
+  std::vector<Storage> spares_ GEOLOOM_GUARDED_BY(mutex_);
+};
 
 namespace {
 
@@ -62,7 +96,12 @@ ScreenGrid::ScreenGrid(const ARCamera& camera, std::span<const simd_float3> poin
   cellsPerPixel_ = 1 / radius;
   columns_ = cells(width_);
   rows_ = cells(height_);
+  storage_ = Spares::shared().take();
   fill(camera, points);
+}
+
+ScreenGrid::~ScreenGrid() {
+  if (storage_.starts.capacity() > 0) Spares::shared().giveBack(std::move(storage_));
 }
 
 std::size_t ScreenGrid::cells(double length) const {
@@ -72,25 +111,24 @@ std::size_t ScreenGrid::cells(double length) const {
 
 /// Projects the points and sorts them by cell with a counting sort.
 void ScreenGrid::fill(const ARCamera& camera, std::span<const simd_float3> points) {
-  std::vector<Projected> projected;
-  std::vector<std::uint32_t> cellOf;
-  projected.reserve(points.size());
-  cellOf.reserve(points.size());
-  // starts_[c + 2] counts the points of cell c. After the summation, starts_[c + 1] is the start of cell c,
-  // and placing the points advances it to the cell's end.
-  starts_.assign(columns_ * rows_ + 2, 0);
+  auto& [starts, unsorted, sorted] = storage_;
+  unsorted.clear();
+  unsorted.reserve(points.size());
+  // starts[c + 2] counts the points of cell c. After the summation, starts[c + 1] is the start of cell c, and
+  // placing the points advances it to the cell's end.
+  starts.assign(columns_ * rows_ + 2, 0);
   const Projection projection(camera);
   for (std::size_t i = 0; i < points.size(); ++i) {
     const Projection::Place p = projection.of(points[i]);
     if (!(p.depth > 0) || !std::isfinite(p.x) || !std::isfinite(p.y)) continue;
     const std::size_t c = cell(p.y, rows_) * columns_ + cell(p.x, columns_);
-    ++starts_[c + 2];
-    projected.push_back({p.x, p.y, {std::sqrt(p.squaredDistance), static_cast<std::uint32_t>(i)}});
-    cellOf.push_back(static_cast<std::uint32_t>(c));
+    ++starts[c + 2];
+    const Hit hit{std::sqrt(p.squaredDistance), static_cast<std::uint32_t>(i)};
+    unsorted.push_back({{p.x, p.y, hit}, static_cast<std::uint32_t>(c)});
   }
-  for (std::size_t c = 2; c < starts_.size(); ++c) starts_[c] += starts_[c - 1];
-  sorted_.resize(projected.size());
-  for (std::size_t i = 0; i < projected.size(); ++i) sorted_[starts_[cellOf[i] + 1]++] = projected[i];
+  for (std::size_t c = 2; c < starts.size(); ++c) starts[c] += starts[c - 1];
+  sorted.resize(unsorted.size());
+  for (const auto& [point, c] : unsorted) sorted[starts[c + 1]++] = point;
 }
 
 }  // namespace geoloom::platform

@@ -30,6 +30,9 @@ class ScreenGrid {
   };
 
   ScreenGrid(const ARCamera& camera, std::span<const simd_float3> points);
+  ~ScreenGrid();
+  ScreenGrid(const ScreenGrid&) = delete;
+  ScreenGrid& operator=(const ScreenGrid&) = delete;
 
   /// Calls `visit(hit)` in no particular order for every point within the radius of `point`, which is
   /// normalised to the image.
@@ -38,13 +41,13 @@ class ScreenGrid {
     // The first pixel's centre is (0, 0), its corner (-0.5, -0.5).
     const double x = point.x * width_ - 0.5;
     const double y = point.y * height_ - 0.5;
-    if (sorted_.empty() || !std::isfinite(x) || !std::isfinite(y)) return;
+    if (storage_.sorted.empty() || !std::isfinite(x) || !std::isfinite(y)) return;
     const std::size_t firstColumn = cell(x - reach_, columns_);
     const std::size_t endColumn = cell(x + reach_, columns_) + 1;
     const std::size_t lastRow = cell(y + reach_, rows_);
     for (std::size_t row = cell(y - reach_, rows_); row <= lastRow; ++row) {
-      const Projected* at = sorted_.data() + starts_[row * columns_ + firstColumn];
-      const Projected* const end = sorted_.data() + starts_[row * columns_ + endColumn];
+      const Projected* at = storage_.sorted.data() + storage_.starts[row * columns_ + firstColumn];
+      const Projected* const end = storage_.sorted.data() + storage_.starts[row * columns_ + endColumn];
       for (; at != end; ++at) {
         const double dx = at->x - x;
         const double dy = at->y - y;
@@ -59,6 +62,16 @@ class ScreenGrid {
     double y;
     Hit hit;
   };
+  struct Unsorted {
+    Projected point;
+    std::uint32_t cell;
+  };
+  struct Storage {
+    std::vector<std::uint32_t> starts;  ///< the points of cell c are starts[c] to starts[c + 1] of sorted
+    std::vector<Unsorted> unsorted;     ///< scratch of fill
+    std::vector<Projected> sorted;
+  };
+  class Spares;
 
   [[nodiscard]] std::size_t cells(double length) const;
   /// Never decreases as the coordinate grows.
@@ -78,8 +91,7 @@ class ScreenGrid {
   double cellsPerPixel_ = 0;
   std::size_t columns_ = 1;
   std::size_t rows_ = 1;
-  std::vector<std::uint32_t> starts_;  ///< the points of cell c are starts_[c] to starts_[c + 1] of sorted_
-  std::vector<Projected> sorted_;
+  Storage storage_;
 };
 
 }  // namespace geoloom::platform
