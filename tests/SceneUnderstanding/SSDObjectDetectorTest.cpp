@@ -182,6 +182,11 @@ TEST(LocateBox, BoundsThePointsThatAreHit) {
   EXPECT_EQ(found->minZ, -2);
   EXPECT_EQ(found->maxZ, -2);
 
+  const auto wide = located({0.4, 0.2, 0.6, 0.8}, wall(-2));  // across the screen is upwards in the world
+  ASSERT_TRUE(wide);
+  EXPECT_NEAR(wide->maxX, half, 0.035);
+  EXPECT_NEAR(wide->minY, -2 * (3 * 96 * 0.6F / 2 - 4) / 320, 0.035);
+
   EXPECT_FALSE(located(MIDDLE, {})) << "no feature points";
   EXPECT_FALSE(located({0.5, 0.5, 0.5, 0.6}, wall(-2))) << "no size";
   EXPECT_FALSE(located({NOT_A_NUMBER, 0, 1, 1}, wall(-2)));
