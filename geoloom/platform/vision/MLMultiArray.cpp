@@ -6,17 +6,11 @@
 #include <optional>
 #include <utility>
 
-#include "geoloom/base/WhereMemorySuffices.h"
-
 namespace geoloom::platform {
 
 namespace {
 
 constexpr std::size_t ALIGNMENT = 64;
-
-struct Free {
-  void operator()(void* memory) const { std::free(memory); }
-};
 
 /// Bytes to allocate for a shape, at least one; nothing if they overflow a ptrdiff_t.
 std::optional<std::size_t> storageSize(const std::vector<std::ptrdiff_t>& shape, MLMultiArrayDataType type) {
@@ -57,14 +51,10 @@ std::shared_ptr<MLMultiArray> MLMultiArray::create(std::vector<std::ptrdiff_t> s
                                                    MLMultiArrayDataType dataType) {
   const auto bytes = storageSize(shape, dataType);
   if (!bytes) return nullptr;
-  return base::whereMemorySuffices([&] {
-    std::unique_ptr<void, Free> memory(std::aligned_alloc(ALIGNMENT, *bytes));
-    std::vector<std::ptrdiff_t> strides = contiguousStrides(shape);
-    auto array = createWithDataPointer(memory.get(), std::move(shape), dataType, std::move(strides),
-                                       [bytes = memory.get()] { std::free(bytes); });
-    if (array) static_cast<void>(memory.release());  // now owned by the array
-    return array;
-  });
+  void* const memory = std::aligned_alloc(ALIGNMENT, *bytes);
+  std::vector<std::ptrdiff_t> strides = contiguousStrides(shape);
+  return createWithDataPointer(memory, std::move(shape), dataType, std::move(strides),
+                               [memory] { std::free(memory); });
 }
 
 std::shared_ptr<MLMultiArray> MLMultiArray::createWithDataPointer(void* dataPointer,
@@ -74,12 +64,10 @@ std::shared_ptr<MLMultiArray> MLMultiArray::createWithDataPointer(void* dataPoin
                                                                   std::function<void()> release) {
   if (dataPointer == nullptr || strides.size() != shape.size()) return nullptr;
   if (std::any_of(shape.begin(), shape.end(), [](std::ptrdiff_t n) { return n < 0; })) return nullptr;
-  return base::whereMemorySuffices([&] {
-    std::shared_ptr<MLMultiArray> array(
-        new MLMultiArray(dataPointer, std::move(shape), dataType, std::move(strides)));
-    array->release_ = std::move(release);
-    return array;
-  });
+  std::shared_ptr<MLMultiArray> array(
+      new MLMultiArray(dataPointer, std::move(shape), dataType, std::move(strides)));
+  array->release_ = std::move(release);
+  return array;
 }
 
 std::size_t MLMultiArray::count() const {

@@ -32,13 +32,13 @@ enum class MLMultiArrayDataType : std::int32_t {
 class GEOLOOM_EXPORT MLMultiArray final : public NSObject {
  public:
   /// Contiguous, last dimension fastest, 64-byte aligned; the elements are uninitialized. An empty shape has
-  /// one element. Returns null for a negative size or if memory is exhausted.
+  /// one element. Returns null for a negative size or if there is not enough memory for the elements.
   [[nodiscard]] static std::shared_ptr<MLMultiArray> create(std::vector<std::ptrdiff_t> shape,
                                                             MLMultiArrayDataType dataType);
 
   /// Wraps the caller's memory without a copy; `release` (may be empty) is called once, when the last owner
   /// releases the array. Returns null, without calling `release`, if the memory is null, a size is negative,
-  /// the numbers of strides and dimensions differ, or memory is exhausted. Strides may be negative or zero.
+  /// or the numbers of strides and dimensions differ. Strides may be negative or zero.
   /// Precondition: all elements lie inside the memory.
   [[nodiscard]] static std::shared_ptr<MLMultiArray> createWithDataPointer(
       void* dataPointer, std::vector<std::ptrdiff_t> shape, MLMultiArrayDataType dataType,
