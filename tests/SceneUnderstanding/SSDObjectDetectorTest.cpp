@@ -342,7 +342,7 @@ TEST_F(ScriptedDetector, ContinuesAfterEachKindOfFailure) {
   observations_ = base::Failure{"the image is malformed"};
   detector_->predict(frame);
   EXPECT_TRUE(batches_.empty());
-  EXPECT_EQ(lines, std::vector<std::string>{"the picture is torn"});
+  EXPECT_EQ(lines, std::vector<std::string>{"the image is malformed"});
 
   observations_ = good;
   onCallback_ = [] { throw std::runtime_error("thrown by the callback"); };
