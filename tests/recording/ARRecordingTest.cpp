@@ -249,8 +249,8 @@ TEST_F(RecordedFolder, NamesTheFirstFaultIfNoFrameIsReadable) {
   folder_.write("rgb/1.png", "no picture");
   const auto frame = open()->firstReadableFrame();
   ASSERT_FALSE(frame);
-  EXPECT_THAT(frame.failure().message, AllOf(testing::HasSubstr("none of 1 frame can be read"),
-                                             testing::HasSubstr("rgb/1.png: ")));
+  EXPECT_THAT(frame.failure().message,
+              AllOf(testing::HasSubstr("none of 1 frame can be read"), testing::HasSubstr("rgb/1.png: ")));
 }
 
 TEST_F(RecordedFolder, ReadsJPEGImages) {
