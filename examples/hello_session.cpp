@@ -1,20 +1,66 @@
-// The smallest whole application: opens a session, feeds it camera frames and prints what comes back.
+// The smallest complete application: opens a session, passes it camera frames and prints what comes back.
 //
 //     hello_session SERVICE DEVELOPER_KEY MAP [map|localize]
 //
 // SERVICE is the address of a mapping service, such as http://127.0.0.1:8808 for a local one. Run it with
-// `map` first, then with `localize`. On a device the frames come from the camera's tracker, which hands them
-// to the AR session; here none arrive. The detection network has to lie beside the library, where the build
-// puts it once scripts/setup has run.
+// `map` first, which stores a lamp, then with `localize`, which prints the map's assets once the service has
+// computed a transform. No frames arrive here; replay_walk.cpp feeds them from a recording. The detection
+// network must be beside the library, where the build puts it after scripts/setup.
 #include <chrono>
 #include <cstdio>
+#include <future>
 #include <memory>
+#include <mutex>
 #include <string>
-#include <thread>
+#include <string_view>
+#include <vector>
 
 #include "geoloom/geoloom.h"
 
 using namespace geoloom;
+
+namespace {
+
+/// Whether it went well. Callbacks may run until the process ends, so it is never destroyed.
+auto& result = *new std::promise<bool>;
+
+void finish(bool good) {
+  static std::once_flag once;
+  std::call_once(once, [good] { result.set_value(good); });
+}
+
+void storeLamp(MapSession& session) {
+  const auto lamp = std::make_shared<MapAsset>("lamp", platform::SCNVector3{0, 1, -2}, 0.0F);
+  const bool sent = session.storePlacement({lamp}, [](bool stored) {
+    std::printf("lamp %s\n", stored ? "stored" : "refused");
+    finish(stored);
+  });
+  if (!sent) finish(false);
+}
+
+/// On the session's asset queue: all assets of the map, in the coordinates of this session.
+void onAssets(const std::vector<std::shared_ptr<MapAsset>>& assets) {
+  for (const auto& asset : assets) {
+    std::printf("asset %s at %g, %g, %g\n", asset->assetID.c_str(), asset->position.x, asset->position.y,
+                asset->position.z);
+  }
+  finish(true);
+}
+
+/// On the main queue: how the opening of the session went.
+void onStatus(MapSession& session, MapStatus status) {
+  std::printf("status %ld\n", rawValue(status));
+  if (status != MapStatus::initialized) return finish(false);
+  std::printf("map %s\n", session.mappingUUID()->c_str());
+  if (!session.isLocalizationMode()) storeLamp(session);
+}
+
+/// On the detector's queue: the objects found in one frame.
+void onObjects(const std::vector<std::shared_ptr<DetectedObject>>& objects) {
+  for (const auto& object : objects) std::printf("seen %s\n", object->print().c_str());
+}
+
+}  // namespace
 
 int main(int argc, char** argv) {
   if (argc < 4) {
@@ -23,49 +69,36 @@ int main(int argc, char** argv) {
   }
   std::string service = argv[1];
   while (service.ends_with('/')) service.pop_back();
-  const MapMode mode =
-      argc > 4 && std::string(argv[4]) == "localize" ? MapMode::localization : MapMode::mapping;
+  const bool localizes = argc > 4 && std::string_view(argv[4]) == "localize";
+  std::setvbuf(stdout, nullptr, _IOLBF, 0);
 
-  // Settings come before the first session.
+  // Settings come before the first session. The kit's own lines go to standard error.
+  platform::Console::setSink([](std::string_view line) {
+    std::fprintf(stderr, "%.*s\n", static_cast<int>(line.size()), line.data());
+  });
   ServiceEndpoints::setCurrent({.production = service + "/prod/maps",
                                 .beta = service + "/beta/maps",
                                 .sceneUnderstanding = service + "/dev/scene-understanding/localize",
                                 .tables = service,
                                 .metrics = service});
 
-  // The running AR session, and what this application wants of the kit: objects from a confidence of 0.6 on
-  // are shared with the service, and objects within half a metre are taken as the same.
-  const auto arSession = std::make_shared<platform::ARSession>();
+  // Objects with a confidence of at least 0.6 are shared with the service, and objects within half a metre of
+  // each other count as the same.
   const auto configuration = std::make_shared<MapSessionConfiguration>(0.6F, 0.5F);
-  // In one task of the main queue, so that the opening's status cannot come before there is a callback for
-  // it.
-  std::shared_ptr<MapSession> session;
+  const auto arSession = std::make_shared<platform::ARSession>();
+  // In one task of the main queue, so that the status cannot arrive before its callback is registered.
   platform::DispatchQueue::main()->sync([&] {
-    session = MapSession::create(arSession, mode, "hello", argv[3], argv[2], 812, 375, configuration);
+    const auto mode = localizes ? MapMode::localization : MapMode::mapping;
+    const auto session =
+        MapSession::create(arSession, mode, "hello", argv[3], argv[2], 812, 375, configuration);
+    // A session lives until the process ends, so its callbacks may own it.
     session->registerCallbacks(
-        // On the session's asset queue: the map's assets, in the coordinates of this session.
-        [](const auto& assets) {
-          for (const auto& asset : assets) {
-            std::printf("asset %s at %g, %g, %g\n", asset->assetID.c_str(), asset->position.x,
-                        asset->position.y, asset->position.z);
-          }
-        },
-        // On the main queue. A session lives until the process ends, so its callbacks may well hold it.
-        [session](MapStatus status) {
-          std::printf("status %ld\n", rawValue(status));
-          if (status != MapStatus::initialized || session->isLocalizationMode()) return;
-          const auto lamp = std::make_shared<MapAsset>("lamp", platform::SCNVector3{0, 1, -2}, 0.0F);
-          session->storePlacement(
-              {lamp}, [](bool stored) { std::printf("lamp %s\n", stored ? "stored" : "refused"); });
-        },
-        // On the detector's queue: what was found in one frame.
-        [](const auto& objects) {
-          for (const auto& object : objects) std::printf("seen %s\n", object->print().c_str());
-        });
+        onAssets, [session](MapStatus status) { onStatus(*session, status); }, onObjects);
+    // On a device the camera's tracker delivers frames to the AR session.
+    arSession->setDidUpdateFrame([session](const auto& frame) { session->update(frame); });
   });
 
-  arSession->setDidUpdateFrame([session](const auto& frame) { session->update(frame); });
-
-  std::this_thread::sleep_for(std::chrono::seconds(10));
-  return 0;
+  auto outcome = result.get_future();
+  const bool inTime = outcome.wait_for(std::chrono::seconds(30)) == std::future_status::ready;
+  return inTime && outcome.get() ? 0 : 1;
 }

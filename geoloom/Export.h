@@ -1,6 +1,7 @@
 #pragma once
 
-/// Marks a name as part of the library's public surface; everything else is hidden.
+/// Exports a name from the library; all others are hidden. tests/library/exports compares them with the
+/// installed headers.
 #define GEOLOOM_EXPORT __attribute__((visibility("default")))
 
 /// Lock annotations, checked by clang's -Wthread-safety and empty elsewhere.

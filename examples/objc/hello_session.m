@@ -1,12 +1,13 @@
-// The smallest whole application in Objective-C: opens a session and prints what comes back. Compiled with blocks.
+// The smallest whole application in Objective-C: opens a session and prints what comes back. Compiled with
+// blocks.
 //
 //     hello_session SERVICE DEVELOPER_KEY MAP [map|localize]
 //
-// SERVICE is the address of a mapping service, such as http://127.0.0.1:8080 for a local one. Run it with `map` first, which
-// stores a lamp, then with `localize`, which prints the map's assets once the service knows where this session stands in
-// the map. The detection network has to lie beside the library, where the build puts it once scripts/setup has run.
+// SERVICE is the address of a mapping service, such as http://127.0.0.1:8808 for a local one. Run it with
+// `map` first, which stores a lamp, then with `localize`, which prints the map's assets once the service has
+// computed a transform. No frames arrive here; replay_walk.m feeds them from a recording. The detection
+// network must be beside the library, where the build puts it after scripts/setup.
 #import <GeoloomObjC/GeoloomObjC.h>
-
 #include <stdatomic.h>
 #include <stdio.h>
 #include <string.h>
@@ -17,7 +18,7 @@ static const NSTimeInterval PATIENCE = 30;
 static atomic_bool isDone;
 
 static void storeLamp(MapSession* session) {
-  MapAsset* lamp = [[[MapAsset alloc] init:@"lamp" :SCNVector3Make(0, 1, -2) :0] autorelease];
+  MapAsset* lamp = [[[MapAsset alloc] init:@"lamp":SCNVector3Make(0, 1, -2):0] autorelease];
   isDone = ![session storePlacementWithAssets:[NSArray arrayWithObject:lamp]
                                      callback:^(BOOL stored) {
                                        printf("lamp %s\n", stored ? "stored" : "refused");
@@ -45,7 +46,7 @@ static void registerCallbacks(MapSession* session) {
         printf("map %s\n", [[session mappingUUID] UTF8String]);
         if (session.mapSessionMode == MapModeMapping) storeLamp(session);
       }
-      // On the detector's queue: what was found in one frame.
+      // On the detector's queue: the objects found in one frame.
       objectDetectedCallback:^(NSArray* objects) {
         for (DetectedObject* object in objects) printf("seen %s\n", [[object print] UTF8String]);
       }];
@@ -60,14 +61,13 @@ int main(int argc, char** argv) {
   const MapMode mode = argc > 4 && strcmp(argv[4], "localize") == 0 ? MapModeLocalization : MapModeMapping;
   setvbuf(stdout, NULL, _IOLBF, 0);
 
-  // Settings come before the first session. Statuses and answers are to arrive in this thread's run loop.
-  NSString* service = [NSString stringWithUTF8String:argv[1]];
-  while ([service hasSuffix:@"/"]) service = [service substringToIndex:[service length] - 1];
-  [ServiceEndpoints setCurrent:[ServiceEndpoints endpointsWithService:service]];
+  // Settings come before the first session. Statuses and answers arrive in this thread's run loop.
+  [ServiceEndpoints
+      setCurrent:[ServiceEndpoints endpointsWithService:[NSString stringWithUTF8String:argv[1]]]];
   [GeoloomMainQueue handOverToMainRunLoop];
 
-  // The running AR session, and what this application wants of the kit: objects from a confidence of 0.6 on are shared
-  // with the service, and objects within half a metre are taken as the same.
+  // Objects with a confidence of at least 0.6 are shared with the service, and objects within half a metre of
+  // each other count as the same.
   ARSession* arSession = [ARSession new];
   MapSessionConfiguration* configuration =
       [[MapSessionConfiguration alloc] initWithSceneUnderstandingConfidenceThreshold:0.6F
@@ -81,7 +81,7 @@ int main(int argc, char** argv) {
                                                   screenWidth:375
                                       mapSessionConfiguration:configuration];
   registerCallbacks(session);
-  // On a device the camera's tracker delivers frames to the AR session; here none arrive.
+  // On a device the camera's tracker delivers frames to the AR session.
   [arSession setDidUpdateFrame:^(ARFrame* frame) {
     [session updateWithFrame:frame];
   }];

@@ -6,21 +6,21 @@
 
 struct GeoloomNative;
 
-/// One image of the camera with what tracking knew at that moment. Immutable, readable from any thread.
+/// A camera image with the tracking state at that moment. Immutable; may be read from any thread.
 @interface ARFrame : NSObject {
  @private
   struct GeoloomNative* native_;
 }
 
-/// Seconds; it grows from frame to frame.
+/// Seconds, increasing from frame to frame.
 @property(nonatomic, readonly) NSTimeInterval timestamp;
 
 /// For trackers and players. The pixels are BGRA, 8 bits each, and copied: the sensor's image, landscape for
-/// a device that is held upright, its top edge at the right of what the user sees. `transform` (4 by 4) takes
+/// a device held upright, with its top edge at the right of the user's view. `transform` (4 by 4) takes
 /// camera coordinates to world coordinates, `intrinsics` (3 by 3) are in pixels of the image; both are
-/// column-major. In the world y points up; the camera looks along -z. The feature points are points of the
-/// world that tracking has located, in metres; NULL for none. nil, after a line in the system log, for a
-/// picture without pixels or rows too short for them, and without a transform or intrinsics.
+/// column-major. In the world y points up; the camera looks along -z. The feature points are located
+/// world points, in metres; NULL for none. nil, after a line in the system log, for an image without pixels
+/// or with rows too short for them, and without a transform or intrinsics.
 - (instancetype)initWithPixels:(const void*)pixels
                          width:(NSUInteger)width
                         height:(NSUInteger)height
@@ -35,3 +35,5 @@ struct GeoloomNative;
 + (instancetype)new GEOLOOM_UNAVAILABLE("frames come from an ARSession");
 
 @end
+
+GEOLOOM_TYPED_ALLOC(ARFrame)

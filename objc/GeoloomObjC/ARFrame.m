@@ -15,8 +15,7 @@
                          count:(NSUInteger)count
                      timestamp:(NSTimeInterval)timestamp {
   if (transform == NULL || intrinsics == NULL || (featurePoints == NULL && count > 0)) {
-    GeoloomLog(
-        @"ARFrame not created: a transform, intrinsics and as many feature points as counted are needed");
+    GeoloomLog(@"ARFrame not created: it needs a transform, intrinsics and `count` feature points");
     [self release];
     return nil;
   }
@@ -31,10 +30,10 @@
                               .timestamp = timestamp};
   GeoloomNative* native = geoloomARFrameMake(&frame);
   if (native != NULL) return [self initWithGeoloomNative:native];
-  GeoloomLog(
-      [NSString stringWithFormat:@"ARFrame not created: no picture of %lu by %lu BGRA pixels in rows of "
-                                 @"%lu bytes",
-                                 (unsigned long)width, (unsigned long)height, (unsigned long)bytesPerRow]);
+  GeoloomLog([NSString stringWithFormat:@"ARFrame not created: no image of %lu by %lu BGRA pixels in rows of "
+                                        @"%lu bytes",
+                                        (unsigned long)width, (unsigned long)height,
+                                        (unsigned long)bytesPerRow]);
   [self release];
   return nil;
 }

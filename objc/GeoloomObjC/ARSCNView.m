@@ -2,6 +2,7 @@
 #import <GeoloomObjC/ARSession.h>
 #import <GeoloomObjC/Private.h>
 
+#include "objc/bridge/Drawing.h"
 #include "objc/bridge/Platform.h"
 
 @implementation ARSCNView
@@ -18,6 +19,11 @@
 - (void)dealloc {
   [session_ release];
   [super dealloc];
+}
+
+- (SCNScene*)scene {
+  return
+      [[(id)[SCNScene alloc] initWithGeoloomNative:geoloomARSCNViewScene([self geoloomNative])] autorelease];
 }
 
 - (ARSession*)session {

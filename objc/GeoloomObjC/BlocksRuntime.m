@@ -1,16 +1,15 @@
-// What clang calls where blocks are copied and released, by the published block ABI. Debian's
-// libBlocksRuntime does the same but for one thing, which Objective-C needs: here a block retains the objects
-// that it captures.
+// The functions that clang calls to copy and release blocks, by the published block ABI. Unlike Debian's
+// libBlocksRuntime, a block here retains the objects that it captures, as Objective-C needs.
 #import <Foundation/Foundation.h>
 #import <GeoloomObjC/GeoloomBlock.h>
 
 enum {
-  COUNT_MASK = 0xFFFF,        // how many hold a byref; a block counts in `reserved`
-  IS_ON_HEAP = 1 << 24,       // ours: made by a copy
-  HAS_COPY_DISPOSE = 1 << 25  // the compiler's: there are helpers for what is captured
+  COUNT_MASK = 0xFFFF,        // number of owners of a byref; a block counts in `reserved`
+  IS_ON_HEAP = 1 << 24,       // made by a copy
+  HAS_COPY_DISPOSE = 1 << 25  // set by the compiler: there are helpers for captured variables
 };
 
-// What a captured field is, as the compiler tells it.
+// Kinds of captured fields, set by the compiler.
 enum { FIELD_IS_OBJECT = 3, FIELD_IS_BLOCK = 7, FIELD_IS_BYREF = 8, FIELD_KIND = 15, CALLED_FOR_BYREF = 128 };
 
 typedef struct {
@@ -66,7 +65,7 @@ void _Block_release(const void* argument) {
   free(block);
 }
 
-// The first copy of a block moves the variable to the heap; from then on all reach it there.
+// The first copy of a block moves the variable to the heap, where all blocks find it from then on.
 static Byref* copyByref(Byref* byref) {
   Byref* current = byref->forwarding;
   if ((current->flags & IS_ON_HEAP) != 0) {
@@ -74,7 +73,7 @@ static Byref* copyByref(Byref* byref) {
     return current;
   }
   Byref* copy = copied(byref, (size_t)byref->size);
-  // Held by the block and by the function whose variable it is.
+  // Owned by the block and by the function that declares the variable.
   copy->flags = (byref->flags & ~COUNT_MASK) | IS_ON_HEAP | 2;
   copy->forwarding = copy;
   byref->forwarding = copy;
@@ -90,7 +89,7 @@ static void releaseByref(Byref* byref) {
   free(current);
 }
 
-// What a __block variable holds belongs to whoever assigns it, so it is neither retained nor released.
+// A __block variable does not own its object, which is neither retained nor released.
 
 void _Block_object_assign(void* destination, const void* object, const int flags) {
   void* kept = (void*)object;

@@ -7,17 +7,17 @@ static void (*invocationOf(void* block))(void) {
   return ((GeoloomBlock*)block)->invoke;
 }
 
-// Calls in an autorelease pool of its own. An Objective-C exception ends here, as a line in the system log;
-// one of C++ goes on to the kit, which does the same.
+// Calls with an autorelease pool. An Objective-C exception is logged; a C++ exception reaches the kit, which
+// logs it.
 static void guard(const char* callback, void (*call)(void* block, const void* arguments, size_t count),
                   void* block, const void* arguments, size_t count) {
   NSAutoreleasePool* pool = [NSAutoreleasePool new];
   @try {
     call(block, arguments, count);
   } @catch (id exception) {
-    GeoloomLog([NSString stringWithFormat:@"exception out of the %s callback: %@", callback, exception]);
+    GeoloomLog([NSString stringWithFormat:@"exception from the %s callback: %@", callback, exception]);
   } @finally {
-    // Not before the exception is logged, which may be in it.
+    // After logging, since the exception may be in the pool.
     [pool release];
   }
 }
@@ -65,7 +65,7 @@ static void callPlacement(void* block, const void* stored, size_t count) {
   ((void (*)(void*, BOOL))invocationOf(block))(block, *(const long*)stored != 0);
 }
 
-// What the block captured goes with it, and the dealloc of that may be the application's.
+// Releases captured objects, whose dealloc may be application code.
 static void callRelease(void* block, const void* arguments, size_t count) {
   _Block_release(block);
 }

@@ -6,7 +6,7 @@
 
 struct GeoloomNative;
 
-/// One real object that the detector found in a camera frame and placed in the world. Made by the kit only.
+/// A real object that the detector found in a camera frame and placed in the world. Created by the kit only.
 @interface DetectedObject : NSObject {
  @private
   struct GeoloomNative* native_;
@@ -28,3 +28,5 @@ struct GeoloomNative;
 + (instancetype)new GEOLOOM_UNAVAILABLE("detected objects come from the detections callback");
 
 @end
+
+GEOLOOM_TYPED_ALLOC(DetectedObject)

@@ -1,14 +1,13 @@
 #pragma once
 
-/// Blocks for a compiler that has none: the layout by which blocks are called, and callbacks made from
-/// functions.
+/// Blocks for a compiler without them: the layout of a block, and callbacks made from functions.
 ///
 ///     static void onStatus(GeoloomBlock* block, MapStatus status) { ... }
 ///     static GeoloomBlock statusBlock = GEOLOOM_BLOCK(onStatus);
 ///     [session registerCallbacksWithAssetsFoundCallback:NULL statusCallback:&statusBlock ...
 ///
-/// Such a block is never copied or released; it has to stay where it is, so make it static. A function that
-/// needs more than its arguments finds it behind its first one, in a struct that begins with a GeoloomBlock.
+/// Such a block is never copied or released, so make it static. A function that needs data besides its
+/// arguments finds them through its first one, in a struct that begins with a GeoloomBlock.
 
 #ifdef __cplusplus
 extern "C" {

@@ -2,13 +2,12 @@
 
 #import <Foundation/Foundation.h>
 
-/// The queue on which the service's answers are handled and statuses arrive. It has a thread of its own,
-/// unless an application takes it into its run loop.
+/// The queue that handles the service's answers and delivers statuses. It has its own thread unless an
+/// application runs it in its run loop.
 @interface GeoloomMainQueue : NSObject
 
-/// From now on what belongs on the main queue runs on the main thread, in NSRunLoop's common modes. Call it
-/// before the first session is made; NO, after a line in the system log, when the main queue is in use
-/// already.
+/// Runs the main queue's tasks on the main thread, in NSRunLoop's common modes. Call it before the first
+/// session is created. NO, after a line in the system log, if the main queue is already in use.
 + (BOOL)handOverToMainRunLoop;
 
 @end

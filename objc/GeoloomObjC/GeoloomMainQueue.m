@@ -29,9 +29,9 @@ static void post(GeoloomTask* task) {
   [pool release];
 }
 
-/// The first use of a class holds a lock of the runtime, and a post one of the run loop: a main thread that
-/// enters its loop for the first time while another posts for the first time could wait for each other for
-/// ever. So both are used once before anybody posts.
+/// The first use of a class takes a lock of the runtime, and a post takes one of the run loop. If the main
+/// thread entered its loop for the first time while another thread posted for the first time, the two could
+/// deadlock. So both are used once before any post.
 static void useOnce(void) {
   NSAutoreleasePool* pool = [NSAutoreleasePool new];
   [NSRunLoop currentRunLoop];
@@ -45,7 +45,7 @@ static void useOnce(void) {
   useOnce();
   if (geoloomMainQueueHandOver(post)) return YES;
   GeoloomLog(
-      @"handOverToMainRunLoop: the main queue is in use already; hand it over before the first session");
+      @"handOverToMainRunLoop: the main queue is already in use; hand it over before the first session");
   return NO;
 }
 

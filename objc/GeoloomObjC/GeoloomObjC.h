@@ -1,10 +1,12 @@
 #pragma once
 
-/// All that an application imports.
+/// Everything that an application imports.
 
 #import <GeoloomObjC/ARFrame.h>
+#import <GeoloomObjC/ARRecording.h>
 #import <GeoloomObjC/ARSCNView.h>
 #import <GeoloomObjC/ARSession.h>
+#import <GeoloomObjC/CALayer.h>
 #import <GeoloomObjC/DetectedObject.h>
 #import <GeoloomObjC/GeoloomBlock.h>
 #import <GeoloomObjC/GeoloomMainQueue.h>
@@ -14,6 +16,8 @@
 #import <GeoloomObjC/MapSession.h>
 #import <GeoloomObjC/MapSessionConfiguration.h>
 #import <GeoloomObjC/MapStatus.h>
+#import <GeoloomObjC/SCNNodeSnapshot.h>
+#import <GeoloomObjC/SCNScene.h>
 #import <GeoloomObjC/SCNVector3.h>
 #import <GeoloomObjC/ServiceEndpoints.h>
 #import <GeoloomObjC/UIView.h>

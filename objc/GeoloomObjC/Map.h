@@ -3,7 +3,7 @@
 #import <Foundation/Foundation.h>
 #import <GeoloomObjC/Unavailable.h>
 
-/// One map near a place, as the mapping service lists it. Made by the kit only.
+/// A map near a place, as listed by the mapping service. Created by the kit only.
 @interface Map : NSObject {
  @private
   NSString* userID_;
@@ -31,3 +31,5 @@
 + (instancetype)new GEOLOOM_UNAVAILABLE("maps come from listNearbyMapsWithUserID:...");
 
 @end
+
+GEOLOOM_TYPED_ALLOC(Map)

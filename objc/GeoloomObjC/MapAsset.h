@@ -4,7 +4,7 @@
 #import <GeoloomObjC/SCNVector3.h>
 #import <GeoloomObjC/Unavailable.h>
 
-/// One virtual object of the application in a map.
+/// A virtual object of the application in a map.
 @interface MapAsset : NSObject {
  @private
   NSString* assetID_;
@@ -19,17 +19,17 @@
 @property(nonatomic) SCNVector3 position;
 /// Radians about the vertical axis.
 @property(nonatomic) float orientation;
-/// How the position was obtained: -1 for an asset that the application made, 0.5 for one that was stored in a
-/// map and moved into this session's coordinates.
+/// How the position was obtained: -1 for an asset created by the application, 0.5 for a stored asset that was
+/// moved into this session's coordinates.
 @property(nonatomic) float confidence;
 
-// Without the blanks clang takes the names for parts of the selector, and warns.
+// Without the blanks clang takes the names as parts of the selector, and warns.
 // clang-format off
 - (instancetype)init:(NSString*)assetID :(SCNVector3)position :(float)orientation;
 // clang-format on
 
-/// Another asset with the same identifier (composed and decomposed text is the same), exactly the same
-/// position and orientation. The confidence takes no part.
+/// YES for an asset with the same identifier (composed and decomposed text are equal), position and
+/// orientation. The confidence is not compared.
 - (BOOL)isEqual:(id)other;
 - (NSUInteger)hash;
 
@@ -37,3 +37,5 @@
 + (instancetype)new GEOLOOM_UNAVAILABLE("use init:::");
 
 @end
+
+GEOLOOM_TYPED_ALLOC(MapAsset)

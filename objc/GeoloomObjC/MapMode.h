@@ -2,10 +2,10 @@
 
 #import <Foundation/Foundation.h>
 
-/// What a session does in a place.
+/// The purpose of a session.
 typedef NS_ENUM(NSInteger, MapMode) {
-  /// A new shared map of the place is being made.
+  /// Makes a new shared map of the place.
   MapModeMapping = 0,
-  /// A place that was mapped before is to be recognised.
+  /// Recognises a place that was mapped before.
   MapModeLocalization = 1
 };

@@ -15,9 +15,8 @@
 
 struct GeoloomNative;
 
-/// Callbacks are copied and kept until they are replaced, or until they have been called where they are
-/// called once. Each call has an autorelease pool of its own. An Objective-C exception that leaves one is
-/// logged and goes no further. nil is no callback.
+/// Callbacks are copied and kept until they are replaced, or after their only call. Each call has its own
+/// autorelease pool. An Objective-C exception that leaves a callback is logged. nil stands for no callback.
 #if defined(__BLOCKS__)
 typedef void (^AssetsFoundCallback)(NSArray* assets);
 typedef void (^StatusCallback)(MapStatus status);
@@ -25,7 +24,7 @@ typedef void (^ObjectDetectedCallback)(NSArray* objects);
 typedef void (^PlacementCallback)(BOOL stored);
 typedef void (^MapsFoundCallback)(NSArray* maps);
 #else
-/// Without blocks in the language: what GeoloomBlock.h makes.
+/// Without blocks in the language: made with GeoloomBlock.h.
 typedef void* AssetsFoundCallback;
 typedef void* StatusCallback;
 typedef void* ObjectDetectedCallback;
@@ -33,54 +32,54 @@ typedef void* PlacementCallback;
 typedef void* MapsFoundCallback;
 #endif
 
-/// A place shared with other people: opens a session with the mapping service, keeps the application's assets
-/// in a map and brings them back into this session's coordinates, and finds real objects in camera frames.
+/// A session in a shared place: it stores the application's assets in a map of the mapping service, returns
+/// them in this session's coordinates, and finds real objects in camera frames.
 ///
-/// Create a session and register its callbacks in one go on the main thread of an application that has handed
-/// the main queue over (GeoloomMainQueue): the service's answers are handled there too, so none comes in
-/// between.
+/// Hand the main queue over (GeoloomMainQueue), then create a session and register its callbacks without
+/// returning to the run loop: the service's answer is handled there, so its status cannot arrive before the
+/// callbacks are registered.
 ///
 /// Operations return at once and may be called from any thread, `updateWithFrame:` by one thread at a time.
 ///
-/// There is no way to close a session: releasing this object only lets go of it. Once created a session
-/// lives, calls its callbacks and asks for transforms every second, until the process ends.
+/// A session cannot be closed. After this object is released, the session still calls its callbacks and asks
+/// for transforms every second until the process ends.
 @interface MapSession : NSObject {
  @private
   struct GeoloomNative* native_;
 }
 
-/// Settings that all sessions of the process share. Set before a session is constructed.
+/// Settings shared by all sessions of the process. Set them before creating a session.
 
-/// Not consulted by this version: 0.75.
+/// Not used by this version. Default 0.75.
 + (float)CONFIDENCE_THRESHOLD;
 + (void)setCONFIDENCE_THRESHOLD:(float)value;
-/// Not consulted by this version: 60.
+/// Not used by this version. Default 60.
 + (NSInteger)TIMEOUT_THRESHOLD;
 + (void)setTIMEOUT_THRESHOLD:(NSInteger)value;
-/// Not consulted by this version: NO.
+/// Not used by this version. Default NO.
 + (BOOL)CONTINOUSLY_UPDATED_RELOCALIZATION;
 + (void)setCONTINOUSLY_UPDATED_RELOCALIZATION:(BOOL)value;
-/// Chooses the service's beta: its address when a session is constructed, its algorithm whenever a
-/// localization session is opened. Default NO.
+/// Selects the service's beta: its address when a session is created, its algorithm when a localization
+/// session is opened. Default NO.
 + (BOOL)USE_BETA_ALGO;
 + (void)setUSE_BETA_ALGO:(BOOL)value;
-/// Not consulted by this version: 2.
+/// Not used by this version. Default 2.
 + (NSInteger)RETRIEVE_ASSETS_INTERVAL;
 + (void)setRETRIEVE_ASSETS_INTERVAL:(NSInteger)value;
 
 @property(nonatomic, readonly) MapMode mapSessionMode;
-/// UUID of the localization session, or of the map that is being made; nil until the service has named it.
+/// UUID of the localization session, or of the map being made; nil until the service has assigned it.
 @property(nonatomic, readonly) NSString* mapSessionUUID;
-/// UUID of the map that is being made or localized against; nil until the service has named it.
+/// UUID of the map being made or recognised; nil until the service has assigned it.
 @property(nonatomic, readonly) NSString* mappingUUID;
 @property(nonatomic, readonly) NSString* mapID;
 @property(nonatomic, readonly) NSString* userID;
 
-/// Starts a session over the application's AR session and begins to open it with the service; how that went
-/// arrives as a status. `userID` and `mapID` are the application's own identifiers. `developerKey` is not
-/// kept; the services are told its MD5. The screen's size is in points. nil, after a line in the system log,
-/// without an AR session or a configuration or for a number that is no mode. The process stops when the
-/// detection model is missing or cannot be loaded.
+/// Starts a session on the application's AR session and opens it with the service; the result arrives as a
+/// status. `userID` and `mapID` are the application's own identifiers. `developerKey` is not kept; the
+/// services receive its MD5. The screen's size is in points, height first. nil, after a line in the system
+/// log, without an AR session or a configuration and for an invalid mode. The process stops if the detection
+/// model is missing or cannot be loaded.
 - (instancetype)initWithArSession:(ARSession*)arSession
                           mapMode:(MapMode)mapMode
                            userID:(NSString*)userID
@@ -90,39 +89,38 @@ typedef void* MapsFoundCallback;
                       screenWidth:(CGFloat)screenWidth
           mapSessionConfiguration:(MapSessionConfiguration*)mapSessionConfiguration;
 
-/// Replaces all three callbacks. What happened before is not reported again, but for a transform, which waits
-/// for an assets callback.
+/// Replaces all three callbacks. Earlier events are not reported again, except that a transform waits for an
+/// assets callback.
 ///
 /// `assetsFoundCallback`, on the session's asset queue: all assets of the map (MapAsset), whenever the
-/// service knows better where this session stands in it.
+/// service finds a better transform.
 ///
-/// `statusCallback`, on the main queue: how the opening of the session went.
+/// `statusCallback`, on the main queue: the result of opening the session.
 ///
-/// `objectDetectedCallback`, on the detector's queue: what was found in a frame (DetectedObject), unless that
-/// is nothing.
+/// `objectDetectedCallback`, on the detector's queue: the objects found in a frame (DetectedObject); not
+/// called for none.
 - (void)registerCallbacksWithAssetsFoundCallback:(AssetsFoundCallback)assetsFoundCallback
                                   statusCallback:(StatusCallback)statusCallback
                           objectDetectedCallback:(ObjectDetectedCallback)objectDetectedCallback;
 
-/// Goes on with another AR session and forgets the service's identifiers. The session is not opened again.
+/// Continues with another AR session and without the service's identifiers. The session is not opened again.
 - (void)resetWithArSession:(ARSession*)arSession;
 
-/// Offers a camera frame. It is analysed when the camera has moved and no other frame is being analysed, else
-/// dropped.
+/// Offers a camera frame. It is analysed if the camera has moved and no other frame is being analysed;
+/// otherwise it is dropped.
 - (void)updateWithFrame:(ARFrame*)frame;
 
-/// Draws what the detector finds: an overlay on `view`, boxes in the scene of `scene`. Call on the main
-/// thread.
+/// Draws detected objects: an overlay on `view`, boxes in the scene of `scene`. Call it on the main thread.
 - (void)visualizeSceneUnderstandingWithView:(UIView*)view scene:(ARSCNView*)scene;
 
-/// Stores assets (MapAsset) in the map. NO when the session cannot take any: before MapStatusInitialized, and
-/// in localization mode. After YES, `callback` tells whether the service took them, on the main queue; it is
-/// not called when the service does not answer.
+/// Stores assets (MapAsset) in the map. NO before MapStatusInitialized and in localization mode. After YES,
+/// `callback` is called on the main queue with whether the service stored them; not if the service does not
+/// answer.
 - (BOOL)storePlacementWithAssets:(NSArray*)assets callback:(PlacementCallback)callback;
 
-/// Asks for the maps (Map) within half a delta of a location on either side, of one user, or of all when
-/// `userID` is nil; degrees. NO when it is too early, in the first moments of a session. After YES, the
-/// callback receives the maps on the main queue; none when the service does not answer.
+/// Requests the maps (Map) within half a delta of a location on either side, in degrees, of one user, or of
+/// all users if `userID` is nil. NO in the first moments of a session. After YES, the callback receives the
+/// maps on the main queue; not if the service does not answer.
 - (BOOL)listNearbyMapsWithUserID:(NSString*)userID
                        longitude:(double)longitude
                         latitude:(double)latitude
@@ -134,3 +132,5 @@ typedef void* MapsFoundCallback;
 + (instancetype)new GEOLOOM_UNAVAILABLE("use initWithArSession:mapMode:...");
 
 @end
+
+GEOLOOM_TYPED_ALLOC(MapSession)

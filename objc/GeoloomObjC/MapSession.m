@@ -65,7 +65,7 @@
       .screenWidth = screenWidth,
       .mapSessionConfiguration = GeoloomNativeOf(mapSessionConfiguration, [MapSessionConfiguration class])};
   native_ = geoloomMapSessionMake(&construction);
-  // The developer key's bytes go with it.
+  // Releases the developer key's bytes too.
   [pool release];
   if (native_ != NULL) return self;
   [self release];
@@ -105,8 +105,8 @@ GEOLOOM_HOLDS_NATIVE
       const GeoloomMapAsset value = [(MapAsset*)asset values];
       [values appendBytes:&value length:sizeof value];
     } else {
-      GeoloomLog(
-          [NSString stringWithFormat:@"storePlacement: left out a %@, which is no MapAsset", [asset class]]);
+      GeoloomLog([NSString
+          stringWithFormat:@"storePlacement: left out a %@, which is not a MapAsset", [asset class]]);
     }
   }
   const BOOL isSent =

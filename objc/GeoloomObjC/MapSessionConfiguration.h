@@ -5,8 +5,8 @@
 
 struct GeoloomNative;
 
-/// What an application decides for one session. There are no defaults. The session keeps the object; both
-/// values may be changed from any thread.
+/// Settings of one session, without defaults. The session keeps the object; both values may be changed from
+/// any thread.
 @interface MapSessionConfiguration : NSObject {
  @private
   struct GeoloomNative* native_;
@@ -15,7 +15,8 @@ struct GeoloomNative;
 /// The confidence, 0 to 1, from which a detected object is written to the service's table; all objects are
 /// reported. Read once, while the session is constructed.
 @property(nonatomic) float sceneUnderstandingConfidenceThreshold;
-/// Metres within which the service takes two objects as the same. Read for every localization request.
+/// Distance in metres within which the service takes two objects as the same. Read for every localization
+/// request.
 @property(nonatomic) float featureMatchDistanceMeters;
 
 - (instancetype)initWithSceneUnderstandingConfidenceThreshold:(float)sceneUnderstandingConfidenceThreshold
@@ -27,3 +28,5 @@ struct GeoloomNative;
     "use initWithSceneUnderstandingConfidenceThreshold:featureMatchDistanceMeters:");
 
 @end
+
+GEOLOOM_TYPED_ALLOC(MapSessionConfiguration)

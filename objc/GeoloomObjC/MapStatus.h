@@ -2,18 +2,17 @@
 
 #import <Foundation/Foundation.h>
 
-/// How the opening of a session went. Reported to the status callback on the main queue, at most once a
-/// session. Nothing reports the reserved values; an application takes them as unknown.
+/// The result of opening a session, reported to the status callback on the main queue at most once per
+/// session. The reserved values are never reported; treat them as unknown.
 typedef NS_ENUM(NSInteger, MapStatus) {
-  /// The service knows the session and has named its identifiers; placements are accepted from now on
-  /// (mapping).
+  /// The service has assigned the session's identifiers; from now on placements are accepted (mapping).
   MapStatusInitialized = 0,
-  /// Localization: the service knows no map of that identifier.
+  /// Localization: the service has no map with that identifier.
   MapStatusMapNotFound = 1,
-  /// The service could not be reached, or its answer was not understood.
+  /// The service could not be reached, or its answer was invalid.
   MapStatusConnectionFailed = 2,
   MapStatusReserved3 = 3,
-  /// The service refused, for another reason than a missing map.
+  /// The service refused, for a reason other than a missing map.
   MapStatusServiceError = 4,
   MapStatusReserved5 = 5,
   MapStatusReserved6 = 6,

@@ -1,6 +1,7 @@
 #pragma once
 
 #import <Foundation/Foundation.h>
+#import <GeoloomObjC/CALayer.h>
 #import <GeoloomObjC/DetectedObject.h>
 #import <GeoloomObjC/Map.h>
 #import <GeoloomObjC/MapAsset.h>
@@ -8,13 +9,13 @@
 #include "objc/bridge/Closures.h"
 #include "objc/bridge/Native.h"
 
-/// What the classes share among themselves. Not installed.
+/// Shared by the classes; not installed.
 
-/// A class around an object of the kit.
+/// A class that wraps an object of the kit.
 @interface NSObject (GeoloomNative)
 /// Borrowed.
 - (GeoloomNative*)geoloomNative;
-/// Takes the reference over.
+/// Becomes the owner of the reference.
 - (id)initWithGeoloomNative:(GeoloomNative*)native;
 @end
 
@@ -24,24 +25,29 @@
 
 @interface MapAsset (Geoloom)
 - (id)initWithValues:(const GeoloomMapAsset*)values;
-/// The text is borrowed until the innermost autorelease pool goes.
+/// The text is borrowed until the innermost autorelease pool is drained.
 - (GeoloomMapAsset)values;
 @end
 
 /// Borrowed; NULL unless `object` is of that class.
 GeoloomNative* GeoloomNativeOf(id object, Class expected);
 
-/// Borrowed until the innermost autorelease pool goes; absent for nil. Half a surrogate pair, for
-/// which UTF-8 has no form, is left out.
+/// Borrowed until the innermost autorelease pool is drained; absent for nil. Half a surrogate pair, which
+/// UTF-8 cannot express, is left out.
 GeoloomText GeoloomTextOf(NSString* string);
-/// Takes the text over; nil for an absent one.
+/// Frees the text; nil for an absent one.
 NSString* GeoloomStringOf(GeoloomText text);
-/// Leaves the text alone.
+/// Does not free the text.
 NSString* GeoloomStringCopying(GeoloomText text);
+
+/// Wrappers of class `class`, which become the owners of the references.
+NSArray* GeoloomArrayOf(GeoloomObjects objects, Class class);
+/// Becomes the owner of the reference. A CALayer, CAShapeLayer or CATextLayer.
+CALayer* GeoloomLayerOf(GeoloomNative* native);
 
 void GeoloomLog(NSString* line);
 
-/// A class around an object of the kit holds its reference in `native_`.
+/// For a class that wraps an object of the kit and has its reference in `native_`.
 #define GEOLOOM_HOLDS_NATIVE                            \
   -(id)initWithGeoloomNative : (GeoloomNative*)native { \
     self = [super init];                                \
@@ -60,7 +66,7 @@ void GeoloomLog(NSString* line);
     [super dealloc];                                    \
   }
 
-/// The `init` and `new` of a class that is not made that way: they raise.
+/// `init` and `new` of a class that is not created that way: they raise.
 #define GEOLOOM_REFUSES_INIT(instead)                \
   -(instancetype)init {                              \
     return GeoloomRefuseInit(self, instead);         \

@@ -25,6 +25,15 @@ NSString* GeoloomStringOf(GeoloomText text) {
   return string;
 }
 
+NSArray* GeoloomArrayOf(GeoloomObjects objects, Class class) {
+  NSMutableArray* array = [NSMutableArray arrayWithCapacity:objects.count];
+  for (size_t i = 0; i < objects.count; ++i) {
+    [array addObject:[[[class alloc] initWithGeoloomNative:objects.objects[i]] autorelease]];
+  }
+  free(objects.objects);
+  return array;
+}
+
 void GeoloomLog(NSString* line) {
   geoloomLog(GeoloomTextOf(line));
 }

@@ -2,8 +2,8 @@
 
 #import <Foundation/Foundation.h>
 
-/// Addresses of the services that the kit talks to. An empty one is absent: requests to it fail as if nothing
-/// answered, and metrics to it are not sent. HTTPS, or plain HTTP to this machine. A session uses the
+/// Addresses of the services that the kit uses. An empty address is absent: requests to it fail as if the
+/// service did not answer, and metrics are not sent. HTTPS, or plain HTTP to this machine. A session uses the
 /// endpoints that are current while it is constructed.
 @interface ServiceEndpoints : NSObject {
  @private
@@ -18,17 +18,18 @@
 @property(nonatomic, copy) NSString* production;
 /// The same for its beta: @"https://<host>/beta/maps".
 @property(nonatomic, copy) NSString* beta;
-/// The whole address of the localization by objects: @"https://<host>/dev/scene-understanding/localize".
+/// The full address of the localization by objects: @"https://<host>/dev/scene-understanding/localize".
 @property(nonatomic, copy) NSString* sceneUnderstanding;
 /// Address of the table service: @"https://<host>".
 @property(nonatomic, copy) NSString* tables;
 /// Address of the metrics service: @"https://<host>".
 @property(nonatomic, copy) NSString* metrics;
 
-/// All services of one host, as the local cloud has them: @"http://127.0.0.1:8080".
+/// All services at one address, as with the local cloud, with or without a trailing slash:
+/// @"http://127.0.0.1:8808".
 + (instancetype)endpointsWithService:(NSString*)address;
 
-/// The endpoints in force: those set last, else what the kit was built with. May be called from any thread.
+/// The current endpoints: those set last, else those the kit was built with. May be called from any thread.
 + (ServiceEndpoints*)current;
 /// Set before the first session is constructed.
 + (void)setCurrent:(ServiceEndpoints*)endpoints;

@@ -12,6 +12,7 @@
 @synthesize metrics = metrics_;
 
 + (instancetype)endpointsWithService:(NSString*)address {
+  while ([address hasSuffix:@"/"]) address = [address substringToIndex:[address length] - 1];
   ServiceEndpoints* endpoints = [[self new] autorelease];
   [endpoints setProduction:[address stringByAppendingString:@"/prod/maps"]];
   [endpoints setBeta:[address stringByAppendingString:@"/beta/maps"]];

@@ -1,6 +1,7 @@
 #import <GeoloomObjC/Private.h>
 #import <GeoloomObjC/UIView.h>
 
+#include "objc/bridge/Drawing.h"
 #include "objc/bridge/Platform.h"
 
 @implementation UIView
@@ -19,6 +20,10 @@ GEOLOOM_HOLDS_NATIVE
 - (NSRect)frame {
   const GeoloomRect frame = geoloomUIViewFrame(native_);
   return NSMakeRect(frame.x, frame.y, frame.width, frame.height);
+}
+
+- (CALayer*)layer {
+  return GeoloomLayerOf(geoloomUIViewLayer(native_));
 }
 
 @end

@@ -1,5 +1,11 @@
 #pragma once
 
-/// Marks what an object cannot be made with. clang refuses a call of it; gcc, which does not know the class
-/// that `alloc` answers, lets it pass, and the call raises an NSInvalidArgumentException.
+/// Marks what an object cannot be made with; both compilers refuse a call.
 #define GEOLOOM_UNAVAILABLE(instead) __attribute__((unavailable(instead)))
+
+/// Declares the class of `[Class alloc]`, so that gcc finds the unavailable `init` of that class. NSObject
+/// implements it.
+#define GEOLOOM_TYPED_ALLOC(Class) \
+  @interface Class (TypedAlloc)    \
+  +(Class*)alloc;                  \
+  @end

@@ -7,18 +7,17 @@
 extern "C" {
 #endif
 
-/// Callbacks as C has them. `run` is called with `context`, perhaps from several threads at once and never
-/// after `release`, which is called once, when nobody can call any more. A closure whose `run` is NULL is
-/// absent, and holds nothing.
+/// Callbacks in C. `run` is called with `context`, possibly from several threads at once. `release` is called
+/// once, after the last call. A closure whose `run` is NULL is absent and has nothing to release.
 
-/// The receiver takes the references over.
+/// `run` becomes the owner of the references.
 typedef struct {
   void* context;
   void (*run)(void* context, GeoloomNative* const* objects, size_t count);
   void (*release)(void* context);
 } GeoloomObjectsClosure;
 
-/// The values are borrowed for the call.
+/// The values are borrowed for the call of `run`.
 typedef struct {
   void* context;
   void (*run)(void* context, const GeoloomMapAsset* assets, size_t count);

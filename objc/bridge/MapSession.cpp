@@ -25,7 +25,7 @@ using bridge::with;
 
 namespace {
 
-// Views into texts that stay where they are for as long as the callback runs.
+// Borrows a text that outlives the callback.
 GeoloomText borrowed(const std::string& text) {
   return {text.data(), text.size()};
 }
@@ -106,7 +106,7 @@ GeoloomNative* geoloomMapSessionMake(const GeoloomMapSession* construction) {
     const auto mode = mapModeFromRawValue(construction->mapMode);
     if (!mode) {
       platform::SystemLog::log("MapSession not created: " + std::to_string(construction->mapMode) +
-                               " is no mode; give MapModeMapping or MapModeLocalization");
+                               " is not a mode; use MapModeMapping or MapModeLocalization");
       return nullptr;
     }
     return bridge::reference(MapSession::create(
@@ -117,7 +117,7 @@ GeoloomNative* geoloomMapSessionMake(const GeoloomMapSession* construction) {
   });
 }
 
-// The closures become callbacks before anything else, so that they are released whatever comes of the call.
+// The closures become callbacks first, so that they are released even if the call fails.
 
 void geoloomMapSessionRegisterCallbacks(GeoloomNative* native, GeoloomAssetsClosure assetsFound,
                                         GeoloomNumberClosure status, GeoloomObjectsClosure objectDetected) {

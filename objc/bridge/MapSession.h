@@ -21,7 +21,7 @@ typedef struct {
   const GeoloomNative* mapSessionConfiguration;
 } GeoloomMapSession;
 
-/// NULL, after a line in the system log that names it, when something is missing or is no mode.
+/// NULL, after a line in the system log, if something is missing or the mode is invalid.
 GeoloomNative* geoloomMapSessionMake(const GeoloomMapSession* construction);
 
 void geoloomMapSessionRegisterCallbacks(GeoloomNative* session, GeoloomAssetsClosure assetsFound,
@@ -32,7 +32,7 @@ void geoloomMapSessionVisualize(GeoloomNative* session, const GeoloomNative* vie
                                 const GeoloomNative* scene);
 bool geoloomMapSessionStorePlacement(GeoloomNative* session, const GeoloomMapAsset* assets, size_t count,
                                      GeoloomNumberClosure stored);
-/// Of all users when `userID` is absent.
+/// Of all users if `userID` is absent.
 bool geoloomMapSessionListNearbyMaps(GeoloomNative* session, GeoloomText userID, double longitude,
                                      double latitude, double longitudeDelta, double latitudeDelta,
                                      GeoloomMapsClosure mapsFound);

@@ -14,13 +14,12 @@ void logException(std::string_view operation, std::string_view what) noexcept {
   try {
     platform::SystemLog::log(std::string("exception out of ").append(operation).append(": ").append(what));
   } catch (...) {
-    // Without memory for the line there is nothing left to say.
-    return;
+    return;  // no memory for the line
   }
 }
 
 GeoloomText copied(std::string_view text) {
-  // One byte more, since no bytes at all would mean an absent text.
+  // One byte more, since NULL would mean an absent text.
   auto* const bytes = static_cast<char*>(std::malloc(text.size() + 1));
   if (bytes == nullptr) throw std::bad_alloc();
   std::memcpy(bytes, text.data(), text.size());

@@ -7,21 +7,26 @@
 extern "C" {
 #endif
 
-/// One reference to an object of the kit. Absent (NULL) wherever a function was not given what it needs;
-/// every function here takes that as "do nothing" or answers what stands for nothing. No function here
-/// throws.
+/// One reference to an object of the kit, NULL if there is none. Every function of the bridge accepts NULL
+/// and then does nothing or returns an empty value. None throws.
 typedef struct GeoloomNative GeoloomNative;
 
-/// UTF-8 that may hold any character; absent when `bytes` is NULL. What is passed in is borrowed for the
-/// call; what comes back is the receiver's, to be freed with free().
+/// UTF-8 that may contain any character; absent if `bytes` is NULL. Arguments are borrowed for the call;
+/// results belong to the receiver, who frees them with free().
 typedef struct {
   const char* bytes;
   size_t length;
 } GeoloomText;
 
+/// References in order. The receiver owns each of them, and the array, to be freed with free().
+typedef struct {
+  GeoloomNative** objects;
+  size_t count;
+} GeoloomObjects;
+
 void geoloomRelease(GeoloomNative* native);
 
-/// One line for the kit's system log.
+/// Writes one line to the kit's system log.
 void geoloomLog(GeoloomText line);
 
 #ifdef __cplusplus

@@ -33,23 +33,22 @@ struct GeoloomTask {
 
 namespace {
 
-// Frames are shared as constant objects; a reference knows no such thing and nothing here writes to one.
+// References have no constant form; nothing here writes to a frame.
 GeoloomNative* frameReference(const std::shared_ptr<const ARFrame>& frame) {
   return bridge::reference(std::const_pointer_cast<ARFrame>(frame));
 }
 
-std::shared_ptr<CVPixelBuffer> picture(const GeoloomFrame& frame) {
+std::shared_ptr<CVPixelBuffer> image(const GeoloomFrame& frame) {
   constexpr std::size_t PIXEL_BYTES = 4;
   if (frame.pixels == nullptr || frame.bytesPerRow / PIXEL_BYTES < frame.width) return nullptr;
   auto buffer = CVPixelBuffer::create(frame.width, frame.height, platform::CVPixelFormatType::BGRA32);
   if (!buffer) return nullptr;
   const auto* const pixels = static_cast<const std::uint8_t*>(frame.pixels);
-  buffer->lockBaseAddress();
+  const platform::CVPixelBufferLock lock(*buffer);
   for (std::size_t row = 0; row < frame.height; ++row) {
     std::copy_n(pixels + row * frame.bytesPerRow, frame.width * PIXEL_BYTES,
                 buffer->baseAddress() + row * buffer->bytesPerRow());
   }
-  buffer->unlockBaseAddress();
   return buffer;
 }
 
@@ -105,8 +104,8 @@ void geoloomARSessionDeliver(GeoloomNative* native, const GeoloomNative* frame) 
 
 GeoloomNative* geoloomARFrameMake(const GeoloomFrame* frame) {
   return guarded("ARFrame", [frame]() -> GeoloomNative* {
-    auto image = picture(*frame);
-    if (!image) return nullptr;
+    auto pixels = image(*frame);
+    if (!pixels) return nullptr;
     std::vector<platform::simd_float3> points;
     points.reserve(frame->featurePointCount);
     for (std::size_t i = 0; i < frame->featurePointCount; ++i) {
@@ -114,7 +113,7 @@ GeoloomNative* geoloomARFrameMake(const GeoloomFrame* frame) {
       points.push_back({x, y, z});
     }
     return frameReference(
-        std::make_shared<ARFrame>(std::move(image), camera(*frame), std::move(points), frame->timestamp));
+        std::make_shared<ARFrame>(std::move(pixels), camera(*frame), std::move(points), frame->timestamp));
   });
 }
 

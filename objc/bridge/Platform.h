@@ -8,7 +8,7 @@
 extern "C" {
 #endif
 
-/// What sessions take of the platform: see the headers of the same names in geoloom/platform/.
+/// The classes of geoloom/platform/ that sessions use.
 
 GeoloomNative* geoloomARSessionMake(void);
 /// Replaces the closure that is called with every frame.
@@ -31,7 +31,7 @@ typedef struct {
   double timestamp;
 } GeoloomFrame;
 
-/// NULL for a picture without pixels or with rows too short for them.
+/// NULL for an image without pixels or with rows too short for them.
 GeoloomNative* geoloomARFrameMake(const GeoloomFrame* frame);
 double geoloomARFrameTimestamp(const GeoloomNative* frame);
 
@@ -48,12 +48,12 @@ GeoloomRect geoloomUIViewFrame(const GeoloomNative* view);
 GeoloomNative* geoloomARSCNViewMake(GeoloomRect frame);
 void geoloomARSCNViewSetSession(GeoloomNative* view, const GeoloomNative* session);
 
-/// A task of the main queue, to be run once.
+/// A task of the main queue, run once.
 typedef struct GeoloomTask GeoloomTask;
 void geoloomTaskRun(GeoloomTask* task);
 
-/// Hands the main queue over to `post`, which takes a task from any thread and has it run on the main thread,
-/// in order. False when the main queue is in use already.
+/// Hands the main queue over to `post`, which is called on any thread and makes the main thread run the tasks
+/// in order. False if the main queue is already in use.
 bool geoloomMainQueueHandOver(void (*post)(GeoloomTask* task));
 
 #ifdef __cplusplus

@@ -19,7 +19,7 @@ namespace geoloom::bridge {
 
 void logException(std::string_view operation, std::string_view what) noexcept;
 
-/// Runs `body`. An exception that leaves it ends here, as a line in the system log; the answer is empty then.
+/// Runs `body`. An exception is logged; the result is then empty.
 template <class Body>
 auto guarded(std::string_view operation, Body&& body) noexcept -> std::invoke_result_t<Body> {
   try {
@@ -32,18 +32,18 @@ auto guarded(std::string_view operation, Body&& body) noexcept -> std::invoke_re
   return std::invoke_result_t<Body>();
 }
 
-/// A reference that its receiver has to release; NULL for an absent object.
+/// A reference that its receiver must release; NULL for an absent object.
 [[nodiscard]] inline GeoloomNative* reference(std::shared_ptr<platform::NSObject> object) {
   return object ? new GeoloomNative{std::move(object)} : nullptr;
 }
 
-/// The object behind a reference, or nothing when it is of another class.
+/// The object of a reference; null if it is of another class.
 template <class Object>
 [[nodiscard]] std::shared_ptr<Object> object(const GeoloomNative* native) {
   return native ? std::dynamic_pointer_cast<Object>(native->object) : nullptr;
 }
 
-/// `body` with the object behind a reference; an empty answer without one.
+/// Runs `body` with the object of a reference; without one the result is empty.
 template <class Object, class Body>
 auto with(const GeoloomNative* native, std::string_view operation, Body&& body) noexcept
     -> std::invoke_result_t<Body, Object&> {
@@ -58,10 +58,10 @@ auto with(const GeoloomNative* native, std::string_view operation, Body&& body) 
   return text.bytes ? std::string(text.bytes, text.length) : std::string();
 }
 
-/// A copy for a receiver who frees it.
+/// A copy that the receiver frees.
 [[nodiscard]] GeoloomText copied(std::string_view text);
 
-/// What a closure of C carries, released when the last copy of the C++ closure around it is gone.
+/// The context of a C closure, released with the last copy of the C++ closure around it.
 [[nodiscard]] inline std::shared_ptr<void> held(void* context, void (*release)(void*)) {
   return {context, release};
 }

@@ -4,8 +4,7 @@
 
 #include "tests/objc/Service.h"
 
-/// A test case of a program in Objective-C. CMake finds the cases by this word and runs each in a process of
-/// its own.
+/// A test case in Objective-C. CMake finds the cases by this word and runs each in its own process.
 #define TEST_CASE(name)                                       \
   static void name(void);                                     \
   __attribute__((constructor)) static void add_##name(void) { \
@@ -15,7 +14,7 @@
 
 void addTestCase(const char* name, void (*run)(void));
 
-/// What fails is printed and the case goes on.
+/// A failure is printed and the case continues.
 #define EXPECT(...) expect((__VA_ARGS__), #__VA_ARGS__, __FILE__, __LINE__)
 void expect(BOOL holds, const char* condition, const char* file, int line);
 #define EXPECT_EQUAL(one, other) expectEqual((one), (other), #one, __FILE__, __LINE__)
@@ -31,7 +30,7 @@ void expectEqual(id one, id other, const char* what, const char* file, int line)
     expect(hasRaised, #expression " raises", __FILE__, __LINE__); \
   } while (0)
 
-/// Lets the run loop of the main thread run until the condition holds; fails when it takes too long.
+/// Runs the main thread's run loop until the condition holds; fails after 30 s.
 #define RUN_UNTIL(condition)                                               \
   do {                                                                     \
     NSDate* deadline = [NSDate dateWithTimeIntervalSinceNow:30];           \
@@ -45,7 +44,7 @@ MapSession* openSession(MapMode mode);
 MapSession* makeSession(ARSession* arSession, NSInteger mode, MapSessionConfiguration* configuration);
 MapSessionConfiguration* makeConfiguration(void);
 
-/// An object that counts how many of its kind there are.
+/// Counts its living objects.
 @interface Canary : NSObject
 + (int)count;
 @end

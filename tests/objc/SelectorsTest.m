@@ -1,4 +1,4 @@
-// Everything that an application sees, by name, as a runtime finds it.
+// Every class and selector by name, as the runtime finds it.
 #import <objc/runtime.h>
 
 #import "tests/objc/Case.h"
@@ -41,12 +41,15 @@ static const Face FACES[] = {
     {"DetectedObject", "NSObject", {"name", "confidence", "center", "height", "print"}, {NULL}},
     {"ARSession", "NSObject", {"init", "currentFrame", "setDidUpdateFrame:", "deliverFrame:"}, {NULL}},
     {"ARFrame", "NSObject", {"timestamp"}, {NULL}},
-    {"UIView", "NSObject", {"init", "initWithFrame:", "frame"}, {NULL}},
-    {"ARSCNView", "UIView", {"init", "session", "setSession:"}, {NULL}}};
+    {"ARRecording",
+     "NSObject",
+     {"frameCount", "timestampOfFrame:", "frameAtIndex:"},
+     {"recordingWithFolder:"}},
+    {"UIView", "NSObject", {"init", "initWithFrame:", "frame", "layer"}, {NULL}},
+    {"ARSCNView", "UIView", {"init", "session", "setSession:", "scene"}, {NULL}}};
 enum { FACE_COUNT = sizeof FACES / sizeof *FACES };
 
-// With a signature, so that every method can be forwarded and recorded: the runtime of GCC stops the process
-// for a type that it does not know.
+// GCC's runtime aborts if it does not know a type of the signature.
 TEST_CASE(everyClassRespondsToEverySelector) {
   for (int i = 0; i < FACE_COUNT; ++i) {
     const Face* face = &FACES[i];
@@ -60,12 +63,12 @@ TEST_CASE(everyClassRespondsToEverySelector) {
       expect([signature numberOfArguments] == arguments, *name, face->className, __LINE__);
     }
     for (const char* const* name = face->classMethods; *name != NULL; ++name) {
-      expect([class respondsToSelector:sel_registerName(*name)], *name, face->className, __LINE__);
+      expect([class respondsToSelector:sel_registerName(*name)], *name, face -> className, __LINE__);
     }
   }
 }
 
-TEST_CASE(whatIsReadOnlyHasNoSetter) {
+TEST_CASE(readOnlyPropertiesHaveNoSetter) {
   const struct {
     Class class;
     const char* setter;
@@ -80,7 +83,7 @@ TEST_CASE(whatIsReadOnlyHasNoSetter) {
   }
 }
 
-TEST_CASE(whatHasNoInitRaises) {
+TEST_CASE(unavailableInitRaises) {
   NSArray* classes = [NSArray arrayWithObjects:@"MapSession", @"MapSessionConfiguration", @"Map", @"MapAsset",
                                                @"DetectedObject", @"ARFrame", nil];
   for (NSString* name in classes) {
@@ -97,7 +100,7 @@ TEST_CASE(whatHasNoInitRaises) {
   }
 }
 
-TEST_CASE(settingsAreSharedAndReachableByName) {
+TEST_CASE(settingsAreClassProperties) {
   EXPECT([MapSession CONFIDENCE_THRESHOLD] == 0.75F);
   EXPECT([MapSession TIMEOUT_THRESHOLD] == 60);
   EXPECT(![MapSession CONTINOUSLY_UPDATED_RELOCALIZATION]);
@@ -116,7 +119,7 @@ TEST_CASE(settingsAreSharedAndReachableByName) {
   EXPECT([MapSession RETRIEVE_ASSETS_INTERVAL] == NSIntegerMax);
 }
 
-TEST_CASE(enumerationsAreTheirNumbers) {
+TEST_CASE(enumerationsHaveTheirRawValues) {
   EXPECT(sizeof(MapMode) == sizeof(NSInteger) && sizeof(MapStatus) == sizeof(NSInteger));
   EXPECT(MapModeMapping == 0 && MapModeLocalization == 1);
   EXPECT(MapStatusInitialized == 0 && MapStatusMapNotFound == 1 && MapStatusConnectionFailed == 2);

@@ -6,7 +6,7 @@ static MapAsset* asset(NSString* assetID, float x, float y, float z, float orien
   return [[[MapAsset alloc] init:assetID:SCNVector3Make(x, y, z):orientation] autorelease];
 }
 
-TEST_CASE(anAssetIsWhatItWasMadeOf) {
+TEST_CASE(assetsKeepTheirValues) {
   MapAsset* lamp = asset(@"lamp", 1, 2, 3, 0.5F);
   EXPECT_EQUAL([lamp assetID], @"lamp");
   EXPECT([lamp position].x == 1 && [lamp position].y == 2 && [lamp position].z == 3);
@@ -15,7 +15,7 @@ TEST_CASE(anAssetIsWhatItWasMadeOf) {
 
   NSMutableString* name = [NSMutableString stringWithString:@"vase"];
   lamp.assetID = name;
-  [name appendString:@" of another"];
+  [name appendString:@" 2"];
   EXPECT_EQUAL([lamp assetID], @"vase");
   lamp.position = SCNVector3Make(4, 5, 6);
   lamp.orientation = 1;
@@ -23,7 +23,7 @@ TEST_CASE(anAssetIsWhatItWasMadeOf) {
   EXPECT([lamp position].z == 6 && [lamp orientation] == 1 && [lamp confidence] == 0.25F);
 }
 
-TEST_CASE(assetsAreEqualByIdentifierAndPlace) {
+TEST_CASE(assetsCompareByIdentifierPositionAndOrientation) {
   MapAsset* lamp = asset(@"lamp", 1, 2, 3, 0.5F);
   MapAsset* unsure = asset(@"lamp", 1, 2, 3, 0.5F);
   unsure.confidence = 0.5F;
@@ -43,8 +43,8 @@ TEST_CASE(assetsAreEqualByIdentifierAndPlace) {
   EXPECT(![lamp isEqual:@"lamp"]);
 }
 
-// Nothing that an application can write into a string is lost on its way, but for half of a character.
-TEST_CASE(identifiersAreAnyText) {
+// Only half of a surrogate pair is lost.
+TEST_CASE(identifiersMayBeAnyText) {
   NSMutableString* broken = [NSMutableString stringWithString:@"\U0001F4A1 lamp"];
   EXPECT(![asset(broken, 0, 0, 0, 0) isEqual:asset(@"\U0001F4A2 lamp", 0, 0, 0, 0)]);
   [broken deleteCharactersInRange:NSMakeRange(0, 1)];
@@ -55,7 +55,7 @@ TEST_CASE(identifiersAreAnyText) {
   EXPECT_EQUAL(asset(nil, 0, 0, 0, 0), asset(@"", 0, 0, 0, 0));
 }
 
-TEST_CASE(propertiesAreReachableByKey) {
+TEST_CASE(propertiesWorkByKey) {
   MapAsset* lamp = asset(@"lamp", 1, 2, 3, 0.5F);
   SCNVector3 position = {4, 5, 6};
   [lamp setValue:[NSValue valueWithBytes:&position objCType:@encode(SCNVector3)] forKey:@"position"];
@@ -74,7 +74,7 @@ TEST_CASE(propertiesAreReachableByKey) {
   EXPECT(configuration.featureMatchDistanceMeters == 3);
 }
 
-TEST_CASE(whatNobodyMadeIsHarmless) {
+TEST_CASE(uninitialisedObjectsAreHarmless) {
   DetectedObject* object = [[DetectedObject alloc] autorelease];
   EXPECT([object name] == nil && [object print] == nil && [object height] == 0 && [object center].x == 0);
   MapSession* session = [[MapSession alloc] autorelease];
@@ -98,7 +98,7 @@ static ARFrame* frame(const float* transform, const float* intrinsics, const SCN
                                 timestamp:3] autorelease];
 }
 
-TEST_CASE(aFrameIsMadeOfAllItsParts) {
+TEST_CASE(framesNeedTransformIntrinsicsAndPoints) {
   const float matrix[16] = {1};
   const SCNVector3 point = {1, 2, 3};
   EXPECT([frame(matrix, matrix, &point, 1) timestamp] == 3);
@@ -109,21 +109,19 @@ TEST_CASE(aFrameIsMadeOfAllItsParts) {
 }
 
 TEST_CASE(viewsKeepTheirFrameAndSession) {
-  UIView* view = [[[UIView alloc] initWithFrame:NSMakeRect(1, 2, 3, 4)] autorelease];
-  EXPECT(NSEqualRects([view frame], NSMakeRect(1, 2, 3, 4)));
-  ARSCNView* sceneView = [[ARSCNView alloc] initWithFrame:NSMakeRect(0, 0, 5, 6)];
-  EXPECT(NSEqualRects([sceneView frame], NSMakeRect(0, 0, 5, 6)));
-  EXPECT([sceneView session] == nil);
+  ARSCNView* view = [[ARSCNView alloc] initWithFrame:NSMakeRect(1, 2, 5, 6)];
+  EXPECT(NSEqualRects([view frame], NSMakeRect(1, 2, 5, 6)));
   ARSession* session = [ARSession new];
-  sceneView.session = session;
-  EXPECT([sceneView session] == session && [session retainCount] == 2);
-  [sceneView release];
+  view.session = session;
+  EXPECT([view session] == session && [session retainCount] == 2);
+  EXPECT([view.scene.snapshot.children count] == 0 && [view.layer.sublayers count] == 0);
+  [view release];
   EXPECT([session retainCount] == 1);
   [session release];
 }
 
-TEST_CASE(endpointsAreThoseSetLast) {
-  ServiceEndpoints* endpoints = [ServiceEndpoints endpointsWithService:@"http://127.0.0.1:1"];
+TEST_CASE(endpointsOfOneServiceHaveItsAddress) {
+  ServiceEndpoints* endpoints = [ServiceEndpoints endpointsWithService:@"http://127.0.0.1:1/"];
   [ServiceEndpoints setCurrent:endpoints];
   ServiceEndpoints* current = [ServiceEndpoints current];
   EXPECT_EQUAL([current production], @"http://127.0.0.1:1/prod/maps");

@@ -1,6 +1,6 @@
 #pragma once
 
-/// What Foundation includes for a compiler with blocks. The functions are in libgeoloom-objc. Unlike those of
+/// Foundation includes this header for a compiler with blocks. The functions are in libgeoloom-objc. Unlike those of
 /// Debian's libBlocksRuntime they retain the objects that a block captures.
 
 #ifdef __cplusplus
