@@ -16,6 +16,7 @@
 #import <GeoloomObjC/MapSession.h>
 #import <GeoloomObjC/MapSessionConfiguration.h>
 #import <GeoloomObjC/MapStatus.h>
+#import <GeoloomObjC/MapTransform.h>
 #import <GeoloomObjC/SCNNodeSnapshot.h>
 #import <GeoloomObjC/SCNScene.h>
 #import <GeoloomObjC/SCNVector3.h>

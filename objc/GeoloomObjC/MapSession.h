@@ -10,6 +10,7 @@
 #import <GeoloomObjC/MapMode.h>
 #import <GeoloomObjC/MapSessionConfiguration.h>
 #import <GeoloomObjC/MapStatus.h>
+#import <GeoloomObjC/MapTransform.h>
 #import <GeoloomObjC/UIView.h>
 #import <GeoloomObjC/Unavailable.h>
 
@@ -74,6 +75,9 @@ typedef void* MapsFoundCallback;
 @property(nonatomic, readonly) NSString* mappingUUID;
 @property(nonatomic, readonly) NSString* mapID;
 @property(nonatomic, readonly) NSString* userID;
+/// The transform that moved the assets of the last assets callback; nil before the first one and after a
+/// reset. Assets keep the orientation with which they were stored.
+@property(nonatomic, readonly) MapTransform* lastTransform;
 
 /// Starts a session on the application's AR session and opens it with the service; the result arrives as a
 /// status. `userID` and `mapID` are the application's own identifiers. `developerKey` is not kept; the

@@ -150,4 +150,11 @@ GEOLOOM_HOLDS_NATIVE
   return GeoloomStringOf(geoloomMapSessionUserID(native_));
 }
 
+- (MapTransform*)lastTransform {
+  SCNVector3 translation;
+  float rotation;
+  if (!geoloomMapSessionLastTransform(native_, &translation, &rotation)) return nil;
+  return [[[MapTransform alloc] initWithTranslation:translation rotation:rotation] autorelease];
+}
+
 @end

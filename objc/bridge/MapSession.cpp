@@ -196,3 +196,13 @@ GeoloomText geoloomMapSessionUserID(const GeoloomNative* native) {
   return with<MapSession>(native, "userID",
                           [](const auto& session) { return bridge::copied(session.userID()); });
 }
+
+bool geoloomMapSessionLastTransform(const GeoloomNative* native, SCNVector3* translation, float* rotation) {
+  return with<MapSession>(native, "lastTransform", [&](const auto& session) {
+    const auto transform = session.lastTransform();
+    if (!transform) return false;
+    *translation = {transform->translation.x, transform->translation.y, transform->translation.z};
+    *rotation = transform->rotation;
+    return true;
+  });
+}

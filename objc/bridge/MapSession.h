@@ -42,6 +42,8 @@ GeoloomText geoloomMapSessionUUID(const GeoloomNative* session);
 GeoloomText geoloomMapSessionMappingUUID(const GeoloomNative* session);
 GeoloomText geoloomMapSessionMapID(const GeoloomNative* session);
 GeoloomText geoloomMapSessionUserID(const GeoloomNative* session);
+/// False, without writing, if there is none.
+bool geoloomMapSessionLastTransform(const GeoloomNative* session, SCNVector3* translation, float* rotation);
 
 #ifdef __cplusplus
 }

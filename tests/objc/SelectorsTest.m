@@ -16,6 +16,7 @@ static const Face FACES[] = {
      {"initWithArSession:mapMode:userID:mapID:developerKey:screenHeight:screenWidth:mapSessionConfiguration:",
       "registerCallbacksWithAssetsFoundCallback:statusCallback:objectDetectedCallback:",
       "resetWithArSession:", "mapSessionMode", "mapSessionUUID", "mappingUUID", "mapID", "userID",
+      "lastTransform",
       "updateWithFrame:", "visualizeSceneUnderstandingWithView:scene:", "storePlacementWithAssets:callback:",
       "listNearbyMapsWithUserID:longitude:latitude:longitudeDelta:latitudeDelta:mapsFoundCallback:"},
      {"CONFIDENCE_THRESHOLD", "setCONFIDENCE_THRESHOLD:", "TIMEOUT_THRESHOLD", "setTIMEOUT_THRESHOLD:",
