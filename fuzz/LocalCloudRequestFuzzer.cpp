@@ -15,6 +15,7 @@
 #include "fuzz/Expect.h"
 #include "fuzz/Pieces.h"
 #include "fuzz/RequestText.h"
+#include "localcloud/Maps.h"
 #include "localcloud/Service.h"
 #include "localcloud/Store.h"
 
@@ -32,8 +33,10 @@ Store& store() {
     instance.reset();
     std::filesystem::remove_all(folder);
     instance = std::make_unique<Store>(folder);
-    instance->addMap({"7f1a", "app", "ada", "room", Location{13.4, 52.5, 40, 5, 5}});
-    instance->openLocalizationSession("90bc", "app", "room");
+    instance->write([](Database& database) {
+      maps::add(database, {"7f1a", "app", "ada", "room", Location{13.4, 52.5, 40, 5, 5}});
+      maps::addSession(database, "90bc", "7f1a");
+    });
   }
   return *instance;
 }

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "localcloud/Store.h"
+#include "localcloud/Tables.h"
 #include "localcloud/Text.h"
 
 /// Attribute values in the table protocol's JSON form, {"S": "text"}. All operations throw TableError.

@@ -5,7 +5,7 @@
 
 namespace geoloom::localcloud {
 
-/// Where the service takes wall-clock time from; called from any thread.
+/// The service's wall clock; called from any thread.
 using Now = std::function<std::chrono::system_clock::time_point()>;
 
 [[nodiscard]] inline double secondsSince1970(std::chrono::system_clock::time_point time) {

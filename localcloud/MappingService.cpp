@@ -12,6 +12,8 @@
 
 #include "localcloud/DecimalNumber.h"
 #include "localcloud/Localization.h"
+#include "localcloud/Maps.h"
+#include "localcloud/Tables.h"
 #include "localcloud/Text.h"
 
 namespace geoloom::localcloud {
@@ -123,8 +125,34 @@ Body createMap(const Context& context, const Fields& body) {
                       .userID = body.text("user_id"),
                       .mapID = body.text("map_id"),
                       .location = location(body)};
-  context.store.addMap(map);
+  context.store.write([&](Database& database) { maps::add(database, map); });
   return {{"uuid", map.uuid}};
+}
+
+/// Returns the UUID of the map, the application's newest of that identifier. A row of "Transformations"
+/// cannot say which session it is for, so those that earlier sessions left are removed.
+std::optional<std::string> openSession(Store& store, const std::string& session, const std::string& appID,
+                                       const std::string& mapID) {
+  return store.write([&](Database& database) {
+    auto map = maps::newest(database, appID, mapID);
+    if (map) {
+      maps::addSession(database, session, *map);
+      tables::remove(database, tables::TRANSFORMATIONS, *map);
+    }
+    return map;
+  });
+}
+
+/// A map has one row, the latest transform of its newest session: nothing is written, and the result is
+/// false, if another session has been opened since.
+bool replaceTransform(Store& store, const std::string& session, const std::string& map,
+                      const ItemRecord& row) {
+  return store.write([&](Database& database) {
+    if (maps::newestSession(database, map) != session) return false;
+    tables::remove(database, tables::TRANSFORMATIONS, map);
+    tables::put(database, tables::TRANSFORMATIONS, row);
+    return true;
+  });
 }
 
 Body createLocalizationSession(const Context& context, const Fields& body) {
@@ -134,7 +162,7 @@ Body createLocalizationSession(const Context& context, const Fields& body) {
   body.optionalBoolean("use_beta");
   const std::string mapID = body.text("map_id");
   const std::string session = randomUUID();
-  const auto map = context.store.openLocalizationSession(session, body.text("app_id"), mapID);
+  const auto map = openSession(context.store, session, body.text("app_id"), mapID);
   if (!map) mapNotFound(mapID);
   return {{"session_uuid", session}, {"map_uuid", *map}};
 }
@@ -151,16 +179,21 @@ Body placeAssets(const Context& context, const Fields& body) {
                           .orientation = placement.number("orientation")});
   }
   const std::string placementID = randomUUID();
-  if (!context.store.place(map, placementID, placements)) mapNotFound(map);
+  context.store.write([&](Database& database) {
+    if (!maps::exists(database, map)) mapNotFound(map);
+    for (const PlacementRecord& placement : placements) maps::place(database, map, placementID, placement);
+  });
   return {{"placement_id", placementID}};
 }
 
 Body findAssets(const Context& context, const Fields& body) {
   const std::string map = body.text("map_uuid");
-  const auto placements = context.store.placements(map);
-  if (!placements) mapNotFound(map);
+  const auto placements = context.store.read([&](Database& database) {
+    if (!maps::exists(database, map)) mapNotFound(map);
+    return maps::placements(database, map);
+  });
   Body list = Body::array();
-  for (const PlacementRecord& p : *placements) {
+  for (const PlacementRecord& p : placements) {
     list.push_back({{"placement", {{"x", p.x}, {"y", p.y}, {"z", p.z}, {"ori", p.orientation}}},
                     {"asset", {{"id", p.assetID}}}});
   }
@@ -186,17 +219,19 @@ Body listNearbyMaps(const Context& context, const Fields& body) {
   const double longitude = body.number("longitude");
   const double latitudeSpan = body.number("latitude_delta", 0);
   const double longitudeSpan = body.number("longitude_delta", 0);
-  auto maps = context.store.locatedMaps(body.text("app_id"), body.optionalText("user_id"),
-                                        latitude - latitudeSpan / 2, latitude + latitudeSpan / 2);
-  std::erase_if(maps, [&](const MapRecord& map) {
+  auto found = context.store.read([&](Database& database) {
+    return maps::located(database, body.text("app_id"), body.optionalText("user_id"),
+                         latitude - latitudeSpan / 2, latitude + latitudeSpan / 2);
+  });
+  std::erase_if(found, [&](const MapRecord& map) {
     return longitudeDistance(map.location->longitude, longitude) > longitudeSpan / 2;
   });
-  std::stable_sort(maps.begin(), maps.end(), [&](const MapRecord& a, const MapRecord& b) {
+  std::stable_sort(found.begin(), found.end(), [&](const MapRecord& a, const MapRecord& b) {
     return groundDistance(latitude, longitude, *a.location) <
            groundDistance(latitude, longitude, *b.location);
   });
   Body list = Body::array();
-  for (const MapRecord& map : maps) {
+  for (const MapRecord& map : found) {
     list.push_back({{"user_id", map.userID},
                     {"map_id", map.mapID},
                     {"latitude", map.location->latitude},
@@ -224,7 +259,9 @@ double number(const std::string& text) {
 /// The sightings of a session; rows without a name or a position are left out.
 std::vector<Observation> observations(Store& store, const std::string& sessionID) {
   std::vector<Observation> result;
-  for (const std::string& text : store.items(tables::SCENE_UNDERSTANDING, sessionID)) {
+  const auto rows = store.read(
+      [&](Database& database) { return tables::items(database, tables::SCENE_UNDERSTANDING, sessionID); });
+  for (const std::string& text : rows) {
     const auto row = readJSON(text).value;
     if (!row) continue;
     const auto name = attribute(*row, tables::OBJECT_NAME, "S");
@@ -256,16 +293,16 @@ Body localizeScene(const Context& context, const Fields& body) {
   const std::string session = body.text("localization_session_id");
   const double distance = body.number("feature_match_distance_meters");
   if (distance <= 0) throw Refusal(400, "feature_match_distance_meters has to be greater than 0");
-  if (!context.store.hasMap(mapUUID)) mapNotFound(mapUUID);
-  if (context.store.mapOfSession(session) != mapUUID) {
-    throw Refusal(404, "Cannot find the localization session " + session + " of the map " + mapUUID);
-  }
-
+  context.store.read([&](Database& database) {
+    if (!maps::exists(database, mapUUID)) mapNotFound(mapUUID);
+    if (maps::ofSession(database, session) != mapUUID)
+      throw Refusal(404, "Cannot find the localization session " + session + " of the map " + mapUUID);
+  });
   const auto localization =
       localize(observations(context.store, mapUUID), observations(context.store, session), distance);
   const bool written =
-      localization && context.store.replaceTransform(
-                          session, mapUUID, transformRow(mapUUID, context.now, *localization, distance));
+      localization && replaceTransform(context.store, session, mapUUID,
+                                       transformRow(mapUUID, context.now, *localization, distance));
   return {{"match_count", localization ? localization->pairs.size() : 0}, {"transform_written", written}};
 }
 

@@ -5,6 +5,7 @@
 
 #include <fmt/format.h>
 
+#include "localcloud/Metrics.h"
 #include "localcloud/Text.h"
 
 namespace geoloom::localcloud {
@@ -65,7 +66,7 @@ std::string dimensionsText(const Value& datum) {
 
 std::string putMetricData(Store& store, const Value& body) {
   const std::string space = text(body, "Namespace");
-  std::vector<MetricRecord> metrics;
+  std::vector<MetricRecord> records;
   for (const Value& datum : array(body, "MetricData")) {
     const std::string name = text(datum, "MetricName");
     for (const char* const unsupported : {"Values", "Counts", "StatisticValues"}) {
@@ -75,13 +76,15 @@ std::string putMetricData(Store& store, const Value& body) {
     }
     const Value& value = member(datum, "Value");
     if (!value.is_number()) throw Refusal(INVALID, "The parameter Value has to be a number.");
-    metrics.push_back({.space = space,
+    records.push_back({.space = space,
                        .name = name,
                        .dimensions = dimensionsText(datum),
                        .samples = 1,
                        .sum = value.get<double>()});
   }
-  store.count(metrics);
+  store.write([&](Database& database) {
+    for (const MetricRecord& metric : records) metrics::add(database, metric);
+  });
   return "{}";
 }
 
@@ -91,7 +94,7 @@ std::string listMetrics(Store& store, const Value& body) {
     return !body.contains(parameter) || text(body, parameter) == value;
   };
   Body list = Body::array();
-  for (const MetricRecord& metric : store.metrics()) {
+  for (const MetricRecord& metric : store.read(metrics::all)) {
     if (!matches("Namespace", metric.space) || !matches("MetricName", metric.name)) continue;
     list.push_back({{"Namespace", metric.space},
                     {"MetricName", metric.name},

@@ -1,6 +1,9 @@
 #include "localcloud/Server.h"
 
+#include <fmt/chrono.h>
 #include <fmt/format.h>
+
+#include "geoloom/base/PrintableText.h"
 
 namespace geoloom::localcloud {
 
@@ -13,12 +16,32 @@ std::string address(const Server::Options& options, int port) {
                      port);
 }
 
+std::string logLine(const Request& request, const Answer& answer, Now::result_type arrived,
+                    Now::result_type answered) {
+  const auto target = request.header("x-amz-target");
+  const double milliseconds = std::chrono::duration<double, std::milli>(answered - arrived).count();
+  return base::printable(fmt::format("{:%FT%TZ} {} {}{}{} {} {} B {:.1f} ms",
+                                     fmt::gmtime(std::chrono::system_clock::to_time_t(arrived)),
+                                     request.method, request.target, target ? " " : "", target.value_or(""),
+                                     answer.status, answer.body.size(), milliseconds));
+}
+
+Answer answerAndLog(const Service& service, const Server::Options& options, const Request& request) {
+  const auto arrived = options.now();
+  Answer answer = service.answer(request);
+  options.log(logLine(request, answer, arrived, options.now()));
+  return answer;
+}
+
 }  // namespace
 
 Server::Server(const Options& options)
     : store_(options.data),
       service_(store_, options.now, options.developerKey),
-      http_(options.http, [this](const Request& request) { return service_.answer(request); }),
+      http_(options.http,
+            [this, options](const Request& request) {
+              return options.log ? answerAndLog(service_, options, request) : service_.answer(request);
+            }),
       url_(address(options, http_.port())) {}
 
 }  // namespace geoloom::localcloud

@@ -1,8 +1,10 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "localcloud/Clock.h"
 #include "localcloud/HTTPServer.h"
@@ -11,13 +13,15 @@
 
 namespace geoloom::localcloud {
 
-/// The local cloud in this process: a store, the service over it and the server in front of it.
+/// The whole service in one object: a store, the service over it and the server in front of it.
 class Server {
  public:
   struct Options {
     std::filesystem::path data;                    ///< the directory of the store
     std::optional<std::string> developerKey = {};  ///< with it, signatures are verified
     HTTPServer::Options http = {};
+    /// Receives a line for each request that is answered, on the connection's thread; empty: none.
+    std::function<void(std::string_view)> log = {};
     Now now = &std::chrono::system_clock::now;
   };
 
@@ -27,7 +31,7 @@ class Server {
   /// "http://127.0.0.1:8808", without a slash at the end; "https" when it has a certificate.
   [[nodiscard]] const std::string& url() const { return url_; }
 
-  /// For whoever wants to see what the service holds.
+  /// What the service holds.
   [[nodiscard]] Store& store() { return store_; }
 
  private:

@@ -13,6 +13,33 @@ constexpr std::string_view TOO_LARGE = "The body is larger than this service acc
 constexpr std::string_view TOO_LARGE_TYPE = "com.amazon.coral.service#RequestEntityTooLargeException";
 constexpr std::string_view FAILURE_TYPE = "com.amazon.coral.service#InternalServerError";
 
+constexpr const char* PAGE =
+    R"(This is geoloom-localcloud, a mapping service for one machine. It creates maps and localization sessions,
+stores placements, and localizes sessions in maps.
+
+Use it with the geoloom command (URL is this page's address without the slash at its end):
+
+    geoloom replay --service URL --mode mapping --map room RECORDING
+    geoloom replay --service URL --mode localization --map room ANOTHER-RECORDING
+    geoloom maps near 47.4 8.5 --service URL
+
+or with curl:
+
+    curl -d '{"app_id": "demo", "developer_key": "none", "user_id": "ada", "map_id": "room"}' URL/prod/maps/create_map
+
+Operations, each a POST of a JSON object:
+
+    /prod/maps/create_map                    make a map
+    /prod/maps/create_localization_session   open a session against a map
+    /prod/maps/place_asset_on_map            store placements
+    /prod/maps/find_assets_on_the_map        read them back
+    /prod/maps/list_nearby_maps              list the maps near a location
+    /dev/scene-understanding/localize        localize a session in its map
+    /                                        tables and metrics, named by the header X-Amz-Target
+
+docs/localcloud.md describes them all.
+)";
+
 /// Of "/path?query" or of "http://host/path?query", as a proxy would be asked.
 std::string_view pathOf(const Request& request) {
   std::string_view target = request.target;
@@ -55,12 +82,14 @@ Answer Service::answer(const Request& request) const {
 }
 
 Answer Service::dispatch(const Request& request) const {
+  const std::string_view path = pathOf(request);
+  if (request.method == "GET" && path == "/")
+    return {.contentType = "text/plain; charset=utf-8", .body = PAGE};
   if (request.method != "POST") {
-    Answer answer = mappingError(405, "Every operation is a POST");
+    Answer answer = mappingError(405, "Every operation is a POST; GET / shows how to use this service");
     answer.headers.emplace_back("Allow", "POST");
     return answer;
   }
-  const std::string_view path = pathOf(request);
   if (path == "/" || path.empty()) return answerTarget(request);
   if (request.bodyTooLarge) return mappingError(413, TOO_LARGE);
   if (auto answer = mapping_.answer(path, request.body)) return *std::move(answer);

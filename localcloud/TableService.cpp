@@ -11,6 +11,7 @@
 #include "localcloud/AttributeValue.h"
 #include "localcloud/FilterExpression.h"
 #include "localcloud/TableError.h"
+#include "localcloud/Tables.h"
 #include "localcloud/Text.h"
 
 namespace geoloom::localcloud {
@@ -103,8 +104,12 @@ struct Context {
   std::chrono::system_clock::time_point now;
 };
 
+std::optional<TableRecord> tableNamed(const Context& context, const std::string& name) {
+  return context.store.read([&](Database& database) { return tables::find(database, name); });
+}
+
 TableRecord tableOf(const Context& context, const Parameters& parameters) {
-  auto table = context.store.table(parameters.text("TableName"));
+  auto table = tableNamed(context, parameters.text("TableName"));
   if (!table) throw TableError::resourceNotFound("Requested resource not found");
   return *table;
 }
@@ -192,20 +197,23 @@ std::string createTable(const Context& context, const Parameters& parameters) {
     throw TableError::validation(
         "Both the Hash Key and the Range Key element in the KeySchema have the same name");
   }
-  if (!context.store.createTable(table)) throw TableError::resourceInUse("Table already exists: " + name);
+  if (!context.store.write([&](Database& database) { return tables::create(database, table); }))
+    throw TableError::resourceInUse("Table already exists: " + name);
   return write(Body{{"TableDescription", description(table, 0)}});
 }
 
 std::string describeTable(const Context& context, const Parameters& parameters) {
   const std::string name = parameters.text("TableName");
-  const auto table = context.store.table(name);
+  const auto table = tableNamed(context, name);
   if (!table)
     throw TableError::resourceNotFound("Requested resource not found: Table: " + name + " not found");
-  return write(Body{{"Table", description(*table, context.store.itemCount(name))}});
+  const auto items =
+      context.store.read([&](Database& database) { return tables::itemCount(database, name); });
+  return write(Body{{"Table", description(*table, items)}});
 }
 
 std::string listTables(const Context& context, const Parameters& parameters) {
-  std::vector<std::string> names = context.store.tableNames();
+  std::vector<std::string> names = context.store.read(tables::names);
   if (const auto start = parameters.optionalText("ExclusiveStartTableName")) {
     names.erase(names.begin(), std::upper_bound(names.begin(), names.end(), *start));
   }
@@ -230,7 +238,11 @@ std::string putItem(const Context& context, const Parameters& parameters) {
   if (item.text.size() > MAXIMUM_ITEM_BYTES) {
     throw TableError::validation("Item size has exceeded the maximum allowed size");
   }
-  const auto old = context.store.putItem(table.name, item);
+  const auto old = context.store.write([&](Database& database) {
+    auto replaced = tables::item(database, table.name, item.key);
+    tables::put(database, table.name, item);
+    return replaced;
+  });
   Body answer = Body::object();
   if (returned == "ALL_OLD" && old) answer["Attributes"] = Body::parse(*old);
   if (const auto units = capacity(parameters, table)) answer["ConsumedCapacity"] = *units;
@@ -242,7 +254,9 @@ std::string getItem(const Context& context, const Parameters& parameters) {
   const TableRecord table = tableOf(context, parameters);
   Value key = parameters.object("Key");
   attributes::canonicalizeAll(key, "Key");
-  const auto item = context.store.item(table.name, attributes::keyOfRequest(table, key));
+  const ItemKey itemKey = attributes::keyOfRequest(table, key);
+  const auto item =
+      context.store.read([&](Database& database) { return tables::item(database, table.name, itemKey); });
   Body answer = Body::object();
   if (item) answer["Item"] = Body::parse(*item);
   if (const auto units = capacity(parameters, table)) answer["ConsumedCapacity"] = *units;
@@ -297,7 +311,8 @@ std::string scan(const Context& context, const Parameters& parameters) {
   const TableRecord table = tableOf(context, parameters);
 
   Page page;
-  context.store.scan(table.name, startKeyOf(table, parameters), [&](ItemRecord item) {
+  const auto after = startKeyOf(table, parameters);
+  const auto evaluate = [&](ItemRecord item) {
     ++page.scanned;
     page.bytes += item.text.size();
     if (!filter || filter->matches(Value::parse(item.text))) {
@@ -308,7 +323,8 @@ std::string scan(const Context& context, const Parameters& parameters) {
     // Full also when nothing follows: only the next page would tell.
     page.full = page.scanned == limit || page.bytes >= MAXIMUM_PAGE_BYTES;
     return !page.full;
-  });
+  };
+  context.store.read([&](Database& database) { tables::scan(database, table.name, after, evaluate); });
 
   std::string answer = fmt::format(R"({{"Count":{},"ScannedCount":{})", page.count, page.scanned);
   if (select != "COUNT") answer.append(R"(,"Items":[)").append(page.items).append("]");

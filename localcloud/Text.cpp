@@ -13,14 +13,14 @@ namespace geoloom::localcloud {
 Reading readJSON(std::string_view text) {
   if (text.empty()) return {.refusal = "The body is empty; it has to be a JSON object"};
   try {
-    // The parser itself does not recurse; the limit spares whatever walks the value afterwards.
+    // The parser does not recurse, but code that walks the value does.
     return {.value = Value::parse(text, [](int depth, Value::parse_event_t, const Value&) {
               if (depth > MAXIMUM_NESTING) throw std::length_error("nested too deeply");
               return true;
             })};
   } catch (const Value::parse_error& error) {
     if (error.byte > text.size()) return {.refusal = "The body is not JSON: it ends too early"};
-    return {.refusal = fmt::format("The body is not JSON: byte {} cannot stand where it does", error.byte)};
+    return {.refusal = fmt::format("The body is not JSON: unexpected byte {}", error.byte)};
   } catch (const Value::exception&) {
     return {.refusal = "The body holds a number that is out of range"};
   } catch (const std::length_error&) {

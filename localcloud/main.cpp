@@ -7,7 +7,10 @@
 #include <netinet/in.h>
 #include <signal.h>
 
+#include "geoloom/base/PrintableText.h"
 #include "geoloom/base/StandardStreams.h"
+#include "geoloom/platform/foundation/Bundle.h"
+#include "geoloom/platform/foundation/FileManager.h"
 
 #include "localcloud/Server.h"
 
@@ -16,30 +19,35 @@ namespace {
 using namespace geoloom::localcloud;
 
 enum class ExitCode : int {
-  failed = 1,  ///< something no other code names
-  usage = 2,   ///< the arguments make no sense
+  failed = 1,  ///< any other failure
+  usage = 2,   ///< invalid arguments
   data = 3,    ///< the data directory cannot be used
   listen = 4   ///< the address cannot be listened on, or the certificate cannot be used
 };
+
+constexpr int DEFAULT_PORT = 8808;  // of the kit's endpoints and of the geoloom command
 
 struct Arguments {
   Server::Options server;
   std::string developerKeyFile;
   std::vector<std::string> tls;
+  bool log = false;
 };
 
 int failure(ExitCode code, std::string_view line) {
-  fmt::print(stderr, "geoloom-localcloud: {}\n", line);
+  fmt::print(stderr, "geoloom-localcloud: {}\n", geoloom::base::printable(line));
   return static_cast<int>(code);
 }
 
 void describe(CLI::App& app, Arguments& arguments) {
   Server::Options& server = arguments.server;
+  server.http.port = DEFAULT_PORT;
   app.add_option("--port", server.http.port, "Port to listen on; 0 chooses a free one")
-      ->required()
-      ->check(CLI::Range(0, 65535));
-  app.add_option("--data", server.data, "Directory that keeps the maps and tables; made when it is missing")
-      ->required();
+      ->check(CLI::Range(0, 65535))
+      ->capture_default_str();
+  app.add_option("--data", server.data,
+                 "Directory of the maps and tables, created if it is missing; without it "
+                 "geoloom-localcloud in the user's data directory");
   app.add_option("--host", server.http.host,
                  "Address to listen on; one that is not loopback needs a developer key and --tls")
       ->capture_default_str();
@@ -52,6 +60,7 @@ void describe(CLI::App& app, Arguments& arguments) {
                  "Serve HTTPS with this certificate chain and private key, two PEM files")
       ->expected(2)
       ->type_name("CERT KEY");
+  app.add_flag("--log", arguments.log, "Write a line for each request to standard error");
   app.set_version_flag("--version", "geoloom-localcloud " GEOLOOM_VERSION);
 }
 
@@ -63,9 +72,18 @@ bool isLoopback(const std::string& host) {
   return host == "localhost";
 }
 
-/// What the parser cannot check, or an empty line.
+/// Checks what the parser cannot, and fills in what depends on several options. Returns what is wrong, or an
+/// empty text.
 std::string complete(Arguments& arguments) {
   Server::Options& server = arguments.server;
+  if (server.data.empty()) {
+    const auto documents = geoloom::platform::FileManager::documentsDirectory();
+    if (!documents) return "no home directory is known: name a directory with --data";
+    server.data = documents->parent_path();
+  }
+  if (arguments.log) {
+    server.log = [](std::string_view line) { fmt::print(stderr, "{}\n", line); };
+  }
   if (!arguments.developerKeyFile.empty()) {
     std::ifstream file(arguments.developerKeyFile);
     std::string line;
@@ -83,16 +101,17 @@ std::string complete(Arguments& arguments) {
   return {};
 }
 
-/// Serves until the process is told to end.
+/// Serves until SIGINT or SIGTERM.
 void serve(const Server::Options& options) {
   sigset_t ending;
   sigemptyset(&ending);
   sigaddset(&ending, SIGINT);
   sigaddset(&ending, SIGTERM);
-  // Before the threads start, so that they do not take the signals.
+  // Before the threads start, which inherit the mask.
   pthread_sigmask(SIG_BLOCK, &ending, nullptr);
   const Server server(options);
-  fmt::print("listening on {}\n", server.url());
+  fmt::print("listening on {}\nkeeping maps in {}\n", server.url(),
+             geoloom::base::printable(options.data.string()));
   std::fflush(stdout);
   int signal = 0;
   sigwait(&ending, &signal);
@@ -102,6 +121,7 @@ void serve(const Server::Options& options) {
 
 int main(int argc, char** argv) {
   geoloom::base::openMissingStreams();
+  geoloom::platform::Bundle::setMainBundleIdentifier("geoloom-localcloud");
   CLI::App app{
       "A mapping service for one machine: maps, placements, tables and localization over loopback HTTP.",
       "geoloom-localcloud"};

@@ -261,7 +261,7 @@ TEST(HostileServices, AClockAnHourOffIsRefusedInWordsThatSayWhatToDo) {
         EXPECT_THAT(kit.journal.entries().front(), HasSubstr(says));
       }
     }
-    EXPECT_THAT(cloud.store().metrics(), IsEmpty());
+    EXPECT_THAT(cloud.counted(), IsEmpty());
   }
 }
 

@@ -223,9 +223,9 @@ TEST_F(ForeignClientsTest, UnderstandItsErrorsAndItsMetrics) {
       {"MetricName", "Seen"}, {"Dimensions", {{{"Name", "devKey"}, {"Value", "h"}}}}, {"Value", 2.5}};
   const JSON put = {{"Namespace", "Rooms"}, {"MetricData", {datum}}};
   for (int i = 0; i < 2; ++i) EXPECT_EQ(call("metrics", "PutMetricDataCommand", put).value("status", 0), 200);
-  ASSERT_EQ(cloud.store().metrics().size(), 1U);
-  EXPECT_EQ(cloud.store().metrics()[0].samples, 2);
-  EXPECT_EQ(cloud.store().metrics()[0].sum, 5);
+  ASSERT_EQ(cloud.counted().size(), 1U);
+  EXPECT_EQ(cloud.counted()[0].samples, 2);
+  EXPECT_EQ(cloud.counted()[0].sum, 5);
   EXPECT_EQ(call("metrics", "ListMetricsCommand", {{"Namespace", "Rooms"}}).at("output").at("Metrics").at(0),
             (JSON{{"Namespace", "Rooms"}, {"MetricName", "Seen"}, {"Dimensions", datum.at("Dimensions")}}));
   const JSON empty =

@@ -52,7 +52,7 @@ TEST_P(KitClientTest, SignedTableCallsAreAcceptedAndPagesAreWalked) {
   EXPECT_EQ(pages, 3);
 }
 
-TEST_P(KitClientTest, AnotherKeyIsRefused) {
+TEST_P(KitClientTest, RefusesOtherKeys) {
   test::LocalCloud cloud(GetParam());
   const std::string wrongSecret = DeveloperKey::pair(GetParam()).accessKey + ":guessed";
   for (const auto& [key, says] : {std::pair(std::string("stranger"), "UnrecognizedClientException"),
@@ -64,7 +64,7 @@ TEST_P(KitClientTest, AnotherKeyIsRefused) {
   EXPECT_TRUE(cloud.rows("Transformations").empty());
 }
 
-TEST_P(KitClientTest, SignedMetricsAreCounted) {
+TEST_P(KitClientTest, CountsSignedMetrics) {
   test::LocalCloud cloud(GetParam());
   const AWSCloudWatch client(geoloom::test::servicesAt(cloud.metrics(), DeveloperKey::pair(GetParam())));
   const AWSCloudWatchPutMetricDataInput input{
@@ -75,13 +75,13 @@ TEST_P(KitClientTest, SignedMetricsAreCounted) {
                       .unit = AWSCloudWatchStandardUnitCount}}};
   for (int i = 0; i < 3; ++i) client.putMetricData(input);
   const auto samples = [&] {
-    const auto metrics = cloud.store().metrics();
+    const auto metrics = cloud.counted();
     return metrics.empty() ? 0 : metrics[0].samples;
   };
-  // Nobody is told when a metric has arrived.
+  // The client does not report completion.
   ASSERT_TRUE(geoloom::test::eventually([&] { return samples() >= 3; }));
   ASSERT_EQ(samples(), 3);
-  EXPECT_EQ(cloud.store().metrics()[0].dimensions, R"([{"Name":"devKey","Value":"hash"}])");
+  EXPECT_EQ(cloud.counted()[0].dimensions, R"([{"Name":"devKey","Value":"hash"}])");
 }
 
 INSTANTIATE_TEST_SUITE_P(DeveloperKeys, KitClientTest,

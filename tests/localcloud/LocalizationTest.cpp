@@ -188,7 +188,7 @@ TEST(MatchLandmarks, OutliersDoNotPullTheResult) {
   EXPECT_LT(room.error(found->transform), 0.05);
 }
 
-TEST(MatchLandmarks, AMirroredRoomIsNotTaken) {
+TEST(MatchLandmarks, MirroredRoomsShareOnlyTwoPairs) {
   // No turn about the vertical makes a left hand of a right one: at most two of three pairs fit exactly.
   const std::vector<Landmark> map = {{"a", {0, 0, 0}, 9}, {"b", {3, 0, 0}, 9}, {"c", {0, 0, 5}, 9}};
   const std::vector<Landmark> mirrored = {{"a", {0, 0, 0}, 9}, {"b", {-3, 0, 0}, 9}, {"c", {0, 0, 5}, 9}};

@@ -1,5 +1,4 @@
 #include <cmath>
-#include <regex>
 
 #include <gmock/gmock.h>
 
@@ -56,18 +55,9 @@ class MappingServiceTest : public ServiceFixture {
   }
 };
 
-TEST_F(MappingServiceTest, CreatesMapsUnderFreshUUIDs) {
-  const std::regex uuid("[0-9a-f]{8}-[0-9a-f]{4}-4[0-9a-f]{3}-[89ab][0-9a-f]{3}-[0-9a-f]{12}");
-  const JSON first = map("create_map", create("m"));
-  const JSON second = map("create_map", create("m"));
-  EXPECT_TRUE(std::regex_match(first.at("uuid").get<std::string>(), uuid)) << first;
-  EXPECT_EQ(first.size(), 1U);
-  EXPECT_NE(first, second);
-}
-
-TEST_F(MappingServiceTest, LocalizesAgainstTheNewestMapOfApplicationAndIdentifier) {
+TEST_F(MappingServiceTest, OpensSessionsAgainstTheNewestMap) {
   map("create_map", create("m"));
-  const JSON newest = map("create_map", create("m", "somebody else"));
+  const JSON newest = map("create_map", create("m", "another user"));
   map("create_map", create("m", "user", "other app"));
   JSON body = create("m");
   body["use_beta"] = true;
@@ -77,7 +67,7 @@ TEST_F(MappingServiceTest, LocalizesAgainstTheNewestMapOfApplicationAndIdentifie
   EXPECT_EQ(session.size(), 2U);
 }
 
-TEST_F(MappingServiceTest, SaysWhichMapIsUnknown) {
+TEST_F(MappingServiceTest, NamesUnknownMaps) {
   map("create_map", create("m", "user", "other app"));
   EXPECT_EQ(map("create_localization_session", create("m")),
             (JSON{{"errorMessage", "Cannot find the map m"}}));
@@ -88,7 +78,7 @@ TEST_F(MappingServiceTest, SaysWhichMapIsUnknown) {
   EXPECT_EQ(localize("X", "Y"), (JSON{{"errorMessage", "Cannot find the map X"}}));
 }
 
-TEST_F(MappingServiceTest, GivesPlacementsBackInTheirOtherForm) {
+TEST_F(MappingServiceTest, StoresAndReplacesPlacements) {
   const std::string uuid = map("create_map", create("m")).at("uuid");
   const auto place = [&](const JSON& placements) {
     return map("place_asset_on_map", {{"map_uuid", uuid}, {"placements", placements}});
@@ -108,7 +98,7 @@ TEST_F(MappingServiceTest, GivesPlacementsBackInTheirOtherForm) {
       << "the latest placement of an asset, in the place of its first";
 }
 
-TEST_F(MappingServiceTest, AnUnusablePlacementStoresNothingOfItsRequest) {
+TEST_F(MappingServiceTest, StoresNothingOfARequestWithAnInvalidPlacement) {
   const std::string uuid = map("create_map", create("m")).at("uuid");
   const JSON good = {{"asset_id", "a"}, {"x", 1}, {"y", 2}, {"z", 3}, {"orientation", 0}};
   JSON bad = good;
@@ -118,7 +108,7 @@ TEST_F(MappingServiceTest, AnUnusablePlacementStoresNothingOfItsRequest) {
   EXPECT_EQ(map("find_assets_on_the_map", {{"map_uuid", uuid}}).at("placements"), JSON::array());
 }
 
-TEST_F(MappingServiceTest, ListsMapsAsTheyWereLocated) {
+TEST_F(MappingServiceTest, ListsMapsWithTheirLocations) {
   map("create_map", createAt("m", 48.1, 11.5));
   JSON body = common();
   body.update({{"latitude", 48}, {"longitude", 11}, {"latitude_delta", 1}, {"longitude_delta", 2}});
@@ -131,7 +121,7 @@ TEST_F(MappingServiceTest, ListsMapsAsTheyWereLocated) {
                                                   {"horizontal_accuracy", 3.0}}}));
 }
 
-TEST_F(MappingServiceTest, NearbyTakesDeltasAsFullSpansAndWrapsAtTheDateLine) {
+TEST_F(MappingServiceTest, TakesDeltasAsFullSpansAcrossTheDateLine) {
   map("create_map", createAt("east", 0, 179.9));
   map("create_map", createAt("west", 0.5, -179.9));
   map("create_map", create("nowhere"));
@@ -144,11 +134,12 @@ TEST_F(MappingServiceTest, NearbyTakesDeltasAsFullSpansAndWrapsAtTheDateLine) {
   EXPECT_THAT(near(0.5, -179.9, 1, 1), ElementsAre("west", "east"));
 }
 
-TEST_F(MappingServiceTest, NearbyKnowsUsersApplicationsAndTheNewestMap) {
+TEST_F(MappingServiceTest, ListsTheNewestLocatedMapOfAnIdentifier) {
   map("create_map", createAt("a", 10, 10, "anna"));
   map("create_map", createAt("b", 10, 10, "ben"));
   map("create_map", createAt("moved", 10, 10));
   map("create_map", createAt("moved", 50, 50));
+  map("create_map", create("b"));  // without a location: hides nothing
   EXPECT_THAT(near(10, 10, 1, 1), ElementsAre("a", "b"));
   EXPECT_THAT(near(10, 10, 1, 1, {{"user_id", "ben"}}), ElementsAre("b"));
   EXPECT_THAT(near(10, 10, 1, 1, {{"app_id", "other"}}), IsEmpty());
@@ -186,13 +177,13 @@ TEST_F(MappingServiceTest, RefusalsNameTheKey) {
   }
 }
 
-TEST_F(MappingServiceTest, RefusesWhatIsNoRequest) {
+TEST_F(MappingServiceTest, RefusesMalformedBodiesAndUnknownPaths) {
   const std::pair<std::string, std::string> bodies[] = {
       {"", "The body is empty; it has to be a JSON object"},
       {"{", "The body is not JSON: it ends too early"},
-      {"{]", "The body is not JSON: byte 2 cannot stand where it does"},
-      {"{} {}", "The body is not JSON: byte 4 cannot stand where it does"},
-      {"\"\xff\"", "The body is not JSON: byte 2 cannot stand where it does"},
+      {"{]", "The body is not JSON: unexpected byte 2"},
+      {"{} {}", "The body is not JSON: unexpected byte 4"},
+      {"\"\xff\"", "The body is not JSON: unexpected byte 2"},
       {"[]", "The body has to be an object"},
       {"{\"map_id\":1e400}", "The body holds a number that is out of range"},
       {std::string(100'000, '['), "The body is nested more than 64 deep"},
@@ -206,12 +197,14 @@ TEST_F(MappingServiceTest, RefusesWhatIsNoRequest) {
   EXPECT_EQ(post("/dev/maps/create_map", "{}").status, 404);
   Request request{.method = "GET", .target = "/prod/maps/create_map", .headers = {}, .body = {}};
   EXPECT_EQ(service_.answer(request).status, 405);
+  request.target = "/";
+  EXPECT_THAT(service_.answer(request).body, HasSubstr("geoloom replay"));
   request.method = "POST";
   request.bodyTooLarge = true;
   EXPECT_EQ(service_.answer(request).status, 413);
 }
 
-TEST_F(MappingServiceTest, LocalizingWritesTheTransformRow) {
+TEST_F(MappingServiceTest, WritesOneTransformRow) {
   const std::string mapUUID = map("create_map", create("m")).at("uuid");
   const std::string session = map("create_localization_session", create("m")).at("session_uuid");
   walk(mapUUID, false);
@@ -235,10 +228,10 @@ TEST_F(MappingServiceTest, LocalizingWritesTheTransformRow) {
 
   now_ += std::chrono::seconds(8);
   localize(mapUUID, session);
-  EXPECT_EQ(transforms().size(), 1U) << "what is known later takes the place of what was known before";
+  EXPECT_EQ(transforms().size(), 1U);
 }
 
-TEST_F(MappingServiceTest, ANewLocalizationSessionSupersedesTheEarlier) {
+TEST_F(MappingServiceTest, ANewSessionSupersedesEarlierOnes) {
   const std::string mapUUID = map("create_map", create("m")).at("uuid");
   const std::string other = map("create_map", create("n")).at("uuid");
   const std::string otherSession = map("create_localization_session", create("n")).at("session_uuid");
@@ -256,7 +249,7 @@ TEST_F(MappingServiceTest, ANewLocalizationSessionSupersedesTheEarlier) {
   EXPECT_EQ(transforms().size(), 1U);
 }
 
-TEST_F(MappingServiceTest, LocalizeChecksWhatItIsGiven) {
+TEST_F(MappingServiceTest, RefusesToLocalizeAForeignSession) {
   const std::string mapUUID = map("create_map", create("m")).at("uuid");
   map("create_map", create("n"));
   const std::string session = map("create_localization_session", create("n")).at("session_uuid");
@@ -268,7 +261,7 @@ TEST_F(MappingServiceTest, LocalizeChecksWhatItIsGiven) {
             (JSON{{"errorMessage", "feature_match_distance_meters has to be greater than 0"}}));
 }
 
-TEST_F(MappingServiceTest, WithADeveloperKeyOnlyItsHashIsAccepted) {
+TEST_F(MappingServiceTest, AcceptsOnlyTheHashOfItsDeveloperKey) {
   Service keyed(
       store_, [this] { return now_; }, "abc");
   const auto create = [&](const std::string& hash) {
@@ -282,7 +275,7 @@ TEST_F(MappingServiceTest, WithADeveloperKeyOnlyItsHashIsAccepted) {
   EXPECT_EQ(create("abc"), 403);
 }
 
-TEST(Store, RefusesAFileOfANewerVersionAndOneThatIsNoStore) {
+TEST(Store, RefusesForeignAndNewerFiles) {
   const test::TemporaryDirectory newer;
   {
     Store store(newer.path());

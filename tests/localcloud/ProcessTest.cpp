@@ -8,10 +8,12 @@
 #include <httplib.h>
 #include <nlohmann/json.hpp>
 
+#include "tests/localcloud/SelfSigned.h"
 #include "tests/support/ChildProcess.h"
+#include "tests/support/MemoryVolume.h"
 #include "tests/support/TemporaryDirectory.h"
 
-// The executable as it is shipped: its one line, its exit codes, and what is left after it was killed.
+// The executable: its output, its exit codes, and its data after a kill.
 namespace geoloom::localcloud {
 namespace {
 
@@ -26,17 +28,19 @@ ChildProcess started(std::vector<std::string> arguments) {
   return ChildProcess(std::move(arguments), ChildProcess::Errors::taken);
 }
 
-std::string addressOf(const ChildProcess& process) {
+std::string addressOf(const ChildProcess& process, const std::string& scheme = "http") {
   const std::string line = process.readLine();
-  EXPECT_THAT(line, StartsWith("listening on http://127.0.0.1:"));
+  EXPECT_THAT(line, StartsWith("listening on " + scheme + "://127.0.0.1:"));
   return line.substr(std::string("listening on ").size());
 }
 
-TEST(LocalCloudProcess, SaysWhereItListensAndEndsWhenToldTo) {
+TEST(LocalCloudProcess, PrintsItsAddressAndEndsOnSignals) {
   for (const int number : {SIGTERM, SIGINT}) {
     const test::TemporaryDirectory directory;
-    const std::filesystem::path data = directory.path() / "new" / "deep";
-    ChildProcess process = started({"--port", "0", "--data", data.string()});
+    const std::filesystem::path data = directory.path() / "geoloom-localcloud";
+    ChildProcess process(
+        {"env", "XDG_DATA_HOME=" + directory.path().string(), GEOLOOM_LOCALCLOUD, "--port", "0"},
+        ChildProcess::Errors::taken);
     httplib::Client client(addressOf(process));
     const auto answer =
         client.Post("/prod/maps/find_assets_on_the_map", R"({"map_uuid":"M"})", "application/json");
@@ -50,7 +54,7 @@ TEST(LocalCloudProcess, SaysWhereItListensAndEndsWhenToldTo) {
   }
 }
 
-TEST(LocalCloudProcess, EndsWithOneLineAndACodeWhenItCannotStart) {
+TEST(LocalCloudProcess, ReportsInOneLineWhyItCannotStart) {
   const test::TemporaryDirectory directory;
   const std::string data = directory.path().string();
   const ChildProcess running = started({"--port", "0", "--data", data});
@@ -58,7 +62,6 @@ TEST(LocalCloudProcess, EndsWithOneLineAndACodeWhenItCannotStart) {
   const std::string port = address.substr(address.rfind(':') + 1);
   const std::string other = (directory.path() / "other").string();
   const std::tuple<std::vector<std::string>, int, const char*> cases[] = {
-      {{"--port", "0"}, 2, "--data"},
       {{"--port", "-1", "--data", other}, 2, "--port"},
       {{"--port", "0", "--data", other, "--nonsense"}, 2, "--nonsense"},
       {{"--port", "0", "--data", other, "--host", "0.0.0.0"}, 2, "--developer-key"},
@@ -91,10 +94,10 @@ JSON mapCall(httplib::Client& client, const std::string& operation, const JSON& 
   return answer && answer->status == 200 ? JSON::parse(answer->body) : JSON();
 }
 
-/// Writes one thing after another as fast as they are acknowledged, however often the service goes.
+/// Writes one item after another, each as soon as the one before is acknowledged.
 class Writer {
  public:
-  /// What writes a thing of that name; true when it was acknowledged.
+  /// Writes one item; true if it was acknowledged.
   using Write = std::function<bool(httplib::Client& client, const std::string& writer, int number)>;
 
   Writer(std::string name, Write write) : name_(std::move(name)), write_(std::move(write)) {}
@@ -107,7 +110,7 @@ class Writer {
       acknowledged_.push_back(name_ + " " + std::to_string(number_));
       ++written;
     }
-    ++number_;  // what was under way is there or it is not
+    ++number_;  // the one under way may be stored or not
   }
 
   [[nodiscard]] const std::vector<std::string>& acknowledged() const { return acknowledged_; }
@@ -163,7 +166,54 @@ std::string makeMap(const std::string& address) {
       .at("uuid");
 }
 
-TEST(LocalCloudProcess, LosesNothingItAcknowledgedHoweverOftenItIsKilled) {
+TEST(LocalCloudProcess, RefusesWritesOnAFullDiskAndGoesOnReading) {
+  const test::TemporaryDirectory directory;
+  const auto why = geoloom::test::mountInMemory(directory.path(), 0, "size=1m");
+  if (!why.empty()) GTEST_SKIP() << why;
+  ChildProcess process = started({"--port", "0", "--data", directory.path().string()});
+  httplib::Client client(addressOf(process));
+  const auto put = [&client](int number) {
+    const JSON item = {{"SessionId", {{"S", "M"}}},
+                       {"FrameId", {{"N", std::to_string(number)}}},
+                       {"ObjectName", {{"S", std::string(100'000, 'x')}}}};
+    const JSON body = {{"TableName", "SceneUnderstanding"}, {"Item", item}};
+    return client.Post("/", {{"X-Amz-Target", "DynamoDB_20120810.PutItem"}}, body.dump(), "application/json");
+  };
+  const auto rows = [&client] {
+    return tableCall(client, "Scan", {{"TableName", "SceneUnderstanding"}, {"Select", "COUNT"}}).at("Count");
+  };
+  int stored = 0;
+  while (stored < 20 && put(stored)->status == 200) ++stored;
+  EXPECT_GT(stored, 0);
+  const auto refused = put(stored);
+  EXPECT_EQ(refused->status, 500);
+  EXPECT_THAT(refused->body, HasSubstr("disk is full"));
+  EXPECT_EQ(rows(), stored);
+  ASSERT_EQ(::mount("none", directory.path().c_str(), nullptr, MS_REMOUNT, "size=8m"), 0);
+  EXPECT_EQ(put(stored)->status, 200);
+  EXPECT_EQ(rows(), stored + 1);
+}
+
+TEST(LocalCloudProcess, ServesHTTPSToHoldersOfTheDeveloperKey) {
+  const test::TemporaryDirectory directory;
+  const TLSFiles files = selfSigned(directory);
+  const std::string key = directory.write("key.txt", "abc\n").string();
+  ChildProcess process =
+      started({"--port", "0", "--data", (directory.path() / "data").string(), "--developer-key-file", key,
+               "--tls", files.certificate.string(), files.key.string()});
+  const std::string address = addressOf(process, "https");
+  httplib::SSLClient client("127.0.0.1", std::stoi(address.substr(address.rfind(':') + 1)));
+  client.set_ca_cert_path(files.certificate.string());
+  const auto create = [&client](const char* hash) {
+    const JSON body = {{"app_id", "a"}, {"developer_key", hash}, {"user_id", "u"}, {"map_id", "m"}};
+    const auto answer = client.Post("/prod/maps/create_map", body.dump(), "application/json");
+    return answer ? answer->status : 0;
+  };
+  EXPECT_EQ(create("900150983cd24fb0d6963f7d28e17f72"), 200);
+  EXPECT_EQ(create("0123456789abcdef0123456789abcdef"), 403);
+}
+
+TEST(LocalCloudProcess, KeepsAcknowledgedWritesWhenKilled) {
   constexpr int KILLS = 200;
   const auto enough = std::chrono::steady_clock::now() + std::chrono::seconds(110);
   const test::TemporaryDirectory directory;
@@ -199,7 +249,7 @@ TEST(LocalCloudProcess, LosesNothingItAcknowledgedHoweverOftenItIsKilled) {
   std::set<std::string> stored = storedRows(address);
   stored.merge(storedAssets(address, map));
   for (const Writer& writer : writers) {
-    EXPECT_GT(std::ssize(writer.acknowledged()), kills) << "too little was written to say anything";
+    EXPECT_GT(std::ssize(writer.acknowledged()), kills) << "too few writes for a verdict";
     for (const std::string& thing : writer.acknowledged())
       ASSERT_TRUE(stored.contains(thing)) << thing << " is lost";
   }

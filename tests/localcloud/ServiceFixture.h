@@ -12,7 +12,7 @@
 
 namespace geoloom::localcloud {
 
-/// The service over a fresh store, without a socket. Time moves when told.
+/// The service over a fresh store, without a socket. The tests set the time.
 class ServiceFixture : public ::testing::Test {
  protected:
   using JSON = nlohmann::json;
@@ -32,7 +32,7 @@ class ServiceFixture : public ::testing::Test {
   JSON map(const std::string& operation, const JSON& body) { return at("/prod/maps/" + operation, body); }
   JSON at(const std::string& path, const JSON& body) { return JSON::parse(post(path, body.dump()).body); }
 
-  /// A table operation; `status_` is what it was answered with.
+  /// A table operation; sets `status_`.
   JSON table(const std::string& operation, const JSON& body) {
     const Answer answer = post("/", body.dump(), "DynamoDB_20120810." + operation);
     status_ = answer.status;

@@ -45,7 +45,7 @@ class SignatureVerifierTest : public ::testing::Test {
                                                std::chrono::hours(12) + std::chrono::minutes(36);
 };
 
-TEST_F(SignatureVerifierTest, NoticesEveryChange) {
+TEST_F(SignatureVerifierTest, RefusesAnyChange) {
   EXPECT_EQ(check(changed("authorization", "2b5d7", "2b5d8")), "InvalidSignatureException");
   EXPECT_EQ(check(changed("host", "iam", "sts")), "InvalidSignatureException");
   EXPECT_EQ(check(changed("authorization", "us-east-1", "us-west-2")), "InvalidSignatureException");
@@ -62,7 +62,7 @@ TEST_F(SignatureVerifierTest, NoticesEveryChange) {
   EXPECT_EQ(check(example(), "dynamodb"), "InvalidSignatureException");
 }
 
-TEST_F(SignatureVerifierTest, NeedsTheHeadersThatMatterToBeSigned) {
+TEST_F(SignatureVerifierTest, RequiresTheImportantHeadersToBeSigned) {
   Request request = example();
   request.headers.emplace("x-amz-target", "DynamoDB_20120810.Scan");
   EXPECT_EQ(check(request), "InvalidSignatureException");
@@ -70,7 +70,7 @@ TEST_F(SignatureVerifierTest, NeedsTheHeadersThatMatterToBeSigned) {
             "InvalidSignatureException");
 }
 
-TEST_F(SignatureVerifierTest, IsGoodForAQuarterOfAnHour) {
+TEST_F(SignatureVerifierTest, IsValidForFifteenMinutes) {
   const auto signedAt = now_;
   for (const int sign : {-1, 1}) {
     now_ = signedAt + sign * std::chrono::minutes(15);
@@ -80,7 +80,7 @@ TEST_F(SignatureVerifierTest, IsGoodForAQuarterOfAnHour) {
   }
 }
 
-TEST_F(SignatureVerifierTest, KnowsTimesThatTheSystemClockCannotCount) {
+TEST_F(SignatureVerifierTest, HandlesTimesBeyondTheSystemClocksRange) {
   for (const auto& [day, says] : {std::pair("00000101", "Signature expired"),
                                   {"16770920", "Signature expired"},
                                   {"22620412", "Signature not yet current"},
@@ -93,7 +93,7 @@ TEST_F(SignatureVerifierTest, KnowsTimesThatTheSystemClockCannotCount) {
   }
 }
 
-TEST_F(SignatureVerifierTest, RefusesWhatIsNotASignature) {
+TEST_F(SignatureVerifierTest, RefusesMalformedSignatures) {
   Request request = example();
   request.headers.erase("authorization");
   EXPECT_EQ(check(request), "MissingAuthenticationTokenException");
@@ -117,7 +117,7 @@ class KeyedServiceTest : public ServiceFixture {
   KeyedServiceTest() : ServiceFixture("abc") {}
 };
 
-TEST_F(KeyedServiceTest, TablesAndMetricsWantSignaturesWhenAKeyIsSet) {
+TEST_F(KeyedServiceTest, RequiresSignaturesForTablesAndMetrics) {
   EXPECT_THAT(table("ListTables", JSON::object()).value("__type", ""),
               EndsWith("#MissingAuthenticationTokenException"));
   EXPECT_EQ(status_, 400);

@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 
 #include "localcloud/DecimalNumber.h"
+#include "localcloud/Metrics.h"
 #include "localcloud/TableError.h"
 #include "localcloud/TableService.h"
 #include "tests/localcloud/ServiceFixture.h"
@@ -31,7 +32,7 @@ class TableServiceTest : public ServiceFixture {
             {"ExpressionAttributeValues", {{":sessionId", {{"S", session}}}}}};
   }
 
-  /// The "__type" after the "#", having checked the form of the error.
+  /// The "__type" after the "#"; checks the form of the error.
   std::string refusal(const std::string& operation, const JSON& body) {
     const JSON error = table(operation, body);
     EXPECT_EQ(status_, 400) << error;
@@ -41,7 +42,7 @@ class TableServiceTest : public ServiceFixture {
   }
 };
 
-TEST_F(TableServiceTest, TheTwoTablesExistFromTheStart) {
+TEST_F(TableServiceTest, HasTwoTablesFromTheStart) {
   EXPECT_EQ(table("ListTables", JSON::object()),
             (JSON{{"TableNames", {"SceneUnderstanding", "Transformations"}}}));
   for (const auto& [name, range] :
@@ -56,12 +57,7 @@ TEST_F(TableServiceTest, TheTwoTablesExistFromTheStart) {
   }
 }
 
-TEST_F(TableServiceTest, AnswersInTheServicesContentType) {
-  for (const char* const body : {"{}", "{"})
-    EXPECT_EQ(post("/", body, "DynamoDB_20120810.ListTables").contentType, "application/x-amz-json-1.0");
-}
-
-TEST_F(TableServiceTest, GivesBackWhatWasPutWithNumbersCanonical) {
+TEST_F(TableServiceTest, StoresAttributesInCanonicalForm) {
   const JSON given = JSON::parse(R"({"MatchCount": {"N": "1.50e1"}, "Flag": {"BOOL": true},
       "Nothing": {"NULL": true}, "Data": {"B": "aGk="}, "Names": {"SS": ["b", "a"]},
       "List": {"L": [{"N": "007"}, {"S": "é\n"}]}, "Map": {"M": {"x": {"N": "-0.0"}}}})");
@@ -77,17 +73,6 @@ TEST_F(TableServiceTest, GivesBackWhatWasPutWithNumbersCanonical) {
   EXPECT_EQ(get("13"), JSON::object());
 }
 
-TEST_F(TableServiceTest, PutReplacesAndCanReturnTheOld) {
-  put(row("M", "1", {{"Transform", {{"S", "old"}}}}));
-  const JSON answer = table("PutItem", {{"TableName", "Transformations"},
-                                        {"Item", row("M", "1")},
-                                        {"ReturnValues", "ALL_OLD"},
-                                        {"ReturnConsumedCapacity", "TOTAL"}});
-  EXPECT_EQ(answer.at("Attributes"), row("M", "1", {{"Transform", {{"S", "old"}}}}));
-  EXPECT_EQ(answer.at("ConsumedCapacity").at("TableName"), "Transformations");
-  EXPECT_EQ(table("DescribeTable", {{"TableName", "Transformations"}}).at("Table").at("ItemCount"), 1);
-}
-
 TEST_F(TableServiceTest, ScanFiltersAndCounts) {
   put(row("M", "1"));
   put(row("N", "1"));
@@ -101,7 +86,7 @@ TEST_F(TableServiceTest, ScanFiltersAndCounts) {
             (JSON{{"Count", 0}, {"ScannedCount", 3}, {"Items", JSON::array()}}));
 }
 
-TEST_F(TableServiceTest, ScanLimitsWhatItEvaluatesAndResumesAfterTheLastKey) {
+TEST_F(TableServiceTest, ScanLimitsEvaluatedItemsAndResumes) {
   for (const char* const time : {"-5", "-0.5", "0", "2", "10"}) put(row("M", time));
   put(row("N", "1"));
   JSON body = scanOf("M");
@@ -121,11 +106,10 @@ TEST_F(TableServiceTest, ScanLimitsWhatItEvaluatesAndResumesAfterTheLastKey) {
     body["ExclusiveStartKey"] = page.at("LastEvaluatedKey");
   }
   EXPECT_THAT(times, ElementsAre("-5", "-0.5", "0", "2", "10")) << "range keys in the order of numbers";
-  EXPECT_THAT(sizes, ElementsAre(3, 2, 0))
-      << "a full last page is followed by an empty one, as nobody looked ahead";
+  EXPECT_THAT(sizes, ElementsAre(3, 2, 0)) << "a full last page is followed by an empty one";
 }
 
-TEST_F(TableServiceTest, APageEndsAtAMegabyte) {
+TEST_F(TableServiceTest, EndsAPageAtOneMegabyte) {
   const std::string large(300'000, 'x');
   for (int i = 0; i < 5; ++i) put(row("M", std::to_string(i), {{"Transform", {{"S", large}}}}));
   const JSON page = table("Scan", {{"TableName", "Transformations"}});
@@ -133,7 +117,7 @@ TEST_F(TableServiceTest, APageEndsAtAMegabyte) {
   EXPECT_TRUE(page.contains("LastEvaluatedKey"));
 }
 
-TEST_F(TableServiceTest, FilterIsConjunctionOfEqualitiesInEitherOrder) {
+TEST_F(TableServiceTest, FiltersByConjunctionsOfEqualities) {
   put(row("M", "1", {{"A", {{"N", "1.0"}}}, {"B", {{"S", "x"}}}}));
   put(row("M", "2", {{"A", {{"N", "1"}}}}));
   const auto count = [&](const std::string& filter, const JSON& names, const JSON& values) {
@@ -147,10 +131,10 @@ TEST_F(TableServiceTest, FilterIsConjunctionOfEqualitiesInEitherOrder) {
   const JSON x = {{"S", "x"}};
   EXPECT_EQ(count("A = :a", {}, {{":a", one}}), 2);
   EXPECT_EQ(count(":a=A and #b =:b", {{"#b", "B"}}, {{":a", one}, {":b", x}}), 1);
-  EXPECT_EQ(count("A = :a", {}, {{":a", {{"S", "1"}}}}), 0) << "text is no number";
+  EXPECT_EQ(count("A = :a", {}, {{":a", {{"S", "1"}}}}), 0);
 }
 
-TEST_F(TableServiceTest, ExpressionsOutsideTheFormAreClearErrors) {
+TEST_F(TableServiceTest, NamesUnsupportedExpressions) {
   const JSON values = {{":v", {{"S", "x"}}}};
   const std::tuple<const char*, JSON, JSON, const char*> cases[] = {
       {"", {}, {}, "can not be empty"},
@@ -175,7 +159,7 @@ TEST_F(TableServiceTest, ExpressionsOutsideTheFormAreClearErrors) {
   }
 }
 
-TEST_F(TableServiceTest, ErrorsHaveTheServicesTypes) {
+TEST_F(TableServiceTest, RefusesWithTheServicesErrorTypes) {
   const auto about = [](const std::string& more) {
     return R"({"TableName":"Transformations",)" + more + "}";
   };
@@ -230,7 +214,7 @@ TEST_F(TableServiceTest, ErrorsHaveTheServicesTypes) {
             "com.amazonaws.dynamodb.v20120810#ResourceNotFoundException");
 }
 
-TEST_F(TableServiceTest, TablesOfOtherKeysCanBeMade) {
+TEST_F(TableServiceTest, CreatesTablesWithOtherKeys) {
   const JSON answer =
       table("CreateTable", JSON::parse(R"({"TableName": "Blobs", "BillingMode": "PAY_PER_REQUEST",
       "KeySchema": [{"AttributeName": "Id", "KeyType": "HASH"}],
@@ -276,7 +260,7 @@ TEST(DecimalNumber, IsCanonicalAndOrdered) {
     EXPECT_THROW(DecimalNumber{text}, TableError) << text;
 }
 
-TEST_F(TableServiceTest, MetricsAreCountedByNameAndDimensions) {
+TEST_F(TableServiceTest, CountsMetricsByNameAndDimensions) {
   const auto send = [&](const char* name, const char* key) {
     JSON data = JSON::parse(R"({"Namespace": "YeltMaps", "MetricData": [{"Value": 1, "Unit": "Count"}]})");
     data["MetricData"][0]["MetricName"] = name;
@@ -287,7 +271,7 @@ TEST_F(TableServiceTest, MetricsAreCountedByNameAndDimensions) {
   EXPECT_EQ(status_, 200);
   send("YeltMaps.AssetSaved", "k1");
   send("YeltMaps.AssetSaved", "k2");
-  const auto metrics = store_.metrics();
+  const auto metrics = store_.read(metrics::all);
   ASSERT_EQ(metrics.size(), 2U);
   EXPECT_EQ(metrics[0].samples, 2);
   EXPECT_EQ(metrics[0].sum, 2);

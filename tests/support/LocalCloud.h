@@ -6,7 +6,9 @@
 
 #include <nlohmann/json.hpp>
 
+#include "localcloud/Metrics.h"
 #include "localcloud/Server.h"
+#include "localcloud/Tables.h"
 #include "tests/support/TemporaryDirectory.h"
 
 namespace geoloom::test {
@@ -27,14 +29,20 @@ class LocalCloud {
   [[nodiscard]] std::string tables() const { return server_.url() + "/"; }
   [[nodiscard]] std::string metrics() const { return server_.url() + "/"; }
 
-  [[nodiscard]] localcloud::Store& store() { return server_.store(); }
+  /// What was counted under each metric name and set of dimensions.
+  [[nodiscard]] std::vector<localcloud::MetricRecord> counted() {
+    return server_.store().read(localcloud::metrics::all);
+  }
 
   /// The rows of a table, in the form {"SessionId": {"S": "…"}, …}.
   [[nodiscard]] std::vector<nlohmann::json> rows(const std::string& table) {
     std::vector<nlohmann::json> rows;
-    store().scan(table, std::nullopt, [&](const localcloud::ItemRecord& item) {
+    const auto keep = [&](const localcloud::ItemRecord& item) {
       rows.push_back(nlohmann::json::parse(item.text));
       return true;
+    };
+    server_.store().read([&](localcloud::Database& database) {
+      localcloud::tables::scan(database, table, std::nullopt, keep);
     });
     return rows;
   }
