@@ -23,20 +23,18 @@ class TinyModel {
     std::vector<float> scores(CLASSES * ANCHORS, -20.0F);
     scores[row * ANCHORS + anchor] = score;
     tools::ONNXGraph graph;
-    graph.input(tools::networkInput, {1, 3, SIDE, SIDE});
-    graph.output(tools::networkScores, {CLASSES, ANCHORS});
-    graph.output(tools::networkBoxes, {4, ANCHORS});
+    graph.input(tools::CompiledSSD::INPUT, {1, 3, SIDE, SIDE});
+    graph.output(tools::CompiledSSD::SCORES, {CLASSES, ANCHORS});
+    graph.output(tools::CompiledSSD::BOXES, {4, ANCHORS});
     const std::vector<std::int64_t> kernel{SIDE, SIDE};
-    graph.node("AveragePool", {tools::networkInput}, "mean",
+    graph.node("AveragePool", {tools::CompiledSSD::INPUT}, "mean",
                tools::ONNXAttributes{}.numbers("kernel_shape", kernel));
-    head(graph, tools::networkScores, scores);
-    head(graph, tools::networkBoxes, std::vector<float>(4 * ANCHORS, 0.0F));
+    head(graph, tools::CompiledSSD::SCORES, scores);
+    head(graph, tools::CompiledSSD::BOXES, std::vector<float>(4 * ANCHORS, 0.0F));
 
     tools::CompiledSSD compiled;
     compiled.onnx = graph.model("tiny");
-    compiled.inputSide = SIDE;
-    compiled.classes = CLASSES;
-    compiled.anchors = ANCHORS;
+    compiled.side = SIDE;
     const auto bundle = directory_.path() / "feature_model.mlmodelc";
     if (const auto failure = tools::writeModelBundle(bundle, compiled, "tiny", {}))
       throw std::runtime_error(failure->message);

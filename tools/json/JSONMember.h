@@ -37,6 +37,8 @@ class JSONMember {
   [[nodiscard]] bool isPresent() const { return value_.has_value(); }
   [[nodiscard]] bool isString() const { return value_ && value_->type() == platform::JSON::Type::string; }
   [[nodiscard]] const std::string& path() const { return path_; }
+  /// The same value under another name in messages.
+  [[nodiscard]] JSONMember withPath(std::string path) const { return {value_, std::move(path)}; }
 
   [[nodiscard]] std::string string() const {
     return need(value_ ? value_->string() : std::nullopt, "a text");

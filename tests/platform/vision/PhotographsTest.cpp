@@ -90,29 +90,30 @@ class Photographs : public testing::Test {
 
 /// The boxes were drawn by hand on the photographs, inside the square in the middle.
 TEST_F(Photographs, ShowWhatIsInThemWhereItIs) {
-  const std::tuple<const char*, const char*, Box> cases[] = {
-      {"dog", "dog", {28, 80, 458, 512}},           {"cat", "cat", {44, 112, 512, 380}},
-      {"car", "car", {0, 143, 418, 408}},           {"coffee", "cup", {172, 18, 410, 308}},
-      {"chelsea", "cat", {76, 0, 376, 300}},        {"astronaut", "person", {22, 14, 364, 512}},
-      {"spacesuit", "person", {157, 28, 370, 447}},
+  const std::tuple<const char*, std::vector<std::string>, Box> cases[] = {
+      // With red and blue swapped or the bytes scaled to another range, only one of the two names remains.
+      {"car", {"truck", "car"}, {0, 143, 418, 408}},
+      // With the anchors in the file's order, this becomes two cups, one of them wide and low.
+      {"coffee", {"cup"}, {172, 18, 410, 308}},
   };
-  for (const auto& [file, name, expected] : cases) {
+  for (const auto& [file, names, expected] : cases) {
     const auto picture = photograph(file);
-    const auto found = find(picture, EXIFOrientation::topLeft);
-    ASSERT_FALSE(found.empty()) << file;
-    EXPECT_EQ(nameOf(found[0]), name) << file;
-    const Box box =
-        boxOf(found[0], static_cast<double>(picture->width()), static_cast<double>(picture->height()));
-    EXPECT_GT(overlap(box, expected), 0.75)
-        << file << ": " << box.left << " " << box.top << " " << box.right << " " << box.bottom;
-    for (std::size_t i = 1; i < found.size(); ++i) EXPECT_EQ(nameOf(found[i]), name) << file;
+    std::vector<std::string> found;
+    for (const Prediction& prediction : find(picture, EXIFOrientation::topLeft)) {
+      found.push_back(nameOf(prediction));
+      const Box box =
+          boxOf(prediction, static_cast<double>(picture->width()), static_cast<double>(picture->height()));
+      EXPECT_GT(overlap(box, expected), 0.75)
+          << file << ": " << box.left << " " << box.top << " " << box.right << " " << box.bottom;
+    }
+    EXPECT_EQ(found, names) << file;
   }
   EXPECT_EQ(names_[0], "concat_1__0");
   EXPECT_EQ(names_[1], "concat__0");
 }
 
 TEST_F(Photographs, WithoutKnownThingsShowNothing) {
-  for (const char* name : {"grass", "gravel", "brick", "sunflower"})
+  for (const char* name : {"grass", "fish"})
     EXPECT_TRUE(find(photograph(name), EXIFOrientation::topLeft).empty()) << name;
 }
 

@@ -1,157 +1,162 @@
 #pragma once
 
-#include <bit>
-#include <cmath>
-#include <list>
+#include <algorithm>
+#include <numeric>
 #include <random>
 #include <string>
 #include <vector>
 
-#include <fmt/format.h>
+#include <nlohmann/json.hpp>
 
-#include "tests/tools/model/FlatWriter.h"
+#include "geoloom/SceneUnderstanding/boxes/SSDAnchors.h"
 
-/// A single-shot detector of a few hundred weights on a 19 x 19 picture, as a TensorFlow Lite file. It has
-/// every kind of operator that the compiler reads and the kit's six grids, so that layouts can be checked to
-/// the last element.
 namespace geoloom::test {
 
+/// A single-shot detector of a few thousand weights as a TensorFlow.js model, with every operator that the
+/// compiler reads. Each layer lists the anchors of a cell in an order of its own.
 class TinyDetector {
  public:
-  static const std::vector<std::string>& labels() {
-    static const std::vector<std::string> names = {"???", "Mug", "Cat", "Boot", "Coffee cup", "Person"};
-    return names;
-  }
+  using JSON = nlohmann::json;
 
   explicit TinyDetector(unsigned seed) : random_(seed) {
-    input_ = tensor({1, 19, 19, 3}, 0);
-    int features = convolution(input_, {19, 3}, {19, 4}, 3, 1, 3);
-    features = add(features, depthwise(features, 19, 4, 1), {1, 19, 19, 4});
-    const std::int32_t grids[] = {19, 10, 5, 3, 2, 1};
-    std::vector<std::int32_t> boxes;
-    std::vector<std::int32_t> scores;
-    const auto columns = static_cast<std::int32_t>(labels().size());
-    for (std::size_t layer = 0; layer < 6; ++layer) {
-      const std::int32_t grid = grids[layer];
-      const std::int32_t channels = layer == 0 ? 4 : 5;
-      if (layer > 0)
-        features = convolution(features, {grids[layer - 1], layer == 1 ? 4 : 5}, {grid, 5}, 3, 2, 1);
-      const std::int32_t perCell = layer == 0 ? 3 : 6;
-      const std::int32_t rows = grid * grid * perCell;
-      const int box = convolution(features, {grid, channels}, {grid, 4 * perCell}, 1, 1, 0);
-      boxes.push_back(reshape(box, {1, rows, 1, 4}));
-      const int score = convolution(features, {grid, channels}, {grid, columns * perCell}, 1, 1, 0);
-      scores.push_back(reshape(score, {1, rows, columns}));
+    add("Placeholder", "image", {});
+    add("Mul", "scale", {constant("factor", {}, {2.0F / 255}), "image"});
+    add("Sub", "Preprocessor/sub", {"scale", constant("one", {}, {1})});
+    integer("1", {}, 1);
+    integer("first", {1}, 0);
+    integer("second", {1}, 1);
+
+    // Merged weights with an addition, then a depthwise convolution with a multiplication and an addition.
+    convolve("Conv2D", "c", "Preprocessor/sub", {3, 3, 3, 4}, 16);
+    add("Add", "c/add", {"c", weights("c/shift", {4})});
+    add("Relu6", "c/relu", {"c/add"});
+    convolve("DepthwiseConv2dNative", "d", "c/relu", {3, 3, 4, 2}, 1);
+    add("Mul", "d/mul", {"d", weights("d/scale", {8})});
+    add("Add", "d/add", {"d/mul", weights("d/shift", {8})});
+    add("Relu6", "d/relu", {"d/add"});
+    // Two blocks with a shortcut around the second; the constant is added to the sum.
+    convolve("Conv2D", "e", "d/relu", {1, 1, 8, 3}, 1);
+    add("Add", "e/add", {"e", weights("e/shift", {3})});
+    convolve("Conv2D", "f", "e/add", {1, 1, 3, 3}, 1);
+    add("AddN", "f/sum", {"f", "e/add"});
+    add("Add", "f/add", {weights("f/shift", {3}), "f/sum"});
+
+    std::string features = "f/add";
+    std::vector<std::string> boxes;
+    std::vector<std::string> scores;
+    std::vector<float> anchors;
+    const int grids[] = {19, 10, 5, 3, 2, 1};
+    for (int layer = 0; layer < 6; ++layer) {
+      const std::string name = "layer" + std::to_string(layer);
+      const int perCell = layer == 0 ? 3 : 6;
+      if (layer > 0) {
+        convolve("Conv2D", name, features, {3, 3, 3, 3}, 2);
+        add("Relu6", name + "/relu", {name});
+        features = name + "/relu";
+      }
+      convolve("DepthwiseConv2dNative", name + "/d", features, {3, 3, 3, 1}, 1);
+      const std::string norm =
+          add("FusedBatchNorm", name + "/norm",
+              {name + "/d", weights(name + "/gamma", {3}), weights(name + "/beta", {3}),
+               weights(name + "/mean", {3}), constant(name + "/variance", {3}, {2, 3, 4})},
+              {{"epsilon", {{"f", 0.5}}}});
+      const int rows = grids[layer] * grids[layer] * perCell;
+      boxes.push_back(head(name + "/box", norm, perCell, rows, {1, 4}));
+      scores.push_back(head(name + "/score", norm, perCell, rows, {91}));
+      listAnchors(anchors, rows, perCell);
     }
-    const int joined = concatenate(boxes, {1, 1917, 1, 4});
-    outputs_ = {reshape(joined, {1, 1917, 4}), concatenate(scores, {1, 1917, columns})};
+    boxes.emplace_back("1");
+    scores.emplace_back("1");
+    add("ConcatV2", "concat", boxes);
+    add("ConcatV2", "concat_1", scores);
+    constant("Postprocessor/ExpandDims", {1, 1917, 4}, anchors);
   }
 
-  /// What the tests break.
-  std::vector<FlatTableNode> tensors;
-  std::vector<FlatTableNode> operators;
-  std::vector<FlatTableNode> buffers = {FlatTableNode{}};
-  std::vector<std::int32_t> codes = {3, 4, 0, 22, 2, 6};
-
-  [[nodiscard]] std::string file() const {
-    const std::vector<FlatTableNode> graph = {
-        {{{0, tensors}, {1, std::vector<std::int32_t>{input_}}, {2, outputs_}, {3, operators}}}};
-    std::vector<FlatTableNode> codeTables;
-    for (const std::int32_t code : codes)
-      codeTables.push_back({{{0, static_cast<std::uint8_t>(code)}, {3, code}}});
-    return FlatWriter::file({{{0, 3}, {1, codeTables}, {2, graph}, {4, buffers}}}, "TFL3");
+  [[nodiscard]] std::string json() const {
+    JSON nodeList = JSON::array();
+    for (const auto& [name, node] : nodes.items()) nodeList.push_back(node);
+    return JSON{{"modelTopology", {{"node", nodeList}}},
+                {"weightsManifest", {{{"paths", {"a", "b"}}, {"weights", manifest}}}}}
+        .dump();
   }
+
+  // What the tests change.
+  JSON nodes = JSON::object();  ///< by name
+  JSON manifest = JSON::array();
+  std::string bytes;  ///< of all shards
 
  private:
-  struct Side {
-    std::int32_t grid;
-    std::int32_t channels;
-  };
+  std::string add(const std::string& op, const std::string& name, const std::vector<std::string>& inputs,
+                  JSON attributes = JSON::object()) {
+    nodes[name] = {{"name", name}, {"op", op}, {"input", inputs}, {"attr", std::move(attributes)}};
+    return name;
+  }
 
-  int tensor(std::vector<std::int32_t> shape, std::uint8_t type, const std::string& data = {}) {
-    std::int32_t buffer = 0;
-    if (!data.empty()) {
-      buffer = static_cast<std::int32_t>(buffers.size());
-      buffers.push_back({{{0, FlatBytes{data}}}});
+  template <class Number>
+  std::string store(const std::string& name, const std::vector<int>& shape, const std::vector<Number>& values,
+                    const char* type) {
+    manifest.push_back({{"name", name}, {"shape", shape}, {"dtype", type}});
+    bytes.append(reinterpret_cast<const char*>(values.data()), values.size() * sizeof(Number));
+    return add("Const", name, {"^image"});
+  }
+  std::string constant(const std::string& name, const std::vector<int>& shape,
+                       const std::vector<float>& values) {
+    return store(name, shape, values, "float32");
+  }
+  std::string integer(const std::string& name, const std::vector<int>& shape, int value) {
+    return store(name, shape, std::vector<std::int32_t>{value}, "int32");
+  }
+  std::string weights(const std::string& name, const std::vector<int>& shape) {
+    std::vector<float> values(
+        static_cast<std::size_t>(std::accumulate(shape.begin(), shape.end(), 1, std::multiplies<int>())));
+    std::uniform_real_distribution<float> value(-1, 1);
+    for (float& v : values) v = value(random_);
+    return constant(name, shape, values);
+  }
+
+  /// The first half of the nodes has texts as lists of bytes, the second as base64.
+  std::string convolve(const std::string& op, const std::string& name, const std::string& from,
+                       const std::vector<int>& shape, int stride) {
+    const bool asBytes = nodes.size() < 60;
+    const JSON same = asBytes ? JSON{83, 65, 77, 69} : JSON("U0FNRQ==");
+    const JSON format = asBytes ? JSON{78, 72, 87, 67} : JSON("TkhXQw==");
+    const std::string side = std::to_string(stride);
+    return add(op, name, {from, weights(name + "/weights", shape)},
+               {{"padding", {{"s", same}}},
+                {"data_format", {{"s", format}}},
+                {"strides", {{"list", {{"i", {"1", side, side, "1"}}}}}},
+                {"dilations", {{"list", {{"i", {1, 1, 1, 1}}}}}}});
+  }
+
+  std::string head(const std::string& name, const std::string& from, int perCell, int rows,
+                   const std::vector<int>& columns) {
+    const int channels = perCell * columns.back();
+    convolve("Conv2D", name, from, {1, 1, 3, channels}, 1);
+    add("BiasAdd", name + "/biased", {name, weights(name + "/bias", {channels})});
+    add("Shape", name + "/shape", {from});
+    add("StridedSlice", name + "/batch", {name + "/shape", "first", "second", "second"},
+        {{"shrink_axis_mask", {{"i", "1"}}}, {"end_mask", {{"i", "0"}}}});
+    std::vector<std::string> sizes = {name + "/batch", integer(name + "/rows", {}, rows)};
+    if (columns.size() > 1) sizes.emplace_back("1");
+    sizes.push_back(integer(name + "/columns", {}, columns.back()));
+    add("Pack", name + "/target", sizes);
+    return add("Reshape", name + "/reshape", {name + "/biased", name + "/target"});
+  }
+
+  void listAnchors(std::vector<float>& anchors, int rows, int perCell) {
+    std::vector<std::size_t> order(static_cast<std::size_t>(perCell));
+    std::iota(order.begin(), order.end(), std::size_t{0});
+    std::shuffle(order.begin(), order.end(), random_);
+    const std::size_t start = anchors.size() / 4;
+    for (int row = 0; row < rows; row += perCell) {
+      for (const std::size_t place : order) {
+        const auto& anchor = SSDAnchors::anchors()[start + static_cast<std::size_t>(row) + place];
+        anchors.insert(anchors.end(), anchor.begin(), anchor.end());
+      }
     }
-    tensors.push_back({{{0, std::move(shape)},
-                        {1, type},
-                        {2, buffer},
-                        {3, FlatBytes{fmt::format("t{}", tensors.size())}}}});
-    return static_cast<int>(tensors.size()) - 1;
-  }
-
-  void run(std::int32_t code, std::vector<std::int32_t> inputs, int output, std::uint8_t optionsType,
-           std::map<std::size_t, FlatValue> options) {
-    options_.push_back({std::move(options)});
-    operators.push_back({{{0, code},
-                          {1, std::move(inputs)},
-                          {2, std::vector<std::int32_t>{output}},
-                          {3, optionsType},
-                          {4, &options_.back()}}});
-  }
-
-  /// Random multiples of 1/64 in half precision, widened by an operator, as in the published files.
-  int weights(const std::vector<std::int32_t>& shape, std::int32_t limit) {
-    std::size_t count = 1;
-    for (const std::int32_t size : shape) count *= static_cast<std::size_t>(size);
-    std::string data;
-    for (std::size_t i = 0; i < count; ++i) {
-      const float value =
-          static_cast<float>(std::uniform_int_distribution<int>(-limit, limit)(random_)) / 64.0F;
-      const auto bits = std::bit_cast<std::uint32_t>(value);
-      const std::uint32_t half =
-          value == 0 ? 0
-                     : (bits >> 16 & 0x8000U) | (((bits >> 23 & 0xffU) - 112U) << 10) | (bits >> 13 & 0x3ffU);
-      data.push_back(static_cast<char>(half & 0xffU));
-      data.push_back(static_cast<char>(half >> 8));
-    }
-    const int narrow = tensor(shape, 1, data);
-    const int wide = tensor(shape, 0);
-    run(5, {narrow}, wide, 0, {});
-    return wide;
-  }
-
-  int convolution(int from, Side in, Side out, std::int32_t kernel, std::int32_t stride,
-                  std::uint8_t activation) {
-    const int filter = weights({out.channels, kernel, kernel, in.channels}, 40);
-    const int bias = weights({out.channels}, 20);
-    const int result = tensor({1, out.grid, out.grid, out.channels}, 0);
-    run(0, {from, filter, bias}, result, 1,
-        {{0, std::uint8_t{0}}, {1, stride}, {2, stride}, {3, activation}, {4, 1}, {5, 1}});
-    return result;
-  }
-
-  int depthwise(int from, std::int32_t grid, std::int32_t channels, std::uint8_t activation) {
-    const int filter = weights({1, 3, 3, channels}, 40);
-    const int bias = weights({channels}, 20);
-    const int result = tensor({1, grid, grid, channels}, 0);
-    run(1, {from, filter, bias}, result, 2, {{0, std::uint8_t{0}}, {1, 1}, {2, 1}, {3, 1}, {4, activation}});
-    return result;
-  }
-
-  int add(int a, int b, const std::vector<std::int32_t>& shape) {
-    const int result = tensor(shape, 0);
-    run(2, {a, b}, result, 11, {{0, std::uint8_t{0}}});
-    return result;
-  }
-
-  int reshape(int from, const std::vector<std::int32_t>& shape) {
-    const int result = tensor(shape, 0);
-    run(3, {from}, result, 17, {{0, shape}});
-    return result;
-  }
-
-  int concatenate(const std::vector<std::int32_t>& from, const std::vector<std::int32_t>& shape) {
-    const int result = tensor(shape, 0);
-    run(4, from, result, 10, {{0, 1}, {1, std::uint8_t{0}}});
-    return result;
   }
 
   std::mt19937 random_;
-  std::list<FlatTableNode> options_;
-  std::int32_t input_ = 0;
-  std::vector<std::int32_t> outputs_;
 };
 
 }  // namespace geoloom::test
