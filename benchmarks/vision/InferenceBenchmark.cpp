@@ -2,6 +2,7 @@
 #include <opencv2/core.hpp>
 #include <opencv2/dnn.hpp>
 
+#include "geoloom/platform/imaging/CVPixelBuffer.h"
 #include "geoloom/platform/vision/VNRequest.h"
 
 // From the camera's picture to the network's outputs, beside the engine alone on a prepared tensor: the

@@ -282,8 +282,8 @@ Image Compiler::add(const std::string& name) {
 
 /// The sum stays open for constants: one of its terms is a convolution that is not written yet.
 Image Compiler::addImages(const std::string& name) {
-  for (const std::size_t open : {0, 1}) {
-    imageAt(name, 1 - open);
+  for (const std::size_t open : {std::size_t{0}, std::size_t{1}}) {
+    imageAt(name, 1 - open);  // may write the other
     Image image = imageAt(name, open);
     if (!image.convolution || image.isWritten || !image.convolution->addend.empty()) continue;
     if (imageAt(name, 1 - open).shape != image.shape) refuseNode(name, "it adds images of different shapes");
