@@ -44,8 +44,7 @@ class CloudAPITest : public ::testing::Test {
     return std::make_shared<CloudAPI>(false);
   }
 
-  /// What the operation's callback hears until a later request of the same client has been answered too:
-  /// anything heard twice, or late, would be among it.
+  /// The calls of the operation's callback until the request is over.
   static std::vector<std::string> heardOf(const MappingOperation& operation, const FakeAnswer& answer) {
     const FakeService service([&answer](const RecordedRequest& request) {
       return request.path == "/later/create_map" ? FakeAnswer::json("[]") : answer;
@@ -60,7 +59,7 @@ class CloudAPITest : public ::testing::Test {
       EXPECT_TRUE(DispatchQueue::main()->isCurrent());
       heard.add(std::move(text));
     });
-    // The request is over when nobody holds the client any longer but us.
+    // A request in flight holds the client.
     EXPECT_TRUE(eventually([&] { return client.use_count() == 1; })) << operation.name << " never ended";
     DispatchQueue::main()->sync([] {});
     if (service) {
@@ -72,7 +71,7 @@ class CloudAPITest : public ::testing::Test {
   const test::TemporaryDirectory directory_;
 };
 
-TEST_F(CloudAPITest, EveryOperationPostsJSONToItsPlace) {
+TEST_F(CloudAPITest, PostsJSONToThePathOfTheOperation) {
   for (const MappingOperation& operation : mappingOperations()) {
     const FakeService service([](const RecordedRequest&) { return FakeAnswer::json("[]"); });
     EXPECT_EQ(heardOf(operation, api(service), &service), operation.ofEmptyArray) << operation.name;
@@ -87,7 +86,7 @@ TEST_F(CloudAPITest, EveryOperationPostsJSONToItsPlace) {
   }
 }
 
-TEST_F(CloudAPITest, HandsAnswersOnWhateverTheirStatus) {
+TEST_F(CloudAPITest, PassesAnswersOnForEveryStatus) {
   const std::string refusal = R"({"errorMessage":"Cannot find the map m3"})";
   const std::string map =
       R"([{"user_id":"u","map_id":"near","latitude":1,"longitude":2,"altitude":3,"vertical_accuracy":4,"horizontal_accuracy":5}])";
@@ -105,7 +104,7 @@ TEST_F(CloudAPITest, HandsAnswersOnWhateverTheirStatus) {
   }
 }
 
-TEST_F(CloudAPITest, BetaChoosesTheAddressOnceAndTheKeyAtEveryCall) {
+TEST_F(CloudAPITest, ReadsBetaAtConstructionForTheAddressAndAtTheCallForTheKey) {
   const FakeService service([](const RecordedRequest&) { return FakeAnswer::json("[]"); });
   ServiceEndpoints::setCurrent({.production = service.url("/prod/maps"),
                                 .beta = service.url("/beta/maps"),
@@ -132,7 +131,7 @@ TEST_F(CloudAPITest, BetaChoosesTheAddressOnceAndTheKeyAtEveryCall) {
   MapSessionSettings::USE_BETA_ALGO = false;
 }
 
-TEST_F(CloudAPITest, TellsTheConsoleOfPlacementsBeforeAndOfLocalizationsAfter) {
+TEST_F(CloudAPITest, PrintsPlacementsBeforeAndLocalizationsAfter) {
   Gate arrived;
   Gate answer;
   const FakeService service([&](const RecordedRequest&) {
@@ -158,7 +157,7 @@ TEST_F(CloudAPITest, TellsTheConsoleOfPlacementsBeforeAndOfLocalizationsAfter) {
   EXPECT_EQ(lines.entries().size(), 3U);
 }
 
-TEST_F(CloudAPITest, LivesUntilItsAnswerWasHandledAndOutlivesItsCallers) {
+TEST_F(CloudAPITest, LivesUntilItsAnswerIsHandled) {
   Gate answer;
   const FakeService service([&](const RecordedRequest&) {
     EXPECT_TRUE(answer.wait());
@@ -169,7 +168,7 @@ TEST_F(CloudAPITest, LivesUntilItsAnswerWasHandledAndOutlivesItsCallers) {
   std::promise<std::string> heard;
   client->createMap({"a", "u", "m", "k", {}}, [&heard](const JSON& value) {
     heard.set_value(value["uuid"]->stringValue());
-    throw std::runtime_error("the application's own");
+    throw std::runtime_error("thrown by the callback");
   });
   client.reset();
   EXPECT_FALSE(weak.expired());
@@ -178,10 +177,10 @@ TEST_F(CloudAPITest, LivesUntilItsAnswerWasHandledAndOutlivesItsCallers) {
   while (!weak.expired()) DispatchQueue::main()->sync([] {});
 }
 
-TEST_F(CloudAPITest, CountsEventsOfTheDeveloper) {
+TEST_F(CloudAPITest, SendsUsageEvents) {
   const FakeService service([](const RecordedRequest&) { return FakeAnswer::json("not even JSON", 500); });
   const auto client = api("", "");
-  client->sendMetric("nobody is registered", "k");
+  client->sendMetric("no client is registered", "k");
   platform::AWSCloudWatch::registerCloudWatch(geoloom::test::servicesAt(service.url()), "GeoloomLib");
   client->sendMetric("YeltMaps.AssetSaved", "hash");
   ASSERT_TRUE(service.waitForRequests(1));

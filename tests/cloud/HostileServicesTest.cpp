@@ -15,8 +15,8 @@
 #include "tests/support/SecureService.h"
 #include "tests/support/TimeShift.h"
 
-// Everything that the kit asks of a service, against services that answer nothing useful: each request ends
-// once, within its deadline, in the outcome of "no answer", and nothing of it is left.
+// Every request of the kit against services without a useful answer: it ends once, within its deadline, as a
+// failed request, and leaves nothing behind.
 namespace geoloom::test {
 namespace {
 
@@ -27,8 +27,8 @@ using Lines = std::vector<std::string>;
 
 constexpr char DEVELOPER_KEY[] = "a plain key";
 
-/// The kit's clients over services at one address. What callbacks hear and the console is told stands in
-/// `journal`.
+/// The kit's clients over services at one address. `journal` has the calls of their callbacks and the
+/// console's lines.
 class Kit {
  public:
   explicit Kit(const std::string& address) {
@@ -67,11 +67,11 @@ class Kit {
 struct Operation {
   std::string name;
   std::chrono::seconds deadline;
-  /// How often a request is made that may succeed another time.
+  /// Tries of a request that may be repeated.
   int tries;
   std::function<void(Kit& kit)> start;
   std::function<bool(const Kit& kit)> isOver;
-  /// What stands in the journal after so many tries without an answer.
+  /// The journal after so many failed tries.
   std::function<Lines(int tries)> outcome;
 };
 
@@ -119,7 +119,7 @@ std::vector<Operation> operations() {
   return all;
 }
 
-/// The journal without the words of the errors; those are there, in one line each.
+/// The journal with "…" for the text of each error, which must be one line.
 Lines journalOf(const Kit& kit) {
   const std::string failed = "> The request failed. Error: ";
   Lines lines = kit.journal.entries();
@@ -144,7 +144,7 @@ Lines outcomeOf(const Operation& operation, const std::string& address) {
   return journalOf(kit);
 }
 
-TEST(HostileServices, NothingComesOfTheirAnswers) {
+TEST(HostileServices, InvalidAnswersAreFailures) {
   for (const Hostility& hostility : hostilities())
     for (const Operation& operation : operations()) {
       const FakeService service([&hostility](const RecordedRequest&) { return hostility.answer; });
@@ -156,15 +156,15 @@ TEST(HostileServices, NothingComesOfTheirAnswers) {
     }
 }
 
-TEST(HostileServices, NothingComesOfAddressesThatCannotBeReached) {
-  const std::string nobody = "http://127.0.0.1:" + std::to_string(unusedPort());
-  for (const std::string& address : {nobody, std::string(), std::string("http://192.0.2.1")})
+TEST(HostileServices, UnreachableAddressesAreFailures) {
+  const std::string unused = "http://127.0.0.1:" + std::to_string(unusedPort());
+  for (const std::string& address : {unused, std::string(), std::string("http://192.0.2.1")})
     for (const Operation& operation : operations())
-      EXPECT_EQ(outcomeOf(operation, address), operation.outcome(address == nobody ? operation.tries : 1))
+      EXPECT_EQ(outcomeOf(operation, address), operation.outcome(address == unused ? operation.tries : 1))
           << operation.name << " " << address;
 }
 
-TEST(HostileServices, NothingIsSentToThoseThatCannotProveTheirName) {
+TEST(HostileServices, NothingIsSentWithoutAValidCertificate) {
   const Authority authority;
   for (const auto& [identity, file] : {std::pair(&authority.good, std::string()),
                                        {&authority.wrongName, authority.file()},
@@ -180,13 +180,13 @@ TEST(HostileServices, NothingIsSentToThoseThatCannotProveTheirName) {
   platform::HTTPClient::shared().setCertificateAuthorities({});
 }
 
-/// Returns when the client has looked at the time.
+/// Makes the client check its deadlines.
 void wakeClient() {
   const FakeService kind([](const RecordedRequest&) { return FakeAnswer::json("[]"); });
   EXPECT_EQ(answerTo(requestTo(kind.url())).error, "");
 }
 
-TEST(HostileServices, WhoeverIsSlowIsGivenUpAtTheDeadline) {
+TEST(HostileServices, SlowServiceTimesOut) {
   const std::string head = "HTTP/1.1 200 OK\r\nContent-Type: application/json\r\n";
   for (const FakeAnswer& slow :
        {FakeAnswer::silence(), FakeAnswer::dripping(head, "X-More: to come\r\n"),
@@ -216,7 +216,7 @@ TEST(HostileServices, WhoeverIsSlowIsGivenUpAtTheDeadline) {
 }
 
 // Each scan gives the service time and gives up in the end; the first one that is let through succeeds.
-TEST(HostileServices, AThrottlingStormIsWeathered) {
+TEST(HostileServices, ScansRecoverFromThrottling) {
   constexpr int storm = 4 * MAXIMUM_SCAN_TRIES + 3;
   std::atomic<int> asked = 0;
   const FakeService service([&asked](const RecordedRequest&) {
@@ -242,7 +242,7 @@ TEST(HostileServices, AThrottlingStormIsWeathered) {
 
 // The services of the provider refuse what is signed more than a quarter of an hour away from their time; the
 // mapping service does not look at the time. Nobody's clock is corrected.
-TEST(HostileServices, AClockAnHourOffIsRefusedInWordsThatSayWhatToDo) {
+TEST(HostileServices, AWrongClockIsNamedInTheError) {
   for (const auto& [ahead, says] : {std::pair(std::chrono::hours(1), "Signature expired"),
                                     {std::chrono::hours(-1), "Signature not yet current"}}) {
     const test::TemporaryDirectory directory;

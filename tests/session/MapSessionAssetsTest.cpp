@@ -15,8 +15,7 @@ const char STORED[] = R"({"placements": [
 
 const char REFUSAL[] =
     "MapSession has not yet been fully initialized. Wait for statusCallback with .initialized before storing "
-    "any "
-    "assets. (mode - ";
+    "any assets. (mode - ";
 
 class MapSessionAssets : public SessionTest {
  protected:
@@ -35,7 +34,7 @@ class MapSessionAssets : public SessionTest {
   }
 };
 
-TEST_F(MapSessionAssets, StoringTellsWhetherTheServiceTookThem) {
+TEST_F(MapSessionAssets, ReportsWhetherTheServiceTookAPlacement) {
   const auto session = openInitialized(MapMode::mapping);
   Recorder<bool> taken;
   const auto store = [&] {
@@ -63,7 +62,7 @@ TEST_F(MapSessionAssets, StoringTellsWhetherTheServiceTookThem) {
   EXPECT_EQ(std::ranges::count(metricNames(), "YeltMaps.AssetSaved"), 4);
 }
 
-TEST_F(MapSessionAssets, StoringRefusesUntilTheMapIsKnown) {
+TEST_F(MapSessionAssets, RefusesPlacementsUntilTheMapIsKnown) {
   answer("/prod/maps/create_map", R"({"errorMessage": "no"})");
   const auto session = open(MapMode::mapping);
   ASSERT_TRUE(statuses.waitForCount(1));
@@ -74,7 +73,7 @@ TEST_F(MapSessionAssets, StoringRefusesUntilTheMapIsKnown) {
   EXPECT_THAT(requests("/prod/maps/place_asset_on_map"), IsEmpty());
 }
 
-TEST_F(MapSessionAssets, StoringRefusesInLocalizationMode) {
+TEST_F(MapSessionAssets, RefusesPlacementsInLocalizationMode) {
   const auto session = openInitialized(MapMode::localization);
   EXPECT_FALSE(session->storePlacement(lamp(), [](bool) { ADD_FAILURE(); }));
   EXPECT_EQ(count("! Cannot store new assets in localization mode until previous assets have been localized"),
@@ -83,7 +82,7 @@ TEST_F(MapSessionAssets, StoringRefusesInLocalizationMode) {
   EXPECT_THAT(requests("/prod/maps/place_asset_on_map"), IsEmpty());
 }
 
-TEST_F(MapSessionAssets, NearbyMapsNeedOnlyAStartedSession) {
+TEST_F(MapSessionAssets, ListsNearbyMapsAfterAFailedOpening) {
   answer("/prod/maps/create_map", R"({"errorMessage": "no"})");
   answer("/prod/maps/list_nearby_maps", R"([{"user_id": "u1", "map_id": "m1", "latitude": 1, "longitude": 2,
       "altitude": 3, "vertical_accuracy": 4, "horizontal_accuracy": 5}])");
@@ -110,7 +109,7 @@ TEST_F(MapSessionAssets, NearbyMapsNeedOnlyAStartedSession) {
   for (const auto& [key, value] : expected.items()) EXPECT_EQ(sent[0].json()[key], value) << key;
 }
 
-TEST_F(MapSessionAssets, ATransformBringsTheAssetsOnceAndABetterOneBringsThemAllAgain) {
+TEST_F(MapSessionAssets, DeliversAssetsOncePerNewTransform) {
   answer("/prod/maps/find_assets_on_the_map", STORED);
   answer("Scan", page({{"12", "0.4", "9,9,9,9"}, {"15", "0.3", "1,2,3,0"}}));
   const auto session = openInitialized(MapMode::localization);
@@ -137,16 +136,17 @@ TEST_F(MapSessionAssets, ATransformBringsTheAssetsOnceAndABetterOneBringsThemAll
   EXPECT_GE(count("> Transform DB scan result 2"), 3);
 }
 
-TEST_F(MapSessionAssets, ATransformWithoutStoredAssetsBringsAnEmptyList) {
+TEST_F(MapSessionAssets, DeliversAnEmptyListWithoutStoredAssets) {
   answer("Scan", page({{"1", "1", "1,2,3,0"}}));
   const auto session = openInitialized(MapMode::mapping);
-  tick(*session);
+  tick(*session, 2);
   ASSERT_EQ(assets.entries().size(), 1U);
   EXPECT_THAT(assets.entries().front(), IsEmpty());
   EXPECT_THAT(requests("/prod/maps/find_assets_on_the_map"), IsEmpty());
+  EXPECT_EQ(watch(*session).count("localization asked"), 0U);
 }
 
-TEST_F(MapSessionAssets, ATransformWaitsForACallback) {
+TEST_F(MapSessionAssets, KeepsATransformForALaterCallback) {
   answer("/prod/maps/find_assets_on_the_map", STORED);
   answer("Scan", page({{"1", "1", "1,2,3,0"}}));
   const auto session = openInitialized(MapMode::localization);
@@ -160,7 +160,7 @@ TEST_F(MapSessionAssets, ATransformWaitsForACallback) {
   EXPECT_EQ(assets.entries().front().size(), 2U);
 }
 
-TEST_F(MapSessionAssets, AWaitingTransformIsForgottenByAReset) {
+TEST_F(MapSessionAssets, DiscardsAWaitingTransformAtAReset) {
   answer("Scan", page({{"1", "1", "1,2,3,0"}}));
   const auto session = openInitialized(MapMode::localization);
   session->registerCallbacks({}, {}, {});
@@ -171,7 +171,7 @@ TEST_F(MapSessionAssets, AWaitingTransformIsForgottenByAReset) {
   EXPECT_THAT(assets.entries(), IsEmpty());
 }
 
-TEST_F(MapSessionAssets, AResetDuringAScanForgetsWhatItFinds) {
+TEST_F(MapSessionAssets, DiscardsTheTransformOfAScanBeforeAReset) {
   Gate scanning;
   Gate resetDone;
   answer("Scan", FakeAnswer::json(page({{"1", "1", "1,2,3,0"}})).after([&] {
@@ -192,24 +192,12 @@ TEST_F(MapSessionAssets, AResetDuringAScanForgetsWhatItFinds) {
             0);
 }
 
-TEST_F(MapSessionAssets, ATransformWithTooFewNumbersIsDropped) {
+TEST_F(MapSessionAssets, DropsATransformWithTooFewNumbers) {
   answer("Scan", page({{"1", "1", "1,2,,3,"}}));
   const auto session = openInitialized(MapMode::localization);
   tick(*session, 2);
   EXPECT_THAT(assets.entries(), IsEmpty());
   EXPECT_EQ(count("! dropped a transform with fewer than four numbers: 1,2,,3,"), 1);
-}
-
-TEST_F(MapSessionAssets, AnExceptionOutOfTheAssetsCallbackDoesNotEndTheLoop) {
-  answer("Scan", page({{"1", "1", "1,2,3,0"}}));
-  const auto session = openInitialized(MapMode::localization);
-  session->registerCallbacks([](const auto&) { throw 7; }, {}, {});
-  tick(*session);
-  EXPECT_EQ(count("! exception out of the assets callback: not a std::exception"), 1);
-  registerCallbacks(*session);
-  answer("Scan", page({{"1", "1", "0,0,0,0"}}));
-  tick(*session);
-  EXPECT_EQ(assets.entries().size(), 1U);
 }
 
 // Runs the test's clock, but the first timer other than a tick's is more than it can take.
@@ -228,7 +216,7 @@ class BrokenOnce final : public platform::Clock {
   const std::shared_ptr<Clock> clock_;
 };
 
-TEST_F(MapSessionAssets, ATickThatFailsIsFollowedByTheNext) {
+TEST_F(MapSessionAssets, ContinuesAfterATickThatFails) {
   const auto broken = std::make_shared<BrokenOnce>(clock);
   platform::Clock::install(broken);
   answer("Scan", FakeAnswer::json("{}", 500));
@@ -240,22 +228,27 @@ TEST_F(MapSessionAssets, ATickThatFailsIsFollowedByTheNext) {
   EXPECT_EQ(assets.entries().size(), 1U);
 }
 
-TEST_F(MapSessionAssets, LocalizationIsAskedForEveryEighthTick) {
+TEST_F(MapSessionAssets, AsksForALocalizationEveryEighthTick) {
   const std::string path = "/dev/scene-understanding/localize";
   const auto session = openInitialized(MapMode::localization);
   const std::string line =
       R"(> asking for new transform. Assets saved: 0. Mapping session id: Optional("M1"), localitzation session id: L1)";
+  const std::string waits =
+      "> localization has been waiting 5 s for a transform: the service does not recognise the place yet (it "
+      "is asked "
+      "every 8 s)";
   EXPECT_EQ(count(line), 0);
   for (int number = 0; number < 18; ++number) {
     tick(*session);
     EXPECT_EQ(count(line), number / 8 + 1) << "tick " << number;
+    EXPECT_EQ(count(waits), number < 5 ? 0 : 1) << "tick " << number;
   }
   ASSERT_TRUE(waitForRequests(path, 3));
   EXPECT_EQ(requests(path).front().json(), nlohmann::json::parse(R"({"mapping_session_id": "M1",
       "localization_session_id": "L1", "feature_match_distance_meters": 0.5})"));
 }
 
-TEST_F(MapSessionAssets, LocalizationWaitsForTheNextEighthTickWhenTheSessionIsNotKnown) {
+TEST_F(MapSessionAssets, AsksForNoLocalizationBeforeTheSessionIsKnown) {
   const std::string path = "/dev/scene-understanding/localize";
   Gate answered;
   answer("/prod/maps/create_localization_session",
@@ -272,21 +265,6 @@ TEST_F(MapSessionAssets, LocalizationWaitsForTheNextEighthTickWhenTheSessionIsNo
   tick(*session);
   ASSERT_TRUE(waitForRequests(path, 1));
   EXPECT_EQ(requests(path).front().json()["feature_match_distance_meters"], 0.25);
-}
-
-TEST_F(MapSessionAssets, AMappingSessionNeverAsksForALocalization) {
-  const auto session = openInitialized(MapMode::mapping);
-  tick(*session, 9);
-  EXPECT_THAT(requests("/dev/scene-understanding/localize"), IsEmpty());
-  EXPECT_EQ(requests("Scan").size(), 9U);
-}
-
-TEST_F(MapSessionAssets, NothingIsScannedForBeforeTheMapIsKnown) {
-  answer("/prod/maps/create_map", R"({"errorMessage": "no"})");
-  const auto session = open(MapMode::mapping);
-  ASSERT_TRUE(statuses.waitForCount(1));
-  tick(*session, 2);
-  EXPECT_THAT(requests("Scan"), IsEmpty());
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 #include "geoloom/platform/ar/ARSCNView.h"
 #include "geoloom/platform/imaging/CVPixelBuffer.h"
 #include "geoloom/platform/ui/UIView.h"
+#include "geoloom/session/DetectionRows.h"
 #include "geoloom/session/types/DetectedObjectFactory.h"
 
 #include "tests/session/SessionTest.h"
@@ -11,7 +12,6 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using ::testing::UnorderedElementsAre;
 using Objects = std::vector<std::shared_ptr<DetectedObject>>;
 
 class MapSessionDetections : public SessionTest {
@@ -24,56 +24,36 @@ class MapSessionDetections : public SessionTest {
     const auto& detector = watch(session).detector;
     detector->updateQueue->sync([&] { detector->callback(objects); });
   }
-  // "<name> <frame>" of each row written, in the order of their arrival.
+  // "<name> <session> <frame>" of each row written, in the order of their arrival.
   [[nodiscard]] std::vector<std::string> rows() const {
     std::vector<std::string> rows;
     for (const auto& request : requests("PutItem")) {
       const auto item = request.json()["Item"];
       rows.push_back(item["ObjectName"]["S"].get<std::string>() + " " +
+                     item["SessionId"]["S"].get<std::string>() + " " +
                      item["FrameId"]["N"].get<std::string>());
     }
     return rows;
   }
 };
 
-TEST_F(MapSessionDetections, AllAreReportedAndTheConfidentOnesSaved) {
-  const auto session = openInitialized(MapMode::mapping);
+TEST_F(MapSessionDetections, ReportsAllObjectsAndSavesTheConfidentOnes) {
+  const auto session = openInitialized(MapMode::localization, 0.6F);
+  configuration->sceneUnderstandingConfidenceThreshold = 0.95F;  // too late
+  detect(*session, {});
   detect(*session, {object("chair", 0.9F), object("cup", 0.4F), object("dog", 0.6F)});
-  ASSERT_TRUE(waitForRequests("PutItem", 2));
+  ASSERT_TRUE(watch(*session).waitFor("row saved", 2));
   ASSERT_EQ(detections.entries().size(), 1U);
   EXPECT_EQ(detections.entries().front().size(), 3U);
-  EXPECT_THAT(rows(), UnorderedElementsAre("chair 1", "dog 1"));
-  EXPECT_TRUE(journal.waitUntil([](const auto& lines) {
-    return std::ranges::count(lines, "> An item was saved. chair, 0.1,-0.5,-1.2") == 1;
-  }));
+  EXPECT_THAT(rows(), ElementsAre("chair L1 1", "dog L1 1"));
 
-  // Batches count, not frames: neither an empty one nor one without confident objects is special.
-  detect(*session, {});
-  detect(*session, {object("cup", 0.4F)});
-  EXPECT_EQ(detections.entries().size(), 2U);
-  detect(*session, {object("cat", 0.7F)});
-  ASSERT_TRUE(waitForRequests("PutItem", 3));
-  EXPECT_THAT(rows(), UnorderedElementsAre("chair 1", "dog 1", "cat 3"));
+  session->registerCallbacks({}, {}, {});
+  detect(*session, {object("vase", 0.9F)});
+  ASSERT_TRUE(watch(*session).waitFor("row saved", 3));
+  EXPECT_EQ(rows().back(), "vase L1 2");
 }
 
-TEST_F(MapSessionDetections, ARowSaysWhereAndWhoseItIs) {
-  clock->advance(std::chrono::milliseconds(1500));
-  auto expected = nlohmann::json::parse(R"({"SessionId": {"S": "M1"}, "FrameId": {"N": "1"},
-      "PositionX": {"N": "0.1"}, "PositionY": {"N": "-0.5"}, "PositionZ": {"N": "-1.2"}, "ObjectName": {"S": "chair"},
-      "Confidence": {"N": "0.75"}, "Timestamp": {"N": "1.5"}, "IsLocalizationSession": {"N": "0"}})");
-  std::size_t rows = 0;
-  for (const MapMode mode : {MapMode::mapping, MapMode::localization}) {
-    detect(*openInitialized(mode), {object("chair", 0.75F)});
-    ASSERT_TRUE(waitForRequests("PutItem", ++rows));
-    const auto body = requests("PutItem").back().json();
-    EXPECT_EQ(body["TableName"], "SceneUnderstanding");
-    EXPECT_EQ(body["Item"], expected);
-    expected["SessionId"]["S"] = "L1";
-    expected["IsLocalizationSession"]["N"] = "1";
-  }
-}
-
-TEST_F(MapSessionDetections, BeforeTheIdentifierIsKnownTheyAreOnlyCountedAndReported) {
+TEST_F(MapSessionDetections, SavesNoRowsBeforeTheIdentifierIsKnown) {
   Gate answered;
   answer("/prod/maps/create_map",
          FakeAnswer::json(R"({"uuid": "M1"})").after([&] { EXPECT_TRUE(answered.wait()); }));
@@ -84,42 +64,47 @@ TEST_F(MapSessionDetections, BeforeTheIdentifierIsKnownTheyAreOnlyCountedAndRepo
   ASSERT_TRUE(statuses.waitForCount(1));
   detect(*session, {object("dog", 0.9F)});
   ASSERT_TRUE(waitForRequests("PutItem", 1));
-  EXPECT_THAT(rows(), ElementsAre("dog 2"));
+  EXPECT_THAT(rows(), ElementsAre("dog M1 2"));
 }
 
-TEST_F(MapSessionDetections, AreSavedWithoutACallbackAndAfterAnExceptionOutOfOne) {
-  const auto session = openInitialized(MapMode::mapping);
-  session->registerCallbacks({}, {}, {});
-  detect(*session, {object("chair", 0.9F)});
-  session->registerCallbacks({}, {}, [](const Objects&) { throw std::runtime_error("mine"); });
-  detect(*session, {object("dog", 0.9F)});
-  ASSERT_TRUE(waitForRequests("PutItem", 2));
-  EXPECT_THAT(rows(), UnorderedElementsAre("chair 1", "dog 2"));
-  EXPECT_EQ(std::ranges::count(journal.entries(), "! exception out of the detections callback: mine"), 1);
-}
-
-TEST_F(MapSessionDetections, AFailedSaveIsALineAndNoMore) {
+// The part alone; the fixture's services are those of the last session.
+TEST_F(MapSessionDetections, SavesTheRowsOfABatchOneAfterTheOther) {
+  openInitialized(MapMode::mapping);
+  Gate firstArrived;
+  Gate mayAnswer;
+  answer("PutItem", FakeAnswer::json("{}").after([&] {
+    firstArrived.open();
+    EXPECT_TRUE(mayAnswer.wait());
+  }));
+  clock->advance(std::chrono::milliseconds(500));
+  const auto observer = std::make_shared<SessionWatch>();
+  saveDetections({.sessionID = "S",
+                  .frameID = 7,
+                  .mode = MapMode::localization,
+                  .objects = {object("chair", 0.75F), object("cup", 0.5F), object("dog", 0.75F)}},
+                 0.6F, observer);
+  ASSERT_TRUE(firstArrived.wait());
+  EXPECT_EQ(requests("PutItem").size(), 1U);
   answer("PutItem",
          FakeAnswer::json(R"({"__type": "com.amazonaws.dynamodb.v20120810#ResourceNotFoundException",
       "message": "Requested resource not found"})",
                           400));
-  const auto session = openInitialized(MapMode::mapping);
-  detect(*session, {object("chair", 0.9F)});
-  EXPECT_TRUE(journal.waitUntil([](const auto& lines) {
-    return std::ranges::count_if(lines, [](const std::string& line) {
-             return line.starts_with("> Amazon DynamoDB Save Error: ") &&
-                    line.find("Requested resource not found") != std::string::npos;
-           }) == 1;
-  }));
-}
-
-TEST_F(MapSessionDetections, TheThresholdIsThatOfTheConstruction) {
-  const auto session = open(MapMode::mapping, 0.25F);
-  ASSERT_TRUE(statuses.waitForCount(1));
-  configuration->sceneUnderstandingConfidenceThreshold = 0.9F;
-  detect(*session, {object("chair", 0.25F)});
-  ASSERT_TRUE(waitForRequests("PutItem", 1));
-  EXPECT_THAT(rows(), ElementsAre("chair 1"));
+  mayAnswer.open();
+  ASSERT_TRUE(observer->events.waitForCount(3));
+  const auto events = observer->events.entries();
+  EXPECT_EQ(events[0], "rows 2");
+  EXPECT_EQ(events[1], "row saved");
+  EXPECT_THAT(events[2], ::testing::AllOf(::testing::StartsWith("row failed: "),
+                                          ::testing::HasSubstr("Requested resource not found")));
+  EXPECT_THAT(rows(), ElementsAre("chair S 7", "dog S 7"));
+  EXPECT_THAT(journal.entries(),
+              ::testing::IsSupersetOf({std::string("> An item was saved. chair, 0.1,-0.5,-1.2"),
+                                       "> Amazon DynamoDB Save Error: " + events[2].substr(12)}));
+  const auto expected = nlohmann::json::parse(R"({"SessionId": {"S": "S"}, "FrameId": {"N": "7"},
+      "PositionX": {"N": "0.1"}, "PositionY": {"N": "-0.5"}, "PositionZ": {"N": "-1.2"}, "ObjectName": {"S": "chair"},
+      "Confidence": {"N": "0.75"}, "Timestamp": {"N": "0.5"}, "IsLocalizationSession": {"N": "1"}})");
+  EXPECT_EQ(requests("PutItem").front().json()["TableName"], "SceneUnderstanding");
+  EXPECT_EQ(requests("PutItem").front().json()["Item"], expected);
 }
 
 class MapSessionFrames : public SessionTest {
@@ -151,7 +136,7 @@ class MapSessionFrames : public SessionTest {
   int frames_ = 0;
 };
 
-TEST_F(MapSessionFrames, BecomeObjectsInTheWorldAndRows) {
+TEST_F(MapSessionFrames, BecomeDetectionsAndRows) {
   const auto session = openInitialized(MapMode::mapping);
   offer(*session, 4);
   EXPECT_THAT(detections.entries(), IsEmpty()) << "the first four frames never reach the detector";
@@ -164,7 +149,7 @@ TEST_F(MapSessionFrames, BecomeObjectsInTheWorldAndRows) {
   ASSERT_TRUE(waitForRequests("PutItem", 1));
 }
 
-TEST_F(MapSessionFrames, AreDroppedWhileOneIsInAnalysis) {
+TEST_F(MapSessionFrames, AreDroppedWhileOneIsAnalysed) {
   const auto session = openInitialized(MapMode::mapping);
   const SessionWatch& watched = watch(*session);
   const auto analysed = [&] {
@@ -179,8 +164,7 @@ TEST_F(MapSessionFrames, AreDroppedWhileOneIsInAnalysis) {
   });
   for (int i = 0; i < 5; ++i) session->update(nextFrame());
   ASSERT_TRUE(inAnalysis.wait());
-  // The detector holds the fifth frame until the gate opens, so a caller that had to wait would not get
-  // there.
+  // The fifth frame is analysed until the gate opens: a caller that had to wait would never get here.
   for (int i = 0; i < 10; ++i) session->update(nextFrame());
   const auto still = nextFrame();
   for (int i = 0; i < 4; ++i) session->update(still);
@@ -195,7 +179,7 @@ TEST_F(MapSessionFrames, AreDroppedWhileOneIsInAnalysis) {
   EXPECT_EQ(analysed(), 2U);
 }
 
-TEST_F(MapSessionFrames, ASessionShowsWhatItSees) {
+TEST_F(MapSessionFrames, SwitchOnTheOverlay) {
   const auto session = create(MapMode::mapping);
   const auto& detector = watch(*session).detector;
   const auto view = std::make_shared<platform::UIView>();

@@ -1,4 +1,5 @@
 #include "geoloom/platform/location/CLLocationManager.h"
+#include "geoloom/session/types/DetectedObjectFactory.h"
 
 #include "tests/session/SessionTest.h"
 #include "tests/support/MemoryVolume.h"
@@ -51,7 +52,7 @@ TEST_F(MapSessionLifecycle, OpensInOrder) {
             nlohmann::json({{"map_uuid", "M1"}}));
 }
 
-TEST_F(MapSessionLifecycle, IntroducesItselfToTheServiceWithALocationIfItHasOne) {
+TEST_F(MapSessionLifecycle, SendsItsIdentityAndItsLocationIfKnown) {
   const auto place = std::make_shared<platform::CLLocation>(platform::CLLocationCoordinate2D{48.5, 11.25},
                                                             520, 4, 6, platform::Date{});
   openInitialized(MapMode::mapping);
@@ -68,7 +69,7 @@ TEST_F(MapSessionLifecycle, IntroducesItselfToTheServiceWithALocationIfItHasOne)
   }
 }
 
-TEST_F(MapSessionLifecycle, TheBetaIsChosenAtConstructionAndAskedForAtTheCall) {
+TEST_F(MapSessionLifecycle, UsesTheBeta) {
   MapSession::USE_BETA_ALGO = true;
   answer("/beta/maps/create_localization_session", R"({"session_uuid": "L1", "map_uuid": "M1"})");
   const auto session = open(MapMode::localization);
@@ -76,7 +77,7 @@ TEST_F(MapSessionLifecycle, TheBetaIsChosenAtConstructionAndAskedForAtTheCall) {
   EXPECT_EQ(requests("/beta/maps/create_localization_session").front().json()["use_beta"], true);
 }
 
-TEST_F(MapSessionLifecycle, ResetForgetsTheIdentifiersAndAsksForNothing) {
+TEST_F(MapSessionLifecycle, ForgetsTheIdentifiersAtAReset) {
   const auto session = openInitialized(MapMode::mapping);
   clock->advance(std::chrono::seconds(5));
   const auto before = journal.entries().size();
@@ -92,7 +93,7 @@ TEST_F(MapSessionLifecycle, ResetForgetsTheIdentifiersAndAsksForNothing) {
               IsSupersetOf(Lines{"! remove directory yelt", "! created directory yelt/" + today()}));
 }
 
-TEST_F(MapSessionLifecycle, AResetThatComesBeforeTheOpeningStaysInForce) {
+TEST_F(MapSessionLifecycle, KeepsAResetThatComesBeforeTheOpening) {
   Gate opening;
   Gate resetDone;
   std::atomic<int> removals = 0;
@@ -114,7 +115,7 @@ TEST_F(MapSessionLifecycle, AResetThatComesBeforeTheOpeningStaysInForce) {
   platform::SystemLog::setSink({});
 }
 
-TEST_F(MapSessionLifecycle, AnAnswerThatWasOnItsWayReportsButStaysWithTheOldManager) {
+TEST_F(MapSessionLifecycle, ReportsAnAnswerAfterAResetWithoutKeepingIt) {
   Gate asked;
   Gate resetDone;
   answer("/prod/maps/create_map", FakeAnswer::json(R"({"uuid": "M1"})").after([&] {
@@ -139,7 +140,7 @@ TEST_F(MapSessionLifecycle, KeepsOneDataDirectory) {
   EXPECT_TRUE(std::filesystem::is_directory(directory.path() / "documents" / ("yelt/" + today())));
 }
 
-TEST_F(MapSessionLifecycle, GoesOnWithoutItsDirectoryOnAFullDisk) {
+TEST_F(MapSessionLifecycle, ContinuesWithoutItsDirectoryOnAFullDisk) {
   std::filesystem::create_directories(directory.path() / "documents");
   const auto why = test::mountInMemory(directory.path() / "documents", 0, "nr_inodes=1");
   if (!why.empty()) GTEST_SKIP() << why;
@@ -149,14 +150,60 @@ TEST_F(MapSessionLifecycle, GoesOnWithoutItsDirectoryOnAFullDisk) {
   EXPECT_EQ(only(journal.entries(), inOrder), inOrder);
 }
 
-TEST_F(MapSessionLifecycle, RefusesToBeMadeOfNothing) {
+TEST_F(MapSessionLifecycle, SaysWhyItCouldNotLoadTheModel) {
+  EXPECT_EQ(MapSession::detectionModelFault(), std::nullopt);
+  platform::LibraryBundle::setPathForResource("feature_model", "mlmodelc",
+                                              "/nonexistent/feature_model.mlmodelc");
+  EXPECT_THAT(MapSession::detectionModelFault().value_or(""), ::testing::HasSubstr("/nonexistent"));
+}
+
+// Callbacks may call any operation of their session.
+TEST_F(MapSessionLifecycle, CanBeUsedFromItsCallbacks) {
+  answer("Scan", page({{"1", "1", "1,2,3,0.5"}}));
+  answer("/prod/maps/place_asset_on_map", R"({"placement_id": 1})");
+  Recorder<std::string> called;
+  std::shared_ptr<MapSession> session;
+  const auto onAssets = [&](const auto&) {
+    called.add("assets");
+    EXPECT_EQ(session->lastTransform()->translation, (platform::SCNVector3{1, 2, 3}));
+    EXPECT_EQ(session->lastTransform()->rotation, 0.5F);
+    session->reset(std::make_shared<platform::ARSession>());
+    EXPECT_FALSE(session->lastTransform());
+  };
+  const auto onObjects = [&](const auto&) {
+    called.add("objects");
+    session->registerCallbacks(onAssets, {}, {});
+  };
+  const auto onPlaced = [&](bool) {
+    called.add("placed");
+    session->registerCallbacks(onAssets, {}, onObjects);
+    session->listNearbyMaps({}, 1, 2, 3, 4, [&](const auto&) { called.add("maps"); });
+  };
+  platform::DispatchQueue::main()->sync([&] {
+    session = create(MapMode::mapping);
+    session->registerCallbacks({}, [&](MapStatus) { EXPECT_TRUE(session->storePlacement({}, onPlaced)); },
+                               {});
+  });
+  ASSERT_TRUE(called.waitForCount(2));
+  const auto& detector = watch(*session).detector;
+  for (int i = 0; i < 2; ++i)
+    detector->updateQueue->sync([&] { detector->callback({DetectedObjectFactory::make("cup", 0, {}, 1)}); });
+  tick(*session, 2);
+  EXPECT_THAT(called.entries(), ElementsAre("placed", "maps", "objects", "assets"));
+}
+
+TEST_F(MapSessionLifecycle, RefusesMissingArguments) {
   const auto arSession = std::make_shared<platform::ARSession>();
   EXPECT_EQ(MapSession::create(nullptr, MapMode::mapping, "u", "m", "k", 1, 1,
                                std::make_shared<MapSessionConfiguration>(0.5F, 0.5F)),
             nullptr);
   EXPECT_EQ(MapSession::create(arSession, MapMode::mapping, "u", "m", "k", 1, 1, nullptr), nullptr);
-  EXPECT_THAT(journal.entries(), ElementsAre("! MapSession not created: no AR session was given",
-                                             "! MapSession not created: no configuration was given"));
+  EXPECT_EQ(MapSession::create(arSession, MapMode::mapping, "u", "m", "k", 1, 2, nullptr), nullptr);
+  const Lines noConfiguration{"! MapSession not created: no configuration was given"};
+  EXPECT_THAT(
+      journal.entries(),
+      ElementsAre("! MapSession not created: no AR session was given", noConfiguration[0], noConfiguration[0],
+                  "! MapSession: the view is wider than high; give the size of the upright view"));
 
   const auto session = openInitialized(MapMode::mapping);
   session->reset(nullptr);
@@ -164,8 +211,8 @@ TEST_F(MapSessionLifecycle, RefusesToBeMadeOfNothing) {
   EXPECT_EQ(std::ranges::count(journal.entries(), "! reset: an AR session is needed"), 1);
 }
 
-// Text that is not UTF-8 is mended on the wire and a number that is none is null; neither ends anything.
-TEST_F(MapSessionLifecycle, TakesWhateverAnApplicationPasses) {
+// Invalid UTF-8 becomes U+FFFD on the wire, and a number that is not finite null.
+TEST_F(MapSessionLifecycle, AcceptsInvalidText) {
   const float nan = std::numeric_limits<float>::quiet_NaN();
   platform::Bundle::setMainBundleIdentifier("a\xFFp\n/../");
   platform::CLLocationManager::setProvider(
@@ -213,19 +260,7 @@ TEST_F(MapSessionLifecycle, TakesWhateverAnApplicationPasses) {
   }));
 }
 
-TEST_F(MapSessionLifecycle, ExceptionsOutOfCallbacksAreLinesAndNoMore) {
-  const auto session = openInitialized(MapMode::mapping);
-  answer("/prod/maps/place_asset_on_map", R"({"placement_id": 1})");
-  EXPECT_TRUE(session->storePlacement({}, [](bool) { throw std::runtime_error("mine"); }));
-  EXPECT_TRUE(session->listNearbyMaps({}, 1, 2, 3, 4, [](const auto&) { throw 'x'; }));
-  EXPECT_TRUE(journal.waitUntil([](const auto& lines) {
-    return std::ranges::count(lines, "! exception out of the placement callback: mine") == 1 &&
-           std::ranges::count(lines, "! exception out of the nearby maps callback: not a std::exception") ==
-               1;
-  }));
-}
-
-TEST_F(MapSessionLifecycle, TwoSessionsKeepApart) {
+TEST_F(MapSessionLifecycle, DoesNotMixTwoSessions) {
   const auto first = openInitialized(MapMode::mapping);
   answer("/prod/maps/create_map", R"({"uuid": "M2"})");
   const auto second =
