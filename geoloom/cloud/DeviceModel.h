@@ -7,8 +7,8 @@
 
 namespace geoloom {
 
-/// The product name of a hardware identifier, as the mapping service knows devices ("iPhone10,6" is an
-/// "iPhone X"). An identifier without one comes back unchanged; "x86_64" is known, and is a "Simulator".
+/// The product name of a hardware identifier, as sent to the mapping service: "iPhone X" for "iPhone10,6",
+/// "Simulator" for "x86_64". An unlisted identifier is returned unchanged.
 [[nodiscard]] GEOLOOM_EXPORT std::string modelName(std::string_view identifier);
 
 }  // namespace geoloom

@@ -10,9 +10,9 @@
 
 namespace geoloom {
 
-/// Runs a callback of the application if there is one. It may wait or take long: another thread of the pool
-/// takes the calling one's place meanwhile. An exception that leaves it ends here, as a line in the system
-/// log that names the callback.
+/// Runs a callback of the application unless it is empty. The callback may block without delaying other
+/// queues: another thread of the pool takes the place of the calling one. An exception that leaves the
+/// callback becomes a line in the system log with its name.
 template <class Callback, class... Arguments>
 void callApplication(std::string_view name, const Callback& callback, Arguments&&... arguments) {
   if (!callback) return;

@@ -41,7 +41,7 @@ std::optional<Placement> readPlacement(const JSON& element) {
   return Placement{std::move(*id), {*x, *y, *z}, *orientation};
 }
 
-// Summed from 0 in the order of the terms: the results are compared bit for bit.
+// Sums from 0 in the order of the terms: the results must be exact.
 float dot(const SCNVector3& row, const SCNVector3& v) {
   float sum = 0;
   sum += row.x * v.x;

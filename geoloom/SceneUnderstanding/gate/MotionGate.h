@@ -9,11 +9,11 @@
 
 namespace geoloom {
 
-/// The last values of something that moves, and how far it moves on the average between two of them.
+/// The last values of a moving quantity.
 class MotionHistory {
  public:
-  /// Appends `value`. From the fifth value on: the three steps between the last four, added and divided by 4,
-  /// in single precision; zero before.
+  /// Appends `value`. Returns the sum of the three steps between the last four values, divided by 4, in
+  /// single precision; zero before the fifth value.
   [[nodiscard]] platform::simd_float3 meanStepAfter(const platform::simd_float3& value);
 
   /// The last values, at most four, oldest first.
@@ -23,11 +23,11 @@ class MotionHistory {
 
  private:
   std::array<platform::simd_float3, 4> last_{};  ///< oldest first
-  std::size_t count_ = 0;                        ///< as far as 5
+  std::size_t count_ = 0;                        ///< at most 5
 };
 
-/// Whether the camera moves enough for another look: by more than about a millimetre or a milliradian a
-/// frame. Sees every frame, analysed or not. One thread at a time.
+/// Opens while the camera moves by more than about a millimetre or a milliradian a frame. Needs the pose of
+/// every frame, analysed or not. One thread at a time.
 class MotionGate {
  public:
   /// `position` in metres, `eulerAngles` in radians.

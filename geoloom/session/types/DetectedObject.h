@@ -8,7 +8,8 @@
 
 namespace geoloom {
 
-/// One real object that the detector found in a camera frame and placed in the world. Made by the kit only.
+/// One real object that the detector found in a camera frame and located in the world. Only the kit makes
+/// one.
 class GEOLOOM_EXPORT DetectedObject : public platform::NSObject {
  public:
   /// Class name, such as "chair".

@@ -7,7 +7,7 @@
 
 namespace geoloom {
 
-/// How the kit makes what the application can only read. Not installed.
+/// Makes the objects that an application can only read. Not installed.
 struct DetectedObjectFactory {
   [[nodiscard]] static std::shared_ptr<DetectedObject> make(std::string name, float confidence,
                                                             platform::SCNVector3 center, float height);

@@ -7,7 +7,7 @@
 
 namespace geoloom {
 
-/// One map near a place, as the mapping service lists it.
+/// One map of the mapping service's list of maps near a place.
 class GEOLOOM_EXPORT Map : public platform::NSObject {
  public:
   Map(std::string userID, std::string mapID, double latitude, double longitude, double altitude,
@@ -15,7 +15,7 @@ class GEOLOOM_EXPORT Map : public platform::NSObject {
 
   /// The user who owns the map.
   std::string userID;
-  /// The application's own identifier of the map.
+  /// The application's identifier of the map.
   std::string mapID;
   /// Degrees.
   double latitude;

@@ -19,7 +19,7 @@ class GEOLOOM_EXPORT MapAsset : public platform::NSObject {
 
   MapAsset(std::string assetID, platform::SCNVector3 position, float orientation);
 
-  /// The application's own identifier.
+  /// The application's identifier.
   std::string assetID;
   /// Metres, in the coordinates of the AR session.
   platform::SCNVector3 position;
@@ -32,8 +32,8 @@ class GEOLOOM_EXPORT MapAsset : public platform::NSObject {
   /// How the position was obtained: one of the constants.
   float confidence = PLACED_CONFIDENCE;
 
-  /// Another asset with the same identifier (composed and decomposed text is the same), exactly the same
-  /// position and orientation. The confidence takes no part.
+  /// True for an asset with the same identifier (composed and decomposed text is the same) and exactly the
+  /// same position and orientation. The confidence is not compared.
   [[nodiscard]] bool isEqual(const platform::NSObject* other) const override;
   [[nodiscard]] std::size_t hash() const override;
 };

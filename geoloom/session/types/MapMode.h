@@ -4,20 +4,20 @@
 
 namespace geoloom {
 
-/// What a session does in a place.
+/// The purpose of a session.
 enum class MapMode : long {
-  /// A new shared map of the place is being made.
+  /// Make a new shared map of the place.
   mapping = 0,
-  /// A place that was mapped before is to be recognised.
+  /// Recognise a place that was mapped before.
   localization = 1,
 };
 
-/// The number that crosses language boundaries and stands in log lines.
+/// The number for other languages and for log lines.
 [[nodiscard]] constexpr long rawValue(MapMode mode) {
   return static_cast<long>(mode);
 }
 
-/// Nothing for a number that is no mode.
+/// Empty if the number is not a mode.
 [[nodiscard]] constexpr std::optional<MapMode> mapModeFromRawValue(long raw) {
   if (raw < 0 || raw > 1) return std::nullopt;
   return static_cast<MapMode>(raw);

@@ -7,16 +7,16 @@
 
 namespace geoloom {
 
-/// What an application decides for one session. There are no defaults. The session keeps a reference; both
-/// values may be changed from any thread.
+/// The settings of one session; there are no defaults. The session keeps a reference. Both values may be
+/// changed from any thread.
 class GEOLOOM_EXPORT MapSessionConfiguration : public platform::NSObject {
  public:
   MapSessionConfiguration(float sceneUnderstandingConfidenceThreshold, float featureMatchDistanceMeters);
 
-  /// The confidence, 0 to 1, from which a detected object is written to the service's table; all objects are
-  /// reported. Read once, while the session is constructed.
+  /// The least confidence, 0 to 1, of a detected object that is written to the service's table; all objects
+  /// are reported. Read once, while the session is constructed.
   std::atomic<float> sceneUnderstandingConfidenceThreshold;
-  /// Metres within which the service takes two objects as the same. Read for every localization request.
+  /// Metres within which the service considers two objects the same. Read for every localization request.
   std::atomic<float> featureMatchDistanceMeters;
 };
 

@@ -2,7 +2,7 @@
 
 namespace geoloom {
 
-// Initialised by constants, so that they may be set by the constructors of an application's own globals.
+// Constant-initialised, so that constructors of an application's globals may set them.
 constinit std::atomic<float> MapSessionSettings::CONFIDENCE_THRESHOLD{0.75F};
 constinit std::atomic<long> MapSessionSettings::TIMEOUT_THRESHOLD{60};
 constinit std::atomic<bool> MapSessionSettings::CONTINOUSLY_UPDATED_RELOCALIZATION{false};

@@ -6,22 +6,22 @@
 
 namespace geoloom {
 
-/// The kit's version, as the mapping service is told it.
+/// The kit's version, as sent to the mapping service.
 inline constexpr char POD_VERSION[] = "v0.1.10";
 
-/// Settings that all sessions of the process share; applications name them through MapSession, as in
-/// `MapSession::USE_BETA_ALGO = true`. Set before a session is constructed. Nothing in the kit writes them.
+/// Settings of all sessions of the process; applications name them through MapSession, as in
+/// `MapSession::USE_BETA_ALGO = true`. Set them before a session is constructed. The kit only reads them.
 struct GEOLOOM_EXPORT MapSessionSettings {
-  /// Not consulted by this version: 0.75.
+  /// Not used by this version: 0.75.
   static std::atomic<float> CONFIDENCE_THRESHOLD;
-  /// Not consulted by this version: 60.
+  /// Not used by this version: 60.
   static std::atomic<long> TIMEOUT_THRESHOLD;
-  /// Not consulted by this version: false.
+  /// Not used by this version: false.
   static std::atomic<bool> CONTINOUSLY_UPDATED_RELOCALIZATION;
   /// Chooses the service's beta: its address when a session is constructed, its algorithm ("use_beta")
   /// whenever a localization session is opened. Default false.
   static std::atomic<bool> USE_BETA_ALGO;
-  /// Not consulted by this version: 2.
+  /// Not used by this version: 2.
   static std::atomic<long> RETRIEVE_ASSETS_INTERVAL;
 };
 

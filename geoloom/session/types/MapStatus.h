@@ -4,19 +4,17 @@
 
 namespace geoloom {
 
-/// How the opening of a session went. Reported to the status callback on the main queue, at most once a
-/// session. Reserved values are members without a meaning: nothing reports them, and an application takes one
-/// as unknown.
+/// The outcome of opening a session, reported to the status callback on the main queue, at most once a
+/// session. Reserved values have no meaning and are not reported; treat them as unknown.
 enum class MapStatus : long {
-  /// The service knows the session and has named its identifiers; placements are accepted from now on
-  /// (mapping).
+  /// The service has assigned the session's identifiers; a mapping session accepts placements from now on.
   initialized = 0,
-  /// Localization: the service knows no map of that identifier.
+  /// Localization: the service has no map with that identifier.
   mapNotFound = 1,
-  /// The service could not be reached, or its answer was not understood.
+  /// The service could not be reached, or its answer was not valid.
   connectionFailed = 2,
   reserved3 = 3,
-  /// The service refused, for another reason than a missing map.
+  /// The service refused for another reason.
   serviceError = 4,
   reserved5 = 5,
   reserved6 = 6,
@@ -29,7 +27,7 @@ enum class MapStatus : long {
   return static_cast<long>(status);
 }
 
-/// Nothing for a number that is no status.
+/// Empty if the number is not a status.
 [[nodiscard]] constexpr std::optional<MapStatus> mapStatusFromRawValue(long raw) {
   if (raw < 0 || raw > 9) return std::nullopt;
   return static_cast<MapStatus>(raw);

@@ -19,7 +19,7 @@ struct Current {
 };
 
 Current& shared() {
-  // Sessions live until the process ends, so this must too.
+  // Not destroyed: sessions live until the process ends.
   static auto* const current = new Current;
   return *current;
 }

@@ -6,9 +6,9 @@
 
 namespace geoloom {
 
-/// Addresses of the services that the kit talks to. An empty one is absent: requests to it fail as if nothing
-/// answered, and metrics to it are not sent. HTTPS, or plain HTTP to this machine. A session uses the
-/// endpoints that are current while it is constructed.
+/// Addresses of the services. Requests to an empty address fail as if it did not answer; metrics are not
+/// sent. HTTPS, or plain HTTP to this machine. A session uses the endpoints that are current while it is
+/// constructed.
 struct GEOLOOM_EXPORT ServiceEndpoints {
   /// Base address of the mapping service, without a trailing slash: "https://<host>/prod/maps".
   std::string production;
@@ -21,8 +21,8 @@ struct GEOLOOM_EXPORT ServiceEndpoints {
   /// Address of the metrics service: "https://<host>".
   std::string metrics;
 
-  /// The endpoints in force: those set last, else what the build was configured with (GEOLOOM_PRODUCTION_URL
-  /// and so on). May be called from any thread.
+  /// The endpoints set last, else those of the build's configuration (GEOLOOM_PRODUCTION_URL and so on). May
+  /// be called from any thread.
   [[nodiscard]] static ServiceEndpoints current();
   /// Set before the first session is constructed.
   static void setCurrent(ServiceEndpoints endpoints);
