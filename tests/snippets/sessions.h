@@ -15,6 +15,8 @@ const auto arSession = std::make_shared<platform::ARSession>();
 const std::string developerKey;
 const double viewHeight = 812;
 const double viewWidth = 375;
+const std::shared_ptr<MapSession> session;
+void show(const std::string&, platform::SCNVector3, float) {}
 const MapSession::AssetsFoundCallback onAssets;
 const MapSession::StatusCallback onStatus;
 const MapSession::ObjectDetectedCallback onObjects;

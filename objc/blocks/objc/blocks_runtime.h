@@ -1,7 +1,7 @@
 #pragma once
 
-/// Foundation includes this header for a compiler with blocks. The functions are in libgeoloom-objc. Unlike those of
-/// Debian's libBlocksRuntime they retain the objects that a block captures.
+/// Foundation includes this header for a compiler with blocks. The functions are in libgeoloom-objc. Unlike
+/// those of Debian's libBlocksRuntime they retain the objects that a block captures.
 
 #ifdef __cplusplus
 extern "C" {
