@@ -17,6 +17,7 @@ const double viewHeight = 812;
 const double viewWidth = 375;
 const std::shared_ptr<MapSession> session;
 void show(const std::string&, platform::SCNVector3, float) {}
+void showError(const std::string&) {}
 const MapSession::AssetsFoundCallback onAssets;
 const MapSession::StatusCallback onStatus;
 const MapSession::ObjectDetectedCallback onObjects;
