@@ -18,6 +18,7 @@ const double viewWidth = 375;
 const std::shared_ptr<MapSession> session;
 void show(const std::string&, platform::SCNVector3, float) {}
 void showError(const std::string&) {}
+void myLog(std::string_view) {}
 const MapSession::AssetsFoundCallback onAssets;
 const MapSession::StatusCallback onStatus;
 const MapSession::ObjectDetectedCallback onObjects;
