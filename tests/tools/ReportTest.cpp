@@ -17,6 +17,7 @@
 #include "tools/report/Drawing.h"
 #include "tools/report/Errors.h"
 #include "tools/report/TopDownPlot.h"
+#include "tools/report/Tracking.h"
 
 namespace geoloom::tools {
 namespace {
@@ -270,8 +271,8 @@ TEST(Errors, CompareTheLastListWithTheTruth) {
   EXPECT_TRUE(std::isinf(medianOf(errorsOf(trace, truth))));
 }
 
-// The plan draws the true places where the table of errors measures them, also if the two recordings have frames
-// of their own.
+// The plan draws the true places where the table of errors measures them, also if the two recordings have
+// frames of their own.
 TEST(TopDownPlot, TrueAndRelocalizedAssetsShareOneFrame) {
   Trace localization = someTrace();
   localization.recordings[0].sessionFromRecording = heading(0.7, 1, 0.2F, -2);
@@ -299,6 +300,33 @@ TEST(TopDownPlot, TrueAndRelocalizedAssetsShareOneFrame) {
   }
   localization.relocalized.clear();
   EXPECT_TRUE(trueAssetsInMap(localization, truth).empty());
+}
+
+TEST(Tracking, BoxesBelongToTheThingsWhereTheyLie) {
+  RoomPlan room;
+  room.things = {{"table", "", {{0, -1}, {4, -1}, {4, 1}, {0, 1}}, 0.4, 0.8},
+                 {"chair 1", "chair", {{1, -0.5}, {2, -0.5}, {2, 0.5}, {1, 0.5}}, 0.5, 1},
+                 {"cup 1", "cup", {{1.9, 0}, {2, 0}, {2, 0.1}, {1.9, 0.1}}, 0.85, 0.1}};
+  Trace trace;
+  const auto box = [&](const char* name, std::int64_t seen, float x, float y, float z, float height) {
+    trace.tracks.push_back(
+        {0, name, seen, {x - 0.1F, x + 0.1F, y - height / 2, y + height / 2, z - 0.1F, z + 0.1F}});
+  };
+  box("chair", 9, 1.5F, 0.5F, 0.3F, 0.9F);
+  box("chair", 6, 1.5F, 0.5F, -0.4F, 0.4F);
+  box("cup", 7, 2.2F, 0.85F, 0.05F, 0.3F);  // off by less than the reach, over the chair's reach too
+  box("vase", 5, 2, 0.85F, 0.05F, 0.3F);
+  box("cup", 4, 1.5F, 0, 0, 0.3F);  // not well seen
+  box("dog", 5, 1.5F, 0, 2, 0.3F);
+  const Tracking tracking = trackingOf(trace, room);
+  ASSERT_EQ(tracking.things.size(), 2U) << "the table has no class";
+  EXPECT_EQ(tracking.things[0].boxes, 2U);
+  EXPECT_NEAR(tracking.things[0].metres, 0.3, 1e-6);
+  EXPECT_NEAR(tracking.things[0].heightDifference, -0.1, 1e-6);
+  EXPECT_EQ(tracking.things[1].boxes, 1U);
+  EXPECT_NEAR(tracking.things[1].metres, 0.25, 1e-6);
+  EXPECT_THAT(tracking.things[1].otherNames, ElementsAre("vase"));
+  EXPECT_THAT(tracking.elsewhere, ElementsAre("dog"));
 }
 
 TEST(Drawing, LabelsCoverNeitherEachOtherNorWhatIsNotInThePicture) {

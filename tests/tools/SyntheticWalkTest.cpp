@@ -2,6 +2,7 @@
 #include <iterator>
 
 #include <gmock/gmock.h>
+#include <nlohmann/json.hpp>
 
 #include "geoloom/platform/ar/ARFrame.h"
 #include "geoloom/platform/imaging/PNG.h"
@@ -11,6 +12,7 @@
 #include "tools/synthetic/CameraPath.h"
 #include "tools/synthetic/Random.h"
 #include "tools/synthetic/Renderer.h"
+#include "tools/synthetic/RoomGenerator.h"
 #include "tools/synthetic/SyntheticWalk.h"
 
 namespace geoloom::tools {
@@ -45,7 +47,7 @@ class SyntheticWalk : public testing::Test {
     platform::PNGImage noise{96, 64, 3, std::vector<std::uint8_t>(96 * 64 * 3)};
     for (std::uint8_t& v : std::get<0>(noise.samples)) v = static_cast<std::uint8_t>(255 * random());
     ASSERT_FALSE(platform::writePNG(directory_.path() / "noise.png", noise));
-    options_.photos = directory_.path();
+    options_.sources.photos = directory_.path();
     options_.walk = "only";
     options_.framesPerSecond = 4;
     options_.width = 320;
@@ -102,8 +104,8 @@ TEST_F(SyntheticWalk, EveryFeaturePointOfTheRecordingLiesOnASurfaceOfTheScene) {
 }
 
 TEST_F(SyntheticWalk, TheCentreOfTheBoardIsSeenWhereItIsLookedAt) {
-  WalkDescription still{"still",
-                        {{{-0.4, -0.8, 1.3}, {0.2, 1.1, 1.2}, 0}, {{-0.4, -0.8, 1.3}, {0.2, 1.1, 1.2}, 1}}};
+  WalkDescription still;
+  still.waypoints = {{{-0.4, -0.8, 1.3}, {0.2, 1.1, 1.2}, 0}, {{-0.4, -0.8, 1.3}, {0.2, 1.1, 1.2}, 1}};
   const View view = CameraPath(still, 5).at(0.5);
   const Vector toBoard = Vector{0.2, 1.1, 1.2} - view.position;
   // A trembling hand: near the middle of the picture, never exactly there.
@@ -140,44 +142,155 @@ TEST_F(SyntheticWalk, WhatCannotBeDoneIsSaidInOneLine) {
   EXPECT_THAT(write("walk").failure().message, HasSubstr("no walk \"other\"; the scene has: only"));
   options_.walk = "only";
   EXPECT_THAT(write(".").failure().message, HasSubstr("is not empty"));
-  options_.photos = directory_.path() / "nowhere";
+  options_.sources.photos = directory_.path() / "nowhere";
   EXPECT_THAT(write("walk").failure().message, HasSubstr("noise.png"));
 }
 
+/// A surface that shows its colour in any light.
+Material glowing(Texture texture) {
+  Material material{{255, 255, 255}};
+  material.texture = std::make_shared<const Texture>(std::move(texture));
+  material.glow = 1;
+  return material;
+}
+
+/// Looking along +y from the origin.
+constexpr View ahead{{0, 0, 0}, {1, 0, 0}, {0, 0, -1}, {0, 1, 0}};
+
 TEST(Renderer, DrawsTheNearerOfTwoAndTheirDepth) {
-  const auto plain = [](float v) { return std::make_shared<const Texture>(plainTexture({v, v, v})); };
-  // Looking along +y from the origin: a wall at 2 m, before its left half a smaller one at 1 m.
-  const std::vector<Quad> quads{{{-3, 2, 3}, {6, 0, 0}, {0, 0, -6}, plain(200)},
-                                {{-1, 1, 0.2}, {1, 0, 0}, {0, 0, -0.4}, plain(50)}};
-  const View view{{0, 0, 0}, {1, 0, 0}, {0, 0, -1}, {0, 1, 0}};
-  for (const bool reversed : {false, true}) {
-    std::vector<Quad> order = quads;
-    if (reversed) std::reverse(order.begin(), order.end());
-    const Rendered r = render(order, {64, 48, 50, 31.5, 23.5}, view);
-    const auto at = [&](std::size_t x, std::size_t y) {
-      return std::pair<int, int>((*r.colours.samples8())[(y * 64 + x) * 3],
-                                 (*r.depth.samples16())[y * 64 + x]);
-    };
-    EXPECT_EQ(at(10, 24), (std::pair<int, int>(50, 5000)));
-    EXPECT_EQ(at(50, 24), (std::pair<int, int>(200, 10000)));
-    EXPECT_EQ(at(10, 4), (std::pair<int, int>(200, 10000)));
-  }
+  const auto plain = [](float v) { return glowing(plainTexture({v, v, v})); };
+  Mesh mesh;  // a wall at 2 m, before its left half a smaller one at 1 m
+  mesh.addQuad({-3, 2, 3}, {6, 0, 0}, {0, 0, -6}, plain(200));
+  mesh.addQuad({-1, 1, 0.2}, {1, 0, 0}, {0, 0, -0.4}, plain(50));
+  const Rendered r = Renderer(mesh, {}).render({64, 48, 50, 31.5, 23.5}, ahead);
+  const auto at = [&](std::size_t x, std::size_t y) {
+    return std::pair((*r.colours.samples8())[(y * 64 + x) * 3] > 100,
+                     std::round(r.distance[y * 64 + x] * 100) / 100);
+  };
+  EXPECT_EQ(at(10, 24), (std::pair(false, 1.0F)));
+  EXPECT_EQ(at(50, 24), (std::pair(true, 2.0F)));
+  EXPECT_EQ(at(10, 4), (std::pair(true, 2.0F)));
 }
 
 TEST(Renderer, TexturesKeepTheirPlaceInPerspective) {
   // Black left half, white right half: on a board that recedes the border stands where its middle projects.
   std::vector<Colour> halves;
   for (int i = 0; i < 64 * 64; ++i) halves.push_back(i % 64 < 32 ? Colour{0, 0, 0} : Colour{255, 255, 255});
-  const std::vector<Quad> quads{
-      {{-1, 1, 1}, {2, 2, 0}, {0, 0, -2}, std::make_shared<const Texture>(std::move(halves), 64)}};
-  const View view{{0, 0, 0}, {1, 0, 0}, {0, 0, -1}, {0, 1, 0}};
-  const Rendered r = render(quads, {201, 101, 100, 100, 50}, view);
+  Mesh mesh;
+  mesh.addQuad({-1, 1, 1}, {2, 2, 0}, {0, 0, -2}, glowing({std::move(halves), 64}));
+  const Rendered r = Renderer(mesh, {}).render({201, 101, 100, 100, 50}, ahead);
   const auto gray = [&](std::size_t x) { return (*r.colours.samples8())[(50 * 201 + x) * 3]; };
   EXPECT_EQ(gray(20), 0);
-  EXPECT_LT(gray(96), 40);  // the middle, (0, 2, 0), projects to column 100
-  EXPECT_GT(gray(104), 215);
-  EXPECT_EQ(gray(130), 255);
+  EXPECT_LT(gray(96), 80);  // the middle, (0, 2, 0), projects to column 100
+  EXPECT_GT(gray(104), 180);
+  EXPECT_GT(gray(130), 200);
   EXPECT_EQ(gray(140), 0);  // past the far edge at (1, 3, 0), column 133
+}
+
+TEST(Renderer, ThingsThrowSoftShadowsAndGlassDoesNotHide) {
+  Mesh mesh;  // a floor under a lamp, between them a plate; before all a pane
+  mesh.addQuad({-3, 6, -1}, {6, 0, 0}, {0, -6, 0}, Material{{200, 200, 200}});
+  mesh.addQuad({-0.5, 3.5, 0}, {1, 0, 0}, {0, -1, 0}, Material{{200, 200, 200}});
+  Material glass{{255, 255, 255}};
+  glass.opacity = 0.1F;
+  mesh.addQuad({-3, 0.5, 3}, {6, 0, 0}, {0, 0, -6}, glass);
+  const Lamp lamp{{-0.5, 2.5, 1.5}, {1, 0, 0}, {0, 1, 0}, {6, 6, 6}};
+  const Rendered r = Renderer(mesh, {lamp}).render({129, 97, 64, 64, 32}, ahead);
+  const auto gray = [&](double x, double y) {  // of the floor
+    const auto column = static_cast<std::size_t>(std::lround(64 + 64 * x / y));
+    const auto row = static_cast<std::size_t>(std::lround(32 + 64 / y));
+    EXPECT_NEAR(r.distance[row * 129 + column], y, 0.1);
+    return static_cast<int>((*r.colours.samples8())[(row * 129 + column) * 3]);
+  };
+  const int under = gray(0, 3);
+  const int penumbra = gray(0.6, 3);
+  EXPECT_LT(under + 10, penumbra);
+  EXPECT_LT(penumbra + 5, gray(0.9, 3));
+}
+
+std::filesystem::path furnitureFolder() {
+  return std::filesystem::path(GEOLOOM_TEST_PHOTOS).parent_path() / "furniture";
+}
+
+// The image's depth, the truth's box and the frame of the walk agree: the camera looks at a turned
+// refrigerator, and what it sees in the middle of its picture lies within the box.
+TEST_F(SyntheticWalk, FurnitureStandsWhereTheTruthSays) {
+  const auto scene = parseScene(R"({
+    "version": 1, "room": {"size": [5, 5, 2.5]}, "assets": [],
+    "windows": [{"wall": "south", "width": 1.5, "sill": 0.9, "height": 1.2}],
+    "furniture": [{"name": "fridge", "class": "refrigerator", "model": "Kator Legaz#fridge", "at": [1, 1.4, 0], "facing": 230},
+                  {"name": "gone", "class": "cup", "model": "Scopia#cup", "at": [0, 0, 0]}],
+    "walks": [{"name": "only", "frame": {"turn": 40, "shift": [1, -2, 0.5]}, "changes": [{"name": "gone"}],
+      "waypoints": [{"at": [-0.6, -0.4, 1.2], "look": [1, 1.4, 0.9]}, {"at": [-0.5, -0.5, 1.3], "look": [1, 1.4, 0.9], "seconds": 1}]}]
+  })",
+                                "scene");
+  ASSERT_TRUE(scene) << scene.failure().message;
+  options_.sources.furniture = furnitureFolder();
+  options_.frames = 1;
+  const auto walk =
+      writeSyntheticWalk(*scene, options_, directory_.path() / "walk", [](std::size_t, std::size_t) {});
+  ASSERT_TRUE(walk) << walk.failure().message;
+  const auto truth = nlohmann::json::parse(contentOf(directory_.path() / "walk/truth.json"));
+  ASSERT_EQ(truth["objects"].size(), 1U);
+  const auto& box = truth["objects"][0];
+  const auto recording =
+      ARRecording::open(directory_.path() / "walk", {ARRecordingOptions::Origin::recording});
+  ASSERT_TRUE(recording) << recording.failure().message;
+  const auto frame = (*recording)->frame(0);
+  const auto& [right, up, back, eye] = frame->camera().transform().columns;
+  const double turn = box["turn"];
+  std::size_t inMiddle = 0;
+  std::size_t inBox = 0;
+  for (const auto& p : frame->rawFeaturePoints()) {
+    const auto along = [&, &e = eye](const platform::simd_float4& axis) {
+      return (p.x - e.x) * axis.x + (p.y - e.y) * axis.y + (p.z - e.z) * axis.z;
+    };
+    if (std::hypot(along(right), along(up)) > -0.12 * along(back)) continue;
+    const double x = static_cast<double>(p.x) - box["x"].get<double>();
+    const double z = static_cast<double>(p.z) - box["z"].get<double>();
+    const double across = std::cos(turn) * x - std::sin(turn) * z;
+    const double deep = std::sin(turn) * x + std::cos(turn) * z;
+    const double height = static_cast<double>(p.y) - box["y"].get<double>();
+    ++inMiddle;
+    const auto isWithin = [&](double v, std::size_t axis) {
+      return std::abs(v) < box["size"][axis].get<double>() / 2 + 0.05;
+    };
+    inBox += isWithin(across, 0) && isWithin(height, 1) && isWithin(deep, 2) ? 1 : 0;
+  }
+  EXPECT_GT(inMiddle, 5U);
+  EXPECT_GT(static_cast<double>(inBox), 0.9 * static_cast<double>(inMiddle));
+}
+
+TEST(RoomGenerator, MakesTheSamePlausibleRoomOfOneSeed) {
+  const auto catalogue = FurnitureCatalogue::read(furnitureFolder());
+  ASSERT_TRUE(catalogue) << catalogue.failure().message;
+  for (unsigned seed = 1; seed <= 12; ++seed) {
+    SCOPED_TRACE(seed);
+    RoomOptions options;
+    options.seed = seed;
+    options.objects = 3 + seed % 10;
+    options.moved = seed % 3;
+    options.removed = seed % 2;
+    const auto room = generateRoom(options, *catalogue);
+    ASSERT_TRUE(room) << room.failure().message;
+    const std::string text = toJSON(*room).dump();
+    EXPECT_EQ(toJSON(*generateRoom(options, *catalogue)).dump(), text);
+    const auto read = parseScene(text, "room");
+    ASSERT_TRUE(read) << read.failure().message;
+    EXPECT_EQ(toJSON(*read).dump(), text);
+    EXPECT_EQ(typesIn(*room).size(), options.objects);
+    ASSERT_EQ(room->walks.size(), 2U);
+    EXPECT_EQ(room->walks[1].changes.size(), options.moved + options.removed);
+    EXPECT_EQ(room->during(room->walks[1]).furniture.size(), room->furniture.size() - options.removed);
+    for (const PlacedFurniture& thing : room->furniture) {
+      EXPECT_LT(std::abs(thing.at[0]), room->room[0] / 2) << thing.name;
+      EXPECT_LT(std::abs(thing.at[1]), room->room[1] / 2) << thing.name;
+    }
+    for (const WalkDescription& walk : room->walks) {
+      const CameraPath path(walk, seed);
+      EXPECT_NEAR(path.duration(), options.seconds, 5);
+    }
+  }
 }
 
 TEST(Scene, TheDefaultIsSoundAndFlawsAreNamed) {

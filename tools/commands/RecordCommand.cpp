@@ -1,8 +1,11 @@
 #include <cstdio>
+#include <filesystem>
+#include <fstream>
 #include <memory>
 #include <string>
 
 #include <fmt/format.h>
+#include <nlohmann/json.hpp>
 #include <unistd.h>
 
 #include "geoloom/base/ReadFile.h"
@@ -10,6 +13,7 @@
 #include "tools/commands/Commands.h"
 #include "tools/commands/Numbers.h"
 #include "tools/json/JSONMember.h"
+#include "tools/synthetic/RoomGenerator.h"
 #include "tools/synthetic/SceneDescription.h"
 #include "tools/synthetic/SyntheticWalk.h"
 
@@ -22,18 +26,19 @@ struct Options {
   bool printScene = false;
   std::string size = "640x480";
   SyntheticWalkOptions walk;
+  RoomOptions room;
+  bool isOtherRoom = false;
 };
 
+template <class T>
+T valueOf(base::Result<T> result) {
+  if (!result) throw CommandError(ExitCode::badInput, result.failure().message);
+  return *std::move(result);
+}
+
 SceneDescription readScene(const std::string& path) {
-  std::string text(defaultScene());
-  if (!path.empty()) {
-    auto read = base::readFileOrPipe(path, maximumJSONBytes);
-    if (!read) throw CommandError(ExitCode::badInput, read.failure().message);
-    text = *std::move(read);
-  }
-  auto scene = parseScene(text, path.empty() ? "the default scene" : path);
-  if (!scene) throw CommandError(ExitCode::badInput, scene.failure().message);
-  return *std::move(scene);
+  if (path.empty()) return valueOf(parseScene(defaultScene(), "the default scene"));
+  return valueOf(parseScene(valueOf(base::readFileOrPipe(path, maximumJSONBytes)), path));
 }
 
 void readSize(Options& options) {
@@ -49,6 +54,16 @@ void readSize(Options& options) {
   }
 }
 
+void record(const SceneDescription& scene, const SyntheticWalkOptions& options, const std::string& out) {
+  const bool terminal = isatty(STDERR_FILENO) == 1;
+  const auto progress = [&](std::size_t done, std::size_t all) {
+    if (terminal) fmt::print(stderr, "\r{} of {} frames{}", done, all, done == all ? "\n" : "");
+  };
+  const SyntheticWalkSummary summary = valueOf(writeSyntheticWalk(scene, options, out, progress));
+  fmt::print("{}: walk \"{}\", {} frames, {:.1f} s, {} objects\n", out, options.walk, summary.frames,
+             summary.seconds, scene.furniture.size() + scene.boards.size());
+}
+
 void recordSynthetic(Options& options) {
   if (options.printScene) {
     fmt::print("{}", defaultScene());
@@ -56,41 +71,105 @@ void recordSynthetic(Options& options) {
   }
   if (options.out.empty()) throw CommandError(ExitCode::usage, "record synthetic: OUT is missing");
   readSize(options);
-  const SceneDescription scene = readScene(options.scene);
-  const bool terminal = isatty(STDERR_FILENO) == 1;
-  const auto progress = [&](std::size_t done, std::size_t all) {
-    if (terminal) fmt::print(stderr, "\r{} of {} frames{}", done, all, done == all ? "\n" : "");
-  };
-  const auto summary = writeSyntheticWalk(scene, options.walk, options.out, progress);
-  if (!summary) throw CommandError(ExitCode::badInput, summary.failure().message);
-  fmt::print("{}: walk \"{}\", {} frames, {:.1f} s, {} boards\n", options.out, options.walk.walk,
-             summary->frames, summary->seconds, scene.boards.size());
+  record(readScene(options.scene), options.walk, options.out);
 }
 
-}  // namespace
+void writeRoom(const SceneDescription& scene, const std::filesystem::path& file) {
+  std::ofstream stream(file, std::ios::binary);
+  stream << toJSON(scene).dump(1) << '\n';
+  stream.close();
+  if (!stream) throw CommandError(ExitCode::badInput, file.string() + ": cannot be written");
+}
 
-void addRecordCommand(CLI::App& app) {
-  CLI::App* record = app.add_subcommand("record", "Make recordings of walks.");
-  record->require_subcommand(1);
-  CLI::App* command = record->add_subcommand(
-      "synthetic",
-      "Render a walk through a described room: photographs on boards, a camera in an unsteady hand.");
-  auto options = std::make_shared<Options>();
-  options->walk.photos = ".deps/photos";
-  options->walk.walk = "first";
+void recordRoom(Options& options) {
+  const FurnitureCatalogue catalogue = valueOf(FurnitureCatalogue::read(options.walk.sources.furniture));
+  const SceneDescription room = valueOf(generateRoom(options.room, catalogue));
+  if (options.printScene) {
+    fmt::print("{}\n", toJSON(room).dump(1));
+    return;
+  }
+  if (options.out.empty()) throw CommandError(ExitCode::usage, "record room: OUT is missing");
+  readSize(options);
+  SceneDescription second = room;
+  if (options.isOtherRoom) {
+    RoomOptions other = options.room;
+    other.types = typesIn(room);
+    other.seed += 1000000;
+    second = valueOf(generateRoom(other, catalogue));
+  }
+  const std::filesystem::path out = options.out;
+  const unsigned seed = options.walk.seed;
+  for (const auto& [name, scene, trembling] :
+       {std::tuple{"first", &room, 2 * seed}, {"second", &second, 2 * seed + 1}}) {
+    options.walk.walk = name;
+    options.walk.seed = trembling;
+    record(*scene, options.walk, (out / name).string());
+    writeRoom(*scene, out / name / "room.json");
+  }
+}
+
+void addWalkOptions(CLI::App* command, const std::shared_ptr<Options>& options) {
   command->add_option("OUT", options->out, "folder to write; must not exist yet, or be empty");
-  command->add_option("--scene", options->scene,
-                      "description of the room (JSON); a room of our own without it");
-  command->add_flag("--print-scene", options->printScene, "print the description of our own room and stop");
-  command->add_option("--photos", options->walk.photos, "folder of the photographs")->capture_default_str();
-  command->add_option("--walk", options->walk.walk, "which of the scene's walks")->capture_default_str();
-  command->add_option("--seed", options->walk.seed, "how the hand trembles")->capture_default_str();
+  command->add_option("--photos", options->walk.sources.photos, "folder of the photographs")
+      ->capture_default_str();
+  command->add_option("--furniture", options->walk.sources.furniture, "folder of the furniture")
+      ->capture_default_str();
   command->add_option("--rate", options->walk.framesPerSecond, "frames a second")
       ->check(between(1, 120))
       ->capture_default_str();
   command->add_option("--frames", options->walk.frames, "stop after so many frames")->check(between(1, 1e9));
   command->add_option("--size", options->size, "WIDTHxHEIGHT of a picture")->capture_default_str();
-  command->callback([options] { recordSynthetic(*options); });
+}
+
+std::shared_ptr<Options> defaults() {
+  auto options = std::make_shared<Options>();
+  options->walk.sources = {".deps/photos", ".deps/furniture"};
+  options->walk.walk = "first";
+  return options;
+}
+
+}  // namespace
+
+void addRecordCommand(CLI::App& app) {
+  CLI::App* group = app.add_subcommand("record", "Make recordings of walks.");
+  group->require_subcommand(1);
+
+  CLI::App* synthetic = group->add_subcommand("synthetic", "Render a walk through a described room.");
+  const auto options = defaults();
+  addWalkOptions(synthetic, options);
+  synthetic->add_option("--scene", options->scene,
+                        "description of the room (JSON); photographs on boards without it");
+  synthetic->add_flag("--print-scene", options->printScene, "print the description of the boards and stop");
+  synthetic->add_option("--walk", options->walk.walk, "which of the scene's walks")->capture_default_str();
+  synthetic->add_option("--seed", options->walk.seed, "how the hand trembles")->capture_default_str();
+  synthetic->callback([options] { recordSynthetic(*options); });
+
+  CLI::App* room = group->add_subcommand(
+      "room", "Furnish a room by a seed and render two walks through it, OUT/first and OUT/second.");
+  const auto furnished = defaults();
+  addWalkOptions(room, furnished);
+  room->add_flag("--print-room", furnished->printScene, "print the room's description and stop");
+  room->add_option("--seed", furnished->room.seed, "which room")->capture_default_str();
+  room->add_option("--objects", furnished->room.objects, "things in it besides tables")
+      ->check(between(3, 12))
+      ->capture_default_str();
+  room->add_option("--moved", furnished->room.moved, "things that stand elsewhere in the second walk")
+      ->check(between(0, 12));
+  room->add_option("--removed", furnished->room.removed, "things that are gone in the second walk")
+      ->check(between(0, 12));
+  room->add_flag("--other-room", furnished->isOtherRoom,
+                 "the second walk goes through another room with things of the same classes");
+  room->add_option("--drift", furnished->room.driftMetres,
+                   "metres by which poses of the second walk drift a minute, with 12 degrees a metre")
+      ->check(between(0, 10));
+  room->add_option("--seconds", furnished->room.seconds, "of each walk")
+      ->check(between(5, 600))
+      ->capture_default_str();
+  room->callback([furnished] {
+    furnished->walk.seed = furnished->room.seed;
+    furnished->room.driftDegrees = 12 * furnished->room.driftMetres;
+    recordRoom(*furnished);
+  });
 }
 
 }  // namespace geoloom::tools

@@ -16,7 +16,9 @@
 #include "tools/replay/Trace.h"
 #include "tools/report/Errors.h"
 #include "tools/report/KeyFrames.h"
+#include "tools/report/RoomPlan.h"
 #include "tools/report/TopDownPlot.h"
+#include "tools/report/Tracking.h"
 
 namespace geoloom::tools {
 namespace {
@@ -76,6 +78,15 @@ void printSummary(const Trace& mapping, const Trace& localization) {
   say(localization, foundIn(localization).size(), "found");
 }
 
+/// What each session tracked of the things that a truth.json beside its recording knows.
+void printTracking(const Trace& trace) {
+  if (trace.recordings.empty()) return;
+  const RoomPlan room = roomPlanOf(trace.recordings.front());
+  if (room.things.empty()) return;
+  fmt::print("\nobjects tracked in the {} session:\n", trace.mode);
+  for (const std::string& line : tableOf(trackingOf(trace, room))) fmt::print("{}\n", line);
+}
+
 void compare(const Options& options, const Trace& localization, const Placements& truth) {
   const std::vector<AssetError> errors = errorsOf(localization, truth);
   for (const std::string& line : tableOf(errors)) fmt::print("{}\n", line);
@@ -102,7 +113,12 @@ void report(const Options& options) {
     }
   }
   if (!options.pictures.empty()) writePictures(options, mapping, localization, truth);
-  if (truth) return compare(options, localization, *truth);
+  if (truth) {
+    printTracking(mapping);
+    printTracking(localization);
+    fmt::print("\n");
+    return compare(options, localization, *truth);
+  }
   if (options.pictures.empty()) printSummary(mapping, localization);
   if (localization.relocalized.empty())
     throw CommandError(ExitCode::notLocalized, options.localization + ": no transform was found");

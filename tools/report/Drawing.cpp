@@ -163,8 +163,8 @@ void Drawing::placeLabels() {
   constexpr double pointReach = 6;
   std::vector<Box> taken;
   for (const Label& l : labels_)
-    taken.push_back({l.point.x - pointReach, l.point.y - pointReach, l.point.x + pointReach,
-                     l.point.y + pointReach});
+    taken.push_back(
+        {l.point.x - pointReach, l.point.y - pointReach, l.point.x + pointReach, l.point.y + pointReach});
   for (const Label& l : labels_) {
     const Box box = placeFor(l, taken);
     taken.push_back(box);
@@ -180,12 +180,14 @@ platform::PNGImage Drawing::finish() {
   use({1, 1, 1});
   cairo_rectangle(context_.get(), 0, height_, width_, captionHeight);
   cairo_fill(context_.get());
-  const double fitting = std::min(1.0, (width_ - 20) / std::max(1.0, textWidth(caption_, captionSize)));
+  const double fitting = std::min(1.0, (width_ - 50) / std::max(1.0, textWidth(caption_, captionSize)));
   text({10, height_ + captionHeight - 11}, caption_, {0.15, 0.15, 0.15}, captionSize * fitting);
   cairo_surface_flush(surface_.get());
 
   platform::PNGImage picture{static_cast<std::size_t>(cairo_image_surface_get_width(surface_.get())),
-                             static_cast<std::size_t>(cairo_image_surface_get_height(surface_.get())), 3, {}};
+                             static_cast<std::size_t>(cairo_image_surface_get_height(surface_.get())),
+                             3,
+                             {}};
   auto& samples = picture.samples.emplace<0>();
   samples.reserve(picture.width * picture.height * 3);
   for (std::size_t y = 0; y < picture.height; ++y) {

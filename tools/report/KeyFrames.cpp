@@ -144,9 +144,8 @@ std::vector<std::size_t> chosenBatches(const std::vector<Sights>& all) {
     return gain;
   };
   while (chosen.size() < mostFrames && !all.empty()) {
-    const auto best = std::max_element(all.begin(), all.end(), [&](const Sights& a, const Sights& b) {
-      return gainOf(a) < gainOf(b);
-    });
+    const auto best = std::max_element(
+        all.begin(), all.end(), [&](const Sights& a, const Sights& b) { return gainOf(a) < gainOf(b); });
     if (gainOf(*best) < leastGain) break;
     for (const auto& [what, how] : best->shown) shown[what] = std::max(shown[what], how);
     chosen.push_back(best->batch);

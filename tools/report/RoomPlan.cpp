@@ -55,11 +55,16 @@ class Reader {
     const double halfDepth = size[2].number() / 2;
     const double c = std::cos(object["turn"].number(0));
     const double s = std::sin(object["turn"].number(0));
-    RoomPlan::Thing thing{object["name"].string(), {}};
+    RoomPlan::Thing thing;
+    thing.name = object["name"].string();
+    if (object["class"].isPresent()) thing.type = object["class"].string();
+    thing.middle = object["y"].number() + static_cast<double>(columns_[3].y);
+    thing.height = size[1].number();
     for (const auto& [right, back] : {std::pair{-1, -1}, {1, -1}, {1, 1}, {-1, 1}}) {
       const double x = right * halfWidth;
       const double z = back * halfDepth;
-      thing.corners.push_back(moved(object["x"].number() + c * x + s * z, object["z"].number() - s * x + c * z));
+      thing.corners.push_back(
+          moved(object["x"].number() + c * x + s * z, object["z"].number() - s * x + c * z));
     }
     return thing;
   }

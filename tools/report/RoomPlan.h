@@ -12,7 +12,10 @@ namespace geoloom::tools {
 struct RoomPlan {
   struct Thing {
     std::string name;
+    std::string type;  ///< its class; empty if the truth tells none
     std::vector<Point> corners;
+    double middle = 0;  ///< of its height, above the session's origin
+    double height = 0;
   };
   std::vector<Point> walls;
   std::vector<std::vector<Point>> windows;

@@ -127,8 +127,8 @@ class Scale {
     include(plan.room.walls);
     include(plan.mappingWalk);
     include(plan.localizationWalk);
-    for (const auto* list : {&plan.mappingTracks, &plan.localizationTracks, &plan.placed, &plan.relocalized,
-                             &plan.truth}) {
+    for (const auto* list :
+         {&plan.mappingTracks, &plan.localizationTracks, &plan.placed, &plan.relocalized, &plan.truth}) {
       for (const Named& named : *list) include(named.corners);
     }
     pixelsPerMetre_ = (static_cast<double>(side) - 2 * margin) / std::max({x1 - x0, z1 - z0, 0.5});
@@ -196,7 +196,8 @@ void drawLegend(Drawing& drawing, bool isLocalized) {
   drawing.line({{24, 22}, {54, 22}}, mappingInk, 2);
   drawing.text({64, 28}, "way of the mapping walk, from its ring on", mappingInk);
   drawing.line({{24, 46}, {54, 46}}, localizationInk, 2);
-  drawing.text({64, 52}, isLocalized ? "way of the localization walk" : "no transform: the second walk is not drawn",
+  drawing.text({64, 52},
+               isLocalized ? "way of the localization walk" : "no transform: the second walk is not drawn",
                localizationInk);
   drawing.dot({39, 70}, 5, assetInk);
   drawing.text({64, 76}, "asset as placed", assetInk);
@@ -230,8 +231,7 @@ std::optional<GroundMotion> mapFromSession(const Trace& localization) {
 std::vector<Placement> trueAssetsInMap(const Trace& localization, const Placements& truth) {
   const std::optional<GroundMotion> toMap = mapFromSession(localization);
   if (!toMap || localization.recordings.empty()) return {};
-  std::vector<Placement> assets =
-      inSession(truth, localization.recordings.front().sessionFromRecording);
+  std::vector<Placement> assets = inSession(truth, localization.recordings.front().sessionFromRecording);
   const double rise = static_cast<double>(localization.relocalized.back().transform->translation.y);
   for (Placement& asset : assets) {
     std::tie(asset.x, asset.z) = toMap->apply(asset.x, asset.z);
@@ -259,8 +259,10 @@ platform::PNGImage topDownPlot(const Trace& mapping, const Trace& localization,
   drawTracks(drawing, scale, plan.localizationTracks, localizationInk);
   drawLegend(drawing, mapFromSession(localization).has_value());
   drawScaleBar(drawing, scale);
-  drawing.caption(tracked ? "The place from above, in the map's coordinates: the boxes of tracked objects of both walks."
-                          : "The place from above, in the map's coordinates: both walks, and where the assets came back.");
+  drawing.caption(
+      tracked
+          ? "The place from above, in the map's coordinates: the boxes of tracked objects of both walks."
+          : "The place from above, in the map's coordinates: both walks, and where the assets came back.");
   return drawing.finish();
 }
 

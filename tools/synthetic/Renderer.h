@@ -1,6 +1,5 @@
 #pragma once
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -8,21 +7,10 @@
 
 #include "geoloom/platform/imaging/PNG.h"
 
-#include "tools/synthetic/Texture.h"
+#include "tools/synthetic/Furniture.h"
 #include "tools/synthetic/Vector.h"
 
 namespace geoloom::tools {
-
-/// A flat textured parallelogram, seen from both sides.
-struct Quad {
-  Vector corner;  ///< upper left corner as seen from the front
-  Vector right;   ///< along the upper edge, its length included
-  Vector down;    ///< along the left edge
-  std::shared_ptr<const Texture> texture;
-  float repeatRight = 1;  ///< how often the texture fits along an edge
-  float repeatDown = 1;
-  float brightness = 1;
-};
 
 /// Where a picture is taken: x right, y down, z forward, as unit vectors of the world.
 struct View {
@@ -41,12 +29,35 @@ struct Pinhole {
   double centreY = 239.5;
 };
 
-struct Rendered {
-  platform::PNGImage colours;  ///< RGB, 8 bits
-  platform::PNGImage depth;    ///< gray, 16 bits: 1/5000 m along the camera's axis, 0 where nothing is seen
+/// A parallelogram that gives light to the side of right x down: its corner, edges and radiance.
+struct Lamp {
+  Vector corner;
+  Vector right;
+  Vector down;
+  Vector radiance;  ///< red, green, blue; a white surface lit by 1 from all sides is white in the picture
 };
 
-/// Draws the quads, the nearest in front. May run on several threads at once.
-[[nodiscard]] Rendered render(const std::vector<Quad>& quads, const Pinhole& camera, const View& view);
+struct Rendered {
+  platform::PNGImage colours;   ///< RGB, 8 bits
+  std::vector<float> distance;  ///< metres along the camera's axis, a pixel each; 0 where nothing is seen
+};
+
+/// Draws a still world by rays. Light from lamps, bounced once by surfaces, is worked out where it is first
+/// seen, on a net of points a few centimetres apart, and kept: soft shadows, darker contacts and corners, and
+/// no flicker from frame to frame. `render` may run on several threads at once; pictures do not depend on
+/// their order.
+class Renderer {
+ public:
+  Renderer(const Mesh& mesh, const std::vector<Lamp>& lamps);
+  ~Renderer();
+  Renderer(const Renderer&) = delete;
+  Renderer& operator=(const Renderer&) = delete;
+
+  [[nodiscard]] Rendered render(const Pinhole& camera, const View& view) const;
+
+ private:
+  struct World;
+  std::unique_ptr<World> world_;
+};
 
 }  // namespace geoloom::tools

@@ -24,55 +24,56 @@ namespace {
 using base::Failure;
 using base::Result;
 
-constexpr double boardThickness = 0.006;
+/// From the room's coordinates to a recording's, both with z up.
+class Frame {
+ public:
+  explicit Frame(const WalkDescription& walk) : Frame(walk.turn * std::numbers::pi / 180, walk.shift) {}
+  Frame(double angle, const Vector& shift)
+      : angle_(angle), cosine_(std::cos(angle)), sine_(std::sin(angle)), shift_(shift) {}
 
-/// Walls, floor and ceiling, seen from within.
-std::vector<Quad> roomQuads(const SceneDescription& scene) {
-  const auto plaster = std::make_shared<const Texture>(plasterTexture(scene.seed, {186, 178, 164}));
-  const auto tiles = std::make_shared<const Texture>(tileTexture(scene.seed + 1, {150, 140, 128}));
-  const auto ceiling = std::make_shared<const Texture>(plainTexture({225, 225, 222}));
-  const auto& [w, d, h] = scene.room;
-  constexpr double metresPerTexture = 1.8;
-  const auto repeat = [](double length) { return static_cast<float>(length / metresPerTexture); };
-  const Vector up{0, 0, -h};
-  return {
-      {{-w / 2, d / 2, h}, {w, 0, 0}, up, plaster, repeat(w), repeat(h), 1.0F},
-      {{w / 2, d / 2, h}, {0, -d, 0}, up, plaster, repeat(d), repeat(h), 0.86F},
-      {{w / 2, -d / 2, h}, {-w, 0, 0}, up, plaster, repeat(w), repeat(h), 0.95F},
-      {{-w / 2, -d / 2, h}, {0, d, 0}, up, plaster, repeat(d), repeat(h), 0.8F},
-      {{-w / 2, d / 2, 0}, {w, 0, 0}, {0, -d, 0}, tiles, repeat(w), repeat(d), 0.9F},
-      {{-w / 2, -d / 2, h}, {w, 0, 0}, {0, d, 0}, ceiling, 1, 1, 1.0F},
-  };
-}
-
-/// The photograph, the back of the board and the foot it stands on.
-void addBoard(std::vector<Quad>& quads, const Board& board, const platform::PNGImage& photo) {
-  const double angle = board.facing * std::numbers::pi / 180;
-  const Vector front{std::cos(angle), std::sin(angle), 0};
-  const Vector right{-front[1], front[0], 0};
-  const double height = board.width * static_cast<double>(photo.height) / static_cast<double>(photo.width);
-  const Vector corner = board.centre - (board.width / 2) * right + Vector{0, 0, height / 2};
-  const Vector back = corner - boardThickness * front;
-  const auto cardboard = std::make_shared<const Texture>(plainTexture({120, 98, 72}));
-  const auto wood = std::make_shared<const Texture>(plainTexture({70, 62, 55}));
-  quads.push_back({corner, board.width * right, {0, 0, -height}, std::make_shared<const Texture>(photo)});
-  quads.push_back({back, board.width * right, {0, 0, -height}, cardboard});
-  constexpr double footWidth = 0.05;
-  const double lowerEdge = board.centre[2] - height / 2;
-  const Vector foot = board.centre - (footWidth / 2) * right - boardThickness * front;
-  quads.push_back({{foot[0], foot[1], lowerEdge}, footWidth * right, {0, 0, -lowerEdge}, wood});
-}
-
-Result<std::vector<Quad>> sceneQuads(const SceneDescription& scene, const std::filesystem::path& photos) {
-  std::vector<Quad> quads = roomQuads(scene);
-  for (const Board& board : scene.boards) {
-    const Result<platform::PNGImage> photo = platform::readPNG(photos / board.photo);
-    if (!photo) return Failure{photo.failure().message + "; scripts/setup fetches the photographs"};
-    if (photo->samples8() == nullptr)
-      return Failure{(photos / board.photo).string() + ": must have 8 bits a sample"};
-    addBoard(quads, board, *photo);
+  [[nodiscard]] double angle() const { return angle_; }
+  [[nodiscard]] Vector turned(const Vector& v) const {
+    return {cosine_ * v[0] - sine_ * v[1], sine_ * v[0] + cosine_ * v[1], v[2]};
   }
-  return quads;
+  [[nodiscard]] Vector moved(const Vector& p) const { return turned(p) + shift_; }
+  [[nodiscard]] View moved(const View& view) const {
+    return {moved(view.position), turned(view.right), turned(view.down), turned(view.forward)};
+  }
+
+ private:
+  double angle_;
+  double cosine_;
+  double sine_;
+  Vector shift_;
+};
+
+/// What a tracker that has drifted since `start` takes a view for.
+View drifted(const View& view, const Vector& start, const WalkDescription& walk, double seconds) {
+  const double minutes = seconds / 60;
+  const Vector away{walk.driftMetres * minutes, 0, 0};
+  const Frame turn(walk.driftDegrees * minutes * std::numbers::pi / 180, {});
+  return Frame(turn.angle(), start - turn.turned(start) + away).moved(view);
+}
+
+/// Sensors measure depth along the axis with noise that grows with its square: the standard deviation that
+/// Nguyen, Izadi and Lovell measured (2012) for a structured-light camera.
+std::uint16_t measured(float distance, std::uint64_t key, bool isNoisy) {
+  constexpr double unitsPerMetre = 5000;
+  auto metres = static_cast<double>(distance);
+  if (isNoisy && distance > 0) {
+    const auto uniform = [&key] {  // splitmix64
+      key += 0x9E3779B97F4A7C15U;
+      std::uint64_t z = key;
+      z = (z ^ z >> 30U) * 0xBF58476D1CE4E5B9U;
+      z = (z ^ z >> 27U) * 0x94D049BB133111EBU;
+      return static_cast<double>((z ^ z >> 31U) >> 11U) / 9007199254740992.0;
+    };
+    const double normal = (uniform() + uniform() + uniform() + uniform() - 2) * std::sqrt(3.0);
+    const double beyond = std::max(0.0, metres - 0.4);
+    metres += normal * (0.0012 + 0.0019 * beyond * beyond);
+  }
+  const double units = metres * unitsPerMetre;
+  return units > 0 && units < 65535 ? static_cast<std::uint16_t>(std::lround(units)) : std::uint16_t{0};
 }
 
 /// Time 1 is the start: 0 would look like "no time".
@@ -87,8 +88,10 @@ std::string imageName(double time) {
 /// Renders all views on all cores.
 class FrameWriter {
  public:
-  FrameWriter(const std::vector<Quad>& quads, const Pinhole& camera, std::filesystem::path folder)
-      : quads_(quads), camera_(camera), folder_(std::move(folder)) {}
+  /// Depth has noise if there is a seed for it.
+  FrameWriter(const Renderer& renderer, const Pinhole& camera, std::filesystem::path folder,
+              std::optional<unsigned> noise)
+      : renderer_(renderer), camera_(camera), folder_(std::move(folder)), noise_(noise) {}
 
   std::optional<Failure> write(const std::vector<View>& views, double framesPerSecond,
                                const std::function<void(std::size_t, std::size_t)>& progress) {
@@ -97,7 +100,7 @@ class FrameWriter {
     for (unsigned i = 0; i < count; ++i) {
       workers.emplace_back([&] {
         for (std::size_t f = next_++; f < views.size(); f = next_++) {
-          std::optional<Failure> failure = writeFrame(views[f], imageName(timeOf(f, framesPerSecond)));
+          std::optional<Failure> failure = writeFrame(f, views[f], imageName(timeOf(f, framesPerSecond)));
           const std::lock_guard lock(mutex_);
           if (failure) failure_ = std::move(failure);
           if (failure_) return;
@@ -110,16 +113,26 @@ class FrameWriter {
   }
 
  private:
-  [[nodiscard]] std::optional<Failure> writeFrame(const View& view, const std::string& name) const {
+  [[nodiscard]] std::optional<Failure> writeFrame(std::size_t index, const View& view,
+                                                  const std::string& name) const {
     constexpr int fast = 1;
-    const Rendered rendered = render(quads_, camera_, view);
+    const Rendered rendered = renderer_.render(camera_, view);
     if (auto failure = platform::writePNG(folder_ / "rgb" / name, rendered.colours, fast)) return failure;
-    return platform::writePNG(folder_ / "depth" / name, rendered.depth, fast);
+    std::vector<std::uint16_t> depth;
+    depth.reserve(rendered.distance.size());
+    for (const float distance : rendered.distance) {
+      const std::uint64_t key =
+          std::uint64_t{noise_.value_or(0)} << 56U | std::uint64_t{index} << 32U | depth.size();
+      depth.push_back(measured(distance, key, noise_.has_value()));
+    }
+    return platform::writePNG(folder_ / "depth" / name, {camera_.width, camera_.height, 1, std::move(depth)},
+                              fast);
   }
 
-  const std::vector<Quad>& quads_;
+  const Renderer& renderer_;
   const Pinhole& camera_;
   const std::filesystem::path folder_;
+  const std::optional<unsigned> noise_;
   std::atomic<std::size_t> next_{0};
   std::mutex mutex_;
   std::size_t done_ = 0;
@@ -144,10 +157,26 @@ std::string listsOf(const std::vector<View>& views, double framesPerSecond, std:
 }
 
 /// Where things really are, in the recording's coordinates with y up; also a placement file.
-std::string truthOf(const SceneDescription& scene) {
+std::string truthOf(const SceneDescription& scene, const std::vector<Vector>& sizes, const Frame& frame) {
   using nlohmann::ordered_json;
-  const auto place = [](const Vector& p) { return ordered_json{{"x", p[0]}, {"y", p[2]}, {"z", -p[1]}}; };
+  const auto place = [&](const Vector& inRoom) {
+    const Vector p = frame.moved(inRoom);
+    return ordered_json{{"x", p[0]}, {"y", p[2]}, {"z", -p[1]}};
+  };
+  const auto onGround = [&](const Vector& inRoom) {
+    const Vector p = frame.moved(inRoom);
+    return ordered_json{p[0], -p[1]};
+  };
   ordered_json objects = ordered_json::array();
+  for (std::size_t i = 0; i < scene.furniture.size(); ++i) {
+    const PlacedFurniture& placed = scene.furniture[i];
+    const Vector& size = sizes[i];
+    ordered_json object{{"name", placed.name}, {"class", placed.type}};
+    object.update(place(placed.at + Vector{0, 0, size[1] / 2}));
+    object["size"] = size;
+    object["turn"] = (placed.facing + 90) * std::numbers::pi / 180 + frame.angle();
+    objects.push_back(object);
+  }
   for (const Board& board : scene.boards) {
     ordered_json object{{"name", board.name}};
     object.update(place(board.centre));
@@ -157,11 +186,25 @@ std::string truthOf(const SceneDescription& scene) {
   for (const SceneAsset& asset : scene.assets) {
     ordered_json entry{{"id", asset.id}};
     entry.update(place(asset.position));
-    entry["orientation"] = asset.orientation;
+    entry["orientation"] = asset.orientation + frame.angle();
     assets.push_back(entry);
   }
-  return ordered_json{{"version", 1}, {"frame", "recording"}, {"assets", assets}, {"objects", objects}}.dump(
-             2) +
+  const double w = scene.room[0] / 2;
+  const double d = scene.room[1] / 2;
+  ordered_json walls = ordered_json::array();
+  for (const Vector& corner : {Vector{-w, d, 0}, Vector{w, d, 0}, Vector{w, -d, 0}, Vector{-w, -d, 0}})
+    walls.push_back(onGround(corner));
+  ordered_json windows = ordered_json::array();
+  for (const Window& window : scene.windows) {
+    const auto [corner, right, inwards] = placeOf(window, scene.room);
+    windows.push_back({onGround(corner), onGround(corner + window.width * right)});
+  }
+  return ordered_json{{"version", 1},
+                      {"frame", "recording"},
+                      {"assets", assets},
+                      {"objects", objects},
+                      {"room", {{"walls", walls}, {"windows", windows}}}}
+             .dump(2) +
          "\n";
 }
 
@@ -205,8 +248,9 @@ Result<SyntheticWalkSummary> writeSyntheticWalk(
   const WalkDescription* walk = findWalk(scene, options.walk);
   if (walk == nullptr)
     return Failure{fmt::format("no walk \"{}\"; the scene has: {}", options.walk, walkNames(scene))};
-  const Result<std::vector<Quad>> quads = sceneQuads(scene, options.photos);
-  if (!quads) return quads.failure();
+  const SceneDescription there = scene.during(*walk);
+  const Result<RoomMesh> room = roomMeshOf(there, *walk, options.sources);
+  if (!room) return room.failure();
   if (auto failure = prepareFolder(folder)) return *failure;
 
   const CameraPath path(*walk, options.seed);
@@ -218,8 +262,16 @@ Result<SyntheticWalkSummary> writeSyntheticWalk(
 
   Pinhole camera{options.width, options.height, 525.0 * static_cast<double>(options.width) / 640.0,
                  (static_cast<double>(options.width) - 1) / 2, (static_cast<double>(options.height) - 1) / 2};
-  if (auto failure = FrameWriter(*quads, camera, folder).write(views, options.framesPerSecond, progress))
+  const Renderer renderer(room->mesh, room->lamps);
+  const std::optional<unsigned> noise = scene.isFurnished ? std::optional(options.seed) : std::nullopt;
+  if (auto failure =
+          FrameWriter(renderer, camera, folder, noise).write(views, options.framesPerSecond, progress))
     return *failure;
+
+  const Frame frame(*walk);
+  const Vector start = views.front().position;
+  for (std::size_t f = 0; f < count; ++f)
+    views[f] = frame.moved(drifted(views[f], start, *walk, static_cast<double>(f) / options.framesPerSecond));
 
   std::string depths;
   std::string truth;
@@ -230,7 +282,7 @@ Result<SyntheticWalkSummary> writeSyntheticWalk(
       {"groundtruth.txt", truth},
       {"calibration.txt", fmt::format("# fx fy cx cy\n{} {} {} {}\n", camera.focal, camera.focal,
                                       camera.centreX, camera.centreY)},
-      {"truth.json", truthOf(scene)},
+      {"truth.json", truthOf(there, room->furnitureSizes, frame)},
   };
   for (const auto& [name, text] : files) {
     if (auto failure = writeText(folder / name, text)) return *failure;

@@ -8,14 +8,15 @@
 
 #include "geoloom/base/Result.h"
 
+#include "tools/synthetic/RoomMesh.h"
 #include "tools/synthetic/SceneDescription.h"
 
 namespace geoloom::tools {
 
 struct SyntheticWalkOptions {
-  std::filesystem::path photos;  ///< folder of the boards' photographs
-  std::string walk;              ///< name of one of the scene's walks
-  unsigned seed = 1;             ///< of the hand's trembling
+  RoomSources sources;
+  std::string walk;   ///< name of one of the scene's walks
+  unsigned seed = 1;  ///< of the hand's trembling and the depth sensor's noise
   double framesPerSecond = 15;
   std::optional<std::size_t> frames;  ///< at most so many
   std::size_t width = 640;

@@ -15,21 +15,21 @@ std::uint32_t pack(const Colour& c) {
   const auto byte = [](float v) {
     return static_cast<std::uint32_t>(std::lround(std::clamp(v, 0.0F, 255.0F)));
   };
-  return byte(c.red) | byte(c.green) << 8U | byte(c.blue) << 16U;
+  return byte(c.red) | byte(c.green) << 8U | byte(c.blue) << 16U | byte(c.alpha) << 24U;
 }
 
 Colour unpack(std::uint32_t packed) {
   return {static_cast<float>(packed & 0xFFU), static_cast<float>(packed >> 8U & 0xFFU),
-          static_cast<float>(packed >> 16U & 0xFFU)};
+          static_cast<float>(packed >> 16U & 0xFFU), static_cast<float>(packed >> 24U)};
 }
 
 Colour mix(const Colour& a, const Colour& b, float share) {
   return {a.red + (b.red - a.red) * share, a.green + (b.green - a.green) * share,
-          a.blue + (b.blue - a.blue) * share};
+          a.blue + (b.blue - a.blue) * share, a.alpha + (b.alpha - a.alpha) * share};
 }
 
 Colour scaled(const Colour& c, float factor) {
-  return {c.red * factor, c.green * factor, c.blue * factor};
+  return {c.red * factor, c.green * factor, c.blue * factor, c.alpha};
 }
 
 /// Smooth noise of the given number of cells a side that repeats without a seam, -1 to 1.
@@ -110,11 +110,9 @@ Texture::Texture(const platform::PNGImage& picture) {
     const std::uint8_t* p =
         &samples[(std::min(y, picture.height - 1) * picture.width + std::min(x, picture.width - 1)) *
                  channels];
-    const Colour c =
-        channels < 3 ? Colour{static_cast<float>(p[0]), static_cast<float>(p[0]), static_cast<float>(p[0])}
-                     : Colour{static_cast<float>(p[0]), static_cast<float>(p[1]), static_cast<float>(p[2])};
-    const float alpha = channels == 4 ? static_cast<float>(p[3]) / 255.0F : 1.0F;
-    return mix({255, 255, 255}, c, alpha);
+    const auto value = [p](std::size_t c) { return static_cast<float>(p[c]); };
+    if (channels < 3) return Colour{value(0), value(0), value(0)};
+    return Colour{value(0), value(1), value(2), channels == 4 ? value(3) : 255.0F};
   };
   std::vector<Colour> texels(width * height);
   for (std::size_t y = 0; y < height; ++y) {
@@ -143,7 +141,10 @@ Texture::Texture(std::vector<Colour> texels, std::size_t size) {
 void Texture::addLevel(std::size_t width, std::size_t height, const std::vector<Colour>& texels) {
   Level& level = levels_.emplace_back(Level{width, height, {}});
   level.texels.reserve(texels.size());
-  for (const Colour& c : texels) level.texels.push_back(pack(c));
+  for (const Colour& c : texels) {
+    level.texels.push_back(pack(c));
+    isOpaque_ = isOpaque_ && c.alpha > 254;
+  }
 }
 
 void Texture::addHalvings(std::size_t width, std::size_t height, std::vector<Colour> texels) {
@@ -187,10 +188,10 @@ Colour Texture::sample(float s, float t, float footprint) const {
              mix(texel(column, row + 1), texel(column + 1, row + 1), fx), fy);
 }
 
-Texture plasterTexture(unsigned seed, Colour base) {
+Texture plasterTexture(unsigned seed, Colour base, int specks) {
   Random random(seed);
-  std::vector<Colour> texels = stained(random, base, 0.22F);
-  addSpecks(texels, random, 5000);
+  std::vector<Colour> texels = stained(random, base, specks > 0 ? 0.22F : 0.06F);
+  addSpecks(texels, random, specks);
   return {std::move(texels), side};
 }
 
@@ -208,6 +209,34 @@ Texture tileTexture(unsigned seed, Colour base) {
       const bool inJoint = x % tile < joint || y % tile < joint;
       const float factor = inJoint ? 0.45F : tint[y / tile * tiles + x / tile];
       texels[y * side + x] = scaled(texels[y * side + x], factor);
+    }
+  }
+  return {std::move(texels), side};
+}
+
+Texture plankTexture(unsigned seed, Colour base) {
+  Random random(seed);
+  const ValueNoise coarse(random, 4);
+  const ValueNoise fine(random, 128);
+  constexpr std::size_t planks = 8;
+  constexpr std::size_t width = side / planks;
+  std::array<float, planks> shift{};
+  std::array<float, 2 * planks> tint{};
+  for (float& s : shift) s = random();
+  for (float& t : tint) t = 0.85F + 0.3F * random();
+  std::vector<Colour> texels(side * side);
+  for (std::size_t y = 0; y < side; ++y) {
+    const std::size_t plank = y / width;
+    for (std::size_t x = 0; x < side; ++x) {
+      const float s = static_cast<float>(x) / side;
+      const float t = static_cast<float>(y) / side;
+      const float along = s + shift[plank];
+      const float whole = along - std::floor(along);
+      const auto half = static_cast<std::size_t>(whole < 0.5F ? 0 : 1);
+      const bool inJoint = y % width < 3 || std::abs(whole - 0.5F) < 0.0015F || whole < 0.0015F;
+      const float stretched = along * 0.125F;
+      const float grain = fine.at(stretched - std::floor(stretched), t) + 0.5F * coarse.at(s, t);
+      texels[y * side + x] = scaled(base, inJoint ? 0.55F : tint[2 * plank + half] * (1 + 0.09F * grain));
     }
   }
   return {std::move(texels), side};

@@ -8,18 +8,19 @@
 
 namespace geoloom::tools {
 
-/// An opaque colour, 0 to 255.
+/// 0 to 255 each; alpha 255 is opaque.
 struct Colour {
   float red = 0;
   float green = 0;
   float blue = 0;
+  float alpha = 255;
 };
 
 /// A picture with its halvings, so that it can be looked up from far away without flicker. Its sides are
 /// brought to powers of two. Immutable.
 class Texture {
  public:
-  /// A photograph, or any picture with 8 bits a sample; what is transparent becomes white.
+  /// Any picture with 8 bits a sample.
   explicit Texture(const platform::PNGImage& picture);
 
   /// Rows of colours from the top; `side` is a power of two.
@@ -27,6 +28,7 @@ class Texture {
 
   [[nodiscard]] float width() const { return static_cast<float>(levels_.front().width); }
   [[nodiscard]] float height() const { return static_cast<float>(levels_.front().height); }
+  [[nodiscard]] bool isOpaque() const { return isOpaque_; }
 
   /// The colour at (s, t), 0 to 1 from the top left, repeating beyond; `footprint` is the side of the pixel
   /// that asks, in texels of the largest level.
@@ -42,12 +44,16 @@ class Texture {
   void addHalvings(std::size_t width, std::size_t height, std::vector<Colour> texels);
 
   std::vector<Level> levels_;
+  bool isOpaque_ = true;
 };
 
-/// The look of plaster: soft stains and many small specks, which give a tracker its corners; `base` tints it.
-[[nodiscard]] Texture plasterTexture(unsigned seed, Colour base);
+/// The look of a painted wall: soft stains and, with `specks`, many small ones, which give a tracker its
+/// corners.
+[[nodiscard]] Texture plasterTexture(unsigned seed, Colour base, int specks);
 /// Stone tiles with joints.
 [[nodiscard]] Texture tileTexture(unsigned seed, Colour base);
+/// Boards of wood along s.
+[[nodiscard]] Texture plankTexture(unsigned seed, Colour base);
 /// One colour.
 [[nodiscard]] Texture plainTexture(Colour colour);
 
