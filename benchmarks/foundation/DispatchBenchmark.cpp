@@ -1,29 +1,20 @@
-// How long a task waits to be run on an idle machine, and what idle sessions cost, beside what one would
-// write instead.
+// How long a task waits before it runs on an idle machine, beside the usual alternatives.
 
-#include <atomic>
-#include <chrono>
 #include <condition_variable>
-#include <fstream>
 #include <future>
-#include <memory>
 #include <mutex>
-#include <string>
 #include <thread>
-#include <vector>
 
 #include <asio/post.hpp>
 #include <asio/strand.hpp>
 #include <asio/thread_pool.hpp>
 #include <benchmark/benchmark.h>
-#include <sys/resource.h>
 
 #include "geoloom/platform/foundation/Dispatch.h"
 
 namespace {
 
 using geoloom::platform::DispatchQueue;
-using namespace std::chrono_literals;
 
 /// Posts one task at a time and waits until it has run.
 template <class Post>
@@ -88,73 +79,5 @@ void asioStrandThroughput(benchmark::State& state) {
   postMany(state, [&](auto task) { asio::post(strand, std::move(task)); });
 }
 BENCHMARK(asioStrandThroughput)->UseRealTime();
-
-double processorSeconds() {
-  rusage usage{};
-  getrusage(RUSAGE_SELF, &usage);
-  const auto seconds = [](const timeval& time) {
-    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) * 1e-6;
-  };
-  return seconds(usage.ru_utime) + seconds(usage.ru_stime);
-}
-
-double residentMegabytes() {
-  std::ifstream statm("/proc/self/statm");
-  double total = 0;
-  double resident = 0;
-  statm >> total >> resident;
-  return resident * 4096 / 1e6;
-}
-
-/// What everything that is running costs while nothing is asked of it, as a share of one core.
-void watchIdle(benchmark::State& state, double residentBefore) {
-  for (auto _ : state) {
-    const double before = processorSeconds();
-    constexpr std::chrono::seconds watched{5};
-    std::this_thread::sleep_for(watched);
-    state.counters["core_percent"] =
-        100 * (processorSeconds() - before) / std::chrono::duration<double>(watched).count();
-  }
-  state.counters["added_MB"] = residentMegabytes() - residentBefore;
-}
-
-constexpr int sessions = 1000;
-
-void everySecond(const std::shared_ptr<DispatchQueue>& queue,
-                 const std::shared_ptr<std::atomic<bool>>& stop) {
-  queue->asyncAfter(1s, [queue, stop] {
-    if (!*stop) everySecond(queue, stop);
-  });
-}
-
-/// One serial queue a session, with a task every second, all out of step.
-void idleSessions(benchmark::State& state) {
-  const double before = residentMegabytes();
-  const auto stop = std::make_shared<std::atomic<bool>>(false);
-  for (int i = 0; i < sessions; ++i) {
-    everySecond(DispatchQueue::serial("idle"), stop);
-    std::this_thread::sleep_for(1ms);
-  }
-  watchIdle(state, before);
-  *stop = true;
-  std::this_thread::sleep_for(1100ms);
-}
-BENCHMARK(idleSessions)->Iterations(1)->UseRealTime();
-
-void idleThreads(benchmark::State& state) {
-  const double before = residentMegabytes();
-  std::atomic<bool> stop{false};
-  std::vector<std::thread> threads;
-  for (int i = 0; i < sessions; ++i) {
-    threads.emplace_back([&] {
-      while (!stop) std::this_thread::sleep_for(1s);
-    });
-    std::this_thread::sleep_for(1ms);
-  }
-  watchIdle(state, before);
-  stop = true;
-  for (std::thread& thread : threads) thread.join();
-}
-BENCHMARK(idleThreads)->Iterations(1)->UseRealTime();
 
 }  // namespace

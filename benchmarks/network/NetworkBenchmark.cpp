@@ -5,10 +5,9 @@
 #include <curl/curl.h>
 #include <nlohmann/json.hpp>
 
-#include "geoloom/platform/aws/AWSDynamoDBObjectMapper.h"
 #include "geoloom/platform/network/HTTPClient.h"
 #include "geoloom/session/Relocalization.h"
-#include "geoloom/storage/TransformRow.h"
+#include "geoloom/storage/TransformScan.h"
 
 #include "tests/support/Scans.h"
 #include "tests/support/ServiceProcess.h"
@@ -73,9 +72,9 @@ void kitRequests(benchmark::State& state) {
       request.url = serviceURL;
       request.body = R"({"map_uuid":"M1"})";
       platform::HTTPClient::shared().post(std::move(request), platform::DispatchQueue::global(),
-                                          [&](const platform::HTTPResponse& response) {
-                                            if (!response.error.empty())
-                                              state.SkipWithError(response.error.c_str());
+                                          [&](const base::Result<platform::HTTPResponse>& answer) {
+                                            if (!answer)
+                                              state.SkipWithError(answer.failure().message.c_str());
                                             const std::lock_guard lock(mutex);
                                             --running;
                                             ++done;
@@ -154,22 +153,11 @@ BENCHMARK(bareRequests)
     ->Unit(benchmark::kMillisecond);
 
 void kitScan(benchmark::State& state) {
-  const platform::AWSDynamoDBObjectMapper mapper(std::make_shared<const platform::AWSServiceConfiguration>(
-      platform::AWSRegionUSWest2,
-      std::make_shared<platform::AWSStaticCredentialsProvider>("access", "secret"),
-      platform::AWSServiceEndpoints{.tables = serviceURL, .metrics = {}}));
+  test::makeDefault(test::servicesAt(serviceURL));
   for ([[maybe_unused]] auto _ : state) {
-    std::vector<TransformRow> rows;
-    platform::AWSDynamoDBScanExpression expression;
-    do {
-      auto result = test::pageOf<TransformRow>(expression, mapper);
-      auto* page = std::get_if<platform::AWSDynamoDBPage<TransformRow>>(&result);
-      if (!page) return state.SkipWithError(std::get<platform::AWSError>(result).description.c_str());
-      std::move(page->items.begin(), page->items.end(), std::back_inserter(rows));
-      expression.exclusiveStartKey = page->lastEvaluatedKey;
-    } while (expression.exclusiveStartKey);
-    benchmark::DoNotOptimize(bestRow(rows));
-    if (rows.size() != std::size_t{pages} * rowsAPage) return state.SkipWithError("rows are missing");
+    const base::Result<TransformScan> scan = scanTransformRows("E621E1F8-C36C-495A-93FC-0C247A3E6E5F");
+    if (!scan) return state.SkipWithError(scan.failure().message.c_str());
+    if (scan->rows != std::size_t{pages} * rowsAPage) return state.SkipWithError("rows are missing");
   }
   state.SetItemsProcessed(state.iterations() * pages * rowsAPage);
 }

@@ -6,7 +6,7 @@
 
 namespace geoloom::base {
 
-/// A value that is replaced whole: a reader on any thread sees either the old one or the new one.
+/// A value that is replaced whole: a reader on any thread sees either the old or the new value.
 template <class T>
 class AtomicValue {
  public:
@@ -18,13 +18,13 @@ class AtomicValue {
     return value_;
   }
 
-  /// The old value is destroyed on the caller's thread, when readers may go on.
+  /// The old value is destroyed on the caller's thread, after the lock is released.
   void store(T value) {
     const MutexLock lock(mutex_);
     std::swap(value_, value);
   }
 
-  /// For values that can be absent: an earlier one stays.
+  /// For values that can be absent: keeps a present value.
   void storeIfAbsent(T value) {
     const MutexLock lock(mutex_);
     if (!value_) value_ = std::move(value);

@@ -9,7 +9,7 @@ namespace geoloom::base {
 /// A file descriptor, closed with its owner.
 class Descriptor {
  public:
-  /// Takes over what a system call returned; negative is none.
+  /// Owns the result of a system call; negative is none.
   explicit Descriptor(int value = -1) : value_(value) {}
   ~Descriptor() {
     if (value_ >= 0) ::close(value_);

@@ -6,7 +6,7 @@
 
 namespace geoloom::base {
 
-/// Two lower-case digits a byte.
+/// Two lower-case digits per byte.
 [[nodiscard]] inline std::string hexadecimal(std::span<const unsigned char> bytes) {
   constexpr std::string_view digits = "0123456789abcdef";
   std::string text;

@@ -6,7 +6,7 @@
 
 namespace geoloom::base {
 
-/// A std::mutex that clang's lock analysis knows. Waits with std::condition_variable_any.
+/// A std::mutex annotated for clang's thread-safety analysis. Waits with std::condition_variable_any.
 class GEOLOOM_CAPABILITY("mutex") Mutex {
  public:
   void lock() GEOLOOM_ACQUIRE() { mutex_.lock(); }
@@ -17,7 +17,7 @@ class GEOLOOM_CAPABILITY("mutex") Mutex {
   std::mutex mutex_;
 };
 
-/// Holds a Mutex for a scope.
+/// Locks a Mutex for a scope.
 class GEOLOOM_SCOPED_CAPABILITY MutexLock {
  public:
   explicit MutexLock(Mutex& mutex) GEOLOOM_ACQUIRE(mutex) : mutex_(mutex) { mutex_.lock(); }

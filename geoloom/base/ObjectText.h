@@ -9,21 +9,20 @@
 
 namespace geoloom::base {
 
-/// A JSON object, written as it is filled, in the order given: the bodies of requests are small and many, so
-/// a document for each would be most of the work. Names and texts that are not UTF-8 get U+FFFD for what is
-/// not.
+/// Writes a JSON object directly as text, members in the order added: building a document for each of many
+/// small request bodies would be most of the work. Invalid UTF-8 is replaced by U+FFFD.
 class ObjectText {
  public:
   ObjectText& add(std::string_view name, std::string_view text);
 
-  /// The shortest text of the number, for floats too (a JSON library may widen them first); null for one that
-  /// is not finite.
+  /// The shortest text of the number, also for floats (a JSON library may widen them first); null if it is
+  /// not finite.
   template <std::floating_point Number>
   ObjectText& add(std::string_view name, Number number) {
     return addJSON(name, std::isfinite(number) ? base::text(number) : "null");
   }
 
-  /// `json` is written as it stands.
+  /// `json` is written unchanged.
   ObjectText& addJSON(std::string_view name, std::string_view json);
 
   [[nodiscard]] std::string text() const { return text_ + '}'; }

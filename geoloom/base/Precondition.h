@@ -9,11 +9,11 @@ namespace geoloom::base {
 
 }  // namespace geoloom::base
 
-/// States what a caller must respect. Checked, with an abort, in builds without NDEBUG; in the others the
-/// condition is compiled but never evaluated.
+/// A condition that the caller must meet. Checked, with an abort, in builds without NDEBUG; in other builds
+/// it is compiled but not evaluated.
 ///
-/// GEOLOOM_REQUIRE is checked in every build: for what applications call and whose check is nothing beside
-/// its work.
+/// GEOLOOM_REQUIRE is checked in every build: for functions that applications call and whose check costs
+/// little beside their work.
 #define GEOLOOM_REQUIRE(condition, message) \
   ((condition) ? static_cast<void>(0) : ::geoloom::base::preconditionFailed(__FILE__, __LINE__, message))
 #ifdef NDEBUG

@@ -15,7 +15,7 @@ namespace {
 
 constexpr std::chrono::seconds patience{2};
 
-/// How deep in work this thread is; only the outermost is counted.
+/// Depth of this thread's Work; only the outermost counts.
 thread_local int depth = 0;
 
 struct State {
@@ -38,10 +38,10 @@ struct State {
     if (isExiting) ended.notify_all();
   }
 
-  /// `own` is what the exiting thread itself is in: a callback may call exit.
+  /// `own` is the exiting thread's own work: a callback may call exit.
   void rest(int own) {
     const MutexLock lock(mutex);
-    // The handler runs once for each library; all share the time.
+    // The handler runs once per library; all share one deadline.
     if (!std::exchange(isExiting, true)) deadline = std::chrono::steady_clock::now() + patience;
     while (working > own)
       if (ended.wait_until(mutex, deadline) == std::cv_status::timeout) return;
@@ -77,9 +77,9 @@ bool isProcessExiting() {
 }
 
 void restAtExit() {
-  // The threads are not in a forked child.
+  // A forked child has none of the threads.
   static const pid_t owner = ::getpid();
-  // Without room for one more handler the exit is as it would be without any.
+  // If registration fails, the process exits without waiting.
   static_cast<void>(std::atexit([] {
     if (::getpid() == owner) state().rest(depth > 0 ? 1 : 0);
   }));

@@ -2,9 +2,9 @@
 
 namespace geoloom::base {
 
-// When the process exits (by exit, or by a return from main) the libraries that we stand on are taken down,
-// also under threads that are at work in them. Sessions live until then, so their work has to end first: what
-// has begun is waited for, and nothing begins any more.
+// When the process exits (by exit, or by a return from main), the destructors of libraries run while our
+// threads may still use them. Sessions live until then, so work that has begun is waited for first, and no
+// more begins.
 
 /// A stretch of work, from construction to destruction; may be nested. On any thread.
 class Work {
@@ -17,8 +17,7 @@ class Work {
   /// False while the process exits: the work must not begin.
   explicit operator bool() const { return begun_; }
 
-  /// Around a wait in the middle of work, which would hold the exit up. `resume` does not return while the
-  /// process exits.
+  /// Around a wait within work, which would delay the exit. `resume` does not return while the process exits.
   static void suspend();
   static void resume();
 
@@ -26,14 +25,14 @@ class Work {
   bool begun_;
 };
 
-/// True from the moment in which the process began to exit.
+/// True once the process has begun to exit.
 [[nodiscard]] bool isProcessExiting();
 
-/// Lets all work end before that is taken down which libraries have set up so far; at most two seconds, so
-/// that a callback that never returns does not keep the process. Call again when a library has set up more.
+/// Registers an exit handler that waits for all work, at most two seconds, before the destructors registered
+/// so far run. Call it after each library that work depends on is initialised.
 void restAtExit();
 
-/// Where a thread of ours stays while the process exits.
+/// Blocks the calling thread for ever: it must not run while the process exits.
 [[noreturn]] void parkThread();
 
 }  // namespace geoloom::base

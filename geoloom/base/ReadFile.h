@@ -10,11 +10,11 @@ namespace geoloom::base {
 
 /// All bytes of a regular file; the failure names it.
 [[nodiscard]] Result<std::string> readFile(const std::filesystem::path& path, std::uint64_t maximumBytes);
-/// The same, or what comes out of a pipe until its end, for which it waits.
+/// The same, but also reads a pipe until its end.
 [[nodiscard]] Result<std::string> readFileOrPipe(const std::filesystem::path& path,
                                                  std::uint64_t maximumBytes);
 
-/// What a file of the system says, also one of /proc; empty where there is none.
+/// The content of a system file, also one below /proc; empty if it cannot be read.
 [[nodiscard]] std::string contentOf(const std::filesystem::path& path);
 
 }  // namespace geoloom::base

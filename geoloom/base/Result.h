@@ -1,18 +1,19 @@
 #pragma once
 
 #include <cassert>
+#include <optional>
 #include <string>
 #include <utility>
 #include <variant>
 
 namespace geoloom::base {
 
-/// Why something could not be done: one line that names the input and what is wrong with it.
+/// Why an operation failed: one line that names the input and the fault.
 struct Failure {
   std::string message;
 };
 
-/// A value, or the reason why there is none.
+/// A value or a failure.
 template <class T>
 class [[nodiscard]] Result {
  public:
@@ -21,14 +22,14 @@ class [[nodiscard]] Result {
 
   explicit operator bool() const { return state_.index() == 0; }
 
-  /// Only when there is a value.
+  /// Only if there is a value.
   T& operator*() & { return *value(); }
   const T& operator*() const& { return *const_cast<Result*>(this)->value(); }
   T&& operator*() && { return std::move(*value()); }
   T* operator->() { return value(); }
   const T* operator->() const { return const_cast<Result*>(this)->value(); }
 
-  /// Only when there is no value.
+  /// Only if there is no value.
   [[nodiscard]] const Failure& failure() const {
     assert(state_.index() == 1);
     return *std::get_if<1>(&state_);
@@ -41,6 +42,25 @@ class [[nodiscard]] Result {
   }
 
   std::variant<T, Failure> state_;
+};
+
+/// Success or a failure.
+template <>
+class [[nodiscard]] Result<void> {
+ public:
+  Result() = default;
+  Result(Failure failure) : failure_(std::move(failure)) {}  // NOLINT(*-explicit-*)
+
+  explicit operator bool() const { return !failure_; }
+
+  /// Only after a failure.
+  [[nodiscard]] const Failure& failure() const {
+    assert(failure_);
+    return *failure_;
+  }
+
+ private:
+  std::optional<Failure> failure_;
 };
 
 }  // namespace geoloom::base

@@ -4,7 +4,7 @@
 
 namespace geoloom::base {
 
-/// Does something when its scope is left, also by an exception.
+/// Runs an action when its scope is left, also by an exception.
 template <class Action>
 class ScopeExit {
  public:

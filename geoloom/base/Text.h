@@ -5,35 +5,32 @@
 #include <string>
 #include <string_view>
 
-#include "geoloom/Export.h"
-
 namespace geoloom::base {
 
 /// The shortest decimal text that reads back to the same value, always with a fractional part or an exponent:
 /// "1.0", "0.1", "-0.0", "1e-05", "nan", "inf". Exponents are used below 1e-4 and above 2^24 (float) or 2^53
 /// (double). Independent of the locale.
-[[nodiscard]] GEOLOOM_EXPORT std::string text(float value);
-[[nodiscard]] GEOLOOM_EXPORT std::string text(double value);
+[[nodiscard]] std::string text(float value);
+[[nodiscard]] std::string text(double value);
 
 /// "Optional("M1")" with its quotation marks, or "nil".
-[[nodiscard]] GEOLOOM_EXPORT std::string text(const std::optional<std::string>& value);
+[[nodiscard]] std::string text(const std::optional<std::string>& value);
 
 /// The longest decimal number (sign, digits, point, exponent) that `text` begins with after leading blanks; 0
 /// without one.
-[[nodiscard]] GEOLOOM_EXPORT float lenientFloat(std::string_view text);
+[[nodiscard]] float lenientFloat(std::string_view text);
 
-/// The value of `text` when the whole of it is one number as strtof reads it in the C locale (signs,
+/// The value of `text` if all of it is one number as strtof reads it in the C locale (signs,
 /// exponents, hexadecimal, inf and nan included), with nothing before or after it.
-[[nodiscard]] GEOLOOM_EXPORT std::optional<float> strictFloat(std::string_view text);
+[[nodiscard]] std::optional<float> strictFloat(std::string_view text);
 
 /// Canonical equality: composed and decomposed forms are equal. Text that is not UTF-8 is compared byte by
 /// byte.
-[[nodiscard]] GEOLOOM_EXPORT bool canonicallyEqual(std::string_view a, std::string_view b);
+[[nodiscard]] bool canonicallyEqual(std::string_view a, std::string_view b);
 /// Agrees with canonicallyEqual.
-[[nodiscard]] GEOLOOM_EXPORT std::size_t canonicalHash(std::string_view text);
+[[nodiscard]] std::size_t canonicalHash(std::string_view text);
 
-/// The same text with every sequence that is not UTF-8 replaced by U+FFFD, a character that is cut off by
-/// one.
-[[nodiscard]] GEOLOOM_EXPORT std::string validUTF8(std::string_view text);
+/// The text with each byte sequence that is not UTF-8 replaced by U+FFFD; a truncated character by one.
+[[nodiscard]] std::string validUTF8(std::string_view text);
 
 }  // namespace geoloom::base

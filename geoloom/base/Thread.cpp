@@ -13,9 +13,9 @@ bool startThread(const char* name, std::function<void()> run) {
   sigset_t all;
   sigset_t before;
   sigfillset(&all);
-  // A fault is for the handler of whoever watches for crashes, on the thread that it happens on.
+  // A crash handler must run on the faulting thread.
   for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGSYS, SIGABRT}) sigdelset(&all, fault);
-  // A thread inherits the mask of the one that starts it.
+  // The new thread inherits this mask.
   pthread_sigmask(SIG_SETMASK, &all, &before);
   bool started = true;
   try {

@@ -5,7 +5,7 @@
 #include <string_view>
 #include <utility>
 
-#include "geoloom/base/StandIn.h"
+#include "geoloom/base/ExtraPoolThread.h"
 #include "geoloom/platform/foundation/Log.h"
 
 namespace geoloom {
@@ -20,7 +20,7 @@ void callApplication(std::string_view name, const Callback& callback, Arguments&
     platform::SystemLog::log(
         std::string("exception out of the ").append(name).append(" callback: ").append(what));
   };
-  const base::StandIn standIn;
+  const base::ExtraPoolThread extraThread;
   try {
     callback(std::forward<Arguments>(arguments)...);
   } catch (const std::exception& exception) {

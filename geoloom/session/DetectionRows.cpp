@@ -1,7 +1,6 @@
 #include "geoloom/session/DetectionRows.h"
 
 #include <cstddef>
-#include <optional>
 #include <utility>
 
 #include "geoloom/base/Text.h"
@@ -30,17 +29,17 @@ class BatchSaver final : public std::enable_shared_from_this<BatchSaver> {
 
   void saveNext() {
     if (next_ == rows_.size()) return;
-    mapper_.save(rows_[next_++], [self = shared_from_this()](const std::optional<platform::AWSError>& error) {
-      self->report(error);
+    mapper_.save(rows_[next_++], [self = shared_from_this()](const base::Result<void>& saved) {
+      self->report(saved);
       self->saveNext();
     });
   }
 
  private:
-  void report(const std::optional<platform::AWSError>& error) const {
-    if (error) {
-      Console::print("Amazon DynamoDB Save Error: " + error->description);
-      observer_->rowFailed(error->description);
+  void report(const base::Result<void>& saved) const {
+    if (!saved) {
+      Console::print("Amazon DynamoDB Save Error: " + saved.failure().message);
+      observer_->rowFailed(saved.failure().message);
       return;
     }
     const SceneUnderstandingModel& row = rows_[next_ - 1];

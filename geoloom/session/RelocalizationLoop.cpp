@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <utility>
 
+#include "geoloom/base/ScopeExit.h"
 #include "geoloom/base/Text.h"
 #include "geoloom/cloud/CloudAPI.h"
 #include "geoloom/platform/foundation/Clock.h"
@@ -35,21 +36,17 @@ void RelocalizationLoop::scheduleTick() {
 }
 
 void RelocalizationLoop::tick() {
-  // The next tick follows even if this one throws: when the last holder of `next` is gone.
-  const std::shared_ptr<void> next(this, [self = shared_from_this()](void*) {
-    ++self->queryAssetsCounter_;
-    self->scheduleTick();
-    self->session_.observer->tickEnded();
+  // The next tick follows even if this one throws.
+  const base::ScopeExit next([this] {
+    ++queryAssetsCounter_;
+    scheduleTick();
+    session_.observer->tickEnded();
   });
   const auto dataManager = session_.dataManager();
   if (!dataManager) return;
-  // Until the scan has ended its answer is this queue's only task.
-  dataManager->scanTransform(reloadAssetQueue_->hold(),
-                             [self = shared_from_this(), next, dataManager](const std::string& found) {
-                               self->handleTransform(dataManager, found);
-                               self->localizeByObjects();
-                               self->noticeWaiting();
-                             });
+  handleTransform(dataManager, dataManager->scanTransform());
+  localizeByObjects();
+  noticeWaiting();
 }
 
 void RelocalizationLoop::handleTransform(const std::shared_ptr<DataManager>& dataManager,

@@ -35,7 +35,8 @@ DataManager::DataManager(std::shared_ptr<platform::ARSession> frames,
       locManager(LocationManager::create()),
       cloudAPI(std::move(client)),
       session(std::move(owner)) {
-  replaceDirectory(dataRootDirectory, dataDirectory);
+  removeDirectory(dataRootDirectory);
+  createDirectory(dataDirectory);
 }
 
 void DataManager::createMap(OpeningRequest request, StatusCallback report) {
@@ -112,25 +113,18 @@ void DataManager::retrieveAssets(AnswerCallback completion) {
       });
 }
 
-void DataManager::scanTransform(std::shared_ptr<platform::DispatchQueue> queue,
-                                std::function<void(std::string)> completion) {
+std::string DataManager::scanTransform() {
   const auto map = mapUUID();
-  if (!map) {
-    completion({});
-    return;
+  if (!map) return {};
+  const base::Result<TransformScan> scan = scanTransformRows(*map);
+  if (!scan) {
+    Console::print(scan.failure().message);
+    return {};
   }
-  scanTransformRows(*map, std::move(queue),
-                    [self = shared_from_this(), completion = std::move(completion)](const auto& rows) {
-                      completion(rows ? self->takeRows(*rows) : std::string());
-                    });
-}
-
-std::string DataManager::takeRows(const std::vector<TransformRow>& rows) {
-  Console::print("Transform DB scan result " + std::to_string(rows.size()));
-  const TransformRow* best = bestRow(rows);
-  if (best == nullptr || *best->Transform == lastMatchTransform_) return {};
-  lastMatchTransform_ = *best->Transform;
-  Console::print(description(*best));
+  Console::print("Transform DB scan result " + std::to_string(scan->rows));
+  if (!scan->best || scan->best->Transform == lastMatchTransform_) return {};
+  lastMatchTransform_ = *scan->best->Transform;
+  Console::print(description(*scan->best));
   return lastMatchTransform_;
 }
 

@@ -20,7 +20,6 @@
 namespace geoloom {
 
 class CloudAPI;
-struct TransformRow;
 namespace platform {
 class ARSession;
 }
@@ -78,12 +77,10 @@ class DataManager final : public std::enable_shared_from_this<DataManager> {
   /// it is not called if the request fails or the map is not known.
   void retrieveAssets(AnswerCallback completion);
 
-  /// Finds the transform text of the best match for the map when it differs from the one found before; else
-  /// the empty text. `completion` runs once, on `queue`, in this call when the map is not known; it asks the
-  /// table service, with pauses and retries, and no thread waits. One scan at a time: call again after the
-  /// completion.
-  void scanTransform(std::shared_ptr<platform::DispatchQueue> queue,
-                     std::function<void(std::string)> completion);
+  /// Scans the transform table and returns the transform text of the best match for the map if it differs
+  /// from the one returned last; otherwise, and if the map is unknown or the scan fails, the empty text.
+  /// Blocks the calling thread until the scan has ended: call it from a serial queue, one call at a time.
+  [[nodiscard]] std::string scanTransform();
 
   [[nodiscard]] std::optional<std::string> mapUUID() const { return identifiers_.load().map; }
   /// Localization only.
@@ -114,7 +111,6 @@ class DataManager final : public std::enable_shared_from_this<DataManager> {
   void addLocation(OpeningRequest& request) const;
   [[nodiscard]] MapStatus mapStatus(const platform::JSON& answer);
   [[nodiscard]] MapStatus localizationStatus(const platform::JSON& answer);
-  [[nodiscard]] std::string takeRows(const std::vector<TransformRow>& rows);
 
   std::atomic<bool> isOpening_ = false;
   base::AtomicValue<std::string> refusal_;

@@ -18,12 +18,13 @@ void LocationManager::start() {
   locationManager_->startUpdatingHeading();
   locationManager_->startUpdatingLocation();
   locationManager_->requestWhenInUseAuthorization();
-  currentLocation_.store(locationManager_->location());
+  // A fix may have arrived meanwhile, on the main queue; it is the newer one.
+  currentLocation_.storeIfAbsent(locationManager_->location());
 }
 
 void LocationManager::didChangeAuthorization(platform::CLLocationManager& /*manager*/,
                                              platform::CLAuthorizationStatus /*status*/) {
-  // Updates were started at construction; the service begins to deliver once it may.
+  // Updates were started at construction; the service delivers them once it is authorized.
 }
 
 void LocationManager::didUpdateLocations(

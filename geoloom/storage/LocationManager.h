@@ -10,7 +10,7 @@
 
 namespace geoloom {
 
-/// Receives the updates that a LocationManager passes on, on the main queue.
+/// Receives the updates of a LocationManager, on the main queue.
 class LocationManagerDelegate {
  public:
   virtual ~LocationManagerDelegate() = default;
@@ -19,20 +19,20 @@ class LocationManagerDelegate {
   virtual void headingDidUpdate(double heading, double accuracy) = 0;
 };
 
-/// The device's latest location and heading, tracked from construction to destruction. May be read from any
+/// The device's latest location and heading, updated from construction to destruction. May be read from any
 /// thread.
 class LocationManager final : public platform::NSObject, public platform::CLLocationManagerDelegate {
  public:
   /// Asks for the best accuracy and starts updates at once.
   [[nodiscard]] static std::shared_ptr<LocationManager> create();
 
-  /// Absent until the device has a fix.
+  /// nullptr until the device has a fix and the location may be used.
   [[nodiscard]] std::shared_ptr<const platform::CLLocation> currentLocation() const {
     return currentLocation_.load();
   }
-  /// Degrees clockwise from north: true north, or magnetic north while the accuracy is negative.
+  /// Degrees clockwise from north: true north, or magnetic north if the accuracy is negative.
   [[nodiscard]] std::optional<double> currentHeading() const { return heading_.load().heading; }
-  /// Degrees; negative when the device reports the heading invalid.
+  /// Degrees; negative if the device reports the heading as invalid.
   [[nodiscard]] std::optional<double> currentHeadingAccuracy() const { return heading_.load().accuracy; }
 
   void setDelegate(std::weak_ptr<LocationManagerDelegate> delegate) { delegate_.store(std::move(delegate)); }

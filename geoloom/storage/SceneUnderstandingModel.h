@@ -10,11 +10,11 @@
 
 namespace geoloom {
 
-/// A row of the table of detected objects. Write only. All objects of one batch have the same key, so the
-/// table keeps one of them.
+/// A row of the table of detected objects. Write only. The objects of one batch share a key, so the table
+/// keeps the one saved last.
 struct SceneUnderstandingModel : platform::AWSDynamoDBObjectModel {
-  /// Takes the time of the row, seconds since 1970, from the current clock. `x`, `y`, `z`: centre of the
-  /// object in metres, session coordinates.
+  /// `x`, `y`, `z`: centre of the object in metres, session coordinates. `Timestamp` becomes the current
+  /// clock's time in seconds since 1970.
   SceneUnderstandingModel(std::string sessionId, std::int64_t frameId, float x, float y, float z,
                           std::string objectName, float confidence, bool isLocalizationSession);
 

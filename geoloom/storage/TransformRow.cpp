@@ -9,27 +9,21 @@
 namespace geoloom {
 namespace {
 
-bool takesPart(const TransformRow& row) {
-  return row.MatchCount && !std::isnan(*row.MatchCount) && row.Transform.has_value();
-}
-
 // An absent optional compares below every present one.
 std::optional<float> matchValue(const TransformRow& row) {
-  if (!row.MatchValue) return std::nullopt;
-  return base::strictFloat(*row.MatchValue);
+  const auto value = row.MatchValue ? base::strictFloat(*row.MatchValue) : std::nullopt;
+  return value && std::isnan(*value) ? std::nullopt : value;
 }
 
 }  // namespace
 
-const TransformRow* bestRow(const std::vector<TransformRow>& rows) {
-  const TransformRow* best = nullptr;
-  for (const TransformRow& row : rows) {
-    if (!takesPart(row)) continue;
-    const bool better = best == nullptr || *row.MatchCount > *best->MatchCount ||
-                        (*row.MatchCount == *best->MatchCount && matchValue(row) > matchValue(*best));
-    if (better) best = &row;
-  }
-  return best;
+bool isUsable(const TransformRow& row) {
+  return row.MatchCount && !std::isnan(*row.MatchCount) && row.Transform;
+}
+
+bool isBetter(const TransformRow& row, const TransformRow& other) {
+  if (*row.MatchCount != *other.MatchCount) return *row.MatchCount > *other.MatchCount;
+  return matchValue(row) > matchValue(other);
 }
 
 std::string description(const TransformRow& row) {

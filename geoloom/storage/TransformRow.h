@@ -4,13 +4,12 @@
 #include <string>
 #include <string_view>
 #include <tuple>
-#include <vector>
 
 #include "geoloom/platform/aws/AWSDynamoDBObjectModel.h"
 
 namespace geoloom {
 
-/// A row of the table in which the mapping service says where a session sits in a map. Read only.
+/// A row of the table in which the mapping service reports where a session is in a map. Read only.
 struct TransformRow : platform::AWSDynamoDBObjectModel {
   /// UUID of the map that was matched.
   std::optional<std::string> SessionId;
@@ -36,10 +35,12 @@ struct TransformRow : platform::AWSDynamoDBObjectModel {
   }
 };
 
-/// The row with the most matches; among those the one with the largest match value; among those the first.
-/// Rows without a count or a transform do not take part. A match value that is not a number, or missing, is
-/// below every number. The row lives in `rows`; nullptr when none takes part.
-[[nodiscard]] const TransformRow* bestRow(const std::vector<TransformRow>& rows);
+/// A usable row has a count that is a number and a transform.
+[[nodiscard]] bool isUsable(const TransformRow& row);
+
+/// Of two usable rows, whether `row` has more matches than `other`, or as many and a larger match value. A
+/// match value that is absent, unreadable or "nan" is below every number.
+[[nodiscard]] bool isBetter(const TransformRow& row, const TransformRow& other);
 
 /// One line for the console.
 [[nodiscard]] std::string description(const TransformRow& row);

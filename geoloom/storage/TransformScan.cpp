@@ -1,26 +1,19 @@
 #include "geoloom/storage/TransformScan.h"
 
 #include <algorithm>
-#include <bit>
-#include <iterator>
-#include <memory>
-#include <optional>
 #include <random>
 #include <utility>
-#include <variant>
 
 #include "geoloom/platform/aws/AWSDynamoDBObjectMapper.h"
+#include "geoloom/platform/foundation/Clock.h"
+#include "geoloom/platform/foundation/Dispatch.h"
 #include "geoloom/platform/foundation/Log.h"
 
 namespace geoloom {
 namespace {
 
 using platform::AWSDynamoDBAttributeValue;
-using platform::AWSDynamoDBObjectMapper;
 using platform::AWSDynamoDBScanExpression;
-using platform::AWSError;
-using platform::AWSResult;
-using platform::Console;
 using Page = platform::AWSDynamoDBPage<TransformRow>;
 
 constexpr int PAGE_ITEMS = 200;
@@ -30,80 +23,34 @@ double randomFraction() {
   return std::uniform_real_distribution<double>{}(generator);
 }
 
-/// A scan on its way. What is under way holds it; on its queue only.
-class Scan : public std::enable_shared_from_this<Scan> {
- public:
-  using Completion = std::function<void(std::optional<std::vector<TransformRow>>)>;
+AWSDynamoDBScanExpression expressionFor(const std::string& mapUUID) {
+  AWSDynamoDBScanExpression expression;
+  expression.limit = PAGE_ITEMS;
+  expression.filterExpression = "#sessionId = :sessionId";
+  expression.expressionAttributeNames = {{"#sessionId", "SessionId"}};
+  expression.expressionAttributeValues = {{":sessionId", AWSDynamoDBAttributeValue::text(mapUUID)}};
+  return expression;
+}
 
-  Scan(const std::string& mapUUID, std::shared_ptr<platform::DispatchQueue> queue, Completion completion)
-      : mapUUID_(mapUUID), queue_(std::move(queue)), completion_(std::move(completion)) {
-    expression_.limit = PAGE_ITEMS;
-    expression_.filterExpression = "#sessionId = :sessionId";
-    expression_.expressionAttributeNames = {{"#sessionId", "SessionId"}};
-    expression_.expressionAttributeValues = {{":sessionId", AWSDynamoDBAttributeValue::text(mapUUID)}};
+void sleepOnClock(std::chrono::nanoseconds pause) {
+  // Shared, since a test's clock may drop the action.
+  const auto over = std::make_shared<platform::DispatchSemaphore>(0);
+  platform::Clock::current()->schedule(pause, [over] { over->signal(); });
+  over->wait();
+}
+
+/// One page, requested until it comes or the tries are used up.
+base::Result<Page> requestPage(const platform::AWSDynamoDBObjectMapper& mapper,
+                               const AWSDynamoDBScanExpression& expression) {
+  for (int tries = 1;; ++tries) {
+    base::Result<Page> page = mapper.scan<TransformRow>(expression);
+    if (page) return page;
+    platform::Console::print("The request failed. Error: " + page.failure().message);
+    if (tries == MAXIMUM_SCAN_TRIES)
+      return base::Failure{"Transform DB scan given up after " + std::to_string(tries) + " tries"};
+    sleepOnClock(scanPause(tries, randomFraction()));
   }
-
-  void requestPage() {
-    mapper_.scan<TransformRow>(expression_, queue_, [self = shared_from_this()](AWSResult<Page> outcome) {
-      if (auto* page = std::get_if<Page>(&outcome))
-        self->take(std::move(*page));
-      else
-        self->tryAgain(std::get<AWSError>(outcome));
-    });
-  }
-
- private:
-  void tryAgain(const AWSError& error) {
-    ++failedTries_;
-    Console::print("The request failed. Error: " + error.description);
-    if (!error.isRetryable() || failedTries_ == MAXIMUM_SCAN_TRIES) {
-      giveUp(" after " + std::to_string(failedTries_) + (failedTries_ == 1 ? " try" : " tries"));
-      return;
-    }
-    queue_->asyncAfter(scanPause(failedTries_, randomFraction()),
-                       [self = shared_from_this()] { self->requestPage(); });
-  }
-
-  void take(Page page) {
-    failedTries_ = 0;
-    // The service filters; rows of other maps come from one that cannot.
-    std::copy_if(std::move_iterator(page.items.begin()), std::move_iterator(page.items.end()),
-                 std::back_inserter(rows_),
-                 [this](const TransformRow& row) { return row.SessionId.value_or(mapUUID_) == mapUUID_; });
-    if (!page.lastEvaluatedKey) {
-      completion_(std::move(rows_));
-      return;
-    }
-    ++pages_;
-    if (page.lastEvaluatedKey == landmark_) ++repeatedPages_;
-    if (repeatedPages_ > MAXIMUM_REPEATED_PAGES || pages_ > MAXIMUM_SCAN_PAGES ||
-        rows_.size() > MAXIMUM_SCAN_ROWS) {
-      giveUp(": the table has no end");
-      return;
-    }
-    // Brent's: once the landmark lies in a cycle of keys that is shorter than its distance, it comes again.
-    if (std::has_single_bit(static_cast<unsigned>(pages_))) landmark_ = page.lastEvaluatedKey;
-    expression_.exclusiveStartKey = std::move(page.lastEvaluatedKey);
-    requestPage();
-  }
-
-  void giveUp(const std::string& why) {
-    Console::print("Transform DB scan given up" + why);
-    completion_(std::nullopt);
-  }
-
-  const AWSDynamoDBObjectMapper mapper_ = AWSDynamoDBObjectMapper::defaultMapper();
-  const std::string mapUUID_;
-  const std::shared_ptr<platform::DispatchQueue> queue_;
-  const Completion completion_;
-  AWSDynamoDBScanExpression expression_;
-  std::vector<TransformRow> rows_;
-  int failedTries_ = 0;
-  int pages_ = 0;
-  /// The last key of the latest page whose number is a power of two.
-  std::optional<platform::AWSDynamoDBAttributes> landmark_;
-  int repeatedPages_ = 0;
-};
+}
 
 }  // namespace
 
@@ -114,9 +61,28 @@ std::chrono::nanoseconds scanPause(int failedTries, double random) {
   return std::chrono::duration_cast<std::chrono::nanoseconds>(whole * (1 - random / 2));
 }
 
-void scanTransformRows(const std::string& mapUUID, std::shared_ptr<platform::DispatchQueue> queue,
-                       std::function<void(std::optional<std::vector<TransformRow>>)> completion) {
-  std::make_shared<Scan>(mapUUID, std::move(queue), std::move(completion))->requestPage();
+base::Result<TransformScan> scanTransformRows(const std::string& mapUUID) {
+  const auto clock = platform::Clock::current();
+  const auto deadline = clock->uptime() + SCAN_DEADLINE;
+  const auto mapper = platform::AWSDynamoDBObjectMapper::defaultMapper();
+  AWSDynamoDBScanExpression expression = expressionFor(mapUUID);
+  TransformScan scan;
+  while (true) {
+    base::Result<Page> page = requestPage(mapper, expression);
+    if (!page) return page.failure();
+    for (TransformRow& row : page->items) {
+      // The service filters, but a page may hold other maps' rows if it does not know the filter.
+      if (row.SessionId.value_or(mapUUID) != mapUUID) continue;
+      ++scan.rows;
+      if (isUsable(row) && (!scan.best || isBetter(row, *scan.best))) scan.best = std::move(row);
+    }
+    if (!page->lastEvaluatedKey) return scan;
+    if (page->lastEvaluatedKey == expression.exclusiveStartKey)
+      return base::Failure{"Transform DB scan given up: a page ends with the key that it began after"};
+    if (clock->uptime() >= deadline)
+      return base::Failure{"Transform DB scan given up: it takes longer than 10 minutes"};
+    expression.exclusiveStartKey = std::move(page->lastEvaluatedKey);
+  }
 }
 
 }  // namespace geoloom

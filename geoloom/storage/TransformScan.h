@@ -2,34 +2,37 @@
 
 #include <chrono>
 #include <cstddef>
-#include <functional>
-#include <memory>
 #include <optional>
 #include <string>
-#include <vector>
 
-#include "geoloom/platform/foundation/Dispatch.h"
+#include "geoloom/base/Result.h"
 #include "geoloom/storage/TransformRow.h"
 
 namespace geoloom {
 
-/// Tries of one page before a scan gives up.
+/// Tries of one page before a scan is given up.
 inline constexpr int MAXIMUM_SCAN_TRIES = 5;
 
-/// Pages that may end with a key that the scan remembers, pages altogether, and rows that a scan holds. A
-/// service that goes on beyond would keep the scan for ever.
-inline constexpr int MAXIMUM_REPEATED_PAGES = 20;
-inline constexpr int MAXIMUM_SCAN_PAGES = 100'000;
-inline constexpr std::size_t MAXIMUM_SCAN_ROWS = 200'000;
+/// Time for a whole scan, with all its pages and pauses.
+inline constexpr std::chrono::minutes SCAN_DEADLINE{10};
 
-/// Pause after the given number of failed tries of a page: 250 ms, doubled with each, at most 4 s, of which a
-/// random half may be missing so that many devices do not come back at once. `random` is in [0, 1].
+/// Pause after the given number of failed tries of a page: 250 ms, doubled with each, at most 4 s. A random
+/// part of up to one half is left out, so that devices that failed together do not return together. `random`
+/// is in [0, 1].
 [[nodiscard]] std::chrono::nanoseconds scanPause(int failedTries, double random);
 
-/// All rows of the map, page by page, in the table's order, from the default table service. Waits for
-/// nothing: `completion` runs once, on `queue`, as everything here; pauses run on the current clock. Each
-/// failed try is a line on the console. Nothing when a page was given up, or when the service found no end.
-void scanTransformRows(const std::string& mapUUID, std::shared_ptr<platform::DispatchQueue> queue,
-                       std::function<void(std::optional<std::vector<TransformRow>>)> completion);
+/// What a scan found; rows are not kept.
+struct TransformScan {
+  std::size_t rows = 0;
+  /// The best row (isBetter), the first of equals; absent if no row is usable.
+  std::optional<TransformRow> best;
+};
+
+/// Scans the default table service for the rows of the map, page by page, in the table's order. Blocks the
+/// calling thread; call it from a task of a queue (see platform::BlockingScope). A page that fails is
+/// requested again after a pause on the current clock; each failure is one line on the console. Fails after
+/// MAXIMUM_SCAN_TRIES tries of one page, after SCAN_DEADLINE, and when a page ends with the key that it began
+/// after.
+[[nodiscard]] base::Result<TransformScan> scanTransformRows(const std::string& mapUUID);
 
 }  // namespace geoloom

@@ -4,18 +4,14 @@
 
 namespace geoloom {
 
-// Directories of the application's documents directory, for the user alone (mode 0700). The outcome is a line
-// of the system log and nothing else; nothing happens where there is no documents directory. A name that is
-// not a path below it (absolute, or with "..") fails, and symbolic links below it are never followed.
+// Directories below the application's documents directory, with mode 0700. The outcome is one line of the
+// system log; without a documents directory nothing happens. A name that does not lie below it (absolute, or
+// with "..") fails, and symbolic links below it are never followed.
 
-/// Creates the directory of that relative path, with those on the way to it.
+/// Creates the directory of that relative path and its missing parents.
 void createDirectory(std::string_view name);
 
-/// Removes the directory of that relative path with all it holds; that there was none counts as a failure.
+/// Removes the directory of that relative path and its content. Fails if it does not exist.
 void removeDirectory(std::string_view name);
-
-/// Removes the first and creates the second before anybody else's turn: sessions that start together leave
-/// one directory.
-void replaceDirectory(std::string_view removed, std::string_view created);
 
 }  // namespace geoloom

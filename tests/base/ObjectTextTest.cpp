@@ -10,7 +10,7 @@ namespace {
 
 using namespace std::string_view_literals;
 
-TEST(ObjectText, QuotesWhateverTextsAndNamesHold) {
+TEST(ObjectText, EscapesNamesAndTexts) {
   EXPECT_EQ(base::ObjectText().text(), "{}");
   base::ObjectText object;
   object.add("", "")
@@ -26,7 +26,7 @@ TEST(ObjectText, QuotesWhateverTextsAndNamesHold) {
       "\"\xC3\xA9\":\"\x7F\xE2\x82\xAC\",\"cut \xEF\xBF\xBD\":\"\xEF\xBF\xBDz\",\"inner\":{\"list\":[1]}}");
 }
 
-TEST(ObjectText, WritesNumbersInTheirShortestTextAndNullForWhatIsNone) {
+TEST(ObjectText, WritesShortestNumbersAndNull) {
   EXPECT_EQ(base::ObjectText()
                 .add("single", 0.1F)
                 .add("double", 1e-7)

@@ -1,4 +1,5 @@
 #include <gmock/gmock.h>
+#include <nlohmann/json.hpp>
 
 #include "geoloom/cloud/CloudAPI.h"
 #include "geoloom/platform/aws/AWSCloudWatch.h"

@@ -5,6 +5,7 @@
 #include "geoloom/platform/foundation/FileManager.h"
 #include "geoloom/session/types/ServiceEndpoints.h"
 #include "geoloom/storage/SceneUnderstandingModel.h"
+#include "geoloom/storage/TransformScan.h"
 
 #include "localcloud/Server.h"
 #include "tests/cloud/MappingOperations.h"
@@ -94,24 +95,23 @@ std::vector<Operation> operations() {
                    [&operation](int) { return operation.withoutAnswer; }});
   all.push_back({"scanTransform", 10s, MAXIMUM_SCAN_TRIES,
                  [](Kit& kit) {
-                   scanTransformRows("M1", DispatchQueue::global(), [&kit](const auto& rows) {
-                     kit.journal.add(rows ? std::to_string(rows->size()) + " rows" : "no rows");
+                   DispatchQueue::global()->async([&kit] {
+                     const auto scan = scanTransformRows("M1");
+                     kit.journal.add(scan ? std::to_string(scan->rows) + " rows" : scan.failure().message);
                    });
                  },
-                 [](const Kit& kit) { return kit.hasHeard("no rows"); },
+                 [](const Kit& kit) { return kit.hasHeard("Transform DB scan given up after 5 tries"); },
                  [](int tries) {
                    Lines lines(static_cast<std::size_t>(tries), "> The request failed. Error: …");
-                   lines.push_back("> Transform DB scan given up after " + std::to_string(tries) +
-                                   (tries == 1 ? " try" : " tries"));
-                   lines.emplace_back("no rows");
+                   lines.push_back("Transform DB scan given up after " + std::to_string(tries) + " tries");
                    return lines;
                  }});
   all.push_back({"save", 10s, 1,
                  [](Kit& kit) {
                    const SceneUnderstandingModel row("M1", 1, 1, 2, 3, "cup", 0.5F, false);
                    platform::AWSDynamoDBObjectMapper::defaultMapper().save(
-                       row, [&kit](const std::optional<platform::AWSError>& error) {
-                         kit.journal.add(error && !error->description.empty() ? "not saved" : "saved");
+                       row, [&kit](const base::Result<void>& saved) {
+                         kit.journal.add(saved || saved.failure().message.empty() ? "saved" : "not saved");
                        });
                  },
                  [](const Kit& kit) { return kit.hasHeard("not saved"); },
@@ -160,7 +160,7 @@ TEST(HostileServices, UnreachableAddressesAreFailures) {
   const std::string unused = "http://127.0.0.1:" + std::to_string(unusedPort());
   for (const std::string& address : {unused, std::string(), std::string("http://192.0.2.1")})
     for (const Operation& operation : operations())
-      EXPECT_EQ(outcomeOf(operation, address), operation.outcome(address == unused ? operation.tries : 1))
+      EXPECT_EQ(outcomeOf(operation, address), operation.outcome(operation.tries))
           << operation.name << " " << address;
 }
 
@@ -183,7 +183,7 @@ TEST(HostileServices, NothingIsSentWithoutAValidCertificate) {
 /// Makes the client check its deadlines.
 void wakeClient() {
   const FakeService kind([](const RecordedRequest&) { return FakeAnswer::json("[]"); });
-  EXPECT_EQ(answerTo(requestTo(kind.url())).error, "");
+  EXPECT_TRUE(platform::HTTPClient::shared().postAndWait(requestTo(kind.url())));
 }
 
 TEST(HostileServices, SlowServiceTimesOut) {
@@ -234,9 +234,9 @@ TEST(HostileServices, ScansRecoverFromThrottling) {
     }
   });
   const Kit kit(service.url());
-  for (int scan = 0; scan < 4; ++scan) EXPECT_FALSE(rowsOf("M1"));
+  for (int scan = 0; scan < 4; ++scan) EXPECT_FALSE(scanTransformRows("M1"));
   EXPECT_EQ(kit.clock->delays.entries().size(), 4U * (MAXIMUM_SCAN_TRIES - 1));
-  EXPECT_TRUE(rowsOf("M1"));
+  EXPECT_TRUE(scanTransformRows("M1"));
   EXPECT_EQ(asked, storm + 1);
 }
 

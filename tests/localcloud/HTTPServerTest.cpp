@@ -2,6 +2,7 @@
 
 #include <arpa/inet.h>
 #include <gmock/gmock.h>
+#include <httplib.h>
 #include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>

@@ -1,6 +1,7 @@
 #include <cstdio>
 
 #include "geoloom/platform/ar/ARFrame.h"
+#include "geoloom/platform/foundation/Log.h"
 #include "geoloom/platform/imaging/CVPixelBuffer.h"
 
 #include "tests/session/SessionTest.h"

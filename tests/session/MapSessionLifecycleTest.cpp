@@ -1,3 +1,4 @@
+#include "geoloom/platform/foundation/Log.h"
 #include "geoloom/platform/location/CLLocationManager.h"
 #include "geoloom/session/types/DetectedObjectFactory.h"
 

@@ -13,6 +13,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 #include "geoloom/SceneUnderstanding/SSDObjectDetector.h"
 #include "geoloom/platform/ar/ARSession.h"

@@ -58,14 +58,6 @@ class WrongTypes : public SessionTest {
                                          std::make_shared<CloudAPI>(false));
   }
 
-  /// What a scan of the transforms finds.
-  static std::string transform(DataManager& manager) {
-    std::promise<std::string> found;
-    manager.scanTransform(platform::DispatchQueue::serial("scan"),
-                          [&found](std::string text) { found.set_value(std::move(text)); });
-    return found.get_future().get();
-  }
-
   /// The status that an opening ends in, and the identifiers that are then known.
   std::string opened(MapMode mode, const std::string& text) {
     const bool maps = mode == MapMode::mapping;
@@ -145,9 +137,9 @@ TEST_F(WrongTypes, InAPageOfTransforms) {
   platform::Clock::install(std::make_shared<EagerClock>());
   for (const auto& [place, type, text] : tornForms(good)) {
     answer("Scan", good);
-    static_cast<void>(transform(*manager));
+    static_cast<void>(manager->scanTransform());
     answer("Scan", R"({"Items": [{"MatchCount": {"N": "1"}, "Transform": {"S": "before"}}]})");
-    ASSERT_EQ(transform(*manager), "before");
+    ASSERT_EQ(manager->scanTransform(), "before");
 
     journal.clear();
     answer("Scan", text);
@@ -160,7 +152,7 @@ TEST_F(WrongTypes, InAPageOfTransforms) {
     if (place == "/Items/0/SessionId/S" && type == "string") expected = "";  // another map's
     if (place.starts_with("/Items/0/Transform"))
       expected = place.ends_with("/S") && type == "string" ? "text" : "";
-    EXPECT_EQ(transform(*manager), expected) << text;
+    EXPECT_EQ(manager->scanTransform(), expected) << text;
     const auto lines = journal.entries();
     EXPECT_EQ(std::count_if(
                   lines.begin(), lines.end(),
@@ -182,8 +174,8 @@ TEST_F(WrongTypes, InTheLastKeyOfAPage) {
     const auto before = requests("Scan").size();
     const bool isLast =
         place == "/LastEvaluatedKey" && (type == "null" || type == "nothing" || type == "object");
-    EXPECT_EQ(rowsOf("M1").has_value(), isLast) << text;
-    EXPECT_LE(requests("Scan").size() - before, 2U + MAXIMUM_REPEATED_PAGES) << text;
+    EXPECT_EQ(static_cast<bool>(scanTransformRows("M1")), isLast) << text;
+    EXPECT_LE(requests("Scan").size() - before, static_cast<std::size_t>(MAXIMUM_SCAN_TRIES)) << text;
   }
   platform::Clock::install(clock);
 }

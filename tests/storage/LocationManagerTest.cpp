@@ -15,13 +15,14 @@ std::shared_ptr<const CLLocation> at(double latitude) {
   return std::make_shared<CLLocation>(CLLocationCoordinate2D{latitude, 20}, 30, 4, 5, Date{});
 }
 
-// A device in the hands of the test.
+// A device that the test scripts.
 class ScriptedLocation final : public CLLocationProvider {
  public:
-  [[nodiscard]] CLAuthorizationStatus authorizationStatus() const override {
-    return CLAuthorizationStatus::denied;
+  [[nodiscard]] CLAuthorizationStatus authorizationStatus() const override { return status; }
+  [[nodiscard]] std::shared_ptr<const CLLocation> location() const override {
+    if (atLocation) atLocation();
+    return latest.load();
   }
-  [[nodiscard]] std::shared_ptr<const CLLocation> location() const override { return latest.load(); }
   [[nodiscard]] std::shared_ptr<void> observe(Observer observer) override {
     auto held = std::make_shared<Observer>(std::move(observer));
     if (held->heading) heading = held;
@@ -29,6 +30,8 @@ class ScriptedLocation final : public CLLocationProvider {
     return held;
   }
 
+  CLAuthorizationStatus status = CLAuthorizationStatus::authorizedWhenInUse;
+  std::function<void()> atLocation;
   base::AtomicValue<std::shared_ptr<const CLLocation>> latest;
   std::weak_ptr<Observer> heading;
   std::weak_ptr<Observer> locations;
@@ -51,7 +54,7 @@ class LocationManagerTest : public ::testing::Test {
   std::shared_ptr<ScriptedLocation> device_ = std::make_shared<ScriptedLocation>();
 };
 
-TEST_F(LocationManagerTest, KnowsTheLastFixAtOnceAndEndsItsUpdatesWithItself) {
+TEST_F(LocationManagerTest, HasTheLastFixAtOnceAndEndsItsUpdates) {
   device_->latest.store(at(1));
   auto manager = LocationManager::create();
   EXPECT_EQ(manager->currentLocation(), device_->latest.load());
@@ -65,7 +68,33 @@ TEST_F(LocationManagerTest, KnowsTheLastFixAtOnceAndEndsItsUpdatesWithItself) {
   EXPECT_TRUE(device_->locations.expired());
 }
 
-TEST_F(LocationManagerTest, PassesEveryFixOnAndKeepsTheServicesOwn) {
+TEST_F(LocationManagerTest, HasNoLocationUnlessAuthorized) {
+  device_->latest.store(at(1));
+  for (const auto status : {CLAuthorizationStatus::notDetermined, CLAuthorizationStatus::restricted,
+                            CLAuthorizationStatus::denied}) {
+    device_->status = status;
+    const auto manager = LocationManager::create();
+    device_->locations.lock()->locations({at(1)});
+    EXPECT_EQ(manager->currentLocation(), nullptr);
+  }
+  device_->status = CLAuthorizationStatus::authorizedAlways;
+  EXPECT_NE(LocationManager::create()->currentLocation(), nullptr);
+}
+
+// The service has no fix when construction asks for it, and reports one before construction stores the
+// answer.
+TEST_F(LocationManagerTest, KeepsAFixThatArrivesDuringConstruction) {
+  const auto fix = at(1);
+  device_->atLocation = [&] {
+    device_->atLocation = nullptr;
+    device_->latest.store(fix);
+    device_->locations.lock()->locations({fix});
+    device_->latest.store(nullptr);
+  };
+  EXPECT_EQ(LocationManager::create()->currentLocation(), fix);
+}
+
+TEST_F(LocationManagerTest, ForwardsEveryFixAndKeepsTheServicesOwn) {
   const auto manager = LocationManager::create();
   const Locations fixes{at(1), at(2), at(3)};
   const auto recorder = std::make_shared<Recorder>();
@@ -81,7 +110,7 @@ TEST_F(LocationManagerTest, PassesEveryFixOnAndKeepsTheServicesOwn) {
   EXPECT_EQ(manager->currentLocation(), fixes[2]);
 }
 
-TEST_F(LocationManagerTest, TakesTrueNorthUnlessTheHeadingIsInvalid) {
+TEST_F(LocationManagerTest, UsesTrueNorthIfTheHeadingIsValid) {
   const auto manager = LocationManager::create();
   const auto recorder = std::make_shared<Recorder>();
   manager->setDelegate(recorder);
@@ -100,13 +129,13 @@ TEST_F(LocationManagerTest, TakesTrueNorthUnlessTheHeadingIsInvalid) {
               ElementsAre(std::pair(10.0, -1.0), std::pair(12.0, 5.0), std::pair(12.0, 0.0)));
 }
 
-TEST(LocationBodies, NoneKnowsNothing) {
+TEST(LocationProviders, NoneHasNoLocation) {
   EXPECT_EQ(LocationManager::create()->currentLocation(), nullptr);
   CLLocationManager::setProvider(CLLocationProvider::fixed(nullptr));
   EXPECT_EQ(LocationManager::create()->currentLocation(), nullptr);
 }
 
-TEST(LocationBodies, FixedIsKnownAtOnceAndReportedOnceToEachObserver) {
+TEST(LocationProviders, FixedIsReportedOnceToEachObserver) {
   const auto place = at(48);
   const auto provider = CLLocationProvider::fixed(place);
   CLLocationManager::setProvider(provider);
@@ -115,7 +144,7 @@ TEST(LocationBodies, FixedIsKnownAtOnceAndReportedOnceToEachObserver) {
   std::vector<Locations> kept;
   std::vector<Locations> dropped;
   std::shared_ptr<void> observation;
-  // On the main queue, where reports arrive: nothing can arrive before one observation is dropped again.
+  // On the main queue, on which reports arrive: none can arrive before one observation is dropped again.
   DispatchQueue::main()->sync([&] {
     observation = provider->observe(
         {.locations = [&](const Locations& fixes) { kept.push_back(fixes); }, .heading = {}});

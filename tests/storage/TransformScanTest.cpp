@@ -1,6 +1,9 @@
 #include <deque>
 
 #include <gmock/gmock.h>
+#include <nlohmann/json.hpp>
+
+#include "geoloom/storage/TransformScan.h"
 
 #include "tests/support/EagerClock.h"
 #include "tests/support/Scans.h"
@@ -9,7 +12,7 @@ namespace geoloom::test {
 namespace {
 
 using namespace std::chrono_literals;
-using ::testing::ElementsAre;
+using ::testing::Each;
 using ::testing::SizeIs;
 using ::testing::StartsWith;
 
@@ -28,9 +31,10 @@ FakeAnswer tableError(const std::string& type, int status = 400) {
       R"({"__type": "com.amazonaws.dynamodb.v20120810#)" + type + R"(", "message": "told"})", status);
 }
 
-std::string item(const std::string& transform) {
-  return R"({"SessionId": {"S": "M1"}, "MatchCount": {"N": "12"}, "MatchValue": {"S": "0.5"}, "Transform": {"S": ")" +
-         transform + R"("}})";
+std::string item(const std::string& transform, int count = 12) {
+  return fmt::format(
+      R"({{"SessionId": {{"S": "M1"}}, "MatchCount": {{"N": "{}"}}, "MatchValue": {{"S": "0.5"}}, "Transform": {{"S": "{}"}}}})",
+      count, transform);
 }
 
 FakeAnswer page(const std::string& items, const std::string& lastKey = {}) {
@@ -38,20 +42,23 @@ FakeAnswer page(const std::string& items, const std::string& lastKey = {}) {
                           (lastKey.empty() ? "" : R"(, "LastEvaluatedKey": )" + lastKey) + "}");
 }
 
-/// A table service that gives its answers in turn, the last one for ever.
-class TransformScan : public ::testing::Test {
+/// A table service that gives its answers in turn and then repeats the last one.
+class TransformScanTest : public ::testing::Test {
  protected:
-  TransformScan() {
+  TransformScanTest() {
     platform::Clock::install(clock);
     makeDefault(servicesAt(service.url()));
   }
 
-  std::optional<std::vector<TransformRow>> scan(std::deque<FakeAnswer> script) {
+  base::Result<TransformScan> scan(std::deque<FakeAnswer> script) {
     {
       const std::lock_guard lock(mutex);
       answers = std::move(script);
     }
-    return rowsOf("M1");
+    return scanTransformRows("M1");
+  }
+  static std::string failureOf(const base::Result<TransformScan>& scan) {
+    return scan ? "" : scan.failure().message;
   }
   // The pauses of a page that failed so often.
   void expectPauses(int failed) {
@@ -75,15 +82,14 @@ class TransformScan : public ::testing::Test {
   }};
 };
 
-TEST_F(TransformScan, CollectsAllPagesInOrder) {
+TEST_F(TransformScanTest, FindsTheBestRowOfAllPages) {
   const std::string first = R"({"SessionId": {"S": "A"}, "Timestamp": {"N": "1.50"}})";
   const std::string second = R"({"SessionId": {"S": "B"}, "Timestamp": {"N": "2"}})";
-  const auto rows = scan({page(item("a") + "," + item("b"), first), page("", second), page(item("c"))});
-  ASSERT_TRUE(rows);
-  ASSERT_THAT(*rows, SizeIs(3));
-  EXPECT_EQ((*rows)[0].Transform, "a");
-  EXPECT_EQ((*rows)[1].MatchCount, 12.0F);
-  EXPECT_EQ((*rows)[2].Transform, "c");
+  const auto found =
+      scan({page(item("a") + "," + item("b", 13), first), page("", second), page(item("c", 13))});
+  ASSERT_TRUE(found);
+  EXPECT_EQ(found->rows, 3U);
+  EXPECT_EQ(found->best->Transform, "b");
 
   auto body = nlohmann::json::parse(R"({"TableName": "Transformations", "Limit": 200,
       "FilterExpression": "#sessionId = :sessionId", "ExpressionAttributeNames": {"#sessionId": "SessionId"},
@@ -97,74 +103,72 @@ TEST_F(TransformScan, CollectsAllPagesInOrder) {
   EXPECT_EQ(sent[2].json(), body);
 }
 
-TEST_F(TransformScan, FollowsAKeyThatComesBackButNotForEver) {
-  const std::string key = R"({"SessionId": {"S": "A"}, "Timestamp": {"N": "1"}})";
-  const auto rows = scan({page(item("a"), key), page(item("b"), key), page(item("c"), key), page(item("d"))});
-  ASSERT_TRUE(rows);
-  EXPECT_THAT(*rows, SizeIs(4));
-  EXPECT_EQ(scan({page(item("a"), key)}), std::nullopt);
-  EXPECT_THAT(service.requests(), SizeIs(4 + 2 + MAXIMUM_REPEATED_PAGES));
-  EXPECT_THAT(lines.entries(), ElementsAre("> Transform DB scan given up: the table has no end"));
-
-  // Two keys by turns.
-  std::deque<FakeAnswer> turns;
-  for (int i = 0; i < 200; ++i)
-    turns.push_back(page("", fmt::format(R"({{"SessionId": {{"S": "{}"}}}})", i % 2)));
-  EXPECT_EQ(scan(std::move(turns)), std::nullopt);
-  const std::size_t before = service.requests().size();
-  EXPECT_LT(before, 100U);
-
+TEST_F(TransformScanTest, ReadsLargeTablesAndEndsAtAKeyThatDoesNotAdvance) {
   std::string many = item("a");
   for (int i = 1; i < 20'000; ++i) many.append(",").append(item("a"));
   std::deque<FakeAnswer> pages;
   for (int i = 0; i < 15; ++i)
     pages.push_back(page(many, fmt::format(R"({{"SessionId": {{"S": "{}"}}}})", i)));
-  EXPECT_EQ(scan(std::move(pages)), std::nullopt);
-  EXPECT_THAT(service.requests(), SizeIs(before + 11));
+  pages.push_back(page(item("last", 20)));
+  const auto found = scan(std::move(pages));
+  ASSERT_TRUE(found);
+  EXPECT_EQ(found->rows, 300'001U);
+  EXPECT_EQ(found->best->Transform, "last");
+
+  EXPECT_EQ(failureOf(scan({page(item("a"), R"({"SessionId": {"S": "A"}})")})),
+            "Transform DB scan given up: a page ends with the key that it began after");
+  EXPECT_THAT(service.requests(), SizeIs(16 + 2));
 }
 
-TEST_F(TransformScan, AsksForTheSamePageAgainAfterAPause) {
+TEST_F(TransformScanTest, EndsAfterTenMinutes) {
+  const auto manual = std::make_shared<platform::ManualClock>();
+  platform::Clock::install(manual);
+  int number = 0;
+  const FakeService endless([&](const RecordedRequest&) {
+    manual->advance(1min);
+    return page("", fmt::format(R"({{"SessionId": {{"S": "{}"}}}})", ++number));
+  });
+  makeDefault(servicesAt(endless.url()));
+  EXPECT_EQ(failureOf(scanTransformRows("M1")),
+            "Transform DB scan given up: it takes longer than 10 minutes");
+  EXPECT_EQ(number, 10);
+}
+
+TEST_F(TransformScanTest, RepeatsAFailedPageAfterAPause) {
   const std::string key = R"({"SessionId": {"S": "A"}, "Timestamp": {"N": "1"}})";
-  const auto rows =
+  const auto found =
       scan({page(item("a"), key), tableError("ProvisionedThroughputExceededException"),
             FakeAnswer::json("", 503), FakeAnswer::reset(), FakeAnswer::reset(), page(item("b"))});
-  ASSERT_TRUE(rows);
-  EXPECT_THAT(*rows, SizeIs(2));
-  expectPauses(3);
+  ASSERT_TRUE(found);
+  EXPECT_EQ(found->rows, 2U);
+  const auto delays = clock->delays.entries();
+  ASSERT_THAT(delays, SizeIs(3));
+  for (int tries = 1; tries <= 3; ++tries) {
+    EXPECT_LE(delays[static_cast<std::size_t>(tries - 1)], scanPause(tries, 0)) << tries;
+    EXPECT_GE(delays[static_cast<std::size_t>(tries - 1)], scanPause(tries, 1)) << tries;
+  }
   const auto sent = service.requests();
-  // A connection that closes under a request is not a failure yet: it goes out over another.
+  // A kept connection that closes is no failure: the request goes out again over another.
   ASSERT_THAT(sent, SizeIs(6));
   for (std::size_t tries = 2; tries < sent.size(); ++tries) EXPECT_EQ(sent[tries].json(), sent[1].json());
-  EXPECT_THAT(lines.entries(), ElementsAre(StartsWith("> The request failed. Error: "),
-                                           StartsWith("> The request failed. Error: "),
-                                           StartsWith("> The request failed. Error: ")));
+  EXPECT_THAT(lines.entries(), Each(StartsWith("> The request failed. Error: ")));
 }
 
-TEST_F(TransformScan, TriesAgainWhateverTheServiceRefusesButNotForEver) {
+TEST_F(TransformScanTest, GivesAPageUpAfterFiveTries) {
   for (const char* type : {"ExpiredTokenException", "AccessDeniedException", "ResourceNotFoundException"}) {
     EXPECT_TRUE(scan({tableError(type), page(item("a"))})) << type;
-    lines.clear();
-    EXPECT_EQ(scan({tableError(type)}), std::nullopt) << type;
-    EXPECT_EQ(lines.entries().back(), "> Transform DB scan given up after 5 tries");
+    EXPECT_EQ(failureOf(scan({tableError(type)})), "Transform DB scan given up after 5 tries") << type;
   }
   EXPECT_THAT(service.requests(), SizeIs(3 * (2 + MAXIMUM_SCAN_TRIES)));
 }
 
-TEST_F(TransformScan, DoesNotRepeatWhatItCannotSend) {
-  makeDefault(servicesAt("http://192.0.2.1/"));
-  EXPECT_EQ(scan({page(item("a"))}), std::nullopt);
-  expectPauses(0);
-  EXPECT_THAT(lines.entries(), ElementsAre(StartsWith("> The request failed. Error: "),
-                                           "> Transform DB scan given up after 1 try"));
-}
-
-TEST_F(TransformScan, LeavesOutTheRowsOfOtherMaps) {
-  const auto rows = scan({page(R"({"SessionId": {"S": "M2"}, "Transform": {"S": "no"}},)" + item("a") +
-                               R"(,{"Transform": {"S": "b"}})")});
-  ASSERT_TRUE(rows);
-  ASSERT_THAT(*rows, SizeIs(2));
-  EXPECT_EQ((*rows)[0].Transform, "a");
-  EXPECT_EQ((*rows)[1].Transform, "b");
+TEST_F(TransformScanTest, IgnoresRowsOfOtherMaps) {
+  const auto found =
+      scan({page(R"({"SessionId": {"S": "M2"}, "MatchCount": {"N": "99"}, "Transform": {"S": "no"}},)" +
+                 item("a") + R"(,{"MatchCount": {"N": "13"}, "Transform": {"S": "b"}})")});
+  ASSERT_TRUE(found);
+  EXPECT_EQ(found->rows, 2U);
+  EXPECT_EQ(found->best->Transform, "b");
 }
 
 }  // namespace

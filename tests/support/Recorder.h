@@ -8,13 +8,11 @@
 #include <utility>
 #include <vector>
 
-#include "geoloom/platform/foundation/Log.h"
-
 #include "tests/support/FakeService.h"
 
 namespace geoloom::test {
 
-/// What happened, in the order in which it did; written by any thread.
+/// Entries in the order added, from any thread.
 template <class T>
 class Recorder {
  public:
@@ -31,7 +29,7 @@ class Recorder {
     const std::lock_guard lock(mutex_);
     entries_.clear();
   }
-  /// True as soon as there are so many entries.
+  /// True as soon as there are `count` entries.
   [[nodiscard]] bool waitForCount(std::size_t count) const {
     return waitUntil([count](const std::vector<T>& entries) { return entries.size() >= count; });
   }
@@ -48,17 +46,11 @@ class Recorder {
   std::vector<T> entries_;
 };
 
-/// Takes the lines of the console ("> ...") and of the system log ("! ...") for as long as it lives.
+/// Records the lines of the console ("> ...") and of the system log ("! ...") while it lives.
 class LineRecorder : public Recorder<std::string> {
  public:
-  LineRecorder() {
-    platform::Console::setSink([this](std::string_view line) { add("> " + std::string(line)); });
-    platform::SystemLog::setSink([this](std::string_view line) { add("! " + std::string(line)); });
-  }
-  ~LineRecorder() {
-    platform::Console::setSink({});
-    platform::SystemLog::setSink({});
-  }
+  LineRecorder();
+  ~LineRecorder();
   LineRecorder(const LineRecorder&) = delete;
   LineRecorder& operator=(const LineRecorder&) = delete;
 };

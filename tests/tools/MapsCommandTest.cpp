@@ -1,4 +1,5 @@
 #include <gmock/gmock.h>
+#include <nlohmann/json.hpp>
 
 #include "geoloom/platform/foundation/FileManager.h"
 

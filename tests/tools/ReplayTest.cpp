@@ -39,7 +39,7 @@ class ReplayTest : public ::testing::Test {
   std::filesystem::path walk(const char* name, double rate, std::optional<std::size_t> frames = {}) {
     const auto room = parseScene(defaultScene(), "scene");
     SyntheticWalkOptions how;
-    how.sources.photos = GEOLOOM_TEST_PHOTOS;
+    how.sources.photos = photographs();
     how.walk = name;
     how.framesPerSecond = rate;
     how.frames = frames;

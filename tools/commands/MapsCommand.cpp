@@ -1,4 +1,3 @@
-#include <future>
 #include <memory>
 #include <string>
 #include <utility>
@@ -53,27 +52,19 @@ std::string listNearbyBody(const Options& options, const CloudAPI& api) {
                              .developerKey = platform::DeveloperKey::hash(options.service.developerKey)});
 }
 
-platform::HTTPResponse post(platform::HTTPRequest request) {
-  std::promise<platform::HTTPResponse> promise;
-  platform::HTTPClient::shared().post(
-      std::move(request), platform::DispatchQueue::global(),
-      [&promise](platform::HTTPResponse response) { promise.set_value(std::move(response)); });
-  return promise.get_future().get();
-}
-
 /// The maps of an answer; throws what an application is not told.
-Maps mapsIn(const platform::HTTPResponse& response, const std::string& address) {
+Maps mapsIn(const base::Result<platform::HTTPResponse>& response, const std::string& address) {
   const auto fail = [&address](const std::string& why) {
     throw CommandError(ExitCode::service, fmt::format("{}: {}", address, why));
   };
-  if (!response.error.empty()) fail("no answer: " + response.error);
-  const auto answer = platform::JSON::parse(response.body);
+  if (!response) fail("no answer: " + response.failure().message);
+  const auto answer = platform::JSON::parse(response->body);
   if (!answer) {
-    fail(fmt::format("HTTP {} without a JSON body; is this the mapping service?", response.status));
+    fail(fmt::format("HTTP {} without a JSON body; is this the mapping service?", response->status));
   }
-  if (response.status >= 400 || answer->contains("errorMessage")) {
+  if (response->status >= 400 || answer->contains("errorMessage")) {
     const auto message = (*answer)["errorMessage"];
-    fail(fmt::format("refused with HTTP {}: {}", response.status,
+    fail(fmt::format("refused with HTTP {}: {}", response->status,
                      message ? message->stringValue() : answer->description().substr(0, 200)));
   }
   Maps maps = readMaps(*answer);
@@ -93,7 +84,7 @@ void listNear(Options& options) {
   platform::HTTPRequest request;
   request.url = api->address + LIST_NEARBY_MAPS_PATH;
   request.body = listNearbyBody(options, *api);
-  const Maps maps = mapsIn(post(std::move(request)), api->address);
+  const Maps maps = mapsIn(platform::HTTPClient::shared().postAndWait(std::move(request)), api->address);
   for (const auto& map : maps) {
     fmt::print("{}  user {}  at {:.6f} {:.6f}, {:.1f} m, +-{:.1f} m\n", map->mapID, map->userID,
                map->latitude, map->longitude, map->altitude, map->horizontalAccuracy);

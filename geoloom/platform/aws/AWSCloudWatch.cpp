@@ -1,19 +1,17 @@
 #include "geoloom/platform/aws/AWSCloudWatch.h"
 
-#include <cmath>
-#include <cstdint>
 #include <map>
 #include <utility>
 
-#include <nlohmann/json.hpp>
+#include <fmt/format.h>
+#include <fmt/ranges.h>
 
+#include "geoloom/base/ObjectText.h"
 #include "geoloom/platform/aws/AWSRequest.h"
 
 namespace geoloom::platform {
 
 namespace {
-
-using Body = nlohmann::ordered_json;
 
 constexpr std::string_view service = "monitoring";
 constexpr std::string_view putMetricDataTarget = "GraniteServiceVersion20100801.PutMetricData";
@@ -29,29 +27,28 @@ Registry& registry() {
   return *value;
 }
 
-Body numberJSON(double value) {
-  constexpr double exactIntegers = 9007199254740992.0;
-  if (std::abs(value) <= exactIntegers && value == std::trunc(value)) return static_cast<std::int64_t>(value);
-  return value;
+std::string arrayText(const std::vector<std::string>& elements) {
+  return fmt::format("[{}]", fmt::join(elements, ","));
 }
 
-Body toJSON(const AWSCloudWatchMetricDatum& datum) {
-  Body dimensions = Body::array();
+std::string datumText(const AWSCloudWatchMetricDatum& datum) {
+  std::vector<std::string> dimensions;
   for (const AWSCloudWatchDimension& dimension : datum.dimensions)
-    dimensions.push_back({{"Name", dimension.name}, {"Value", dimension.value}});
-  return {{"MetricName", datum.metricName},
-          {"Dimensions", std::move(dimensions)},
-          {"Value", numberJSON(datum.value)},
-          {"Unit", datum.unit == AWSCloudWatchStandardUnitCount ? "Count" : "None"}};
+    dimensions.push_back(base::ObjectText().add("Name", dimension.name).add("Value", dimension.value).text());
+  return base::ObjectText()
+      .add("MetricName", datum.metricName)
+      .addJSON("Dimensions", arrayText(dimensions))
+      .add("Value", datum.value)
+      .add("Unit", datum.unit == AWSCloudWatchStandardUnitCount ? "Count" : "None")
+      .text();
 }
 
 }  // namespace
 
 std::string putMetricDataBody(const AWSCloudWatchPutMetricDataInput& input) {
-  Body data = Body::array();
-  for (const AWSCloudWatchMetricDatum& datum : input.metricData) data.push_back(toJSON(datum));
-  const Body body{{"Namespace", input.namespace_}, {"MetricData", std::move(data)}};
-  return body.dump(-1, ' ', false, Body::error_handler_t::replace);
+  std::vector<std::string> data;
+  for (const AWSCloudWatchMetricDatum& datum : input.metricData) data.push_back(datumText(datum));
+  return base::ObjectText().add("Namespace", input.namespace_).addJSON("MetricData", arrayText(data)).text();
 }
 
 void AWSCloudWatch::registerCloudWatch(std::shared_ptr<const AWSServiceConfiguration> configuration,
@@ -74,9 +71,11 @@ void AWSCloudWatch::putMetricData(const AWSCloudWatchPutMetricDataInput& input) 
   if (configuration_->endpoints.metrics.empty()) return;
   auto request = awsRequest(*configuration_, configuration_->endpoints.metrics, service, putMetricDataTarget,
                             putMetricDataBody(input), {{"x-amzn-query-mode", "true"}});
-  if (!request) return;
-  request->ownConnection = true;
-  HTTPClient::shared().post(std::move(*request), DispatchQueue::global(), [](const HTTPResponse&) {});
+  request.ownConnection = true;
+  HTTPClient::shared().post(std::move(request), DispatchQueue::global(),
+                            [](const base::Result<HTTPResponse>& answer) {
+                              if (answer) noteServiceTime(*answer);
+                            });
 }
 
 }  // namespace geoloom::platform

@@ -6,7 +6,6 @@
 #include <string_view>
 #include <vector>
 
-#include "geoloom/Export.h"
 #include "geoloom/platform/aws/AWSServiceConfiguration.h"
 
 namespace geoloom::platform {
@@ -18,7 +17,7 @@ struct AWSCloudWatchDimension {
   std::string value;
 };
 
-/// One measurement; the service stamps the time of its arrival.
+/// One measurement; the service sets the time on arrival.
 struct AWSCloudWatchMetricDatum {
   std::string metricName;
   std::vector<AWSCloudWatchDimension> dimensions;
@@ -31,14 +30,13 @@ struct AWSCloudWatchPutMetricDataInput {
   std::vector<AWSCloudWatchMetricDatum> metricData;
 };
 
-/// The body of a put request. Text that is not UTF-8 is mended with U+FFFD; a value that is not finite is
-/// null.
-[[nodiscard]] GEOLOOM_EXPORT std::string putMetricDataBody(const AWSCloudWatchPutMetricDataInput& input);
+/// The body of a put request. Invalid UTF-8 is replaced by U+FFFD; a value that is not finite is null.
+[[nodiscard]] std::string putMetricDataBody(const AWSCloudWatchPutMetricDataInput& input);
 
 /// A client of the metrics service. May be used from any thread.
-class GEOLOOM_EXPORT AWSCloudWatch {
+class AWSCloudWatch {
  public:
-  /// Registers a client of this configuration under the key, in place of the one before.
+  /// Registers a client of this configuration under the key, replacing an earlier one.
   static void registerCloudWatch(std::shared_ptr<const AWSServiceConfiguration> configuration,
                                  const std::string& key);
   /// The client registered under the key, or nullptr.
@@ -46,7 +44,7 @@ class GEOLOOM_EXPORT AWSCloudWatch {
 
   explicit AWSCloudWatch(std::shared_ptr<const AWSServiceConfiguration> configuration);
 
-  /// Sends and forgets: nobody is told what came of it. Does nothing when no metrics service is set.
+  /// Sends and returns at once; failures are silent. Does nothing if no metrics service is set.
   void putMetricData(const AWSCloudWatchPutMetricDataInput& input) const;
 
  private:

@@ -8,19 +8,17 @@
 #include <utility>
 #include <vector>
 
-#include "geoloom/Export.h"
+#include "geoloom/base/Result.h"
 #include "geoloom/platform/aws/AWSDynamoDBObjectModel.h"
-#include "geoloom/platform/aws/AWSResult.h"
 #include "geoloom/platform/aws/AWSServiceConfiguration.h"
-#include "geoloom/platform/foundation/Dispatch.h"
 
 namespace geoloom::platform {
 
 /// What to scan a table for.
 struct AWSDynamoDBScanExpression {
-  /// The last key of the page before; absent for the first page.
+  /// The last key of the previous page; absent for the first page.
   std::optional<AWSDynamoDBAttributes> exclusiveStartKey;
-  /// Items looked at a page, before the filter; absent leaves it to the service.
+  /// Items evaluated per page, before the filter; absent leaves it to the service.
   std::optional<int> limit;
   std::optional<std::string> filterExpression;
   std::map<std::string, std::string> expressionAttributeNames;
@@ -35,56 +33,42 @@ struct AWSDynamoDBPage {
   std::optional<AWSDynamoDBAttributes> lastEvaluatedKey;
 };
 
-/// Reads and writes rows of cloud tables. A cheap value; may be used from any thread. Each request is tried
-/// once, with the configuration's deadline.
-class GEOLOOM_EXPORT AWSDynamoDBObjectMapper {
+/// Reads and writes rows of cloud tables, with the configuration's deadline for each request. A failure is
+/// one line that holds no secret. A cheap value; may be used from any thread.
+class AWSDynamoDBObjectMapper {
  public:
   /// The mapper of the default service configuration as it is now.
   [[nodiscard]] static AWSDynamoDBObjectMapper defaultMapper();
 
   explicit AWSDynamoDBObjectMapper(std::shared_ptr<const AWSServiceConfiguration> configuration);
 
-  /// Asks for one page of the row type's table. `completion` runs once, on `queue`.
+  /// Requests one page of the row type's table and waits for it. If a kept connection closes without an
+  /// answer, the request is sent again over another.
   template <AWSDynamoDBModeling Row>
   requires std::default_initializable<Row>
-  void scan(const AWSDynamoDBScanExpression& expression, const std::shared_ptr<DispatchQueue>& queue,
-            std::function<void(AWSResult<AWSDynamoDBPage<Row>>)> completion) const;
+  [[nodiscard]] base::Result<AWSDynamoDBPage<Row>> scan(const AWSDynamoDBScanExpression& expression) const {
+    base::Result<AWSDynamoDBPage<JSON>> items = requestPage(Row::dynamoDBTableName(), expression);
+    if (!items) return items.failure();
+    AWSDynamoDBPage<Row> page{.items = {}, .lastEvaluatedKey = std::move(items->lastEvaluatedKey)};
+    page.items.reserve(items->items.size());
+    for (const JSON& item : items->items) page.items.push_back(fromItem<Row>(item));
+    return page;
+  }
 
-  /// Writes the row, replacing the one of the same key. `completion` runs once, on the mappers' own
-  /// completion queue, one at a time; the error is absent when the row was written.
+  /// Writes the row, replacing the one of the same key. Returns at once; `completion` runs once, on the
+  /// mappers' own serial queue. The request is sent once and never repeated.
   template <AWSDynamoDBModeling Row>
-  void save(const Row& row, const std::function<void(const std::optional<AWSError>&)>& completion) const {
-    putItem(Row::dynamoDBTableName(), toAttributes(row), completion);
+  void save(const Row& row, std::function<void(const base::Result<void>&)> completion) const {
+    putItem(Row::dynamoDBTableName(), toAttributes(row), std::move(completion));
   }
 
  private:
-  void requestPage(std::string_view table, const AWSDynamoDBScanExpression& expression,
-                   const std::shared_ptr<DispatchQueue>& queue,
-                   std::function<void(AWSResult<AWSDynamoDBPage<JSON>>)> completion) const;
+  [[nodiscard]] base::Result<AWSDynamoDBPage<JSON>> requestPage(
+      std::string_view table, const AWSDynamoDBScanExpression& expression) const;
   void putItem(std::string_view table, const AWSDynamoDBAttributes& item,
-               std::function<void(const std::optional<AWSError>&)> completion) const;
+               std::function<void(const base::Result<void>&)> completion) const;
 
   std::shared_ptr<const AWSServiceConfiguration> configuration_;
 };
-
-template <AWSDynamoDBModeling Row>
-requires std::default_initializable<Row>
-void AWSDynamoDBObjectMapper::scan(const AWSDynamoDBScanExpression& expression,
-                                   const std::shared_ptr<DispatchQueue>& queue,
-                                   std::function<void(AWSResult<AWSDynamoDBPage<Row>>)> completion) const {
-  requestPage(Row::dynamoDBTableName(), expression, queue,
-              [completion = std::move(completion)](AWSResult<AWSDynamoDBPage<JSON>> answer) {
-                if (auto* error = std::get_if<AWSError>(&answer)) {
-                  completion(std::move(*error));
-                  return;
-                }
-                auto& untyped = std::get<AWSDynamoDBPage<JSON>>(answer);
-                AWSDynamoDBPage<Row> page;
-                page.items.reserve(untyped.items.size());
-                for (const JSON& item : untyped.items) page.items.push_back(fromItem<Row>(item));
-                page.lastEvaluatedKey = std::move(untyped.lastEvaluatedKey);
-                completion(std::move(page));
-              });
-}
 
 }  // namespace geoloom::platform

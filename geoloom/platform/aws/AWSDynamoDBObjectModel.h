@@ -19,7 +19,7 @@ template <class Row, class Property>
 AWSDynamoDBAttribute(std::string_view, std::optional<Property> Row::*) -> AWSDynamoDBAttribute<Row, Property>;
 
 /// Base of the row types of cloud tables. A row type is a plain value whose properties are optional texts,
-/// numbers and Booleans. It says which table it belongs to and names its properties:
+/// numbers and Booleans. It names its table and its properties:
 ///
 ///   struct Reading : AWSDynamoDBObjectModel {
 ///     std::optional<std::string> Sensor;
@@ -33,7 +33,7 @@ AWSDynamoDBAttribute(std::string_view, std::optional<Property> Row::*) -> AWSDyn
 ///     }
 ///   };
 ///
-/// Rows that are scanned for can be made from nothing; a type that cannot is for saving only.
+/// Row types that are scanned need a default constructor; a type without one is for saving only.
 struct AWSDynamoDBObjectModel {};
 
 template <class Row>

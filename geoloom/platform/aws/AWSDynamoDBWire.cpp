@@ -14,7 +14,6 @@ namespace geoloom::platform::dynamodb {
 namespace {
 
 using Value = AWSDynamoDBAttributeValue;
-using Kind = AWSError::Kind;
 
 constexpr std::array<std::pair<Value::Type, const char*>, 3> typeNames{
     {{Value::Type::text, "S"}, {Value::Type::number, "N"}, {Value::Type::binary, "B"}}};
@@ -41,11 +40,11 @@ std::optional<Value> readKeyAttribute(const JSON& attribute) {
   return std::nullopt;
 }
 
-AWSError malformed(std::string_view what) {
-  return {Kind::transport, fmt::format("The answer is not a page of a table: {}", what)};
+base::Failure malformed(std::string_view what) {
+  return {fmt::format("The answer is not a page of a table: {}", what)};
 }
 
-/// What an error body says, wherever it says it.
+/// Type and message of an error body.
 struct ErrorText {
   std::string type;
   std::string message;
@@ -75,7 +74,7 @@ std::string between(std::string_view text, std::string_view open, std::string_vi
 ErrorText readXMLError(std::string_view body) {
   ErrorText result{between(body, "<Code>", "</Code>"), between(body, "<Message>", "</Message>")};
   if (result.type.empty()) {
-    // The first tag of that name may carry a name space; then the closing one is found.
+    // Matches the closing tag if the opening one carries attributes.
     const std::size_t end = body.find("Exception>");
     const std::size_t begin = end == std::string_view::npos ? end : body.find_last_of("</", end);
     if (begin != std::string_view::npos) result.type = body.substr(begin + 1, end + 8 - begin);
@@ -83,30 +82,13 @@ ErrorText readXMLError(std::string_view body) {
   return result;
 }
 
-/// Service texts go to a console line by line.
+/// One printable line of at most 500 bytes.
 std::string oneLine(std::string text) {
   constexpr std::size_t longest = 500;
   if (text.size() > longest) text.resize(longest);
   std::replace_if(
       text.begin(), text.end(), [](char c) { return (c >= 0 && c < ' ') || c == '\x7f'; }, ' ');
   return base::validUTF8(text);
-}
-
-Kind kindOf(int status, std::string_view type) {
-  constexpr std::array<std::string_view, 7> throttlings{"ProvisionedThroughputExceededException",
-                                                        "ThrottlingException",
-                                                        "Throttling",
-                                                        "ThrottledException",
-                                                        "RequestLimitExceeded",
-                                                        "TooManyRequestsException",
-                                                        "SlowDown"};
-  constexpr int requestTimeout = 408;
-  constexpr int tooManyRequests = 429;
-  if (status == tooManyRequests ||
-      std::find(throttlings.begin(), throttlings.end(), type) != throttlings.end())
-    return Kind::throttling;
-  if (status >= 500) return Kind::unavailable;
-  return status >= 400 && status != requestTimeout ? Kind::rejected : Kind::transport;
 }
 
 }  // namespace
@@ -129,7 +111,7 @@ std::string putItemBody(std::string_view table, const AWSDynamoDBAttributes& ite
   return base::ObjectText().add("TableName", table).addJSON("Item", objectText(item)).text();
 }
 
-AWSResult<AWSDynamoDBPage<JSON>> readPage(std::string_view body) {
+base::Result<AWSDynamoDBPage<JSON>> readPage(std::string_view body) {
   const std::optional<JSON> answer = JSON::parse(body);
   if (!answer || answer->type() != JSON::Type::object) return malformed("it is not a JSON object");
   AWSDynamoDBPage<JSON> page;
@@ -153,21 +135,20 @@ AWSResult<AWSDynamoDBPage<JSON>> readPage(std::string_view body) {
   return page;
 }
 
-std::optional<AWSError> readSaved(std::string_view body) {
+base::Result<void> readSaved(std::string_view body) {
   const std::optional<JSON> answer = JSON::parse(body);
-  if (answer && answer->type() == JSON::Type::object) return std::nullopt;
-  return AWSError{Kind::transport, "The answer is not the table service's: it is not a JSON object"};
+  if (answer && answer->type() == JSON::Type::object) return {};
+  return base::Failure{"The answer is not the table service's: it is not a JSON object"};
 }
 
-std::optional<AWSError> readError(int status, std::string_view body) {
-  if (status == 200) return std::nullopt;
+base::Result<void> readStatus(int status, std::string_view body) {
+  if (status == 200) return {};
   const std::optional<JSON> json = JSON::parse(body);
   const ErrorText text = json ? readJSONError(*json) : readXMLError(body);
   std::string description = text.type;
   if (!text.message.empty()) description += (description.empty() ? "" : ": ") + text.message;
-  return AWSError{kindOf(status, text.type),
-                  fmt::format("{}{}HTTP {}{}", oneLine(description), description.empty() ? "" : " (", status,
-                              description.empty() ? "" : ")")};
+  if (description.empty()) return base::Failure{fmt::format("HTTP {}", status)};
+  return base::Failure{fmt::format("{} (HTTP {})", oneLine(description), status)};
 }
 
 }  // namespace geoloom::platform::dynamodb

@@ -1,15 +1,33 @@
 #include "geoloom/platform/aws/AWSRequest.h"
 
+#include <atomic>
 #include <chrono>
 
+#include <fmt/format.h>
+
 #include "geoloom/platform/aws/SignatureV4.h"
+#include "geoloom/platform/foundation/Log.h"
 
 namespace geoloom::platform {
 
-std::optional<HTTPRequest> awsRequest(const AWSServiceConfiguration& configuration,
-                                      const std::string& endpoint, std::string_view service,
-                                      std::string_view target, std::string body,
-                                      std::vector<std::pair<std::string, std::string>> headers) {
+namespace {
+
+using std::chrono::seconds;
+
+/// What must be added to the system's time to get the services' time. Requests are refused from 15 minutes
+/// on.
+std::atomic<seconds> clockCorrection{seconds(0)};
+
+Date serviceTime() {
+  // The system's time, not the current Clock's, which a test or a replay moves.
+  return std::chrono::system_clock::now() + clockCorrection.load();
+}
+
+}  // namespace
+
+HTTPRequest awsRequest(const AWSServiceConfiguration& configuration, const std::string& endpoint,
+                       std::string_view service, std::string_view target, std::string body,
+                       std::vector<std::pair<std::string, std::string>> headers) {
   HTTPRequest request;
   request.url = endpoint;
   request.contentType = "application/x-amz-json-1.0";
@@ -17,18 +35,30 @@ std::optional<HTTPRequest> awsRequest(const AWSServiceConfiguration& configurati
   request.headers.emplace_back("X-Amz-Target", target);
   request.body = std::move(body);
   request.deadline = configuration.timeoutIntervalForRequest;
-  // Not the clock that a test or a replay moves: the service compares the time with its own.
-  const std::string time = signature::timeText(std::chrono::system_clock::now());
+  const std::string time = signature::timeText(serviceTime());
   const auto day = std::string_view(time).substr(0, 8);
   const auto key =
       configuration.credentialsProvider->signingKey(day, regionName(configuration.region), service);
-  if (!key || !signature::sign(request, *key, time)) return std::nullopt;
+  signature::sign(request, *key, time);
   return request;
+}
+
+void noteServiceTime(const HTTPResponse& response) {
+  constexpr std::chrono::minutes tolerance{5};
+  const bool isRefused = response.status == 400 || response.status == 403;
+  if (!isRefused || !response.date) return;
+  const auto error = std::chrono::round<seconds>(*response.date - serviceTime());
+  if (std::chrono::abs(error) <= tolerance) return;
+  const auto correction = clockCorrection.load() + error;
+  clockCorrection = correction;
+  SystemLog::log(fmt::format(
+      "The device's clock is {} s {} the cloud service's; requests are now signed by the service's time",
+      std::chrono::abs(correction).count(), correction.count() > 0 ? "behind" : "ahead of"));
 }
 
 std::string withoutCredentials(std::string text, const AWSStaticCredentialsProvider& credentials) {
   constexpr std::string_view mask = "***";
-  // What is shorter keeps nothing secret, and striking it out would leave no text.
+  // Shorter texts are no secrets, and masking them would leave nothing readable.
   constexpr std::size_t shortest = 4;
   for (const std::string& secret : {credentials.accessKey(), credentials.secretKey()}) {
     if (secret.size() < shortest) continue;

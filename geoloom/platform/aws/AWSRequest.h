@@ -1,6 +1,5 @@
 #pragma once
 
-#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -11,13 +10,18 @@
 
 namespace geoloom::platform {
 
-/// A request to one operation of one of the provider's services, signed at this moment of the system's time.
-/// Nothing where it cannot be signed.
-[[nodiscard]] std::optional<HTTPRequest> awsRequest(
-    const AWSServiceConfiguration& configuration, const std::string& endpoint, std::string_view service,
-    std::string_view target, std::string body, std::vector<std::pair<std::string, std::string>> headers = {});
+/// A request to one operation of one of the provider's services, signed now by the system's time, corrected
+/// by noteServiceTime.
+[[nodiscard]] HTTPRequest awsRequest(const AWSServiceConfiguration& configuration,
+                                     const std::string& endpoint, std::string_view service,
+                                     std::string_view target, std::string body,
+                                     std::vector<std::pair<std::string, std::string>> headers = {});
 
-/// The text with both halves of the credential pair struck out: services repeat what they were sent.
+/// Corrects the time that later requests are signed by if the service refused this one and its time differs
+/// from the signed one by more than five minutes; one line in the system log names the difference.
+void noteServiceTime(const HTTPResponse& response);
+
+/// The text with both halves of the credential pair masked: services may echo the request.
 [[nodiscard]] std::string withoutCredentials(std::string text,
                                              const AWSStaticCredentialsProvider& credentials);
 

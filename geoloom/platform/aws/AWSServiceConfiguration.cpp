@@ -25,9 +25,8 @@ std::shared_ptr<const signature::Key> AWSStaticCredentialsProvider::signingKey(
   const auto kept =
       std::find_if(keys_.begin(), keys_.end(), [&](const auto& key) { return key->scope == scope; });
   if (kept != keys_.end()) return *kept;
-  const auto derived = signature::deriveKey(accessKey_, secretKey_, day, region, service);
-  if (!derived) return nullptr;
-  auto key = std::make_shared<const signature::Key>(*derived);
+  auto key = std::make_shared<const signature::Key>(
+      signature::deriveKey(accessKey_, secretKey_, day, region, service));
   std::erase_if(keys_, [&](const auto& old) { return !old->scope.starts_with(day); });
   keys_.push_back(key);
   return key;

@@ -6,7 +6,6 @@
 #include <string_view>
 #include <vector>
 
-#include "geoloom/Export.h"
 #include "geoloom/base/Mutex.h"
 
 namespace geoloom::platform {
@@ -14,22 +13,21 @@ namespace geoloom::platform {
 enum AWSRegionType { AWSRegionUSWest2 };
 
 /// The region's name on the wire: "us-west-2".
-[[nodiscard]] GEOLOOM_EXPORT std::string_view regionName(AWSRegionType region);
+[[nodiscard]] std::string_view regionName(AWSRegionType region);
 
 namespace signature {
 struct Key;
 }
 
 /// A credential pair that does not change. Never printed. May be used from any thread.
-class GEOLOOM_EXPORT AWSStaticCredentialsProvider {
+class AWSStaticCredentialsProvider {
  public:
   AWSStaticCredentialsProvider(std::string accessKey, std::string secretKey);
 
   [[nodiscard]] const std::string& accessKey() const { return accessKey_; }
   [[nodiscard]] const std::string& secretKey() const { return secretKey_; }
 
-  /// What signs the requests of a day ("20150830") to a service. Kept until another day is asked for.
-  /// nullptr where it cannot be derived.
+  /// The key that signs the requests of a day ("20150830") to a service. Kept until another day is asked for.
   [[nodiscard]] std::shared_ptr<const signature::Key> signingKey(std::string_view day,
                                                                  std::string_view region,
                                                                  std::string_view service) const;
@@ -42,15 +40,15 @@ class GEOLOOM_EXPORT AWSStaticCredentialsProvider {
   mutable std::vector<std::shared_ptr<const signature::Key>> keys_ GEOLOOM_GUARDED_BY(mutex_);
 };
 
-/// Where the provider's services are: "https://<host>", or plain HTTP to this machine. An empty address is
-/// absent: table requests then fail, metrics are not sent.
+/// The addresses of the provider's services: "https://<host>", or plain HTTP to a loopback address. Without
+/// one, table requests fail and metrics are not sent.
 struct AWSServiceEndpoints {
   std::string tables;
   std::string metrics;
 };
 
-/// What a client of the provider's services needs to know. Immutable, shared by the clients.
-struct GEOLOOM_EXPORT AWSServiceConfiguration {
+/// The settings of a client of the provider's services. Immutable, shared by the clients.
+struct AWSServiceConfiguration {
   AWSServiceConfiguration(AWSRegionType serviceRegion,
                           std::shared_ptr<const AWSStaticCredentialsProvider> serviceCredentials,
                           AWSServiceEndpoints serviceEndpoints);
@@ -58,12 +56,12 @@ struct GEOLOOM_EXPORT AWSServiceConfiguration {
   const AWSRegionType region;
   const std::shared_ptr<const AWSStaticCredentialsProvider> credentialsProvider;
   const AWSServiceEndpoints endpoints;
-  /// Deadline of each request, from hand-over to the last byte of the answer.
+  /// Deadline of each request, from the call to the last byte of the answer.
   std::chrono::milliseconds timeoutIntervalForRequest = std::chrono::seconds(10);
 };
 
-/// Holds the configuration of clients that are not given one. May be used from any thread.
-class GEOLOOM_EXPORT AWSServiceManager {
+/// Holds the default configuration of clients. May be used from any thread.
+class AWSServiceManager {
  public:
   [[nodiscard]] static AWSServiceManager& defaultServiceManager();
 

@@ -3,14 +3,12 @@
 #include <string>
 #include <string_view>
 
-#include "geoloom/Export.h"
-
 namespace geoloom::platform {
 
-/// What a developer key stands for. The kit and the local cloud share it: it is a wire constant, so a change
-/// here locks out every key in use. Pure functions, callable from any thread. None of the results but the
-/// hash and the access key may be printed.
-struct GEOLOOM_EXPORT DeveloperKey {
+/// The values derived from a developer key. The kit and the local cloud share this derivation: a change locks
+/// out every key in use. Pure functions, callable from any thread. Only the hash and the access key may be
+/// printed.
+struct DeveloperKey {
   /// The credential pair of the table and metrics services.
   struct Pair {
     std::string accessKey;

@@ -2,14 +2,11 @@
 
 #include <algorithm>
 #include <chrono>
-#include <initializer_list>
-#include <memory>
 #include <span>
 #include <utility>
 #include <vector>
 
 #include <fmt/format.h>
-#include <openssl/evp.h>
 
 #include "geoloom/base/Hexadecimal.h"
 #include "geoloom/platform/network/HTTPAddress.h"
@@ -25,49 +22,18 @@ std::string_view bytesOf(std::span<const std::uint8_t> bytes) {
   return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
 }
 
-/// Nothing where the digest library cannot give it.
-std::optional<Digest> sha256(std::initializer_list<std::string_view> parts) {
-  // Fetched once: the library would look it up by its name at every use.
-  static const EVP_MD* const method = EVP_MD_fetch(nullptr, "SHA256", nullptr);
-  const std::unique_ptr<EVP_MD_CTX, decltype(&EVP_MD_CTX_free)> context(EVP_MD_CTX_new(), &EVP_MD_CTX_free);
-  Digest digest{};
-  bool isGood = method && context && EVP_DigestInit_ex2(context.get(), method, nullptr) == 1;
-  for (const std::string_view part : parts)
-    isGood = isGood && EVP_DigestUpdate(context.get(), part.data(), part.size()) == 1;
-  isGood = isGood && EVP_DigestFinal_ex(context.get(), digest.data(), nullptr) == 1;
-  return isGood ? std::optional(digest) : std::nullopt;
-}
-
-/// RFC 2104.
-std::optional<Digest> hmac(std::string_view key, std::string_view message) {
-  constexpr std::size_t blockBytes = 64;
-  std::optional<Digest> shortened;
-  if (key.size() > blockBytes) {
-    shortened = sha256({key});
-    if (!shortened) return std::nullopt;
-    key = bytesOf(*shortened);
-  }
-  std::array<char, blockBytes> inner{};
-  std::copy(key.begin(), key.end(), inner.begin());
-  std::array<char, blockBytes> outer = inner;
-  for (char& byte : inner) byte = static_cast<char>(byte ^ 0x36);
-  for (char& byte : outer) byte = static_cast<char>(byte ^ 0x5c);
-  const auto first = sha256({{inner.data(), inner.size()}, message});
-  return first ? sha256({{outer.data(), outer.size()}, bytesOf(*first)}) : std::nullopt;
-}
-
 bool isLetter(char c) {
   return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
 }
 
-// Of ASCII, whatever the application's locale is.
+// ASCII only, independent of the locale.
 std::string lowerCase(std::string text) {
   for (char& c : text)
     if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
   return text;
 }
 
-/// Without blanks at the ends, and runs of them as one.
+/// Trimmed, with each run of blanks as one.
 std::string canonicalValue(std::string_view value) {
   std::string text;
   for (const char c : value)
@@ -89,7 +55,7 @@ std::string canonicalPath(std::string_view path) {
   return text;
 }
 
-/// Names in lower case, in their order, each with its value.
+/// Names in lower case, sorted, each with its value.
 using CanonicalHeaders = std::vector<std::pair<std::string, std::string>>;
 
 CanonicalHeaders canonicalHeaders(const HTTPRequest& request) {
@@ -115,17 +81,18 @@ std::string scopeOf(std::string_view day, std::string_view region, std::string_v
   return fmt::format("{}/{}/{}/{}", day, region, service, scopeEnd);
 }
 
-std::optional<Key> deriveKey(const std::string& accessKey, const std::string& secretKey, std::string_view day,
-                             std::string_view region, std::string_view service) {
-  std::optional<Digest> bytes = hmac("AWS4" + secretKey, day);
+Key deriveKey(const std::string& accessKey, const std::string& secretKey, std::string_view day,
+              std::string_view region, std::string_view service) {
+  base::SHA256Digest bytes = base::hmacSHA256("AWS4" + secretKey, day);
   for (const std::string_view part : {region, service, scopeEnd})
-    if (bytes) bytes = hmac(bytesOf(*bytes), part);
-  if (!bytes) return std::nullopt;
-  return Key{accessKey, scopeOf(day, region, service), *bytes};
+    bytes = base::hmacSHA256(bytesOf(bytes), part);
+  return {accessKey, scopeOf(day, region, service), bytes};
 }
 
-bool sign(HTTPRequest& request, const Key& key, std::string_view time) {
-  const HTTPAddress address = HTTPAddress::of(request.url);
+void sign(HTTPRequest& request, const Key& key, std::string_view time) {
+  // A request to an address that is not allowed is signed for none; the client refuses to send it.
+  const base::Result<HTTPAddress> parsed = HTTPAddress::of(request.url);
+  const HTTPAddress address = parsed ? *parsed : HTTPAddress();
   request.headers.emplace_back("Host", address.host);
   request.headers.emplace_back("X-Amz-Date", time);
   std::string canonical = fmt::format("POST\n{}\n{}\n", canonicalPath(address.path), address.query);
@@ -134,18 +101,13 @@ bool sign(HTTPRequest& request, const Key& key, std::string_view time) {
     canonical.append(name).append(":").append(value).append("\n");
     names.append(names.empty() ? "" : ";").append(name);
   }
-  const auto body = sha256({request.body});
-  if (!body) return false;
-  canonical.append("\n").append(names).append("\n").append(base::hexadecimal(*body));
-  const auto digest = sha256({canonical});
-  if (!digest) return false;
-  const auto signature = hmac(bytesOf(key.bytes), fmt::format("{}\n{}\n{}\n{}", algorithm, time, key.scope,
-                                                              base::hexadecimal(*digest)));
-  if (!signature) return false;
+  canonical.append("\n").append(names).append("\n").append(base::hexadecimal(base::sha256(request.body)));
+  const auto signature = base::hmacSHA256(
+      bytesOf(key.bytes),
+      fmt::format("{}\n{}\n{}\n{}", algorithm, time, key.scope, base::hexadecimal(base::sha256(canonical))));
   request.headers.emplace_back("Authorization",
                                fmt::format("{} Credential={}/{}, SignedHeaders={}, Signature={}", algorithm,
-                                           key.accessKey, key.scope, names, base::hexadecimal(*signature)));
-  return true;
+                                           key.accessKey, key.scope, names, base::hexadecimal(signature)));
 }
 
 }  // namespace geoloom::platform::signature

@@ -37,7 +37,7 @@ bool isUUID(std::string_view text) {
   return true;
 }
 
-/// A version 4 UUID, or nothing where the system has no randomness.
+/// A version 4 UUID; absent if the system has no randomness.
 std::optional<std::string> randomUUID() {
   std::array<std::uint8_t, 16> bytes{};
   if (::getentropy(bytes.data(), bytes.size()) != 0) return std::nullopt;
@@ -66,7 +66,7 @@ bool writeUUID(const base::Descriptor& file, const std::string& uuid) {
          ::fsync(file.get()) == 0;
 }
 
-/// The UUID kept in `path`; a new one is written where there is none yet or the file does not hold one.
+/// The UUID stored in `path`; creates one if there is none or the file is damaged.
 std::optional<std::string> keptUUID(const std::filesystem::path& path) {
   const base::Descriptor file(
       ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, S_IRUSR | S_IWUSR));
@@ -74,7 +74,7 @@ std::optional<std::string> keptUUID(const std::filesystem::path& path) {
     const base::Descriptor readOnly(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
     return readOnly ? readUUID(readOnly) : std::nullopt;
   }
-  // Whoever gets the lock first writes; the others, in this process or another, read what it wrote.
+  // The first to get the lock writes; others, also in other processes, then read the same UUID.
   int locked = -1;
   do locked = ::flock(file.get(), LOCK_EX);
   while (locked != 0 && errno == EINTR);

@@ -12,16 +12,16 @@ class GEOLOOM_EXPORT UIDevice {
  public:
   [[nodiscard]] static const UIDevice& current();
 
-  /// The operating system's version as its os-release file states it, such as "12"; empty where it states
+  /// The operating system's version as its os-release file states it, such as "12"; empty if it states
   /// none.
   [[nodiscard]] std::string systemVersion() const;
 
-  /// The hardware's name as the kernel gives it, such as "x86_64" or "aarch64".
+  /// The kernel's name of the hardware, such as "x86_64" or "aarch64".
   [[nodiscard]] std::string modelIdentifier() const;
 
   /// A random UUID (36 characters, upper case) that stays the same for all processes of this user with this
-  /// bundle identifier: made at the first call and kept, readable by the user alone, in the state directory.
-  /// Absent where it cannot be kept.
+  /// bundle identifier: created at the first call and stored with mode 0600 in the state directory. Absent
+  /// if it cannot be stored.
   [[nodiscard]] std::optional<std::string> identifierForVendor() const;
 
  private:

@@ -5,12 +5,11 @@
 
 namespace geoloom::platform {
 
-/// Holds, for a scope, a Mutex that others keep for long. While this one waits for it, another thread of the
-/// queues' pool stands in.
+/// Locks, for a scope, a Mutex that others may hold for long. Waiting for it is a BlockingScope.
 class GEOLOOM_SCOPED_CAPABILITY BlockingMutexLock {
  public:
   explicit BlockingMutexLock(base::Mutex& mutex) GEOLOOM_ACQUIRE(mutex) : mutex_(mutex) {
-    // The scope ends without the lock: while the process exits, it does not return.
+    // Unlock first: the destructor of BlockingScope does not return while the process exits.
     while (!mutex_.tryLock()) {
       const BlockingScope waiting;
       const base::MutexLock passed(mutex_);

@@ -9,10 +9,10 @@ namespace geoloom::platform {
 /// The application as a bundle. May be used from any thread.
 class GEOLOOM_EXPORT Bundle {
  public:
-  /// The identifier set in code, else the Flatpak's, else that under which the desktop started this very
-  /// executable as an application, else the executable's name. What the system says is read once.
+  /// The identifier set in code, else the Flatpak's, else that of the desktop entry that started this
+  /// executable, else the executable's name. The system is asked once.
   [[nodiscard]] static std::string mainBundleIdentifier();
-  /// Set before the first session is created; empty brings the default back.
+  /// Set before the first session is created; empty restores the default.
   static void setMainBundleIdentifier(std::string identifier);
 };
 

@@ -4,9 +4,10 @@
 #include <map>
 #include <utility>
 
+#include <asio/steady_timer.hpp>
+
 #include "geoloom/base/Mutex.h"
 #include "geoloom/base/ThreadPool.h"
-#include "geoloom/base/TimerSlots.h"
 
 namespace geoloom::platform {
 
@@ -14,16 +15,27 @@ namespace {
 
 using std::chrono::nanoseconds;
 
+/// At most the last moment that can be represented.
+nanoseconds later(nanoseconds now, nanoseconds span) {
+  return now + std::min(span, nanoseconds::max() - now);
+}
+
 class SystemClock final : public Clock {
  public:
   Date date() const override { return std::chrono::system_clock::now(); }
   nanoseconds uptime() const override { return std::chrono::steady_clock::now().time_since_epoch(); }
 
   void schedule(nanoseconds delay, std::function<void()> action) override {
-    if (delay > nanoseconds::zero())
-      base::TimerSlots::shared().add(delay, std::move(action));
-    else
-      base::ThreadPool::shared().post(std::move(action));
+    base::ThreadPool& pool = base::ThreadPool::shared();
+    if (delay <= nanoseconds::zero()) {
+      pool.post(std::move(action));
+      return;
+    }
+    auto timer = std::make_unique<asio::steady_timer>(
+        pool.context(), std::chrono::steady_clock::time_point(later(uptime(), delay)));
+    asio::steady_timer& armed = *timer;
+    armed.async_wait([timer = std::move(timer),
+                      action = std::move(action)](const asio::error_code& /*never cancelled*/) { action(); });
   }
 };
 
@@ -35,11 +47,6 @@ struct CurrentClock {
 CurrentClock& currentClock() {
   static CurrentClock& current = *new CurrentClock;
   return current;
-}
-
-/// At most the last moment that can be counted.
-nanoseconds later(nanoseconds now, nanoseconds span) {
-  return now + std::min(span, nanoseconds::max() - now);
 }
 
 }  // namespace
@@ -59,7 +66,7 @@ std::shared_ptr<Clock> Clock::current() {
 void Clock::install(std::shared_ptr<Clock> clock) {
   if (!clock) clock = std::make_shared<SystemClock>();
   CurrentClock& current = currentClock();
-  // The old one falls when the lock is released: the tasks that it holds may ask for the clock as they go.
+  // The old one is destroyed after the lock is released: the tasks that it holds may ask for the clock.
   const base::MutexLock lock(current.mutex);
   current.clock.swap(clock);
 }
@@ -70,10 +77,10 @@ struct ManualClock::State {
   const Date start;
   mutable base::Mutex mutex;
   nanoseconds now GEOLOOM_GUARDED_BY(mutex){0};
-  /// By time; actions of one time in the order given.
+  /// By time; actions of equal time in the order scheduled.
   std::multimap<nanoseconds, std::function<void()>> actions GEOLOOM_GUARDED_BY(mutex);
 
-  /// The next action due by `target`, with the time moved to its own; with none left the time is `target`.
+  /// The next action due by `target`; moves the time to that action's, or to `target` if none is left.
   std::function<void()> takeDue(nanoseconds target) {
     const base::MutexLock lock(mutex);
     const auto first = actions.begin();

@@ -15,9 +15,9 @@ using Date = std::chrono::system_clock::time_point;
 /// Seconds since 1970-01-01 00:00 UTC.
 [[nodiscard]] GEOLOOM_EXPORT double timeIntervalSince1970(Date date);
 
-/// Where the kit takes time from: the wall clock for dates, a monotonic one for timers. The process has one
-/// current clock. It is the system's unless another was installed before the first session was created.
-/// All operations may be called from any thread.
+/// The kit's source of time: the wall clock for dates, a monotonic clock for timers. The process has one
+/// current clock, the system's unless another was installed before the first session was created. All
+/// operations may be called from any thread.
 class GEOLOOM_EXPORT Clock {
  public:
   virtual ~Clock();
@@ -28,8 +28,7 @@ class GEOLOOM_EXPORT Clock {
   [[nodiscard]] virtual std::chrono::nanoseconds uptime() const = 0;
 
   /// Runs `action` once, `delay` from now (at once when `delay` is not positive), on a thread of the clock.
-  /// The system's clock may take up to a tenth of the delay longer, so that timers end together. The
-  /// action must be short and wait for nothing: queues use it to hand over a task.
+  /// The action must be short and must not block: queues use it to submit a task.
   virtual void schedule(std::chrono::nanoseconds delay, std::function<void()> action) = 0;
 
   [[nodiscard]] static std::shared_ptr<Clock> current();
@@ -39,7 +38,7 @@ class GEOLOOM_EXPORT Clock {
   static void install(std::shared_ptr<Clock> clock);
 };
 
-/// A clock that stands still until it is told to move: it drives timers in tests and in replay.
+/// A clock that stands still until it is advanced: it drives timers in tests and in replay.
 class GEOLOOM_EXPORT ManualClock final : public Clock {
  public:
   explicit ManualClock(Date start = Date{});
@@ -49,8 +48,8 @@ class GEOLOOM_EXPORT ManualClock final : public Clock {
   [[nodiscard]] std::chrono::nanoseconds uptime() const override;
   void schedule(std::chrono::nanoseconds delay, std::function<void()> action) override;
 
-  /// Moves the time forward and runs what falls due on the caller's thread, in order of time, each action
-  /// with the clock at its own time; actions that they schedule within the span run too.
+  /// Moves the time forward and runs the actions that fall due on the caller's thread, in order of time, each
+  /// with the clock at its own time. Actions that these schedule within the span run too.
   void advance(std::chrono::nanoseconds span);
 
   /// Number of actions not yet run.

@@ -4,7 +4,6 @@
 #include <condition_variable>
 #include <deque>
 #include <exception>
-#include <list>
 #include <mutex>
 #include <utility>
 
@@ -21,7 +20,7 @@ namespace {
 
 using Task = std::function<void()>;
 
-/// Depth of the waits that this thread's task is in; the outermost is what the exit of the process looks at.
+/// Depth of this thread's BlockingScopes; only the outermost counts for the exit of the process.
 thread_local int waits = 0;
 
 /// The queue whose task this thread is running.
@@ -36,112 +35,49 @@ void run(const DispatchQueue& queue, const Task& task) {
   } catch (const std::exception& error) {
     SystemLog::log("A task of the queue \"" + queue.label() + "\" threw: " + error.what());
   } catch (...) {
-    SystemLog::log("A task of the queue \"" + queue.label() + "\" threw something that is no exception");
+    SystemLog::log("A task of the queue \"" + queue.label() + "\" threw something other than an exception");
   }
   runningQueue = outer;
 }
 
-/// One task at a time, each in a task of the pool, so that queues take turns.
+/// Runs each task in a task of the pool, so that queues take turns.
 class SerialQueue final : public DispatchQueue {
  public:
   explicit SerialQueue(std::string label) : label_(std::move(label)) {}
 
   const std::string& label() const override { return label_; }
   bool isCurrent() const override { return runningQueue == this; }
-  std::shared_ptr<DispatchQueue> hold() override;
 
   void async(Task task) override {
-    Tasks added;
-    added.push_back(std::move(task));
     const base::MutexLock lock(mutex_);
-    // First: if it throws, nothing was added. Parts may be waiting only where memory was short before.
-    if (!isBusy_ && (holds_ == 0 || !parts_.empty())) runNextSoon();
-    tasks_.splice(tasks_.end(), added);
-  }
-
-  /// A part of the task that holds this queue.
-  void continueTask(Task part) {
-    Tasks added;
-    added.push_back(std::move(part));
-    const base::MutexLock lock(mutex_);
+    tasks_.push_back(std::move(task));
     if (!isBusy_) runNextSoon();
-    parts_.splice(parts_.end(), added);
-  }
-
-  /// The task that runs does not end before a `release` more.
-  void retain() {
-    const base::MutexLock lock(mutex_);
-    ++holds_;
-  }
-
-  void release() {
-    const base::MutexLock lock(mutex_);
-    --holds_;
-    goOn();
   }
 
  private:
-  using Tasks = std::list<Task>;
-
   void runNextSoon() GEOLOOM_REQUIRES(mutex_) {
+    isBusy_ = true;
     base::ThreadPool::shared().post([self = std::static_pointer_cast<SerialQueue>(shared_from_this())] {
       run(*self, self->takeNext());
       const base::MutexLock lock(self->mutex_);
       self->isBusy_ = false;
-      self->goOn();
+      if (!self->tasks_.empty()) self->runNextSoon();
     });
-    isBusy_ = true;
-  }
-
-  void goOn() GEOLOOM_REQUIRES(mutex_) {
-    if (isBusy_ || (parts_.empty() && (holds_ > 0 || tasks_.empty()))) return;
-    try {
-      runNextSoon();
-    } catch (const std::exception&) {
-      // Out of memory: the next task to come takes those before it along.
-    }
   }
 
   Task takeNext() {
     const base::MutexLock lock(mutex_);
-    Tasks& tasks = parts_.empty() ? tasks_ : parts_;
-    Task task = std::move(tasks.front());
-    tasks.pop_front();
+    Task task = std::move(tasks_.front());
+    tasks_.pop_front();
     return task;
   }
 
   const std::string label_;
   base::Mutex mutex_;
-  Tasks tasks_ GEOLOOM_GUARDED_BY(mutex_);
-  /// Those of the task that holds the queue go first.
-  Tasks parts_ GEOLOOM_GUARDED_BY(mutex_);
-  /// How many hold the task that ran last.
-  int holds_ GEOLOOM_GUARDED_BY(mutex_) = 0;
-  /// A task runs, or is about to.
+  std::deque<Task> tasks_ GEOLOOM_GUARDED_BY(mutex_);
+  /// A task runs or is about to.
   bool isBusy_ GEOLOOM_GUARDED_BY(mutex_) = false;
 };
-
-/// The rest of a serial queue's task.
-class HoldingQueue final : public DispatchQueue {
- public:
-  explicit HoldingQueue(std::shared_ptr<SerialQueue> held) : held_(std::move(held)) { held_->retain(); }
-  HoldingQueue(const HoldingQueue&) = delete;
-  HoldingQueue& operator=(const HoldingQueue&) = delete;
-  ~HoldingQueue() override { held_->release(); }
-
-  const std::string& label() const override { return held_->label(); }
-  bool isCurrent() const override { return held_->isCurrent(); }
-  void async(Task task) override {
-    held_->continueTask([self = shared_from_this(), task = std::move(task)] { task(); });
-  }
-
- private:
-  const std::shared_ptr<SerialQueue> held_;
-};
-
-std::shared_ptr<DispatchQueue> SerialQueue::hold() {
-  return std::make_shared<HoldingQueue>(std::static_pointer_cast<SerialQueue>(shared_from_this()));
-}
 
 class GlobalQueue final : public DispatchQueue {
  public:
@@ -157,12 +93,12 @@ class GlobalQueue final : public DispatchQueue {
   std::string label_;
 };
 
-/// The main thread where the application has not given us its own.
+/// The main thread, unless the application handed the main queue to its own.
 class MainThread {
  public:
   MainThread() {
     if (!base::startThread("geoloom-main", [this] { loop(); }))
-      SystemLog::log("The main queue has no thread");
+      SystemLog::log("cannot start the thread of the main queue");
   }
 
   void post(Task task) {
@@ -198,9 +134,8 @@ class TheMainQueue final : public DispatchQueue {
 
   const std::string& label() const override { return label_; }
   void async(Task task) override {
-    // The posting function is set once, before the first task; from then on it is only read.
+    // The posting function is set once, before the first task, and then only read.
     std::call_once(decided_, [this] { post_ = ownThread(); });
-    base::ThreadPool::Batch::end();
     post_([this, task = std::move(task)] { run(*this, task); });
   }
   bool isCurrent() const override { return runningQueue == this; }
@@ -235,10 +170,6 @@ const std::shared_ptr<TheMainQueue>& theMainQueue() {
 
 DispatchQueue::~DispatchQueue() = default;
 
-std::shared_ptr<DispatchQueue> DispatchQueue::hold() {
-  return shared_from_this();
-}
-
 std::shared_ptr<DispatchQueue> DispatchQueue::serial(std::string label) {
   return std::make_shared<SerialQueue>(std::move(label));
 }
@@ -258,11 +189,11 @@ void DispatchQueue::asyncAfter(std::chrono::nanoseconds delay, Task task) {
 }
 
 void DispatchQueue::sync(const Task& task) {
-  // A destructor that runs at exit would wait for a task that is never run.
+  // No task is run any more: a destructor that runs at exit would wait for ever.
   if (base::isProcessExiting()) return;
   DispatchSemaphore done(0);
   async([&task, &done] {
-    // Once more, so that what it throws is logged before this returns.
+    // Run inside this task too, so that an exception is logged before `sync` returns.
     run(*runningQueue, task);
     done.signal();
   });
@@ -274,7 +205,6 @@ bool MainQueue::handOver(std::function<void(Task)> post) {
 }
 
 BlockingScope::BlockingScope() : counted_(base::ThreadPool::isPoolThread()) {
-  base::ThreadPool::Batch::end();
   if (counted_ && waits++ == 0) base::Work::suspend();
 }
 
@@ -287,7 +217,7 @@ struct DispatchSemaphore::State {
   std::condition_variable_any raised;
   long value GEOLOOM_GUARDED_BY(mutex);
 
-  /// Takes one without waiting.
+  /// Decrements the value if it is positive.
   bool take() {
     const base::MutexLock lock(mutex);
     if (value <= 0) return false;
@@ -310,7 +240,7 @@ void DispatchSemaphore::wait() {
 
 bool DispatchSemaphore::wait(std::chrono::nanoseconds timeout) {
   if (state_->take()) return true;
-  // Beyond this the sum with the present time overflows.
+  // The sum with the present time must not overflow.
   timeout = std::min<std::chrono::nanoseconds>(timeout, std::chrono::hours(24 * 365));
   const BlockingScope waiting;
   const auto deadline = std::chrono::steady_clock::now() + timeout;
@@ -324,7 +254,7 @@ bool DispatchSemaphore::wait(std::chrono::nanoseconds timeout) {
 }
 
 void DispatchSemaphore::signal() {
-  // Notified under the lock: a waiter may destroy the semaphore as soon as it gets through.
+  // Notified under the lock: the waiter may destroy the semaphore as soon as it has the lock.
   const base::MutexLock lock(state_->mutex);
   ++state_->value;
   state_->raised.notify_one();

@@ -6,7 +6,7 @@
 #include <string>
 
 #include "geoloom/Export.h"
-#include "geoloom/base/StandIn.h"
+#include "geoloom/base/ExtraPoolThread.h"
 
 namespace geoloom::platform {
 
@@ -14,11 +14,13 @@ enum class DispatchQoS { unspecified, background, utility, standard, userInitiat
 
 /// A queue of tasks. Serial queues and the main queue run one task at a time, in the order given; global
 /// queues run theirs concurrently. Serial and global queues share one pool of threads that grows while tasks
-/// wait (a semaphore, `sync`), so that a waiting task never holds up another queue; the quality of service is
-/// a label here. Queues may be used from any thread; a queue lives at least until its last task has run. An
-/// exception that leaves a task is logged and swallowed. The pool starts with the first task and lives until
-/// the process ends. While the process exits (by exit, or by a return from main) tasks that are running are
-/// waited for, two seconds at most, and no other is run.
+/// block (BlockingScope), so that a blocked task never delays another queue. The quality of service is only a
+/// label here.
+///
+/// Queues may be used from any thread; a queue lives at least until its last task has run. An exception that
+/// leaves a task is logged and swallowed. The pool starts with the first task and lives until the process
+/// ends. While the process exits (by exit, or by a return from main), running tasks are waited for, two
+/// seconds at most, and no other task is run.
 class GEOLOOM_EXPORT DispatchQueue : public std::enable_shared_from_this<DispatchQueue> {
  public:
   virtual ~DispatchQueue();
@@ -37,18 +39,12 @@ class GEOLOOM_EXPORT DispatchQueue : public std::enable_shared_from_this<Dispatc
   /// Runs `task` once `delay` has passed on the clock that is current now.
   void asyncAfter(std::chrono::nanoseconds delay, std::function<void()> task);
 
-  /// Runs `task` and returns when it has run; at once, without running it, while the process exits. Must not
-  /// be called from a task of the same serial queue.
+  /// Runs `task` and returns when it has run. While the process exits it returns at once, without running it.
+  /// Must not be called from a task of the same serial queue.
   void sync(const std::function<void()>& task);
 
   /// True on a thread that is running a task of this queue.
   [[nodiscard]] virtual bool isCurrent() const = 0;
-
-  /// For a task that ends elsewhere, as with the answer of a service. Called in a task of a serial queue,
-  /// makes a queue whose tasks are part of that one: they run when it has returned, and no other begins until
-  /// the queue made here is gone with its last task. No thread waits meanwhile. Other queues cannot be held
-  /// and give themselves.
-  [[nodiscard]] virtual std::shared_ptr<DispatchQueue> hold();
 };
 
 /// Hands the main queue to an application's own loop.
@@ -60,8 +56,10 @@ class GEOLOOM_EXPORT MainQueue {
   static bool handOver(std::function<void(std::function<void()>)> post);
 };
 
-/// Marks a stretch in which the calling task waits. On a thread of the queues' pool another thread takes its
-/// place for that long; elsewhere it does nothing.
+/// Marks a scope in which the calling task blocks. On a thread of the queues' pool, another thread takes its
+/// place meanwhile, and the exit of the process does not wait for it; elsewhere it does nothing. The
+/// destructor does not return while the process exits. DispatchSemaphore, `sync` and BlockingMutexLock use it
+/// themselves.
 class GEOLOOM_EXPORT BlockingScope {
  public:
   BlockingScope();
@@ -70,7 +68,7 @@ class GEOLOOM_EXPORT BlockingScope {
   BlockingScope& operator=(const BlockingScope&) = delete;
 
  private:
-  const base::StandIn standIn_;
+  const base::ExtraPoolThread extraThread_;
   const bool counted_;
 };
 

@@ -13,12 +13,11 @@ namespace geoloom::platform {
 /// here.
 class GEOLOOM_EXPORT FileManager {
  public:
-  /// <XDG data home>/<bundle identifier>/documents, or nothing where no home is known.
+  /// <XDG data home>/<bundle identifier>/documents, absent if no home is known.
   [[nodiscard]] static std::optional<std::filesystem::path> documentsDirectory();
-  /// <XDG state home>/<bundle identifier>, or nothing where no home is known.
+  /// <XDG state home>/<bundle identifier>, absent if no home is known.
   [[nodiscard]] static std::optional<std::filesystem::path> stateDirectory();
-  /// Where installed applications are described: the XDG data home and the XDG data directories, most
-  /// important first.
+  /// The XDG data home and data directories, which describe installed applications; most important first.
   [[nodiscard]] static std::vector<std::filesystem::path> dataDirectories();
 
   static void setDocumentsDirectory(std::optional<std::filesystem::path> directory);

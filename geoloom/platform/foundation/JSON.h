@@ -13,7 +13,7 @@
 namespace geoloom::platform {
 
 /// One parsed JSON value: an immutable view that shares its document, cheap to copy, readable from any
-/// thread. Reading never throws: what is missing or of another type is absent.
+/// thread. Reading never throws: a missing value or one of another type is absent.
 class GEOLOOM_EXPORT JSON {
  public:
   enum class Type { null, boolean, number, string, array, object };
@@ -23,8 +23,8 @@ class GEOLOOM_EXPORT JSON {
   /// Longer texts do not parse.
   static constexpr std::size_t maximumBytes = std::size_t{64} << 20;
 
-  /// Parses any value, top-level scalars too; a leading byte-order mark is skipped. Nothing when the text is
-  /// not JSON: text that is not UTF-8 and numbers beyond double precision's range included. Integers of any
+  /// Parses any value, top-level scalars too; a leading byte-order mark is skipped. Absent if the text is
+  /// not JSON, which includes invalid UTF-8 and numbers beyond the range of double. Integers of any
   /// length are numbers.
   [[nodiscard]] static std::optional<JSON> parse(std::string_view text);
 
@@ -32,14 +32,14 @@ class GEOLOOM_EXPORT JSON {
 
   [[nodiscard]] Type type() const;
 
-  /// True when this is an object with that key, whatever the type of its value.
+  /// True if this is an object with that key; the type of its value does not matter.
   [[nodiscard]] bool contains(std::string_view key) const;
   /// The member of an object (the first one of that name).
   [[nodiscard]] std::optional<JSON> operator[](std::string_view key) const;
 
   [[nodiscard]] std::optional<std::string> string() const;
-  /// The string at `inner` in the object at `outer`, without a value made on the way; a view into the
-  /// document, good for as long as a value of it lives.
+  /// The string at `inner` in the object at `outer`, without a copy: a view into the document, valid while a
+  /// value of it lives.
   [[nodiscard]] std::optional<std::string_view> stringAt(std::string_view outer,
                                                          std::string_view inner) const;
   [[nodiscard]] std::optional<bool> boolean() const;
@@ -48,13 +48,14 @@ class GEOLOOM_EXPORT JSON {
   /// The number rounded to single precision.
   [[nodiscard]] std::optional<float> floatNumber() const;
 
-  /// A string as it is, a number or a Boolean in its usual text form, anything else the empty text.
+  /// A string unchanged, a number or Boolean in its usual text form, the empty text for other types.
   [[nodiscard]] std::string stringValue() const;
 
-  /// Number of elements of an array or members of an object; 0 for anything else.
+  /// Number of elements of an array or members of an object; 0 for other types.
   [[nodiscard]] std::size_t size() const;
 
-  /// Walks the elements of an array or the values of an object in document order; nothing for anything else.
+  /// Walks the elements of an array or the values of an object in document order; does nothing for other
+  /// types.
   void forEach(const std::function<void(const JSON&)>& visit) const;
   /// The same over an object with its keys.
   void forEachMember(const std::function<void(std::string_view key, const JSON&)>& visit) const;
@@ -64,7 +65,7 @@ class GEOLOOM_EXPORT JSON {
 
  private:
   struct Document;
-  /// Where in the document's tape the value stands; the parser's own type, kept out of this header.
+  /// The value's position in the document's tape; the parser's own type, kept out of this header.
   using Element = std::array<std::size_t, 2>;
   JSON(std::shared_ptr<const Document> document, Element element);
   std::shared_ptr<const Document> document_;

@@ -4,13 +4,13 @@
 
 namespace geoloom::platform {
 
-/// Where the system's journal listens, where there is one.
+/// The socket of the system's journal.
 inline constexpr char journalSocket[] = "/run/systemd/journal/socket";
 
-/// Hands a line, which may hold line breaks, to the journal at `socket` as one entry of its own, in the
-/// journal's native protocol (fields in one datagram, each with its length). False when there is no journal,
-/// or when it does not take the line: within a second, or because it is too long. Nothing stays open in
-/// between. May be called from any thread.
+/// Sends a line, which may contain line breaks, to the journal at `socket` as one entry, in the journal's
+/// native protocol (fields in one datagram, each with its length). False if there is no journal, or if it
+/// does not accept the line within a second or because of its length. Keeps nothing open. May be called from
+/// any thread.
 [[nodiscard]] bool sendToJournal(std::string_view line, const char* socket = journalSocket);
 
 }  // namespace geoloom::platform

@@ -7,23 +7,23 @@
 
 namespace geoloom::platform {
 
-/// Receives one line without its final line break; one inside it belongs to it. Called from any thread,
-/// perhaps from several at once; no lock is held meanwhile. What it throws is swallowed. What it prints on
-/// the stream that it serves goes to the default.
+/// Receives one line without its final line break; it may contain others. Called from any thread, possibly
+/// from several at once, with no lock held. Its exceptions are swallowed. Lines that it prints itself go to
+/// the default output.
 using LineSink = std::function<void(std::string_view line)>;
 
 /// Service answers and progress. Standard output unless a sink is set; a line is written whole.
 class GEOLOOM_EXPORT Console {
  public:
   static void print(std::string_view line);
-  /// Replaces the sink; an empty one brings the default back. Returns when the old sink runs no more
-  /// (at once when a sink calls).
+  /// Replaces the sink; an empty one restores the default. Returns when no call of the old sink is running
+  /// (at once if a sink calls it).
   static void setSink(LineSink sink);
 };
 
-/// Directory operations and refusals. Unless a sink is set, the system's journal where there is one, else,
-/// and for lines that it does not take, standard error; a line is written whole. The journal shows them under
-/// the executable's name.
+/// Directory operations and refusals. Unless a sink is set, they go to the system's journal under the
+/// executable's name, or to standard error if there is no journal or it does not accept the line; a line is
+/// written whole.
 class GEOLOOM_EXPORT SystemLog {
  public:
   static void log(std::string_view line);

@@ -2,16 +2,15 @@
 
 #include <condition_variable>
 
-#include "geoloom/Export.h"
 #include "geoloom/base/Mutex.h"
 
 namespace geoloom::platform {
 
 /// A non-recursive lock that one thread may take and another release, which std::mutex forbids.
-class GEOLOOM_EXPORT NSLock {
+class NSLock {
  public:
   void lock();
-  /// Takes the lock if it is free; never waits.
+  /// Takes the lock if it is free; never blocks.
   [[nodiscard]] bool tryLock();
   /// Precondition: the lock is held.
   void unlock();

@@ -22,9 +22,9 @@ class GEOLOOM_EXPORT CLLocation final : public NSObject {
   const CLLocationCoordinate2D coordinate;
   /// Metres above sea level.
   const double altitude;
-  /// Metres; negative when the coordinate is invalid.
+  /// Metres; negative if the coordinate is invalid.
   const double horizontalAccuracy;
-  /// Metres; negative when the altitude is invalid.
+  /// Metres; negative if the altitude is invalid.
   const double verticalAccuracy;
   const Date timestamp;
 };
@@ -35,9 +35,9 @@ class GEOLOOM_EXPORT CLHeading final : public NSObject {
   CLHeading(double magneticHeading, double trueHeading, double headingAccuracy);
 
   const double magneticHeading;
-  /// Meaningful only while the accuracy is not negative.
+  /// Valid only if the accuracy is not negative.
   const double trueHeading;
-  /// Greatest deviation in degrees; negative when the reading is invalid.
+  /// Greatest deviation in degrees; negative if the reading is invalid.
   const double headingAccuracy;
 };
 

@@ -52,7 +52,7 @@ void CLLocationManager::startUpdatingLocation() {
                                            const std::vector<std::shared_ptr<const CLLocation>>& fixes) {
                                          const auto manager = weak.lock();
                                          const auto delegate = to.lock();
-                                         if (manager && delegate)
+                                         if (manager && delegate && manager->isAuthorized())
                                            delegate->didUpdateLocations(*manager, fixes);
                                        },
                                    .heading = {}});
@@ -68,8 +68,14 @@ void CLLocationManager::requestWhenInUseAuthorization() {
   });
 }
 
+bool CLLocationManager::isAuthorized() const {
+  const CLAuthorizationStatus status = provider_->authorizationStatus();
+  return status == CLAuthorizationStatus::authorizedAlways ||
+         status == CLAuthorizationStatus::authorizedWhenInUse;
+}
+
 std::shared_ptr<const CLLocation> CLLocationManager::location() const {
-  return provider_->location();
+  return isAuthorized() ? provider_->location() : nullptr;
 }
 
 }  // namespace geoloom::platform

@@ -11,7 +11,7 @@ namespace geoloom::platform {
 
 class CLLocationManager;
 
-/// What a location service tells its owner, on the main queue.
+/// Receives the updates of a location service, on the main queue.
 class GEOLOOM_EXPORT CLLocationManagerDelegate {
  public:
   virtual ~CLLocationManagerDelegate();
@@ -20,7 +20,7 @@ class GEOLOOM_EXPORT CLLocationManagerDelegate {
                                   const std::vector<std::shared_ptr<const CLLocation>>& locations) = 0;
   virtual void didUpdateHeading(CLLocationManager& manager,
                                 const std::shared_ptr<const CLHeading>& newHeading) = 0;
-  /// Whether a panel that helps to calibrate the compass may be shown.
+  /// Whether a panel for calibrating the compass may be shown.
   virtual bool shouldDisplayHeadingCalibration(CLLocationManager& manager) = 0;
 };
 
@@ -28,19 +28,18 @@ inline constexpr double kCLLocationAccuracyBest = -1;
 inline constexpr double kCLDistanceFilterNone = -1;
 inline constexpr double kCLHeadingFilterNone = -1;
 
-/// One user's view of the device's location. Configured and started from one thread; `location` may be read
-/// from any. Updates end when the manager or its delegate is destroyed.
+/// One client of the device's location. Configured and started from one thread; `location` may be read from
+/// any. Updates end when the manager or its delegate is destroyed.
 class GEOLOOM_EXPORT CLLocationManager final : public NSObject {
  public:
   /// Uses the process's current provider.
   [[nodiscard]] static std::shared_ptr<CLLocationManager> create();
   ~CLLocationManager() override;
 
-  /// What stands behind every manager created from now on; nullptr brings back the default, which knows no
-  /// location.
+  /// The source of every manager created from now on; nullptr restores the default, which has no location.
   static void setProvider(std::shared_ptr<CLLocationProvider> provider);
 
-  /// Wishes that a provider honours as far as its source lets it: metres, metres, degrees.
+  /// Metres, metres, degrees. Assignable as on a phone; the providers here report every fix that they get.
   double desiredAccuracy = kCLLocationAccuracyBest;
   double distanceFilter = kCLDistanceFilterNone;
   double headingFilter = kCLHeadingFilterNone;
@@ -49,14 +48,15 @@ class GEOLOOM_EXPORT CLLocationManager final : public NSObject {
   void setDelegate(std::weak_ptr<CLLocationManagerDelegate> delegate);
   void startUpdatingHeading();
   void startUpdatingLocation();
-  /// The delegate is told the outcome.
+  /// Reports the authorization status to the delegate.
   void requestWhenInUseAuthorization();
 
-  /// The latest fix, or nullptr.
+  /// The latest fix; nullptr without one, and unless the provider is authorized.
   [[nodiscard]] std::shared_ptr<const CLLocation> location() const;
 
  private:
   explicit CLLocationManager(std::shared_ptr<CLLocationProvider> provider);
+  [[nodiscard]] bool isAuthorized() const;
 
   const std::shared_ptr<CLLocationProvider> provider_;
   std::weak_ptr<CLLocationManagerDelegate> delegate_;

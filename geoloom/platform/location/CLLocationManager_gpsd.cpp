@@ -23,12 +23,12 @@ namespace {
 
 using Location = std::shared_ptr<const CLLocation>;
 
-// Between attempts to reach a daemon that does not answer.
+// Between attempts to connect.
 constexpr std::chrono::seconds shortestPause{1};
 constexpr std::chrono::seconds longestPause{30};
 
 Date dateOf(const timespec& time) {
-  // A report without a time, and one beyond the last that the clock can count, is of now.
+  // A report without a time, or with one beyond the range of Date, counts as of now.
   constexpr auto last = std::chrono::floor<std::chrono::seconds>(Date::max().time_since_epoch());
   if (time.tv_sec <= 0 || time.tv_sec >= last.count()) return Clock::current()->date();
   return Date(std::chrono::duration_cast<Date::duration>(std::chrono::seconds(time.tv_sec) +
@@ -39,20 +39,19 @@ bool isError(double metres) {
   return std::isfinite(metres) && metres >= 0;
 }
 
-/// Of receivers that tell too little to estimate it. A location may not say that it is invalid.
+/// A default if gpsd has no estimate: a negative value would make the location invalid.
 double horizontalErrorOf(const gps_fix_t& fix) {
   constexpr double unknown = 100;
   if (isError(fix.eph)) return fix.eph;
   return isError(fix.epx) && isError(fix.epy) ? std::hypot(fix.epx, fix.epy) : unknown;
 }
 
-/// The location in a report, or nullptr where it holds none. The direction of travel is in no location, and
-/// it is no heading either: the device may point elsewhere.
+/// The location in a report, or nullptr.
 Location locationOf(const gps_fix_t& fix) {
-  // Not true of what is no number.
+  // False for NaN.
   const bool isOnEarth = std::abs(fix.latitude) <= 90 && std::abs(fix.longitude) <= 180;
   if (fix.mode < MODE_2D || !isOnEarth) return nullptr;
-  // Daemons before 3.20 call it by its old name.
+  // The name of the field before gpsd 3.20.
   const double altitude = std::isfinite(fix.altMSL) ? fix.altMSL : fix.altitude;
   const bool hasAltitude = fix.mode >= MODE_3D && std::isfinite(altitude);
   return std::make_shared<CLLocation>(CLLocationCoordinate2D{fix.latitude, fix.longitude},
@@ -60,13 +59,13 @@ Location locationOf(const gps_fix_t& fix) {
                                       hasAltitude && isError(fix.epv) ? fix.epv : -1, dateOf(fix.time));
 }
 
-/// A connection to the daemon, which reports from the start. Used by one thread.
+/// A connection to the daemon. Used by one thread.
 class Connection {
  public:
   Connection(const std::string& host, const std::string& port)
       : isOpen_(gps_open(host.c_str(), port.c_str(), data_.get()) == 0) {
     if (!isOpen_) return;
-    // Not inherited by programs that the application starts; and reading takes what is there.
+    // Not inherited by child processes; reading does not block.
     ::fcntl(descriptor(), F_SETFD, FD_CLOEXEC);
     ::fcntl(descriptor(), F_SETFL, O_NONBLOCK);
     gps_stream(data_.get(), WATCH_ENABLE | WATCH_JSON, nullptr);
@@ -80,7 +79,7 @@ class Connection {
   explicit operator bool() const { return isOpen_; }
   [[nodiscard]] int descriptor() const { return static_cast<int>(data_->gps_fd); }
 
-  /// Passes on the locations in what has arrived; false when the connection has ended.
+  /// Reports the locations that have arrived; false when the connection has ended.
   template <class Report>
   [[nodiscard]] bool read(Report report) {
     int length = 0;
@@ -99,8 +98,8 @@ class Connection {
   const bool isOpen_;
 };
 
-/// What the provider, its thread and the clock share. The provider ends the watch; the thread follows when it
-/// sees that, and nobody waits for it.
+/// Shared by the provider, its thread and the clock. The provider ends the watch without waiting for the
+/// thread.
 class Watch : public std::enable_shared_from_this<Watch> {
  public:
   Watch(std::string host, std::string port) : host_(std::move(host)), port_(std::move(port)) {}
@@ -128,7 +127,7 @@ class Watch : public std::enable_shared_from_this<Watch> {
   }
 
  private:
-  /// Reports what the daemon does until one of the two ends; false when there was none.
+  /// Reports the daemon's locations until the daemon or the watch ends; false without a connection.
   bool follow() {
     Connection daemon(host_, port_);
     if (!daemon) return false;
@@ -158,7 +157,7 @@ class Watch : public std::enable_shared_from_this<Watch> {
     });
     pollfd event{wake_.get(), POLLIN, 0};
     ::poll(&event, 1, -1);
-    // The next pause is a new one; the end stays what it is.
+    // Reset for the next pause; `ended_` stays.
     std::uint64_t count = 0;
     static_cast<void>(::read(wake_.get(), &count, sizeof count));
   }
@@ -182,7 +181,7 @@ class DaemonLocation final : public CLLocationProvider {
   DaemonLocation(std::string host, std::string port)
       : watch_(std::make_shared<Watch>(std::move(host), std::move(port))) {
     if (!base::startThread("geoloom-gpsd", [watch = watch_] { watch->run(); }))
-      SystemLog::log("location: there is no thread left to follow gpsd with");
+      SystemLog::log("location: cannot start the gpsd thread");
   }
   ~DaemonLocation() override { watch_->end(); }
   DaemonLocation(const DaemonLocation&) = delete;

@@ -18,11 +18,11 @@ enum class CLAuthorizationStatus {
   authorizedWhenInUse = 4
 };
 
-/// Where this machine's location comes from. Each body is a file of its own, CLLocationManager_<what it
-/// stands on>.cpp. Operations may be called from any thread.
+/// A source of the device's location. Each implementation is a file of its own,
+/// CLLocationManager_<source>.cpp. Operations may be called from any thread.
 class GEOLOOM_EXPORT CLLocationProvider {
  public:
-  /// Receives what a provider observes; both run on the main queue.
+  /// Callbacks of an observation; both run on the main queue and may be empty.
   struct Observer {
     /// One or more fixes, the latest last.
     std::function<void(std::vector<std::shared_ptr<const CLLocation>>)> locations;
@@ -33,26 +33,26 @@ class GEOLOOM_EXPORT CLLocationProvider {
 
   [[nodiscard]] virtual CLAuthorizationStatus authorizationStatus() const = 0;
 
-  /// The last known fix, or nullptr.
+  /// The last known fix, or nullptr. Used only while the status is an authorized one.
   [[nodiscard]] virtual std::shared_ptr<const CLLocation> location() const = 0;
 
   /// Observes from now on, until the returned token is destroyed.
   [[nodiscard]] virtual std::shared_ptr<void> observe(Observer observer) = 0;
 
-  /// A device that does not know where it is.
+  /// A device without a location.
   [[nodiscard]] static std::shared_ptr<CLLocationProvider> none();
 
-  /// A device that stands still: the location is known at once and reported once to every observer.
+  /// A device at rest: the location is known at once and reported once to every observer.
   [[nodiscard]] static std::shared_ptr<CLLocationProvider> fixed(std::shared_ptr<const CLLocation> location);
 
-  /// A device with a receiver that gpsd serves. Follows the daemon on a thread of its own from now until the
-  /// provider is destroyed, which waits for nothing. Where no daemon answers, or it ends, it says nothing and
-  /// tries again, after a second at first and every half minute at last.
+  /// A receiver served by gpsd. Reads from the daemon on a thread of its own until the provider is destroyed,
+  /// which does not block. If the daemon does not answer or ends, it is tried again silently, after 1 second
+  /// first and at last every 30 seconds.
   ///
-  /// Errors are those that gpsd estimates, mostly at 95%; 100 m horizontally where a receiver tells too
-  /// little for that. A fix without altitude has the altitude 0 and the vertical accuracy -1. There are no
-  /// headings: where a device travels is not where it points. Knows no location, after a line in the system
-  /// log, in a library built without gpsd.
+  /// Accuracies are gpsd's estimates, mostly at 95%, or 100 m horizontally if gpsd has none. A fix without
+  /// altitude has the altitude 0 and the vertical accuracy -1. There are no headings: the direction of travel
+  /// is not the direction in which a device points. In a library built without gpsd it has no location, and
+  /// one line in the system log says so.
   [[nodiscard]] static std::shared_ptr<CLLocationProvider> gpsd(std::string host = "localhost",
                                                                 std::string port = "2947");
 };

@@ -42,10 +42,6 @@ std::string part(CURLU* url, CURLUPart which, unsigned int flags = 0) {
   return result;
 }
 
-HTTPAddress refused(std::string why) {
-  return {.refusal = std::move(why)};
-}
-
 }  // namespace
 
 bool isLoopback(const sockaddr& address) {
@@ -62,30 +58,28 @@ bool isLoopback(const sockaddr& address) {
   return false;
 }
 
-HTTPAddress HTTPAddress::of(const std::string& url) {
+base::Result<HTTPAddress> HTTPAddress::of(const std::string& url) {
   const URL parsed(curl_url());
   if (!parsed || curl_url_set(parsed.get(), CURLUPART_URL, url.c_str(), 0) != CURLUE_OK)
-    return refused("The address of the service is not a URL");
+    return base::Failure{"The address of the service is not a URL"};
   const std::string scheme = part(parsed.get(), CURLUPART_SCHEME);
   const bool isPlain = scheme == "http";
-  if (!isPlain && scheme != "https") return refused("The address of the service must begin with https://");
+  if (!isPlain && scheme != "https")
+    return base::Failure{"The address of the service must begin with https://"};
   if (!part(parsed.get(), CURLUPART_USER).empty() || !part(parsed.get(), CURLUPART_PASSWORD).empty())
-    return refused("The address of the service must not hold credentials");
+    return base::Failure{"The address of the service must not hold credentials"};
   std::string host = part(parsed.get(), CURLUPART_HOST);
-  // How such names are looked up would depend on the locale of the application.
+  // Their lookup would depend on the application's locale.
   if (std::any_of(host.begin(), host.end(), [](char c) { return static_cast<unsigned char>(c) >= 0x80; }))
-    return refused(
-        "The address of the service has a host's name in letters other than ASCII; write its xn-- form");
+    return base::Failure{"The host name of the service holds non-ASCII letters; write its xn-- form"};
   if (isPlain && !namesLoopback(host))
-    return refused("Plain HTTP is for loopback addresses only; use https:// for " + host);
+    return base::Failure{"Plain HTTP is for loopback addresses only; use https:// for " + host};
   const std::string port = part(parsed.get(), CURLUPART_PORT, CURLU_NO_DEFAULT_PORT);
   if (!port.empty()) host.append(":").append(port);
-  return {.refusal = {},
-          .isPlain = isPlain,
-          .host = std::move(host),
-          // In the form in which the transfer sends it.
-          .path = part(parsed.get(), CURLUPART_PATH, CURLU_URLENCODE),
-          .query = part(parsed.get(), CURLUPART_QUERY)};
+  return HTTPAddress{.isPlain = isPlain,
+                     .host = std::move(host),
+                     .path = part(parsed.get(), CURLUPART_PATH, CURLU_URLENCODE),
+                     .query = part(parsed.get(), CURLUPART_QUERY)};
 }
 
 }  // namespace geoloom::platform

@@ -4,23 +4,23 @@
 
 #include <sys/socket.h>
 
+#include "geoloom/base/Result.h"
+
 namespace geoloom::platform {
 
-/// Where a request goes: what its head says of the address, and whether anything may be sent there.
+/// The parts of a request's URL that the request's head and its signature use.
 struct HTTPAddress {
-  /// Why nothing may be sent there, in one line without credentials; empty when something may. The rest then
-  /// stands as below.
-  std::string refusal;
-  /// Without TLS: the name or number is this machine's own.
+  /// Without TLS; the host is then a loopback address or "localhost".
   bool isPlain = false;
-  /// As the transfer sends it, with the port where it is not the scheme's own.
-  std::string host = {};
+  /// As the transfer sends it, with the port if it is not the scheme's default.
+  std::string host;
   /// Begins with a slash.
-  std::string path = {};
-  /// Without its question mark; empty without one.
-  std::string query = {};
+  std::string path;
+  /// Without its question mark; empty if there is none.
+  std::string query;
 
-  [[nodiscard]] static HTTPAddress of(const std::string& url);
+  /// Fails for an address to which nothing may be sent, in one line without credentials.
+  [[nodiscard]] static base::Result<HTTPAddress> of(const std::string& url);
 };
 
 [[nodiscard]] bool isLoopback(const sockaddr& address);

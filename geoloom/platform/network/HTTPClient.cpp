@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cstring>
 #include <string_view>
 #include <unordered_map>
 
@@ -12,95 +11,73 @@
 #include "geoloom/base/Mutex.h"
 #include "geoloom/base/ProcessExit.h"
 #include "geoloom/base/Thread.h"
-#include "geoloom/base/ThreadPool.h"
 #include "geoloom/platform/network/HTTPAddress.h"
-#include "geoloom/platform/network/TransferEvents.h"
 
 namespace geoloom::platform {
 
 namespace {
 
-using Deadline = std::chrono::steady_clock::time_point;
-using Completion = std::function<void(HTTPResponse)>;
+using Completion = std::function<void(base::Result<HTTPResponse>)>;
 
 struct EasyDeleter {
   void operator()(CURL* handle) const { curl_easy_cleanup(handle); }
 };
+struct ListDeleter {
+  void operator()(curl_slist* list) const { curl_slist_free_all(list); }
+};
 using Easy = std::unique_ptr<CURL, EasyDeleter>;
+using HeaderLines = std::unique_ptr<curl_slist, ListDeleter>;
 
 bool hasControlCharacters(std::string_view text) {
   return std::any_of(text.begin(), text.end(), [](char c) { return (c >= 0 && c < ' ') || c == '\x7f'; });
 }
 
-std::string headerRefusal(const HTTPRequest& request) {
-  if (hasControlCharacters(request.contentType)) return "The content type holds a control character";
+base::Result<void> checkHeaders(const HTTPRequest& request) {
+  if (hasControlCharacters(request.contentType))
+    return base::Failure{"The content type holds a control character"};
   for (const auto& [name, value] : request.headers)
     if (hasControlCharacters(name) || hasControlCharacters(value))
-      return "The header " + name.substr(0, name.find_first_of("\r\n")) + " holds a control character";
+      return base::Failure{"The header " + name.substr(0, name.find_first_of("\r\n")) +
+                           " holds a control character"};
   return {};
 }
 
-/// Lines of a request's head in the form the library reads them, which it never changes.
-class HeaderLines {
- public:
-  explicit HeaderLines(const HTTPRequest& request) {
-    // Waiting for a "100 Continue" costs a second where services do not know it.
-    text_.append("Expect:").push_back('\0');
-    add("Content-Type", request.contentType);
-    for (const auto& [name, value] : request.headers) add(name, value);
-    list_.resize(request.headers.size() + 2);
-    char* line = text_.data();
-    for (std::size_t i = 0; i < list_.size(); line += std::strlen(line) + 1, ++i)
-      list_[i] = {line, i + 1 < list_.size() ? &list_[i + 1] : nullptr};
-  }
-  HeaderLines(const HeaderLines&) = delete;
-  HeaderLines& operator=(const HeaderLines&) = delete;
+HeaderLines headerLines(const HTTPRequest& request) {
+  // No "Expect: 100-continue": a service that ignores it would cost a second.
+  HeaderLines lines(curl_slist_append(nullptr, "Expect:"));
+  curl_slist_append(lines.get(), ("Content-Type: " + request.contentType).c_str());
+  for (const auto& [name, value] : request.headers)
+    curl_slist_append(lines.get(), (name + ": " + value).c_str());
+  return lines;
+}
 
-  [[nodiscard]] curl_slist* list() { return list_.data(); }
-
- private:
-  void add(std::string_view name, std::string_view value) {
-    text_.append(name).append(": ").append(value).push_back('\0');
-  }
-
-  std::string text_;
-  std::vector<curl_slist> list_;
-};
-
-/// One request on its way. Lives on the client's thread from the moment it is taken over.
+/// One request on its way. Belongs to the client's thread once it is handed over.
 struct Transfer {
   HTTPRequest request;
   std::shared_ptr<DispatchQueue> queue;
   Completion completion;
-  Deadline deadline;
+  std::chrono::steady_clock::time_point deadline;
   std::string certificateAuthorities;
+  bool isPlain = false;
 
   HTTPResponse response;
+  HeaderLines headers;
   Easy easy;
-  std::optional<HeaderLines> headers;
-  std::array<char, CURL_ERROR_SIZE> detail{};
-  bool isPlain = false;
   bool sent = false;
-  /// Set where we end the transfer ourselves and know better than the library why.
+  /// libcurl's reason for a failure, and our own if we end the transfer.
+  std::array<char, CURL_ERROR_SIZE> detail{};
   std::string reason;
 };
 
-/// The request goes back to the queues' threads with the answer: were it freed here, where it was not
-/// allocated, this thread and those would wait for each other.
-void finish(std::unique_ptr<Transfer> transfer) {
-  const std::shared_ptr<Transfer> ended = std::move(transfer);
-  ended->queue->async([ended] { ended->completion(std::move(ended->response)); });
-}
-
-void fail(std::unique_ptr<Transfer> transfer, std::string why, bool refused = false) {
-  transfer->response = HTTPResponse{.status = 0, .body = {}, .error = std::move(why), .refused = refused};
-  finish(std::move(transfer));
+void finish(const std::shared_ptr<Transfer>& transfer, base::Result<HTTPResponse> result) {
+  transfer->queue->async(
+      [transfer, result = std::move(result)]() mutable { transfer->completion(std::move(result)); });
 }
 
 std::size_t receiveBody(char* data, std::size_t size, std::size_t count, void* context) {
   auto& transfer = *static_cast<Transfer*>(context);
   const std::size_t bytes = size * count;
-  if (bytes > HTTPClient::maximumAnswerBytes - transfer.response.body.size()) {
+  if (bytes > HTTPClient::MAXIMUM_ANSWER_BYTES - transfer.response.body.size()) {
     transfer.reason = "The answer is longer than 64 MiB";
     return 0;
   }
@@ -108,7 +85,7 @@ std::size_t receiveBody(char* data, std::size_t size, std::size_t count, void* c
   return bytes;
 }
 
-/// The last word on where plain HTTP goes: whatever a name resolved to, the address itself must be loopback.
+/// The last check that plain HTTP goes to loopback only: of the address that the name resolved to.
 curl_socket_t openSocket(void* context, curlsocktype, curl_sockaddr* address) {
   auto& transfer = *static_cast<Transfer*>(context);
   if (transfer.isPlain && !isLoopback(address->addr)) {
@@ -118,8 +95,8 @@ curl_socket_t openSocket(void* context, curlsocktype, curl_sockaddr* address) {
   return socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
 }
 
-/// The library would send a request again when a kept connection closes before an answer. The service may
-/// have acted on the first one, so this is only for what may be sent twice.
+/// libcurl would send a request again if a kept connection closes before an answer. The service may already
+/// have handled it, so only requests that permit it are sent twice.
 int beforeRequest(void* context, char*, char*, int, int) {
   auto& transfer = *static_cast<Transfer*>(context);
   if (std::exchange(transfer.sent, true) && !transfer.request.mayBeSentTwice) {
@@ -129,197 +106,159 @@ int beforeRequest(void* context, char*, char*, int, int) {
   return CURL_PREREQFUNC_OK;
 }
 
-/// What all transfers have in common, once for a handle.
-Easy makeHandle(const std::string& certificateAuthorities) {
+/// A handle for the transfer, which must stay where it is. nullptr if memory is short.
+Easy makeHandle(Transfer& transfer, std::chrono::milliseconds timeLeft) {
   Easy handle(curl_easy_init());
   CURL* easy = handle.get();
   if (!easy) return handle;
+  const HTTPRequest& request = transfer.request;
+  curl_easy_setopt(easy, CURLOPT_URL, request.url.c_str());
   curl_easy_setopt(easy, CURLOPT_PROTOCOLS_STR, "http,https");
   curl_easy_setopt(easy, CURLOPT_HTTP_VERSION, CURL_HTTP_VERSION_1_1);
   curl_easy_setopt(easy, CURLOPT_FOLLOWLOCATION, 0L);
   curl_easy_setopt(easy, CURLOPT_PROXY, "");
   curl_easy_setopt(easy, CURLOPT_NOPROXY, "*");
   curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
-  // A transfer that ends while its name is looked up would wait for that, and all others with it.
+  // Without it, ending a transfer during its name lookup would block the thread until the lookup ends.
   curl_easy_setopt(easy, CURLOPT_QUICK_EXIT, 1L);
   curl_easy_setopt(easy, CURLOPT_TCP_KEEPALIVE, 1L);
   curl_easy_setopt(easy, CURLOPT_SSL_VERIFYPEER, 1L);
   curl_easy_setopt(easy, CURLOPT_SSL_VERIFYHOST, 2L);
-  if (!certificateAuthorities.empty()) curl_easy_setopt(easy, CURLOPT_CAINFO, certificateAuthorities.c_str());
+  if (!transfer.certificateAuthorities.empty())
+    curl_easy_setopt(easy, CURLOPT_CAINFO, transfer.certificateAuthorities.c_str());
+  curl_easy_setopt(easy, CURLOPT_TIMEOUT_MS, static_cast<long>(timeLeft.count()));
+  curl_easy_setopt(easy, CURLOPT_FRESH_CONNECT, request.ownConnection ? 1L : 0L);
+  curl_easy_setopt(easy, CURLOPT_FORBID_REUSE, request.ownConnection ? 1L : 0L);
   curl_easy_setopt(easy, CURLOPT_POST, 1L);
-  curl_easy_setopt(easy, CURLOPT_MAXFILESIZE_LARGE, static_cast<curl_off_t>(HTTPClient::maximumAnswerBytes));
+  curl_easy_setopt(easy, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(request.body.size()));
+  curl_easy_setopt(easy, CURLOPT_POSTFIELDS, request.body.data());
+  transfer.headers = headerLines(request);
+  curl_easy_setopt(easy, CURLOPT_HTTPHEADER, transfer.headers.get());
+  curl_easy_setopt(easy, CURLOPT_MAXFILESIZE_LARGE,
+                   static_cast<curl_off_t>(HTTPClient::MAXIMUM_ANSWER_BYTES));
   curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, receiveBody);
+  curl_easy_setopt(easy, CURLOPT_WRITEDATA, &transfer);
   curl_easy_setopt(easy, CURLOPT_OPENSOCKETFUNCTION, openSocket);
+  curl_easy_setopt(easy, CURLOPT_OPENSOCKETDATA, &transfer);
   curl_easy_setopt(easy, CURLOPT_PREREQFUNCTION, beforeRequest);
+  curl_easy_setopt(easy, CURLOPT_PREREQDATA, &transfer);
+  curl_easy_setopt(easy, CURLOPT_ERRORBUFFER, transfer.detail.data());
   return handle;
 }
 
-/// All that differs from one transfer of a handle to the next.
-void configure(Transfer& transfer, std::chrono::milliseconds left) {
-  CURL* easy = transfer.easy.get();
-  const HTTPRequest& request = transfer.request;
-  curl_easy_setopt(easy, CURLOPT_URL, request.url.c_str());
-  curl_easy_setopt(easy, CURLOPT_TIMEOUT_MS, static_cast<long>(left.count()));
-  curl_easy_setopt(easy, CURLOPT_FRESH_CONNECT, request.ownConnection ? 1L : 0L);
-  curl_easy_setopt(easy, CURLOPT_FORBID_REUSE, request.ownConnection ? 1L : 0L);
-  curl_easy_setopt(easy, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(request.body.size()));
-  curl_easy_setopt(easy, CURLOPT_POSTFIELDS, request.body.data());
-  curl_easy_setopt(easy, CURLOPT_HTTPHEADER, transfer.headers->list());
-  curl_easy_setopt(easy, CURLOPT_WRITEDATA, &transfer);
-  curl_easy_setopt(easy, CURLOPT_OPENSOCKETDATA, &transfer);
-  curl_easy_setopt(easy, CURLOPT_PREREQDATA, &transfer);
-  curl_easy_setopt(easy, CURLOPT_ERRORBUFFER, transfer.detail.data());
-  curl_easy_setopt(easy, CURLOPT_PRIVATE, &transfer);
+std::string reasonOf(const Transfer& transfer, CURLcode code) {
+  if (!transfer.reason.empty()) return transfer.reason;
+  // This is how libcurl 7.88 reports a header line of more than 100 KiB.
+  if (code == CURLE_OUT_OF_MEMORY && transfer.sent) return "A header of the answer is too long";
+  return transfer.detail[0] != '\0' ? transfer.detail.data() : curl_easy_strerror(code);
 }
 
-/// Beyond it the sum with the present time could overflow.
-constexpr std::chrono::milliseconds longestDeadline = std::chrono::hours(24 * 365);
+std::optional<Date> dateOf(CURL* easy) {
+  curl_header* date = nullptr;
+  if (curl_easy_header(easy, "Date", 0, CURLH_HEADER, -1, &date) != CURLHE_OK) return std::nullopt;
+  const time_t seconds = curl_getdate(date->value, nullptr);
+  return seconds < 0 ? std::nullopt : std::optional(std::chrono::system_clock::from_time_t(seconds));
+}
 
-/// Idle connections that are kept for the requests to come.
-constexpr long keptConnections = 64;
+/// Longer ones could overflow when added to the present time.
+constexpr std::chrono::milliseconds LONGEST_DEADLINE = std::chrono::hours(24 * 365);
+
+/// Idle connections kept for later requests. By default libcurl would keep four per running transfer, so none
+/// after a burst.
+constexpr long KEPT_CONNECTIONS = 64;
 
 }  // namespace
 
 struct HTTPClient::State {
   base::Mutex mutex;
   CURLM* multi GEOLOOM_GUARDED_BY(mutex) = nullptr;
-  std::vector<std::unique_ptr<Transfer>> handedOver GEOLOOM_GUARDED_BY(mutex);
-  /// The client's thread waits, or is about to, and nobody has woken it up yet.
-  bool isWaiting GEOLOOM_GUARDED_BY(mutex) = false;
+  std::vector<std::shared_ptr<Transfer>> handedOver GEOLOOM_GUARDED_BY(mutex);
   std::string certificateAuthorities GEOLOOM_GUARDED_BY(mutex);
 
-  // The rest belongs to the client's thread once that has begun; all but `wakeUp` of the events.
-  std::optional<TransferEvents> events;
-  std::unordered_map<CURL*, std::unique_ptr<Transfer>> running;
-  /// Connections belong to the multi handle; these are worth keeping for what they allocated.
-  std::vector<Easy> idle;
-  std::string idleAuthorities;
+  /// Used by the client's thread only.
+  std::unordered_map<CURL*, std::shared_ptr<Transfer>> running;
 
-  bool handOver(std::unique_ptr<Transfer>& transfer);
+  bool handOver(const std::shared_ptr<Transfer>& transfer);
   bool start() GEOLOOM_REQUIRES(mutex);
   [[noreturn]] void run(CURLM* handles);
-  bool mayWait();
   void work(CURLM* handles);
-  Easy takeHandle(const std::string& authorities);
-  void begin(CURLM* handles, std::unique_ptr<Transfer> transfer);
+  void begin(CURLM* handles, const std::shared_ptr<Transfer>& transfer);
   void finishOne(CURLM* handles, CURL* easy, CURLcode code);
 };
 
 bool HTTPClient::State::start() {
   if (multi) return true;
   if (curl_global_init(CURL_GLOBAL_DEFAULT) != CURLE_OK) return false;
-  // Opened again where the system had no files left the time before.
-  if (!events || !events->isOpen()) events.emplace();
-  CURLM* handles = events->isOpen() ? curl_multi_init() : nullptr;
+  CURLM* handles = curl_multi_init();
   if (!handles) return false;
-  events->attach(handles);
-  // By itself the library keeps four connections for each transfer under way: none after a burst of them.
-  curl_multi_setopt(handles, CURLMOPT_MAXCONNECTS, keptConnections);
-  // With all signals blocked, a closed connection cannot end the process either.
+  curl_multi_setopt(handles, CURLMOPT_MAXCONNECTS, KEPT_CONNECTIONS);
+  // The thread blocks all signals, so a closed connection cannot end the process either.
   if (!base::startThread("geoloom-http", [this, handles] { run(handles); })) {
     curl_multi_cleanup(handles);
     return false;
   }
   multi = handles;
-  // Transfers and reading answers must be over before what they use is taken down: the TLS library, which is
-  // set up by now, and the parser, which is by its first use.
+  // Transfers and the reading of answers must end before the libraries that they use are taken down: the TLS
+  // library, which is initialised by now, and the JSON parser, which is by its first use.
   static_cast<void>(JSON::emptyArray());
   base::restAtExit();
   return true;
 }
 
-bool HTTPClient::State::handOver(std::unique_ptr<Transfer>& transfer) {
+bool HTTPClient::State::handOver(const std::shared_ptr<Transfer>& transfer) {
   const base::MutexLock lock(mutex);
   if (!start()) return false;
   transfer->certificateAuthorities = certificateAuthorities;
-  handedOver.push_back(std::move(transfer));
-  if (std::exchange(isWaiting, false)) events->wakeUp();
+  handedOver.push_back(transfer);
+  curl_multi_wakeup(multi);
   return true;
 }
 
 void HTTPClient::State::run(CURLM* handles) {
+  constexpr int longestWait = 60'000;
   while (true) {
     if (const base::Work permitted; permitted)
       work(handles);
     else
       base::parkThread();
-    if (mayWait()) events->wait();
+    curl_multi_poll(handles, nullptr, 0, longestWait, nullptr);
   }
-}
-
-bool HTTPClient::State::mayWait() {
-  const base::MutexLock lock(mutex);
-  isWaiting = handedOver.empty();
-  return isWaiting;
 }
 
 void HTTPClient::State::work(CURLM* handles) {
-  std::vector<std::unique_ptr<Transfer>> arrived;
+  std::vector<std::shared_ptr<Transfer>> arrived;
   {
     const base::MutexLock lock(mutex);
-    isWaiting = false;
     arrived.swap(handedOver);
   }
-  const base::ThreadPool::Batch answers;
-  for (auto& transfer : arrived) begin(handles, std::move(transfer));
-  events->act();
+  for (const auto& transfer : arrived) begin(handles, transfer);
   int left = 0;
+  curl_multi_perform(handles, &left);
   while (const CURLMsg* message = curl_multi_info_read(handles, &left))
     if (message->msg == CURLMSG_DONE) finishOne(handles, message->easy_handle, message->data.result);
 }
 
-Easy HTTPClient::State::takeHandle(const std::string& authorities) {
-  if (authorities != idleAuthorities) {
-    idle.clear();
-    idleAuthorities = authorities;
-  }
-  if (idle.empty()) return makeHandle(authorities);
-  Easy handle = std::move(idle.back());
-  idle.pop_back();
-  return handle;
-}
-
-void HTTPClient::State::begin(CURLM* handles, std::unique_ptr<Transfer> transfer) {
+void HTTPClient::State::begin(CURLM* handles, const std::shared_ptr<Transfer>& transfer) {
   const auto left =
       std::chrono::ceil<std::chrono::milliseconds>(transfer->deadline - std::chrono::steady_clock::now());
-  if (left.count() <= 0) {
-    fail(std::move(transfer), "The deadline has passed");
-    return;
-  }
-  transfer->easy = takeHandle(transfer->certificateAuthorities);
-  if (!transfer->easy) {
-    fail(std::move(transfer), "Out of memory");
-    return;
-  }
-  configure(*transfer, left);
+  if (left.count() <= 0) return finish(transfer, base::Failure{"The deadline has passed"});
+  transfer->easy = makeHandle(*transfer, left);
   CURL* easy = transfer->easy.get();
-  if (const CURLMcode code = curl_multi_add_handle(handles, easy); code != CURLM_OK) {
-    fail(std::move(transfer), curl_multi_strerror(code));
-    return;
-  }
-  running.emplace(easy, std::move(transfer));
+  if (!easy) return finish(transfer, base::Failure{"Out of memory"});
+  if (const CURLMcode code = curl_multi_add_handle(handles, easy); code != CURLM_OK)
+    return finish(transfer, base::Failure{curl_multi_strerror(code)});
+  running.emplace(easy, transfer);
 }
 
 void HTTPClient::State::finishOne(CURLM* handles, CURL* easy, CURLcode code) {
   curl_multi_remove_handle(handles, easy);
-  const auto found = running.find(easy);
-  std::unique_ptr<Transfer> transfer = std::move(found->second);
-  running.erase(found);
+  const std::shared_ptr<Transfer> transfer = std::move(running.extract(easy).mapped());
+  if (code != CURLE_OK) return finish(transfer, base::Failure{reasonOf(*transfer, code)});
   long status = 0;
   curl_easy_getinfo(easy, CURLINFO_RESPONSE_CODE, &status);
-  std::string why;
-  if (code != CURLE_OK) {
-    const std::string detail(transfer->detail.data());
-    why = !transfer->reason.empty() ? transfer->reason : !detail.empty() ? detail : curl_easy_strerror(code);
-  }
-  if (Easy handle = std::move(transfer->easy); transfer->certificateAuthorities == idleAuthorities)
-    idle.push_back(std::move(handle));
-  if (code != CURLE_OK) {
-    fail(std::move(transfer), std::move(why));
-    return;
-  }
   transfer->response.status = static_cast<int>(status);
-  finish(std::move(transfer));
+  transfer->response.date = dateOf(easy);
+  finish(transfer, std::move(transfer->response));
 }
 
 HTTPClient::HTTPClient() : state_(std::make_unique<State>()) {}
@@ -327,7 +266,7 @@ HTTPClient::HTTPClient() : state_(std::make_unique<State>()) {}
 HTTPClient::~HTTPClient() = default;
 
 HTTPClient& HTTPClient::shared() {
-  // Never destroyed: its thread and the queues may still be at work while the process ends.
+  // Never destroyed: its thread and the queues may still use it while the process ends.
   static HTTPClient* const client = new HTTPClient;
   return *client;
 }
@@ -338,29 +277,37 @@ void HTTPClient::setCertificateAuthorities(std::string pemFile) {
 }
 
 void HTTPClient::post(HTTPRequest request, std::shared_ptr<DispatchQueue> queue, Completion completion) {
-  auto transfer = std::make_unique<Transfer>();
-  transfer->deadline = std::chrono::steady_clock::now() + std::min(request.deadline, longestDeadline);
+  auto transfer = std::make_shared<Transfer>();
+  transfer->deadline = std::chrono::steady_clock::now() + std::min(request.deadline, LONGEST_DEADLINE);
   transfer->request = std::move(request);
   transfer->queue = std::move(queue);
   transfer->completion = std::move(completion);
-  HTTPAddress address = HTTPAddress::of(transfer->request.url);
-  transfer->isPlain = address.isPlain;
-  std::string refusal = std::move(address.refusal);
-  if (refusal.empty()) refusal = headerRefusal(transfer->request);
-  if (!refusal.empty()) {
-    fail(std::move(transfer), std::move(refusal), true);
-    return;
-  }
-  transfer->headers.emplace(transfer->request);
-  if (!state_->handOver(transfer)) fail(std::move(transfer), "The HTTP client could not be started");
+  const base::Result<HTTPAddress> address = HTTPAddress::of(transfer->request.url);
+  if (!address) return finish(transfer, address.failure());
+  transfer->isPlain = address->isPlain;
+  if (const base::Result<void> valid = checkHeaders(transfer->request); !valid)
+    return finish(transfer, valid.failure());
+  if (!state_->handOver(transfer)) finish(transfer, base::Failure{"The HTTP client could not be started"});
+}
+
+base::Result<HTTPResponse> HTTPClient::postAndWait(HTTPRequest request) {
+  std::optional<base::Result<HTTPResponse>> answer;
+  DispatchSemaphore answered(0);
+  post(std::move(request), DispatchQueue::global(), [&](base::Result<HTTPResponse> result) {
+    answer = std::move(result);
+    answered.signal();
+  });
+  answered.wait();
+  return std::move(*answer);
 }
 
 void HTTPClient::postJSON(HTTPRequest request, std::shared_ptr<DispatchQueue> queue,
                           std::function<void(std::optional<JSON>)> completion) {
   post(std::move(request), DispatchQueue::global(),
-       [queue = std::move(queue), completion = std::move(completion)](const HTTPResponse& response) mutable {
+       [queue = std::move(queue),
+        completion = std::move(completion)](const base::Result<HTTPResponse>& answer) mutable {
          std::optional<JSON> value;
-         if (response.error.empty()) value = JSON::parse(response.body);
+         if (answer) value = JSON::parse(answer->body);
          queue->async([completion = std::move(completion), value = std::move(value)] { completion(value); });
        });
 }

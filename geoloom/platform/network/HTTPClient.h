@@ -9,56 +9,62 @@
 #include <vector>
 
 #include "geoloom/Export.h"
+#include "geoloom/base/Result.h"
+#include "geoloom/platform/foundation/Clock.h"
 #include "geoloom/platform/foundation/Dispatch.h"
 #include "geoloom/platform/foundation/JSON.h"
 
 namespace geoloom::platform {
 
 /// One POST request. Redirects are not followed; TLS verification is always on; plain HTTP goes to loopback
-/// only.
+/// addresses only.
 struct HTTPRequest {
   std::string url;
   /// Name and value; values must not be blank.
   std::vector<std::pair<std::string, std::string>> headers;
   std::string contentType = "application/json";
   std::string body;
-  /// From hand-over to the last byte of the answer; at most a year.
+  /// From the call to the last byte of the answer; at most a year.
   std::chrono::milliseconds deadline = std::chrono::seconds(60);
-  /// Over a connection that nothing else is sent over, before or after. A kept one may close just as the
-  /// request goes out, and the client does not send it again: this is for what nobody else repeats either.
+  /// Send it over a new connection that is closed afterwards. A kept connection may close just as the request
+  /// goes out, and then the request fails: this avoids that for requests that the caller does not repeat.
   bool ownConnection = false;
-  /// Where a kept connection closes without an answer, the request is sent again over another: for what
-  /// the service may act on twice without harm.
+  /// If a kept connection closes without an answer, send the request again over another. Only for requests
+  /// that the service may handle twice without harm.
   bool mayBeSentTwice = false;
 };
 
-/// What came of a request: `error` is empty when an answer arrived whole, whatever its status.
+/// An answer that arrived whole, with any status.
 struct HTTPResponse {
   int status = 0;
   std::string body;
-  std::string error;
-  /// This side would not send it, and will not the next time: its address or a header is not allowed.
-  bool refused = false;
+  /// The service's time, if the answer states it.
+  std::optional<Date> date;
 };
 
-/// The process's HTTP client: one thread drives all transfers. May be used from any thread; nothing blocks.
+/// The process's HTTP client: one thread drives all transfers. May be used from any thread. A request without
+/// a whole answer ends in a Failure: one line that names the fault and holds no credentials.
 class GEOLOOM_EXPORT HTTPClient {
  public:
-  /// Longer answers end in an error.
-  static constexpr std::size_t maximumAnswerBytes = std::size_t{64} << 20;
+  /// Longer answers end in a failure.
+  static constexpr std::size_t MAXIMUM_ANSWER_BYTES = std::size_t{64} << 20;
 
   [[nodiscard]] static HTTPClient& shared();
 
   /// Trusts the certificate authorities of this PEM file instead of the system's, in requests sent from now
-  /// on; empty brings the system's back. Certificates are verified either way.
+  /// on; an empty path restores the system's. Certificates are verified either way.
   void setCertificateAuthorities(std::string pemFile);
 
-  /// Sends the request; `completion` runs exactly once, on `queue`.
+  /// Sends the request and returns at once; `completion` runs exactly once, on `queue`.
   void post(HTTPRequest request, std::shared_ptr<DispatchQueue> queue,
-            std::function<void(HTTPResponse)> completion);
+            std::function<void(base::Result<HTTPResponse>)> completion);
 
-  /// Sends the request and parses the answer on a global queue; `completion` runs exactly once, on `queue`,
-  /// with nothing when the transfer failed or the body is not JSON. The HTTP status is not examined.
+  /// Sends the request and waits for the answer, in a BlockingScope.
+  [[nodiscard]] base::Result<HTTPResponse> postAndWait(HTTPRequest request);
+
+  /// Sends the request, returns at once and parses the answer on a global queue; `completion` runs exactly
+  /// once, on `queue`, without a value if the transfer failed or the body is not JSON. The HTTP status is not
+  /// examined.
   void postJSON(HTTPRequest request, std::shared_ptr<DispatchQueue> queue,
                 std::function<void(std::optional<JSON>)> completion);
 

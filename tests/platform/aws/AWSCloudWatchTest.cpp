@@ -20,7 +20,7 @@ AWSCloudWatchPutMetricDataInput oneCount() {
 
 constexpr char oneCountBody[] =
     R"({"Namespace":"Space","MetricData":[{"MetricName":"Event","Dimensions":[{"Name":"key","Value":"v�"}],)"
-    R"("Value":1,"Unit":"Count"}]})";
+    R"("Value":1.0,"Unit":"Count"}]})";
 
 TEST(AWSCloudWatch, WritesBodies) {
   EXPECT_EQ(putMetricDataBody(oneCount()), oneCountBody);
@@ -33,7 +33,7 @@ TEST(AWSCloudWatch, WritesBodies) {
       R"({"MetricName":"c","Dimensions":[],"Value":null,"Unit":"None"}]})");
 }
 
-TEST(AWSCloudWatch, SpeaksTheMetricsServicesProtocol) {
+TEST(AWSCloudWatch, FollowsTheProtocol) {
   const FakeService service([](const RecordedRequest&) { return FakeAnswer::json("{}"); });
   EXPECT_EQ(AWSCloudWatch::CloudWatch("key"), nullptr);
   AWSCloudWatch::registerCloudWatch(servicesAt(service.url()), "key");
@@ -51,7 +51,7 @@ TEST(AWSCloudWatch, SpeaksTheMetricsServicesProtocol) {
   EXPECT_EQ(signatureFault(sent, {"access", "secret"}, "monitoring"), "");
 }
 
-TEST(AWSCloudWatch, IsReplacedUnderItsKeyAndSendsNowhereWithoutAnAddress) {
+TEST(AWSCloudWatch, IsReplacedUnderItsKeyAndSilentWithoutAnAddress) {
   const auto answer = [](const RecordedRequest&) { return FakeAnswer::json("{}"); };
   const FakeService service(answer);
   const FakeService old(answer);

@@ -5,7 +5,7 @@
 namespace geoloom::platform {
 namespace {
 
-TEST(DeveloperKey, HashIsMD5InLowerCaseHexadecimal) {
+TEST(DeveloperKey, HashIsMD5) {
   EXPECT_EQ(DeveloperKey::hash("abc"), "900150983cd24fb0d6963f7d28e17f72");
   EXPECT_EQ(DeveloperKey::hash(""), "d41d8cd98f00b204e9800998ecf8427e");
 }
@@ -26,7 +26,7 @@ TEST(DeveloperKey, PairIsCarriedOrDerived) {
   }
 }
 
-TEST(DeveloperKey, AnEmptyHalfOrKeyIsDerivedToo) {
+TEST(DeveloperKey, PairIsDerivedIfAHalfIsEmpty) {
   for (const std::string_view key : {"", ":", ":secret", "AKID:"}) {
     const DeveloperKey::Pair pair = DeveloperKey::pair(key);
     EXPECT_EQ(pair.accessKey, DeveloperKey::hash(key)) << key;

@@ -1,22 +1,17 @@
-#include <algorithm>
 #include <ctime>
 #include <optional>
 
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include "geoloom/platform/foundation/ApplicationIdentity.h"
 #include "geoloom/platform/foundation/Bundle.h"
 #include "geoloom/platform/foundation/DateFormatter.h"
 #include "geoloom/platform/foundation/FileManager.h"
 
-#include "tests/support/TemporaryDirectory.h"
-
 namespace geoloom::platform {
 namespace {
 
-TEST(Bundle, IdentifierIsTheExecutablesNameUnlessSet) {
+TEST(Bundle, IdentifierDefaultsToTheExecutableName) {
   EXPECT_EQ(Bundle::mainBundleIdentifier(), "test_foundation");
   Bundle::setMainBundleIdentifier("org.example.app");
   EXPECT_EQ(Bundle::mainBundleIdentifier(), "org.example.app");
@@ -24,48 +19,37 @@ TEST(Bundle, IdentifierIsTheExecutablesNameUnlessSet) {
   EXPECT_EQ(Bundle::mainBundleIdentifier(), "test_foundation");
 }
 
-TEST(Bundle, AFlatpakSaysItsName) {
+TEST(Bundle, ReadsFlatpakInfo) {
   const std::pair<const char*, const char*> cases[] = {
       {"[Application]\nname=org.example.App\nruntime=runtime/org.x/x86_64/1\n\n[Instance]\nname=other\n",
        "org.example.App"},
       {"[Instance]\nname=other\n[Application]\n# name=no\n name = a.b.C \r\n", "a.b.C"},
-      {"[Runtime]\nname=org.example.Platform\n", ""},
       {"name=org.example.App\n", ""},
-      {"[Application\nname", ""},
-      {"", ""},
   };
   for (const auto& [info, identifier] : cases) EXPECT_EQ(flatpakIdentifier(info), identifier) << info;
 }
 
-TEST(Bundle, ADesktopNamesTheUnitOfAnApplicationAfterIt) {
+TEST(Bundle, ReadsTheDesktopsUnitName) {
   const std::string slice = "0::/user.slice/user-1000.slice/user@1000.service/app.slice/";
   const std::pair<const char*, const char*> cases[] = {
       {"app-gnome-org.example.App-4711.scope", "org.example.App"},
-      {"app-org.example.App-4711.scope", "org.example.App"},
       {"app-org.example.App@f00.service", "org.example.App"},
       {"app-gnome-my\\x2dapp@autostart.service", "my-app"},
-      {"app-org.example.App.service/payload", "org.example.App"},
       {"app-flatpak-org.example.App-1.scope\n1:cpu:/", "org.example.App"},
       {"app-gnome-my\\x2\\xzz-1.scope", "my\\x2\\xzz"},
-      {"app-4711.scope", ""},
-      {"app.service", ""},
       {"session-3.scope", ""},
-      {"ssh.service", ""},
       {"app-org.example.slice", ""},
-      {"", ""},
   };
   for (const auto& [unit, identifier] : cases) EXPECT_EQ(desktopIdentifier(slice + unit), identifier) << unit;
 }
 
-TEST(Bundle, WhatAnApplicationStartsIsNotThatApplication) {
+TEST(Bundle, DesktopEntryMustStartThisExecutable) {
   const std::pair<const char*, bool> cases[] = {
       {"[Desktop Entry]\nType=Application\nExec=/usr/bin/viewer --open %U\n", true},
-      {"[Desktop Entry]\nExec=viewer\n", true},
       {"[Desktop Entry]\nExec=\"/opt/a b/viewer\" %f\n", true},
       {"[Desktop Entry]\nTryExec=/opt/viewer\nExec=/usr/bin/env X=1 /opt/viewer\n", true},
       {"[Desktop Entry]\nExec=terminal\n[Desktop Action new]\nExec=viewer\n", false},
       {"[Desktop Entry]\nExec=viewer2 viewer\n", false},
-      {"", false},
   };
   for (const auto& [entry, starts] : cases) EXPECT_EQ(desktopEntryStarts(entry, "viewer"), starts) << entry;
   EXPECT_FALSE(desktopEntryStarts("[Desktop Entry]\nExec=\n", ""));
@@ -78,43 +62,7 @@ void setEnvironment(const char* name, const char* value) {
     ::setenv(name, value, 1);
 }
 
-/// The identifier of a process for which that directory is the root.
-std::string identifierIn(const std::filesystem::path& root) {
-  int ends[2];
-  if (::pipe(ends) != 0) return "no pipe";
-  const pid_t child = ::fork();
-  if (child == 0) {
-    const bool isInside = ::chroot(root.c_str()) == 0 && ::chdir("/") == 0;
-    const std::string identifier = isInside ? Bundle::mainBundleIdentifier() : "no root";
-    ::_exit(::write(ends[1], identifier.data(), identifier.size()) < 0 ? 1 : 0);
-  }
-  ::close(ends[1]);
-  char text[200];
-  const ssize_t length = ::read(ends[0], text, sizeof text);
-  ::close(ends[0]);
-  ::waitpid(child, nullptr, 0);
-  return {text, static_cast<std::size_t>(std::max<ssize_t>(length, 0))};
-}
-
-TEST(Bundle, TheSystemIsAskedFromTheMostToTheLeastCertain) {
-  if (::geteuid() != 0) GTEST_SKIP() << "changing the root directory takes an administrator";
-  setEnvironment("XDG_DATA_HOME", nullptr);
-  setEnvironment("XDG_DATA_DIRS", nullptr);
-  const test::TemporaryDirectory root;
-  std::filesystem::create_directories(root.path() / "proc/self");
-  std::filesystem::create_symlink("/opt/viewer", root.path() / "proc/self/exe");
-  EXPECT_EQ(identifierIn(root.path()), "viewer");
-  root.write("proc/self/cgroup", "0::/user.slice/app.slice/app-gnome-org.example.App-1.scope\n");
-  EXPECT_EQ(identifierIn(root.path()), "viewer") << "the desktop does not know it";
-  root.write("usr/share/applications/org.example.App.desktop", "[Desktop Entry]\nExec=terminal\n");
-  EXPECT_EQ(identifierIn(root.path()), "viewer") << "another application started it";
-  root.write("usr/share/applications/org.example.App.desktop", "[Desktop Entry]\nExec=viewer\n");
-  EXPECT_EQ(identifierIn(root.path()), "org.example.App");
-  root.write(".flatpak-info", "[Application]\nname=org.example.Packed\n");
-  EXPECT_EQ(identifierIn(root.path()), "org.example.Packed");
-}
-
-TEST(FileManager, DirectoriesFollowTheBaseDirectories) {
+TEST(FileManager, FollowsTheBaseDirectories) {
   struct Case {
     const char *home, *data, *state;
     const char *documentsDirectory, *stateDirectory;
@@ -140,7 +88,7 @@ TEST(FileManager, DirectoriesFollowTheBaseDirectories) {
   }
 }
 
-TEST(FileManager, ApplicationsAreDescribedInTheDataDirectories) {
+TEST(FileManager, ListsDataDirectories) {
   using Paths = std::vector<std::filesystem::path>;
   setEnvironment("HOME", "/home/u");
   setEnvironment("XDG_DATA_HOME", nullptr);
@@ -152,7 +100,7 @@ TEST(FileManager, ApplicationsAreDescribedInTheDataDirectories) {
   EXPECT_EQ(FileManager::dataDirectories(), (Paths{"/data", "/one", "/three"}));
 }
 
-TEST(FileManager, WhatIsSetInCodeWinsAndNoIdentifierClimbs) {
+TEST(FileManager, SettingsWinAndIdentifiersStayBelow) {
   setEnvironment("XDG_DATA_HOME", "/data");
   for (const auto& [identifier, folder] : {std::pair{"..", "_"}, {".", "_"}, {"../../etc", ".._.._etc"}}) {
     Bundle::setMainBundleIdentifier(identifier);
@@ -164,7 +112,7 @@ TEST(FileManager, WhatIsSetInCodeWinsAndNoIdentifierClimbs) {
   EXPECT_NE(FileManager::documentsDirectory(), std::filesystem::path("/elsewhere"));
 }
 
-TEST(DateFormatter, FieldsAreWrittenInTheDevicesTimeZone) {
+TEST(DateFormatter, UsesTheDevicesTimeZone) {
   const std::tuple<const char*, long long, const char*, const char*> cases[] = {
       {"UTC", 1710512701, "yyMMdd_HHmmss", "240315_142501"},
       {"UTC-05:30", 1710512701, "yyMMdd_HHmmss", "240315_195501"},

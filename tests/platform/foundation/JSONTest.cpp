@@ -11,47 +11,38 @@ std::string nested(std::size_t depth, const std::string& inside = "") {
   return std::string(depth, '[') + inside + std::string(depth, ']');
 }
 
-TEST(JSON, RefusesWhatIsNotJSON) {
-  std::vector<std::string> texts{"",    "   ",   "{",      "[1,]", "{} {}", "nul", "'a'",
-                                 "NaN", "1e400", "-1e400", "01",   "+1",    "1."};
-  const std::vector<std::string> longer{
-      "\xEF\xBB\xBF",
-      R"({"a":})",
-      R"({"a":1,})",
-      "0000000000000000000000000001",
-      std::string(400, '9'),
-      "\"\xff\"",
-      "\"\xed\xa0\x80\"",
-      "\"\\ud800\"",
-      "\"a\nb\"",
-      "<html><body>502 Bad Gateway</body></html>",
-      std::string("\"a\0b\"", 5),
-      "\xEF\xBB\xBF\xEF\xBB\xBF{}",
-      nested(JSON::maximumDepth + 1, "1"),
-      nested(100'000),
-      std::string(100'000, '['),
-      nested(JSON::maximumDepth, R"({"a":1})"),
-  };
-  texts.insert(texts.end(), longer.begin(), longer.end());
+TEST(JSON, RefusesInvalidTexts) {
+  const std::vector<std::string> texts{"",
+                                       "{} {}",
+                                       "NaN",
+                                       "1e400",
+                                       "01",
+                                       "\xEF\xBB\xBF",
+                                       "\"\xff\"",
+                                       "\"\\ud800\"",
+                                       std::string(400, '9'),
+                                       nested(JSON::maximumDepth + 1, "1"),
+                                       nested(100'000),
+                                       nested(JSON::maximumDepth, R"({"a":1})")};
   for (const std::string& text : texts)
     EXPECT_FALSE(JSON::parse(text)) << text.substr(0, 40) << " (" << text.size() << " bytes)";
 }
 
-TEST(JSON, TakesNestingUpToItsLimit) {
+TEST(JSON, AcceptsNestingUpToItsLimit) {
   const auto array = JSON::parse(nested(JSON::maximumDepth, "1"));
   ASSERT_TRUE(array);
   EXPECT_EQ(array->description(), nested(JSON::maximumDepth, "1"));
   EXPECT_TRUE(JSON::parse(nested(JSON::maximumDepth - 1, R"({"a":1})")));
 }
 
-TEST(JSON, RefusesTextsBeyondItsLength) {
+TEST(JSON, RefusesLongerTextsThanItsLimit) {
   std::string text(JSON::maximumBytes, ' ');
   text.front() = '1';
   EXPECT_TRUE(JSON::parse(text));
   EXPECT_FALSE(JSON::parse(text + " "));
 }
 
-TEST(JSON, ReadsEveryTypeAndNothingElse) {
+TEST(JSON, ReadsEveryType) {
   const std::tuple<std::string, JSON::Type, std::string> cases[] = {
       {"null", JSON::Type::null, ""},
       {"true", JSON::Type::boolean, "true"},
@@ -78,7 +69,7 @@ TEST(JSON, ReadsEveryTypeAndNothingElse) {
   EXPECT_EQ(JSON::emptyArray().size(), 0U);
 }
 
-TEST(JSON, KeepsOrderAndTakesTheFirstOfEqualKeys) {
+TEST(JSON, KeepsOrderAndReadsTheFirstOfEqualKeys) {
   const auto value = JSON::parse(R"({"z":1,"a":{"b":null},"z":3,"\u006d":[4,"x",5.5]})");
   ASSERT_TRUE(value);
   std::vector<std::string> members;
@@ -106,7 +97,7 @@ TEST(JSON, ReadsNumbersOfAnyLength) {
   EXPECT_EQ(JSON::parse("16777217")->floatNumber(), 16777216.0F);
 }
 
-TEST(JSON, PartsOutliveTheirWhole) {
+TEST(JSON, PartsOutliveTheWhole) {
   std::optional<JSON> part;
   {
     const auto whole = JSON::parse(R"({"placements":[{"asset":{"id":"lamp"}}]})");

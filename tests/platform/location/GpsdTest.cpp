@@ -1,15 +1,16 @@
-#include <cmath>
+#include <filesystem>
+#include <fstream>
 
 #include <gmock/gmock.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 #include "geoloom/platform/foundation/Clock.h"
 #include "geoloom/platform/foundation/Dispatch.h"
 #include "geoloom/platform/location/CLLocationProvider.h"
-#include "geoloom/storage/LocationManager.h"
 
-#include "tests/support/ChildProcess.h"
 #include "tests/support/Recorder.h"
-#include "tests/support/TemporaryDirectory.h"
 
 namespace geoloom::test {
 namespace {
@@ -19,7 +20,7 @@ using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using Locations = std::vector<std::shared_ptr<const CLLocation>>;
 
-/// Threads of this process that follow a daemon.
+/// Threads of this process that read from a daemon.
 int followers() {
   int count = 0;
   std::error_code ended;
@@ -31,7 +32,7 @@ int followers() {
   return count;
 }
 
-/// A daemon in the hands of the test, on a port of 127.0.0.1.
+/// A daemon on a port of 127.0.0.1 that the test scripts.
 class FakeDaemon {
  public:
   explicit FakeDaemon(int port) : socket_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
@@ -49,7 +50,7 @@ class FakeDaemon {
   FakeDaemon& operator=(const FakeDaemon&) = delete;
   ~FakeDaemon() { ::close(socket_); }
 
-  /// The next client that comes.
+  /// Waits for the next client.
   [[nodiscard]] std::unique_ptr<FakeConnection> accept() const {
     return std::make_unique<FakeConnection>(::accept4(socket_, nullptr, nullptr, SOCK_CLOEXEC));
   }
@@ -89,7 +90,7 @@ class Gpsd : public ::testing::Test {
   std::shared_ptr<void> observation;
 };
 
-TEST_F(Gpsd, ReportsBecomeLocationsAndNothingElse) {
+TEST_F(Gpsd, ReportsBecomeLocations) {
   Clock::install(std::make_shared<ManualClock>(Date(std::chrono::seconds(7))));
   const FakeDaemon daemon(port);
   follow();
@@ -121,7 +122,7 @@ TEST_F(Gpsd, ReportsBecomeLocationsAndNothingElse) {
   EXPECT_EQ(provider->location()->coordinate, (CLLocationCoordinate2D{9, 9}));
 }
 
-TEST_F(Gpsd, ADaemonThatIsNotThereIsTriedAgainEverLater) {
+TEST_F(Gpsd, RetriesAnAbsentDaemonAtGrowingIntervals) {
   const auto clock = std::make_shared<ManualClock>();
   Clock::install(clock);
   follow();
@@ -135,7 +136,7 @@ TEST_F(Gpsd, ADaemonThatIsNotThereIsTriedAgainEverLater) {
   ASSERT_TRUE(eventually(isWaiting));
   const FakeDaemon daemon(port);
   clock->advance(std::chrono::seconds(30));
-  // It ends and comes back, more than once; what nobody understands is passed over.
+  // It ends and returns, twice; malformed reports are ignored.
   daemon.accept().reset();
   for (const int place : {1, 2}) {
     ASSERT_TRUE(eventually(isWaiting));
@@ -147,73 +148,6 @@ TEST_F(Gpsd, ADaemonThatIsNotThereIsTriedAgainEverLater) {
     ASSERT_TRUE(seen.waitForCount(static_cast<std::size_t>(place)));
   }
   EXPECT_EQ(provider->location()->coordinate.latitude, 2);
-}
-
-TEST_F(Gpsd, LeavesTheDaemonAsSoonAsNobodyWantsIt) {
-  const FakeDaemon daemon(port);
-  follow();
-  const auto client = daemon.accept();
-  EXPECT_EQ(followers(), 1);
-  provider.reset();
-  client->waitForClose();
-}
-
-/// A sentence as receivers write it, with its sum.
-std::string sentence(const std::string& text) {
-  unsigned sum = 0;
-  for (const char c : text) sum ^= static_cast<unsigned char>(c);
-  return fmt::format("${}*{:02X}\r\n", text, sum);
-}
-
-/// Ten seconds at one place with altitude, ten seconds at another with three satellites and none; in
-/// motion towards 84.4 degrees all the time.
-std::string walk() {
-  std::string log;
-  for (int second = 10; second < 20; ++second) {
-    log += sentence(fmt::format("GPGGA,1235{}.00,4807.038,N,01131.000,E,1,08,0.9,545.4,M,46.9,M,,", second));
-    log += sentence("GPGSA,A,3,04,05,,09,12,,,24,,,,,2.5,1.3,2.1");
-    log += sentence(fmt::format("GPRMC,1235{}.00,A,4807.038,N,01131.000,E,022.4,084.4,230324,,", second));
-  }
-  for (int second = 20; second < 30; ++second) {
-    log += sentence(fmt::format("GPGGA,1235{}.00,4807.138,S,01131.100,W,1,03,1.3,,,,,,", second));
-    log += sentence("GPGSA,A,2,04,05,,09,,,,,,,,,2.5,1.3,");
-    log += sentence(fmt::format("GPRMC,1235{}.00,A,4807.138,S,01131.100,W,022.4,084.4,230324,,", second));
-  }
-  return log;
-}
-
-TEST_F(Gpsd, ARealDaemonPlaysAWalkToTheKit) {
-  if (!std::filesystem::exists("/usr/bin/gpsfake") || !std::filesystem::exists("/usr/sbin/gpsd"))
-    GTEST_SKIP() << "gpsfake is missing: apt-get install gpsd gpsd-clients";
-  const test::TemporaryDirectory directory;
-  const auto log = directory.write("walk.nmea", walk());
-  follow();
-  CLLocationManager::setProvider(provider);
-  const auto manager = LocationManager::create();
-  EXPECT_EQ(manager->currentLocation(), nullptr);
-  const ChildProcess daemon({"/usr/bin/gpsfake", "-q", "-c", "0.02", "-P", std::to_string(port), log});
-  // The estimates of the errors are the daemon's own business, and so is that its first report to us, in the
-  // middle of a second, may lack the time.
-  const auto isSeen = [](const std::vector<std::string>& found, const std::string& place,
-                         const std::string& end) {
-    return std::ranges::any_of(found, [&](const auto& line) {
-      return line.starts_with(place) && line.find(end) != std::string::npos;
-    });
-  };
-  ASSERT_TRUE(seen.waitUntil([&](const auto& found) {
-    return isSeen(found, "48.1173 11.516666667 545.4 ", " 17111973") &&
-           isSeen(found, "-48.118966667 -11.518333333 0 ", " -1 17111973");
-  }));
-  for (const auto& line : seen.entries()) {
-    if (line.find(" 0 ") == std::string::npos) continue;
-    EXPECT_THAT(line, ::testing::HasSubstr(" -1 "));
-  }
-  EXPECT_TRUE(eventually([&] {
-    const auto location = manager->currentLocation();
-    return location && location->coordinate.latitude < 0 && location->verticalAccuracy == -1;
-  }));
-  EXPECT_EQ(manager->currentHeading(), std::nullopt);
-  CLLocationManager::setProvider(nullptr);
 }
 
 }  // namespace
