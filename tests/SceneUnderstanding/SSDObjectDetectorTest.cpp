@@ -13,6 +13,7 @@
 #include "geoloom/SceneUnderstanding/locate/SampleGrid.h"
 #include "geoloom/SceneUnderstanding/network/feature_model.h"
 #include "geoloom/platform/ar/ARFrame.h"
+#include "geoloom/platform/foundation/LibraryBundle.h"
 #include "geoloom/platform/foundation/Log.h"
 #include "geoloom/platform/imaging/PNG.h"
 #include "geoloom/platform/ui/UIView.h"

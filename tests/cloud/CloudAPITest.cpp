@@ -3,6 +3,7 @@
 
 #include "geoloom/cloud/CloudAPI.h"
 #include "geoloom/platform/aws/AWSCloudWatch.h"
+#include "geoloom/platform/foundation/Dispatch.h"
 #include "geoloom/platform/foundation/FileManager.h"
 #include "geoloom/session/types/MapSessionSettings.h"
 #include "geoloom/session/types/ServiceEndpoints.h"

@@ -2,6 +2,7 @@
 
 #include "geoloom/platform/aws/AWSCloudWatch.h"
 #include "geoloom/storage/SceneUnderstandingModel.h"
+#include "geoloom/storage/TransformRow.h"
 
 #include "tests/support/ChildProcess.h"
 #include "tests/support/FakeService.h"

@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 
 #include "geoloom/platform/aws/AWSCloudWatch.h"
+#include "geoloom/storage/TransformRow.h"
 
 #include "tests/support/FakeService.h"
 #include "tests/support/LocalCloud.h"

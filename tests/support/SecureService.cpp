@@ -44,6 +44,10 @@ Identity makeIdentity(const std::string& name, const std::string& subjects, long
   return made;
 }
 
+std::unique_ptr<FILE, int (*)(FILE*)> openToWrite(const std::string& file) {
+  return {std::fopen(file.c_str(), "w"), &std::fclose};
+}
+
 }  // namespace
 
 struct SecureService::Server {
@@ -80,8 +84,13 @@ Authority::Authority()
       wrongName(makeIdentity("127.0.0.1", "IP:127.0.0.2,DNS:localhost", 2 * day, &identity_)),
       expired(makeIdentity("Service", "IP:127.0.0.1", -day, &identity_)),
       itself(makeIdentity("Service", "IP:127.0.0.1", 2 * day, nullptr)) {
-  const std::unique_ptr<FILE, int (*)(FILE*)> file(std::fopen(this->file().c_str(), "w"), &std::fclose);
-  PEM_write_X509(file.get(), identity_.certificate.get());
+  PEM_write_X509(openToWrite(file()).get(), identity_.certificate.get());
+}
+
+void writeSelfSigned(const std::string& certificateFile, const std::string& keyFile) {
+  const Identity identity = makeIdentity("local", "IP:127.0.0.1", day, nullptr);
+  PEM_write_X509(openToWrite(certificateFile).get(), identity.certificate.get());
+  PEM_write_PrivateKey(openToWrite(keyFile).get(), identity.key.get(), nullptr, nullptr, 0, nullptr, nullptr);
 }
 
 }  // namespace geoloom::test

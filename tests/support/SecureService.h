@@ -33,6 +33,9 @@ class SecureService {
   std::unique_ptr<Server> server_;
 };
 
+/// Writes a self-signed certificate for 127.0.0.1 and its key as PEM files.
+void writeSelfSigned(const std::string& certificateFile, const std::string& keyFile);
+
 /// A certificate authority with its certificate in a file, and identities that it signed.
 class Authority {
  public:
