@@ -39,7 +39,7 @@ std::string canonicalScalar(char type, const Value& value) {
 }
 
 void canonicalizeSet(char type, Value& set) {
-  if (!set.is_array()) throw TableError::serialization("A set has to be an array");
+  if (!set.is_array()) throw TableError::serialization("A set must be an array");
   if (set.empty()) {
     throw TableError::validation("One or more parameter values were invalid: A set may not be empty");
   }
@@ -92,7 +92,7 @@ std::string keyBytes(const KeyAttribute& key, const Value& attributes, std::stri
 }  // namespace
 
 void canonicalize(Value& value) {
-  if (!value.is_object()) throw TableError::serialization("An attribute value has to be an object");
+  if (!value.is_object()) throw TableError::serialization("An attribute value must be an object");
   if (value.size() != 1) {
     throw TableError::validation(
         value.empty()
@@ -107,7 +107,7 @@ void canonicalize(Value& value) {
   } else if (type == "SS" || type == "NS" || type == "BS") {
     canonicalizeSet(type.front(), content);
   } else if (type == "BOOL") {
-    if (!content.is_boolean()) throw TableError::serialization("A BOOL has to be true or false");
+    if (!content.is_boolean()) throw TableError::serialization("A BOOL must be true or false");
   } else if (type == "NULL") {
     if (content != true) {
       throw TableError::validation(
@@ -115,7 +115,7 @@ void canonicalize(Value& value) {
           "the value of true");
     }
   } else if (type == "L") {
-    if (!content.is_array()) throw TableError::serialization("A list has to be an array");
+    if (!content.is_array()) throw TableError::serialization("A list must be an array");
     for (Value& element : content) canonicalize(element);
   } else if (type == "M") {
     canonicalizeAll(content, "M");
@@ -126,7 +126,7 @@ void canonicalize(Value& value) {
 }
 
 void canonicalizeAll(Value& attributes, const std::string& parameter) {
-  if (!attributes.is_object()) throw TableError::serialization(parameter + " has to be an object");
+  if (!attributes.is_object()) throw TableError::serialization(parameter + " must be an object");
   for (Value& value : attributes) canonicalize(value);
 }
 

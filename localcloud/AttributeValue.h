@@ -12,7 +12,7 @@ namespace geoloom::localcloud::attributes {
 /// sets sorted.
 void canonicalize(Value& value);
 
-/// The same over an object of attributes; `parameter` is what the request calls it.
+/// The same for each attribute of an object; `parameter` is its name in the request.
 void canonicalizeAll(Value& attributes, const std::string& parameter);
 
 /// The key of an item, taken from its canonical attributes.

@@ -15,8 +15,8 @@
 namespace geoloom::localcloud {
 
 /// One accepted connection as the HTTP library's stream, with deadlines for whole requests and answers
-/// instead of single reads, so that a client that drips bytes does not hold it. What is written is sent by
-/// `flush`, or before the next read waits. Used by one thread.
+/// instead of single reads, so that a client cannot hold it by sending single bytes. Written bytes are sent
+/// by `flush`, or before the next read waits. Used by one thread.
 class Connection final : public httplib::Stream {
  public:
   using Clock = std::chrono::steady_clock;
@@ -39,7 +39,7 @@ class Connection final : public httplib::Stream {
   void limitInput(std::size_t bytes) { inputLeft_ = bytes; }
   void unlimitInput() { inputLeft_ = std::numeric_limits<std::size_t>::max(); }
 
-  /// Sends what was written. False when the client is gone or too slow.
+  /// Sends the written bytes. False if the client has closed the connection or is too slow.
   bool flush();
   [[nodiscard]] bool hasUnsent() const { return !output_.empty(); }
 
@@ -53,7 +53,7 @@ class Connection final : public httplib::Stream {
   [[nodiscard]] socket_t socket() const override { return socket_.get(); }
 
  private:
-  /// Waits for what a call on the socket or the TLS layer wants. False at the deadline or when stopping.
+  /// Waits for the events that the socket or the TLS layer needs. False at the deadline or when stopping.
   bool await(short events);
   bool handshake();
   /// Fills the input buffer; false at the end of the stream, at the deadline or on an error.

@@ -112,7 +112,7 @@ Transaction::~Transaction() {
   try {
     database_.execute("ROLLBACK");
   } catch (const DatabaseError&) {
-    // SQLite has rolled back by itself, on a full disk for one.
+    // SQLite has rolled back by itself, for example on a full disk.
   }
 }
 

@@ -14,7 +14,7 @@ struct sqlite3_stmt;
 
 namespace geoloom::localcloud {
 
-/// The database refused; the text says why.
+/// An operation of the database failed; the text says why.
 class DatabaseError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;

@@ -14,7 +14,7 @@ constexpr std::size_t MAXIMUM_DIGITS = 38;
 constexpr int LARGEST_EXPONENT = 126;    // of 0.digits form: below 1e126
 constexpr int SMALLEST_EXPONENT = -129;  // from 1e-130 on
 constexpr int EXPONENT_BIAS = 500;
-// Anything beyond is out of range whatever the digits say: bodies are shorter than this.
+// Larger exponents are out of range with any digits, since bodies are shorter than this.
 constexpr int EXPONENT_CLAMP = 100'000'000;
 
 bool isDigit(char c) {
@@ -103,7 +103,7 @@ std::string DecimalNumber::canonical() const {
 std::string DecimalNumber::orderKey() const {
   if (digits_.empty()) return "1";
   if (!negative_) return fmt::format("2{:03}{}", exponent_ + EXPONENT_BIAS, digits_);
-  // Complements turn the order around; the end mark stands above every digit, so that -0.12 comes before
+  // Complements reverse the order; the end mark is greater than every digit, so that -0.12 sorts before
   // -0.1.
   std::string key = fmt::format("0{:03}", EXPONENT_BIAS - exponent_);
   for (const char digit : digits_) key += static_cast<char>('9' - (digit - '0'));

@@ -9,7 +9,7 @@ namespace geoloom::localcloud {
 /// or zero.
 class DecimalNumber {
  public:
-  /// Throws TableError when the text is no number or out of range.
+  /// Throws TableError if the text is not a number or out of range.
   explicit DecimalNumber(std::string_view text);
 
   /// The form in which the service gives numbers back: no exponent, no needless zero or sign.

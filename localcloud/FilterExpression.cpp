@@ -45,7 +45,7 @@ bool isAnd(std::string word) {
   return word == "AND";
 }
 
-/// Resolves what an expression's placeholders stand for and notices those that are never used.
+/// Resolves the placeholders of an expression and finds unused ones.
 class Placeholders {
  public:
   Placeholders(const Value& names, const Value& values) : names_(names), values_(values) {
@@ -64,7 +64,7 @@ class Placeholders {
              token);
     }
     const Value& name = names_.at(token);
-    if (!name.is_string()) throw TableError::serialization("An expression attribute name has to be text");
+    if (!name.is_string()) throw TableError::serialization("An expression attribute name must be text");
     return name.get<std::string>();
   }
 

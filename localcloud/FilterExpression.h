@@ -8,7 +8,7 @@
 
 namespace geoloom::localcloud {
 
-/// A scan's filter: comparisons "attribute = :value" joined by AND. An attribute stands as itself or as a
+/// A scan's filter: comparisons "attribute = :value" joined by AND. An attribute is written as itself or as a
 /// #name.
 class FilterExpression {
  public:

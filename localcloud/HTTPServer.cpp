@@ -73,7 +73,7 @@ std::shared_ptr<SSL_CTX> tlsContext(const std::optional<TLSFiles>& files) {
   if (!files) return nullptr;
   std::shared_ptr<SSL_CTX> context(SSL_CTX_new(TLS_server_method()), &SSL_CTX_free);
   SSL_CTX_set_min_proto_version(context.get(), TLS1_2_VERSION);
-  // A key with a pass phrase is refused: asking for it would wait for whoever is at the terminal.
+  // A key with a pass phrase is refused: asking for it would block on the terminal.
   SSL_CTX_set_default_passwd_cb(context.get(), [](char*, int, int, void*) { return -1; });
   SSL_CTX_set_mode(context.get(), SSL_MODE_ENABLE_PARTIAL_WRITE | SSL_MODE_ACCEPT_MOVING_WRITE_BUFFER);
   const auto require = [](bool done, const char* what, const std::filesystem::path& file) {
@@ -116,13 +116,13 @@ bool isChunked(const httplib::Request& request) {
   return lowerCase(request.get_header_value("Transfer-Encoding")) == "chunked";
 }
 
-/// Of 18 digits at most, so that it is a number whoever reads it.
+/// At most 18 digits, so that every parser reads the same number.
 bool isPlainNumber(const std::string& text) {
   return !text.empty() && text.size() <= 18 &&
          std::all_of(text.begin(), text.end(), [](unsigned char c) { return std::isdigit(c) != 0; });
 }
 
-/// Whether what follows the headers can be told from the next request, and is something we read.
+/// Whether the end of the body is unambiguous and its transfer coding supported.
 bool isFramed(const httplib::Request& request) {
   const bool hasLength = request.has_header("Content-Length");
   if (request.has_header("Transfer-Encoding")) return isChunked(request) && !hasLength;
@@ -130,19 +130,19 @@ bool isFramed(const httplib::Request& request) {
          (!hasLength || isPlainNumber(request.get_header_value("Content-Length")));
 }
 
-/// The library would take forms apart and inflate what is compressed, which is then not what was signed.
+/// The library would parse forms and inflate compressed bodies, and a signature covers the original bytes.
 bool isPlainBody(const httplib::Request& request) {
   const std::string encoding = lowerCase(request.get_header_value("Content-Encoding"));
   return !request.is_multipart_form_data() && (encoding.empty() || encoding == "identity");
 }
 
-/// The HTTP library's parser and writer for one connection; sockets and threads are the Listener's.
+/// The HTTP library's parser and writer for one connection; the Listener owns sockets and threads.
 class Protocol : private httplib::Server {
  public:
   Protocol(const HTTPServer::Handler& handler, const HTTPServer::Options& options, Connection& connection)
       : handler_(handler),
         bodyLimit_(options.bodyLimit),
-        tooLate_(fmt::format("The request did not come in whole within {} s",
+        tooLate_(fmt::format("The request was not complete within {} s",
                              std::chrono::duration<double>(options.requestDeadline).count())),
         connection_(connection) {
     set_keep_alive_timeout(std::chrono::duration_cast<std::chrono::seconds>(options.idleDeadline).count());
@@ -155,7 +155,7 @@ class Protocol : private httplib::Server {
     set_error_handler([this](const httplib::Request&, httplib::Response& response) {
       if (response.body.empty()) fill(response, refusalOfTheUnread(response.status));
     });
-    // The library promises to keep the connection before it hears that we will not.
+    // The library sets Keep-Alive before it knows that the connection will close.
     set_post_routing_handler([](const httplib::Request&, httplib::Response& response) {
       if (response.get_header_value("Connection") == "close") response.headers.erase("Keep-Alive");
     });
@@ -187,15 +187,15 @@ class Protocol : private httplib::Server {
     request.path.assign(1, '/');
   }
 
-  /// To a request whose head or body did not come in as it should.
+  /// The answer to a request whose head or body is malformed or late.
   [[nodiscard]] Answer refusalOfTheUnread(int status) const {
-    Answer answer = connection_.isLate() ? mappingError(408, tooLate_)
-                                         : mappingError(status, "The request is not HTTP as it should be");
+    Answer answer =
+        connection_.isLate() ? mappingError(408, tooLate_) : mappingError(status, "malformed HTTP request");
     answer.headers.emplace_back("Connection", "close");
     return answer;
   }
 
-  /// The library says nothing to half a request line.
+  /// The library does not answer half a request line.
   void sayTooLate() const {
     const std::string body = mappingError(408, tooLate_).body;
     const std::string text = fmt::format(
@@ -209,7 +209,7 @@ class Protocol : private httplib::Server {
     if (!isFramed(request)) {
       fill(response, mappingError(400, "Content-Length or Transfer-Encoding is not valid"));
     } else if (!isPlainBody(request)) {
-      fill(response, mappingError(415, "The body has to be JSON, not compressed and not a form"));
+      fill(response, mappingError(415, "The body must be JSON, not compressed and not a form"));
     } else if (request.method != "POST") {
       fill(response, handler_(requestOf(request)));
     } else {
@@ -222,7 +222,7 @@ class Protocol : private httplib::Server {
                   const httplib::ContentReader& content) {
     Request whole = requestOf(request);
     if (request.has_header("Content-Length") || isChunked(request)) {
-      // A body over the limit is read to its end, so that the client gets to read the answer, but not kept.
+      // A body over the limit is read to its end, so that the client can read the answer, but not stored.
       reusable_ = content([&](const char* bytes, std::size_t size) {
         whole.bodyTooLarge = whole.bodyTooLarge || whole.body.size() + size > bodyLimit_;
         if (whole.bodyTooLarge) {
@@ -302,7 +302,7 @@ class HTTPServer::Listener {
 
   void start(Descriptor socket) {
     std::list<Slot> added;
-    // No further threads, or no memory: this connection is closed, and the others go on.
+    // Without another thread or more memory this connection is closed; the others continue.
     try {
       Slot& slot = added.emplace_back();
       slot.thread = std::thread([this, &slot, socket = std::move(socket)]() mutable {

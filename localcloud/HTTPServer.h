@@ -19,7 +19,7 @@ struct TLSFiles {
   std::filesystem::path key;
 };
 
-/// The address cannot be listened on, or the certificate cannot be used; the text is one line that says why.
+/// The address cannot be listened on, or the certificate cannot be used; the text says why in one line.
 class ListenError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;

@@ -34,12 +34,12 @@ class Refusal : public std::runtime_error {
   throw Refusal(404, "Cannot find the map " + identifier);
 }
 
-/// Reads the members of a body; a refusal names the key by its path.
+/// Reads the members of a body. Refusals name the key by its path.
 class Fields {
  public:
   explicit Fields(const Value& object, std::string path = {}) : object_(object), path_(std::move(path)) {
     if (!object_.is_object()) {
-      throw Refusal(400, path_.empty() ? "The body has to be an object" : path_ + " has to be an object");
+      throw Refusal(400, path_.empty() ? "The body must be an object" : path_ + " must be an object");
     }
   }
 
@@ -47,7 +47,7 @@ class Fields {
 
   [[nodiscard]] std::string text(const char* key) const {
     const Value& value = member(key);
-    if (!value.is_string()) refuse(key, "has to be text");
+    if (!value.is_string()) refuse(key, "must be text");
     return value.get<std::string>();
   }
   [[nodiscard]] std::optional<std::string> optionalText(const char* key) const {
@@ -58,21 +58,20 @@ class Fields {
   [[nodiscard]] double number(const char* key, double low = std::numeric_limits<float>::lowest(),
                               double high = std::numeric_limits<float>::max()) const {
     const Value& value = member(key);
-    if (!value.is_number()) refuse(key, "has to be a number");
+    if (!value.is_number()) refuse(key, "must be a number");
     const double result = value.get<double>();
-    if (!(result >= low && result <= high))
-      refuse(key, fmt::format("has to be between {} and {}", low, high));
+    if (!(result >= low && result <= high)) refuse(key, fmt::format("must be between {} and {}", low, high));
     return result;
   }
 
   [[nodiscard]] const Value& array(const char* key) const {
     const Value& value = member(key);
-    if (!value.is_array()) refuse(key, "has to be an array");
+    if (!value.is_array()) refuse(key, "must be an array");
     return value;
   }
 
   void optionalBoolean(const char* key) const {
-    if (has(key) && !object_.at(key).is_boolean()) refuse(key, "has to be true or false");
+    if (has(key) && !object_.at(key).is_boolean()) refuse(key, "must be true or false");
   }
 
  private:
@@ -88,14 +87,14 @@ class Fields {
   std::string path_;
 };
 
-/// What the operations work on.
+/// The arguments of all operations.
 struct Context {
   Store& store;
   std::chrono::system_clock::time_point now;
   const std::optional<std::string>& developerKeyHash;
 };
 
-/// Checks the group of fields that several bodies share; what only describes the device is not kept.
+/// Checks the fields that several bodies share. Those that describe the device are not stored.
 void checkCommonBlock(const Context& context, const Fields& body) {
   const std::string developerKey = body.text("developer_key");
   if (context.developerKeyHash && developerKey != *context.developerKeyHash) {
@@ -292,7 +291,7 @@ Body localizeScene(const Context& context, const Fields& body) {
   const std::string mapUUID = body.text("mapping_session_id");
   const std::string session = body.text("localization_session_id");
   const double distance = body.number("feature_match_distance_meters");
-  if (distance <= 0) throw Refusal(400, "feature_match_distance_meters has to be greater than 0");
+  if (distance <= 0) throw Refusal(400, "feature_match_distance_meters must be greater than 0");
   context.store.read([&](Database& database) {
     if (!maps::exists(database, mapUUID)) mapNotFound(mapUUID);
     if (maps::ofSession(database, session) != mapUUID)

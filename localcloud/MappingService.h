@@ -10,7 +10,7 @@
 
 namespace geoloom::localcloud {
 
-/// The mapping half: maps, localization sessions, placements, nearby maps and scene-understanding
+/// Mapping operations: maps, localization sessions, placements, nearby maps and scene-understanding
 /// localization. Holds no state but the store; called from any thread. Throws DatabaseError when the store
 /// fails.
 class MappingService {

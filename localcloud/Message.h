@@ -28,7 +28,7 @@ struct Answer {
   std::vector<std::pair<std::string, std::string>> headers = {};
 };
 
-/// {"errorMessage": text}, the form in which the mapping half refuses.
+/// {"errorMessage": text}, the form of refused mapping operations.
 [[nodiscard]] Answer mappingError(int status, std::string_view text);
 
 }  // namespace geoloom::localcloud

@@ -28,7 +28,7 @@ class Refusal : public std::runtime_error {
 };
 
 const Value& member(const Value& object, const char* name) {
-  if (!object.is_object()) throw Refusal(INVALID, "The parameter has to be an object.");
+  if (!object.is_object()) throw Refusal(INVALID, "The parameter must be an object.");
   const auto found = object.find(name);
   if (found == object.end() || found->is_null()) {
     throw Refusal(MISSING, fmt::format("The parameter {} is required.", name));
@@ -39,14 +39,14 @@ const Value& member(const Value& object, const char* name) {
 std::string text(const Value& object, const char* name) {
   const Value& value = member(object, name);
   if (!value.is_string() || value.get_ref<const std::string&>().empty()) {
-    throw Refusal(INVALID, fmt::format("The parameter {} has to be text.", name));
+    throw Refusal(INVALID, fmt::format("The parameter {} must be text.", name));
   }
   return value.get<std::string>();
 }
 
 const Value& array(const Value& object, const char* name) {
   const Value& value = member(object, name);
-  if (!value.is_array()) throw Refusal(INVALID, fmt::format("The parameter {} has to be an array.", name));
+  if (!value.is_array()) throw Refusal(INVALID, fmt::format("The parameter {} must be an array.", name));
   return value;
 }
 
@@ -75,7 +75,7 @@ std::string putMetricData(Store& store, const Value& body) {
       }
     }
     const Value& value = member(datum, "Value");
-    if (!value.is_number()) throw Refusal(INVALID, "The parameter Value has to be a number.");
+    if (!value.is_number()) throw Refusal(INVALID, "The parameter Value must be a number.");
     records.push_back({.space = space,
                        .name = name,
                        .dimensions = dimensionsText(datum),
@@ -89,7 +89,7 @@ std::string putMetricData(Store& store, const Value& body) {
 }
 
 std::string listMetrics(Store& store, const Value& body) {
-  if (!body.is_object()) throw Refusal(INVALID, "The body has to be an object.");
+  if (!body.is_object()) throw Refusal(INVALID, "The body must be an object.");
   const auto matches = [&](const char* parameter, const std::string& value) {
     return !body.contains(parameter) || text(body, parameter) == value;
   };

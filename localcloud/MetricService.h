@@ -8,9 +8,9 @@
 
 namespace geoloom::localcloud {
 
-/// The metric half: PutMetricData and ListMetrics of the metrics service's JSON protocol, version 2010-08-01.
-/// Counts and sums are kept, single data points are not. Called from any thread. Throws DatabaseError when
-/// the store fails.
+/// Metric operations: PutMetricData and ListMetrics of the metrics service's JSON protocol, version
+/// 2010-08-01. Stores counts and sums, not single data points. Called from any thread. Throws DatabaseError
+/// when the store fails.
 class MetricService {
  public:
   static constexpr std::string_view TARGET_PREFIX = "GraniteServiceVersion20100801.";

@@ -14,11 +14,11 @@
 
 namespace geoloom::localcloud {
 
-/// All halves of the service behind one function from request to answer. Called from any thread.
+/// The whole service as one function from request to answer. Called from any thread.
 class Service {
  public:
-  /// With a developer key, table and metric calls have to be signed with its pair, and what names a developer
-  /// key has to name its hash.
+  /// With a developer key, table and metric calls must be signed with its pair, and mapping calls must name
+  /// its hash.
   Service(Store& store, Now now, const std::optional<std::string>& developerKey);
 
   /// Never throws; a failure of the store is an answer of status 500.

@@ -175,7 +175,7 @@ std::string signature(const Request& request, const Authorization& authorization
   return base::hexadecimal({reinterpret_cast<const unsigned char*>(digest.data()), digest.size()});
 }
 
-/// The first header that has to be signed and is not.
+/// The first header that must be signed and is not.
 std::optional<std::string> unsignedHeader(const Request& request, const Authorization& authorization) {
   const auto isSigned = [&](const std::string& name) {
     return std::find(authorization.signedHeaders.begin(), authorization.signedHeaders.end(), name) !=

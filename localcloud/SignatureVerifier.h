@@ -26,7 +26,7 @@ class SignatureVerifier {
 
   explicit SignatureVerifier(platform::DeveloperKey::Pair pair) : pair_(std::move(pair)) {}
 
-  /// Nothing when the request is signed for `service` ("dynamodb", "monitoring"), whatever the region.
+  /// Absent if the request is signed for `service` ("dynamodb", "monitoring") in any region.
   [[nodiscard]] std::optional<Refusal> check(const Request& request, std::string_view service,
                                              std::chrono::system_clock::time_point now) const;
 

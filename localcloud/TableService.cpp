@@ -26,7 +26,7 @@ constexpr std::size_t MAXIMUM_PAGE_BYTES = std::size_t{1024} * 1024;
 class Parameters {
  public:
   explicit Parameters(const Value& body) : body_(body) {
-    if (!body_.is_object()) throw TableError::serialization("The body has to be an object");
+    if (!body_.is_object()) throw TableError::serialization("The body must be an object");
   }
 
   /// An absent parameter, and one that is null, is null.
@@ -39,7 +39,7 @@ class Parameters {
   [[nodiscard]] std::optional<std::string> optionalText(const char* name) const {
     const Value& value = (*this)[name];
     if (value.is_null()) return std::nullopt;
-    if (!value.is_string()) throw TableError::serialization(fmt::format("{} has to be text", name));
+    if (!value.is_string()) throw TableError::serialization(fmt::format("{} must be text", name));
     return value.get<std::string>();
   }
   [[nodiscard]] std::string text(const char* name) const {
@@ -50,20 +50,20 @@ class Parameters {
   [[nodiscard]] const Value& object(const char* name) const {
     const Value& value = (*this)[name];
     if (value.is_null()) throw TableError::validation(missing(name));
-    if (!value.is_object()) throw TableError::serialization(fmt::format("{} has to be an object", name));
+    if (!value.is_object()) throw TableError::serialization(fmt::format("{} must be an object", name));
     return value;
   }
   [[nodiscard]] const Value& array(const char* name) const {
     const Value& value = (*this)[name];
     if (value.is_null()) throw TableError::validation(missing(name));
-    if (!value.is_array()) throw TableError::serialization(fmt::format("{} has to be an array", name));
+    if (!value.is_array()) throw TableError::serialization(fmt::format("{} must be an array", name));
     return value;
   }
 
   [[nodiscard]] std::optional<std::int64_t> limit() const {
     const Value& value = (*this)["Limit"];
     if (value.is_null()) return std::nullopt;
-    if (!value.is_number_integer()) throw TableError::serialization("Limit has to be a whole number");
+    if (!value.is_number_integer()) throw TableError::serialization("Limit must be a whole number");
     constexpr std::uint64_t most = std::numeric_limits<std::int32_t>::max();
     const auto limit = value.is_number_unsigned()
                            ? static_cast<std::int64_t>(std::min(value.get<std::uint64_t>(), most))
@@ -77,7 +77,7 @@ class Parameters {
     return limit;
   }
 
-  /// What the real service would obey and this one cannot must not be passed over in silence.
+  /// Rejects parameters that the real service supports and this one does not.
   void refuse(std::initializer_list<const char*> unsupported) const {
     for (const char* const name : unsupported) {
       if (!(*this)[name].is_null()) {
@@ -159,7 +159,7 @@ KeyAttribute keyAttribute(const Parameters& element, const Value& definitions) {
     if (attribute.text("AttributeName") != name) continue;
     const std::string type = attribute.text("AttributeType");
     if (type != "S" && type != "N" && type != "B") {
-      throw TableError::validation("AttributeType has to be one of S, N and B");
+      throw TableError::validation("AttributeType must be one of S, N and B");
     }
     return {.name = name, .type = type.front()};
   }
@@ -186,7 +186,7 @@ std::string createTable(const Context& context, const Parameters& parameters) {
     const Parameters element(value);
     if (element.text("KeyType") != KINDS.at(keys.size())) {
       throw TableError::validation(
-          "Invalid KeySchema: the first element has to be the HASH key, a second the RANGE key");
+          "Invalid KeySchema: the first element must be the HASH key, a second the RANGE key");
     }
     keys.push_back(keyAttribute(element, definitions));
   }
@@ -320,7 +320,7 @@ std::string scan(const Context& context, const Parameters& parameters) {
       if (select != "COUNT") page.items.append(page.items.empty() ? "" : ",").append(item.text);
     }
     page.last = std::move(item.text);
-    // Full also when nothing follows: only the next page would tell.
+    // Full even if nothing follows, which only the next page shows.
     page.full = page.scanned == limit || page.bytes >= MAXIMUM_PAGE_BYTES;
     return !page.full;
   };

@@ -9,7 +9,7 @@
 
 namespace geoloom::localcloud {
 
-/// The table half: the operations CreateTable, DescribeTable, ListTables, PutItem, GetItem and Scan of the
+/// Table operations: CreateTable, DescribeTable, ListTables, PutItem, GetItem and Scan of the
 /// table service's JSON protocol, version 20120810. Holds no state but the store; called from any thread.
 /// Throws DatabaseError when the store fails.
 class TableService {

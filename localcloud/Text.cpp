@@ -11,7 +11,7 @@
 namespace geoloom::localcloud {
 
 Reading readJSON(std::string_view text) {
-  if (text.empty()) return {.refusal = "The body is empty; it has to be a JSON object"};
+  if (text.empty()) return {.refusal = "The body is empty; it must be a JSON object"};
   try {
     // The parser does not recurse, but code that walks the value does.
     return {.value = Value::parse(text, [](int depth, Value::parse_event_t, const Value&) {

@@ -1,4 +1,5 @@
 #include <cstdio>
+#include <vector>
 
 #include <fmt/format.h>
 
@@ -6,36 +7,54 @@
 #include "geoloom/platform/foundation/Log.h"
 
 #include "tools/commands/Commands.h"
+#include "tools/terminal/Terminal.h"
 
 namespace geoloom::tools {
 namespace {
 
 int fail(ExitCode code, const std::string& line) {
-  std::fprintf(stderr, "geoloom: %s\n", line.c_str());
+  complain("geoloom: " + line);
   return static_cast<int>(code);
 }
 
-/// What was not a command, where CLI11 only says that one is missing.
-std::string describe(const CLI::App& app, const CLI::ParseError& error) {
+/// The first argument that is neither an option nor a command; empty if there is none.
+std::string unknownCommand(const CLI::App& app) {
   const std::vector<std::string> unknown = app.remaining(true);
-  const bool isCommandMissing = dynamic_cast<const CLI::RequiredError*>(&error) != nullptr;
-  const std::string line = isCommandMissing && !unknown.empty() && !unknown.front().starts_with('-')
-                               ? unknown.front() + ": there is no such command"
-                               : error.what();
+  return unknown.empty() || unknown.front().starts_with('-') ? std::string() : unknown.front();
+}
+
+/// Names an unknown command, for which CLI11 only says that a command is missing.
+std::string describe(const CLI::App& app, const CLI::ParseError& error) {
+  const std::string unknown = unknownCommand(app);
+  const bool isCommandMissing = dynamic_cast<const CLI::RequiredError*>(&error) != nullptr ||
+                                dynamic_cast<const CLI::Success*>(&error) != nullptr;
+  const std::string line =
+      isCommandMissing && !unknown.empty() ? unknown + ": there is no such command" : error.what();
   return line + " (--help lists the options)";
+}
+
+/// `help COMMAND...` is `COMMAND... --help`. In reverse order, as CLI11 takes arguments.
+std::vector<std::string> argumentsOf(int argc, char** argv) {
+  std::vector<std::string> arguments(argv + 1, argv + argc);
+  if (!arguments.empty() && arguments.front() == "help") {
+    arguments.erase(arguments.begin());
+    arguments.emplace_back("--help");
+  }
+  return {arguments.rbegin(), arguments.rend()};
 }
 
 int run(CLI::App& app, int argc, char** argv) {
   try {
-    app.parse(argc, argv);
+    app.parse(argumentsOf(argc, argv));
   } catch (const CLI::Success& success) {
+    if (!unknownCommand(app).empty()) return fail(ExitCode::usage, describe(app, success));
     return app.exit(success);
   } catch (const CLI::ParseError& error) {
     return fail(ExitCode::usage, describe(app, error));
   } catch (const CommandError& error) {
     return fail(error.code(), error.what());
   } catch (const std::exception& error) {
-    // Printing threw; main says so.
+    // fmt::print throws if standard output cannot be written, which main reports.
     if (std::ferror(stdout) != 0) return 0;
     return fail(ExitCode::internal, error.what());
   }
@@ -48,11 +67,12 @@ int run(CLI::App& app, int argc, char** argv) {
 int main(int argc, char** argv) {
   using namespace geoloom::tools;
   geoloom::base::openMissingStreams();
-  // What a command says belongs to whoever called it, not into the system's journal.
-  geoloom::platform::SystemLog::setSink([](std::string_view line) { fmt::print(stderr, "{}\n", line); });
-  CLI::App app{"Map rooms, localize in them and recognise what stands there.", "geoloom"};
+  // The log of a command belongs on its terminal, not in the system's journal.
+  geoloom::platform::SystemLog::setSink(complain);
+  CLI::App app{"Map rooms, localize in them and recognise the objects in them.", "geoloom"};
   app.set_version_flag("--version", "geoloom " GEOLOOM_VERSION);
   app.require_subcommand(1);
+  app.footer("`geoloom help COMMAND` lists a command's options.");
   addRecordCommand(app);
   addReplayCommand(app);
   addReportCommand(app);

@@ -9,8 +9,8 @@
 #include "tests/support/LocalCloud.h"
 #include "tests/support/Scans.h"
 
-// The clients that the field uses for the table and metrics services: what the kit sends is what they send,
-// and the local cloud is a service to them as the real ones are.
+// The provider's own clients of the table and metrics services: they send what the kit sends, and they accept
+// the local cloud as the real service.
 namespace geoloom::localcloud {
 namespace {
 
@@ -59,7 +59,7 @@ class ForeignClientsTest : public ::testing::Test {
   std::unique_ptr<ChildProcess> clients_;
 };
 
-/// The kit's side, against whatever listens at the address.
+/// The kit's clients, talking to the service at an address.
 class Kit {
  public:
   explicit Kit(const std::string& address)
@@ -111,7 +111,7 @@ std::vector<std::string> signedHeaders(const RecordedRequest& request) {
   return names;
 }
 
-TEST_F(ForeignClientsTest, SendWhatTheKitSends) {
+TEST_F(ForeignClientsTest, SendTheKitsRequests) {
   const FakeService service([](const RecordedRequest& request) {
     const bool isScan = request.header("X-Amz-Target").value_or("").ends_with("Scan");
     return FakeAnswer::json(isScan ? R"({"Items":[],"Count":0,"ScannedCount":0})" : "{}");
@@ -162,7 +162,7 @@ TEST_F(ForeignClientsTest, SendWhatTheKitSends) {
   }
 }
 
-TEST_F(ForeignClientsTest, TakeTheLocalCloudForTheRealTables) {
+TEST_F(ForeignClientsTest, AcceptTheLocalCloudsTables) {
   test::LocalCloud cloud(DEVELOPER_KEY);
   start(cloud.tables());
   const JSON table = JSON::parse(R"({"TableName": "Readings", "BillingMode": "PAY_PER_REQUEST",
@@ -200,7 +200,7 @@ TEST_F(ForeignClientsTest, TakeTheLocalCloudForTheRealTables) {
   EXPECT_EQ(found, JSON({"0", "1", "2", "3"}));
 }
 
-TEST_F(ForeignClientsTest, UnderstandItsErrorsAndItsMetrics) {
+TEST_F(ForeignClientsTest, UnderstandItsErrorsAndMetrics) {
   test::LocalCloud cloud(DEVELOPER_KEY);
   start(cloud.tables());
   const auto errorOf = [this](const char* command, const JSON& input) {
@@ -237,7 +237,7 @@ TEST_F(ForeignClientsTest, UnderstandItsErrorsAndItsMetrics) {
   guessed.secretKey = "guessed";
   start(cloud.tables(), guessed);
   EXPECT_EQ(errorOf("ListTablesCommand", JSON::object()), "InvalidSignatureException");
-  start(cloud.tables(), {"stranger", "guessed"});
+  start(cloud.tables(), {"unknown", "guessed"});
   EXPECT_EQ(errorOf("ListTablesCommand", JSON::object()), "UnrecognizedClientException");
 }
 

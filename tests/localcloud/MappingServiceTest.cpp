@@ -104,7 +104,7 @@ TEST_F(MappingServiceTest, StoresNothingOfARequestWithAnInvalidPlacement) {
   JSON bad = good;
   bad["z"] = nullptr;
   EXPECT_EQ(map("place_asset_on_map", {{"map_uuid", uuid}, {"placements", {good, bad}}}),
-            (JSON{{"errorMessage", "placements[1].z has to be a number"}}));
+            (JSON{{"errorMessage", "placements[1].z must be a number"}}));
   EXPECT_EQ(map("find_assets_on_the_map", {{"map_uuid", uuid}}).at("placements"), JSON::array());
 }
 
@@ -149,23 +149,23 @@ TEST_F(MappingServiceTest, RefusalsNameTheKey) {
   // null removes the key
   const std::tuple<const char*, JSON, const char*> cases[] = {
       {"create_map", {{"map_id", nullptr}}, "map_id is missing"},
-      {"create_map", {{"user_id", 7}}, "user_id has to be text"},
+      {"create_map", {{"user_id", 7}}, "user_id must be text"},
       {"create_map", {{"lat", 1.0}}, "long is missing"},
       {"create_map",
        {{"lat", 91}, {"long", 0}, {"alt", 0}, {"horAccuracy", 0}, {"verAccuracy", 0}},
-       "lat has to be between -90 and 90"},
-      {"create_map", {{"device_uuid", 1}}, "device_uuid has to be text"},
-      {"create_localization_session", {{"use_beta", "yes"}}, "use_beta has to be true or false"},
+       "lat must be between -90 and 90"},
+      {"create_map", {{"device_uuid", 1}}, "device_uuid must be text"},
+      {"create_localization_session", {{"use_beta", "yes"}}, "use_beta must be true or false"},
       {"create_localization_session", {{"app_id", nullptr}}, "app_id is missing"},
       {"list_nearby_maps", {}, "latitude is missing"},
       {"list_nearby_maps",
        {{"latitude", 0}, {"longitude", 0}, {"latitude_delta", -1}},
-       "latitude_delta has to be"},
+       "latitude_delta must be"},
       {"find_assets_on_the_map", {}, "map_uuid is missing"},
       {"place_asset_on_map",
        {{"map_uuid", "m"}, {"placements", {{{"x", 1}}}}},
        "placements[0].asset_id is missing"},
-      {"place_asset_on_map", {{"map_uuid", "m"}, {"placements", {7}}}, "placements[0] has to be an object"},
+      {"place_asset_on_map", {{"map_uuid", "m"}, {"placements", {7}}}, "placements[0] must be an object"},
   };
   for (const auto& [operation, change, message] : cases) {
     JSON body = create("m");
@@ -179,12 +179,12 @@ TEST_F(MappingServiceTest, RefusalsNameTheKey) {
 
 TEST_F(MappingServiceTest, RefusesMalformedBodiesAndUnknownPaths) {
   const std::pair<std::string, std::string> bodies[] = {
-      {"", "The body is empty; it has to be a JSON object"},
+      {"", "The body is empty; it must be a JSON object"},
       {"{", "The body is not JSON: it ends too early"},
       {"{]", "The body is not JSON: unexpected byte 2"},
       {"{} {}", "The body is not JSON: unexpected byte 4"},
       {"\"\xff\"", "The body is not JSON: unexpected byte 2"},
-      {"[]", "The body has to be an object"},
+      {"[]", "The body must be an object"},
       {"{\"map_id\":1e400}", "The body holds a number that is out of range"},
       {std::string(100'000, '['), "The body is nested more than 64 deep"},
   };
@@ -258,7 +258,7 @@ TEST_F(MappingServiceTest, RefusesToLocalizeAForeignSession) {
   EXPECT_EQ(at("/dev/scene-understanding/localize", {{"mapping_session_id", mapUUID},
                                                      {"localization_session_id", session},
                                                      {"feature_match_distance_meters", 0}}),
-            (JSON{{"errorMessage", "feature_match_distance_meters has to be greater than 0"}}));
+            (JSON{{"errorMessage", "feature_match_distance_meters must be greater than 0"}}));
 }
 
 TEST_F(MappingServiceTest, AcceptsOnlyTheHashOfItsDeveloperKey) {

@@ -42,21 +42,6 @@ class TableServiceTest : public ServiceFixture {
   }
 };
 
-TEST_F(TableServiceTest, HasTwoTablesFromTheStart) {
-  EXPECT_EQ(table("ListTables", JSON::object()),
-            (JSON{{"TableNames", {"SceneUnderstanding", "Transformations"}}}));
-  for (const auto& [name, range] :
-       {std::pair("Transformations", "Timestamp"), {"SceneUnderstanding", "FrameId"}}) {
-    const JSON description = table("DescribeTable", {{"TableName", name}}).at("Table");
-    EXPECT_EQ(description.at("KeySchema"), (JSON{{{"AttributeName", "SessionId"}, {"KeyType", "HASH"}},
-                                                 {{"AttributeName", range}, {"KeyType", "RANGE"}}}));
-    EXPECT_EQ(description.at("AttributeDefinitions"),
-              (JSON{{{"AttributeName", "SessionId"}, {"AttributeType", "S"}},
-                    {{"AttributeName", range}, {"AttributeType", "N"}}}));
-    EXPECT_EQ(description.at("TableStatus"), "ACTIVE");
-  }
-}
-
 TEST_F(TableServiceTest, StoresAttributesInCanonicalForm) {
   const JSON given = JSON::parse(R"({"MatchCount": {"N": "1.50e1"}, "Flag": {"BOOL": true},
       "Nothing": {"NULL": true}, "Data": {"B": "aGk="}, "Names": {"SS": ["b", "a"]},
@@ -212,25 +197,6 @@ TEST_F(TableServiceTest, RefusesWithTheServicesErrorTypes) {
             "com.amazon.coral.service#SerializationException");
   EXPECT_EQ(table("Scan", {{"TableName", "Nowhere"}}).at("__type"),
             "com.amazonaws.dynamodb.v20120810#ResourceNotFoundException");
-}
-
-TEST_F(TableServiceTest, CreatesTablesWithOtherKeys) {
-  const JSON answer =
-      table("CreateTable", JSON::parse(R"({"TableName": "Blobs", "BillingMode": "PAY_PER_REQUEST",
-      "KeySchema": [{"AttributeName": "Id", "KeyType": "HASH"}],
-      "AttributeDefinitions": [{"AttributeName": "Id", "AttributeType": "B"}]})"));
-  EXPECT_EQ(answer.at("TableDescription").at("TableName"), "Blobs");
-  for (const char* const id : {"/w==", "AA==", "AAA="}) {
-    table("PutItem", {{"TableName", "Blobs"}, {"Item", {{"Id", {{"B", id}}}}}});
-    ASSERT_EQ(status_, 200);
-  }
-  std::vector<std::string> ids;
-  const JSON page = table("Scan", {{"TableName", "Blobs"}});
-  for (const JSON& item : page.at("Items")) ids.push_back(item.at("Id").at("B"));
-  EXPECT_THAT(ids, ElementsAre("AA==", "AAA=", "/w==")) << "keys in the order of their bytes";
-  EXPECT_EQ(table("ListTables", {{"Limit", 1}}),
-            (JSON{{"TableNames", {"Blobs"}}, {"LastEvaluatedTableName", "Blobs"}}));
-  EXPECT_EQ(table("ListTables", {{"ExclusiveStartTableName", "Blobs"}}).at("TableNames").size(), 2U);
 }
 
 TEST(DecimalNumber, IsCanonicalAndOrdered) {

@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
 
+#include "geoloom/base/ReadFile.h"
 #include "geoloom/platform/foundation/FileManager.h"
 
 #include "tests/support/FakeService.h"
@@ -13,6 +14,7 @@ namespace {
 using geoloom::test::FakeAnswer;
 using geoloom::test::FakeService;
 using geoloom::test::RecordedRequest;
+using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
 
@@ -51,15 +53,16 @@ class MapsNear : public ::testing::Test {
   test::TemporaryDirectory directory_;
 };
 
-TEST_F(MapsNear, PrintsTheMapsItWasAnsweredWith) {
+TEST_F(MapsNear, PrintsMapsWithoutObeyingTheirNames) {
   const FakeService service([](const RecordedRequest&) {
-    return FakeAnswer::json(R"([{"user_id":"anna","map_id":"kitchen","latitude":1.5,"longitude":-2,
-      "altitude":3,"vertical_accuracy":4,"horizontal_accuracy":5},{"map_id":"torn"}])");
+    return FakeAnswer::json(
+        R"([{"user_id":"anna","map_id":"kit\u001b[31m\nchen","latitude":1.5,"longitude":-2,
+      "altitude":3,"vertical_accuracy":4,"horizontal_accuracy":5},{"map_id":"incomplete"}])");
   });
   const std::string file = (directory_.path() / "maps.json").string();
   const Outcome outcome = run(service.url(), {"--of", "anna", "--span", "0.25", "--json", file});
   EXPECT_EQ(outcome.code, 0);
-  EXPECT_EQ(outcome.said, "kitchen  user anna  at 1.500000 -2.000000, 3.0 m, +-5.0 m\n");
+  EXPECT_EQ(outcome.said, "kit\\u{1b}[31m\\nchen  user anna  at 1.500000 -2.000000, 3.0 m, +-5.0 m\n");
   EXPECT_EQ(outcome.errors, "");
   const auto requests = service.requests();
   ASSERT_EQ(requests.size(), 1U);
@@ -70,10 +73,10 @@ TEST_F(MapsNear, PrintsTheMapsItWasAnsweredWith) {
   EXPECT_EQ(body.at("latitude_delta"), 0.25);
   EXPECT_EQ(body.at("longitude_delta"), 0.25);
   EXPECT_EQ(body.at("user_id"), "anna");
-  EXPECT_TRUE(std::filesystem::exists(file));
+  EXPECT_THAT(base::contentOf(file), HasSubstr(R"("map": "kit\u001b[31m\nchen")"));
 }
 
-TEST_F(MapsNear, TellsNoMapsFromNoAnswer) {
+TEST_F(MapsNear, DistinguishesNoMapsFromNoAnswer) {
   const std::tuple<FakeAnswer, int, const char*> cases[] = {
       {FakeAnswer::json("[]"), 0, "no maps within 0.05 degrees of 1.5 -2\n"},
       {FakeAnswer::json(R"({"errorMessage":"developer_key is not known"})", 403), 4,
@@ -93,9 +96,11 @@ TEST_F(MapsNear, TellsNoMapsFromNoAnswer) {
     const std::string named = code == 0 ? "no maps" : service.url("/prod/maps: ");
     EXPECT_THAT(outcome.errors, StartsWith(named));
   }
-  const Outcome nobody = run(fmt::format("http://127.0.0.1:{}", geoloom::test::unusedPort()));
-  EXPECT_EQ(nobody.code, 4);
-  EXPECT_THAT(nobody.errors, HasSubstr("no answer: "));
+  const int port = geoloom::test::unusedPort();
+  const Outcome silent = run(fmt::format("http://127.0.0.1:{}", port));
+  EXPECT_EQ(silent.code, 4);
+  EXPECT_THAT(silent.errors, HasSubstr("no answer: "));
+  EXPECT_THAT(silent.errors, EndsWith(fmt::format("start the service: geoloom-localcloud --port {}", port)));
 }
 
 TEST_F(MapsNear, TrustsTheAuthoritiesItIsGiven) {

@@ -1,3 +1,5 @@
+#include <atomic>
+
 #include <gmock/gmock.h>
 
 #include "geoloom/platform/foundation/FileManager.h"
@@ -52,20 +54,18 @@ class ReplayTest : public ::testing::Test {
   }
 
   Trace run() {
-    return replay(options_, [this](const std::string& line) {
-      const std::lock_guard lock(mutex_);
-      lines_.push_back(line);
+    return replay(options_, [this](std::string_view line) {
+      if (line.find("sees") != std::string_view::npos) hasSeen_ = true;
     });
   }
 
   test::TemporaryDirectory directory_;
   test::LocalCloud cloud_;
   ReplayOptions options_;
-  std::mutex mutex_;
-  std::vector<std::string> lines_;
+  std::atomic<bool> hasSeen_ = false;
 };
 
-TEST_F(ReplayTest, LockstepAnalysesEveryFrameThatTheGateLetsThroughAndAlwaysAlike) {
+TEST_F(ReplayTest, LockstepIsDeterministic) {
   options_.recordings = {walk("first", 8, 14)};
   const Trace first = run();
   EXPECT_EQ(first.frames.size(), 14U);
@@ -83,7 +83,7 @@ TEST_F(ReplayTest, LockstepAnalysesEveryFrameThatTheGateLetsThroughAndAlwaysAlik
     EXPECT_EQ(toJSON(first)[part], toJSON(second)[part]);
 }
 
-TEST_F(ReplayTest, InRealTimeEveryFrameIsGatedDroppedOrAnalysed) {
+TEST_F(ReplayTest, CountsFramesInRealTime) {
   options_.recordings = {walk("first", 20, 16)};
   options_.lockstep = false;
   const Trace trace = run();
@@ -94,7 +94,7 @@ TEST_F(ReplayTest, InRealTimeEveryFrameIsGatedDroppedOrAnalysed) {
   EXPECT_GE(trace.frames.back().time, 0.74);
 }
 
-TEST_F(ReplayTest, TheAssetsOfAMappedWalkComeBackInAnother) {
+TEST_F(ReplayTest, FindsAssetsOnAnotherWalk) {
   const std::filesystem::path first = walk("first", 2);
   const std::filesystem::path second = walk("second", 2);
   options_.recordings = {first};
@@ -112,10 +112,21 @@ TEST_F(ReplayTest, TheAssetsOfAMappedWalkComeBackInAnother) {
   const auto errors = errorsOf(localization, *truth);
   ASSERT_EQ(errors.size(), 3U);
   EXPECT_LE(medianOf(errors), 0.05) << ::testing::PrintToString(tableOf(errors));
+  for (const AssetError& error : errors) EXPECT_LE(error.degrees.value_or(180), 2);
 }
 
-/// The table service, then the localization, have died: the trace is written all the same.
-TEST_F(ReplayTest, WhatTheServicesLeftUndoneIsAFailure) {
+TEST_F(ReplayTest, KeepsWhatItHasWhenCancelled) {
+  options_.recordings = {walk("first", 8, 14)};
+  options_.isCancelled = [this] { return hasSeen_.load(); };
+  const Trace trace = run();
+  EXPECT_TRUE(trace.isInterrupted);
+  EXPECT_GE(trace.analysed(), 1U);
+  EXPECT_LT(trace.frames.size(), 14U);
+  EXPECT_NE(trace.mapUUID, "");
+}
+
+/// One service does not answer: the trace is written all the same.
+TEST_F(ReplayTest, ReportsServicesThatFailDuringTheWalk) {
   const std::string first = walk("first", 8, 14).string();
   const std::string nobody = fmt::format("http://127.0.0.1:{}", geoloom::test::unusedPort());
   const auto ends = [&](const char* mode, const char* dead) {
@@ -144,7 +155,7 @@ TEST_F(ReplayTest, WhatTheServicesLeftUndoneIsAFailure) {
             "4: " + nobody + ": no answer to the localization in 3 s");
 }
 
-TEST_F(ReplayTest, FailuresAreOneLineAndACode) {
+TEST_F(ReplayTest, ReportsFailuresInOneLine) {
   options_.recordings = {walk("first", 8, 6)};
   const auto failure = [&] {
     try {
@@ -166,8 +177,8 @@ TEST_F(ReplayTest, FailuresAreOneLineAndACode) {
   const std::string nobody = fmt::format("http://127.0.0.1:{}", geoloom::test::unusedPort());
   options_.service.service = nobody;
   apply(options_.service);
-  EXPECT_THAT(failure(), AllOf(HasSubstr("4: " + nobody + "/prod/maps: cannot be reached"),
-                               HasSubstr("geoloom maps near 0 0 --service " + nobody)));
+  EXPECT_THAT(failure(), AllOf(HasSubstr("4: " + nobody + "/prod/maps: no answer: "),
+                               HasSubstr("; start the service: ")));
   const geoloom::test::FakeService refusing([](const auto&) {
     return geoloom::test::FakeAnswer::json(R"({"errorMessage":"the key is not known"})", 403);
   });

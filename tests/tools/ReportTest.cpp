@@ -54,7 +54,7 @@ Trace someTrace() {
   return trace;
 }
 
-TEST(Trace, ReadsBackWhatItWrote) {
+TEST(Trace, SurvivesARoundTrip) {
   const geoloom::test::TemporaryDirectory folder;
   const nlohmann::ordered_json written = toJSON(someTrace());
   const auto read = readTrace(folder.write("trace.json", written.dump()));
@@ -68,7 +68,7 @@ TEST(Trace, ReadsBackWhatItWrote) {
   EXPECT_EQ(read->batches[0].objects[0].confidence, 0.1F);  // bit for bit
 }
 
-TEST(Trace, WhatIsWrongWithAFileIsNamed) {
+TEST(Trace, NamesFaultsOfAFile) {
   const geoloom::test::TemporaryDirectory folder;
   const auto failure = [&](const nlohmann::json& patch) {
     nlohmann::json json = nlohmann::json::parse(toJSON(someTrace()).dump());
@@ -86,7 +86,7 @@ TEST(Trace, WhatIsWrongWithAFileIsNamed) {
   EXPECT_THAT(readTrace(folder.path()).failure().message, HasSubstr("is a directory"));
 }
 
-TEST(JSONFile, ReplacesWhatStoodThereOnlyByAWholeText) {
+TEST(JSONFile, ReplacesAFileOnlyWhenComplete) {
   const geoloom::test::TemporaryDirectory folder;
   const auto path = folder.write("trace.json", "earlier");
   const auto link = folder.path() / "link";
@@ -128,10 +128,11 @@ Ended run(std::vector<std::string> arguments) {
   return ended;
 }
 
-TEST(Command, WhatMakesNoSenseIsNamedInOneLine) {
+TEST(Command, NamesInvalidArgumentsInOneLine) {
   using Arguments = std::vector<std::string>;
   const std::tuple<Arguments, int, const char*> cases[] = {
       {{"nonsense"}, 2, "geoloom: nonsense: there is no such command"},
+      {{"nonsense", "--help"}, 2, "geoloom: nonsense: there is no such command"},
       {{"maps", "nonsense"}, 2, "geoloom: nonsense: there is no such command"},
       {{"maps", "near", "nan", "8"}, 2, "LAT: must be from -90 to 90, not nan"},
       {{"maps", "near", "1", "8", "--span", "0"}, 2, "--span: must be above 0 and at most 360, not 0"},
@@ -155,7 +156,7 @@ TEST(Command, WhatMakesNoSenseIsNamedInOneLine) {
   }
 }
 
-TEST(Command, StandardOutputMayBeClosedButNotFull) {
+TEST(Command, ReportsAFullStandardOutput) {
   const auto printScene = [](const char* to) {
     return run(
         {"sh", "-c", std::string("exec \"$0\" record synthetic --print-scene ") + to, GEOLOOM_TEST_COMMAND});
@@ -166,7 +167,7 @@ TEST(Command, StandardOutputMayBeClosedButNotFull) {
   EXPECT_THAT(full.errors, HasSubstr("standard output: cannot be written"));
 }
 
-TEST(Report, EndsByWhatWasFound) {
+TEST(Report, ExitsByTheAssetsFound) {
   const geoloom::test::TemporaryDirectory folder;
   const auto write = [&folder](const char* name, const std::string& text) {
     return folder.write(name, text).string();
@@ -199,23 +200,13 @@ TEST(Report, EndsByWhatWasFound) {
   };
   EXPECT_EQ(report({mapping, localization}), "");
   EXPECT_EQ(said,
-            "mapping: map \"room\", 3 frames, 1 objects tracked, 1 assets placed\n"
-            "localization: map \"room\", 3 frames, 1 objects tracked, 1 assets found\n");
+            "mapping: map \"room\", 3 frames, 1 object tracked, 1 asset placed\n"
+            "localization: map \"room\", 3 frames, 1 object tracked, 1 asset found\n");
   EXPECT_THAT(report({localization, mapping}),
               HasSubstr("3: " + localization + ": is the trace of a localiz"));
   EXPECT_THAT(report({mapping, lost}), HasSubstr("5: " + lost + ": no transform was found"));
   EXPECT_THAT(report({mapping, localization, "--truth", elsewhere}), HasSubstr("5: " + localization));
   EXPECT_THAT(said, HasSubstr("not found"));
-}
-
-TEST(Trace, PercentilesAreValuesThatOccurred) {
-  TracedStage stage{"s", {}};
-  EXPECT_EQ(stage.percentile(0.5), 0);
-  for (int i = 100; i > 0; --i) stage.milliseconds.push_back(i);
-  EXPECT_EQ(stage.percentile(0.5), 50);
-  EXPECT_EQ(stage.percentile(0.99), 99);
-  EXPECT_EQ(stage.percentile(1), 100);
-  EXPECT_EQ(stage.percentile(0), 1);
 }
 
 TEST(Placements, AreReadWithTheirFrame) {
@@ -236,7 +227,7 @@ TEST(Placements, AreReadWithTheirFrame) {
             "file: frame must be \"session\" or \"recording\"");
 }
 
-TEST(Placements, FollowTheRecordingIntoTheSession) {
+TEST(Placements, MoveIntoTheSession) {
   const double quarter = std::acos(0.0);
   Placements placements{Placements::Frame::recording, {{"a", 1, 0.5, 0, 0.2}}};
   const auto moved = inSession(placements, heading(quarter, 10, 20, 30));
@@ -348,7 +339,7 @@ TEST(Drawing, LabelsCoverNeitherEachOtherNorWhatIsNotInThePicture) {
   EXPECT_GT(darkened(6), 5.9 * one);
 }
 
-TEST(ServiceOptions, OneServerAnswersForAllUnlessToldOtherwise) {
+TEST(ServiceOptions, DerivesAddressesFromTheService) {
   ServiceOptions options;
   options.service = "http://127.0.0.1:8000/";
   options.endpoints.tables = "http://127.0.0.1:9000";
@@ -362,7 +353,7 @@ TEST(ServiceOptions, OneServerAnswersForAllUnlessToldOtherwise) {
   EXPECT_EQ(endpointsOf(options).metrics, "");
 }
 
-TEST(ServiceOptions, LocationsAreDegreesAndMetres) {
+TEST(ServiceOptions, ReadsLocations) {
   const auto location = parseLocation("47.5,-8.25,408");
   ASSERT_TRUE(location);
   EXPECT_EQ(location->latitude, 47.5);

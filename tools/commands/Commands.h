@@ -5,18 +5,21 @@
 
 #include <CLI/CLI.hpp>
 
-/// The sub-commands of `geoloom`. Each function adds its command to the application; the command's callback
-/// does the work and reports failure by throwing CommandError, which becomes one line on standard error and
+#include "geoloom/base/Result.h"
+
+/// The sub-commands of `geoloom`. Each function adds its command to the application. The command's callback
+/// does the work and throws CommandError on failure, which main() turns into one line on standard error and
 /// the exit code.
 namespace geoloom::tools {
 
-/// What a command exits with besides 0.
+/// Exit codes besides 0.
 enum class ExitCode : int {
-  internal = 1,     ///< what should not happen
-  usage = 2,        ///< the arguments make no sense
-  badInput = 3,     ///< a file or folder cannot be read or is not what it should be
-  service = 4,      ///< the mapping service refused, failed or did not answer
-  notLocalized = 5  ///< the session ended without a transform
+  internal = 1,      ///< unexpected failure
+  usage = 2,         ///< invalid arguments
+  badInput = 3,      ///< a file or folder cannot be read or written, or has invalid content
+  service = 4,       ///< a service refused, failed or did not answer
+  notLocalized = 5,  ///< no transform was found
+  interrupted = 130  ///< SIGINT, as shells count it; 143 for SIGTERM
 };
 
 /// One line that names the input and what to do.
@@ -28,6 +31,16 @@ class CommandError : public std::runtime_error {
  private:
   ExitCode code_;
 };
+
+/// The value, or a CommandError for invalid input.
+template <class T>
+[[nodiscard]] T valueOf(base::Result<T> result) {
+  if (!result) throw CommandError(ExitCode::badInput, result.failure().message);
+  return *std::move(result);
+}
+
+/// The failure of a command that a signal has stopped.
+[[nodiscard]] CommandError interruptedBy(int signal, const std::string& kept);
 
 void addMapsCommand(CLI::App& app);
 void addModelCommand(CLI::App& app);

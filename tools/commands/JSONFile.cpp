@@ -13,11 +13,12 @@
 #include "geoloom/base/ScopeExit.h"
 
 #include "tools/commands/Commands.h"
+#include "tools/terminal/Terminal.h"
 
 namespace geoloom::tools {
 namespace {
 
-/// Such a path may lead to a regular file that someone else is writing to: standard output, redirected.
+/// Such a path may lead to a regular file that is being written to: standard output, redirected.
 bool isOpenStream(const std::string& path) {
   return path.starts_with("/dev/std") || path.starts_with("/dev/fd/") || path.starts_with("/proc/");
 }
@@ -29,7 +30,7 @@ bool isReplaceable(const std::filesystem::path& path) {
          (!std::filesystem::exists(status) || std::filesystem::is_regular_file(status));
 }
 
-/// What a link leads to, also when that is not there yet.
+/// The target of a symbolic link, which need not exist.
 std::filesystem::path targetOf(std::filesystem::path path) {
   constexpr int most = 40;
   std::error_code error;
@@ -42,6 +43,10 @@ std::filesystem::path targetOf(std::filesystem::path path) {
 
 JSONFile::JSONFile(std::filesystem::path path) : path_(std::move(path)), direct_(nullptr, &std::fclose) {
   if (path_.empty()) return;
+  if (path_ == "-") {
+    path_ = "/dev/stdout";
+    keepStandardOutputForData();
+  }
   if (!isReplaceable(path_)) {
     direct_ = open(path_, "ab");
     return;
@@ -49,7 +54,7 @@ JSONFile::JSONFile(std::filesystem::path path) : path_(std::move(path)), direct_
   path_ = targetOf(path_);
   std::error_code error;
   const bool isThere = std::filesystem::exists(path_, error);
-  // Changes nothing: whoever is interrupted finds what was there.
+  // Appending nothing tests for permission and leaves the content as it was.
   open(path_, "ab").reset();
   if (!isThere) std::filesystem::remove(path_, error);
 }
@@ -64,7 +69,7 @@ void JSONFile::write(const nlohmann::ordered_json& json) {
   if (path_.empty()) return;
   const std::string text = json.dump(1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + '\n';
   if (direct_) {
-    std::fflush(stdout);  // which it may be
+    std::fflush(stdout);  // it may be the same stream
     put(std::move(direct_), text);
   } else if (!replaceBy(text)) {
     put(open(path_, "wb"), text);
@@ -73,12 +78,12 @@ void JSONFile::write(const nlohmann::ordered_json& json) {
 
 bool JSONFile::replaceBy(const std::string& text) const {
   struct stat earlier {};
-  // A new file has nothing to lose, and a second name of a file would be left with the earlier text.
+  // A new file has no content to protect; renaming over a hard link would leave its other names behind.
   if (::stat(path_.c_str(), &earlier) != 0 || earlier.st_nlink > 1) return false;
   std::string temporary = path_.string() + ".XXXXXX";
   const int file = ::mkstemp(temporary.data());
   if (file < 0) return false;
-  const base::ScopeExit clean([&] { ::unlink(temporary.c_str()); });  // does nothing once it is renamed
+  const base::ScopeExit clean([&] { ::unlink(temporary.c_str()); });  // fails once it is renamed
   ::fchmod(file, earlier.st_mode & 07777U);
   put(Stream(::fdopen(file, "wb"), &std::fclose), text);
   return std::rename(temporary.c_str(), path_.c_str()) == 0;

@@ -8,16 +8,16 @@
 
 namespace geoloom::tools {
 
-/// The file that --json names. What stood there before stays until the new text is complete: that is written
-/// beside it and takes its place, and its mode. Where nothing can be written beside it, and devices, pipes
-/// and streams that are open already, are written directly.
+/// The file that --json names; "-" is standard output, and lines for people then go to standard error. An
+/// earlier file is replaced only by a complete new one with the same mode, written beside it. Devices, pipes,
+/// open streams and files in folders that cannot be written are written directly.
 class JSONFile {
  public:
-  /// An empty path writes nothing. Throws CommandError where nothing could be written, so that nobody learns
-  /// it only after a long replay.
+  /// An empty path writes nothing. Throws CommandError if the file cannot be written, so that a long replay
+  /// fails before it starts.
   explicit JSONFile(std::filesystem::path path);
 
-  /// Once. Bytes that are not UTF-8 become U+FFFD. Throws CommandError unless everything is written.
+  /// Call once. Bytes that are not UTF-8 become U+FFFD. Throws CommandError unless everything is written.
   void write(const nlohmann::ordered_json& json);
 
  private:
@@ -25,7 +25,7 @@ class JSONFile {
 
   [[nodiscard]] Stream open(const std::filesystem::path& path, const char* mode) const;
   [[noreturn]] void fail(int error) const;
-  /// False where the text has to be written directly.
+  /// False if the text has to be written directly.
   bool replaceBy(const std::string& text) const;
   void put(Stream stream, const std::string& text) const;
 

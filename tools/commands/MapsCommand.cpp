@@ -1,6 +1,5 @@
 #include <memory>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include <fmt/format.h>
@@ -10,13 +9,13 @@
 #include "geoloom/cloud/CloudBodies.h"
 #include "geoloom/platform/aws/DeveloperKey.h"
 #include "geoloom/platform/foundation/Bundle.h"
-#include "geoloom/platform/foundation/Dispatch.h"
-#include "geoloom/platform/network/HTTPClient.h"
 
 #include "tools/commands/Commands.h"
 #include "tools/commands/JSONFile.h"
 #include "tools/commands/Numbers.h"
+#include "tools/replay/MappingClient.h"
 #include "tools/replay/ServiceOptions.h"
+#include "tools/terminal/Terminal.h"
 
 namespace geoloom::tools {
 namespace {
@@ -52,62 +51,53 @@ std::string listNearbyBody(const Options& options, const CloudAPI& api) {
                              .developerKey = platform::DeveloperKey::hash(options.service.developerKey)});
 }
 
-/// The maps of an answer; throws what an application is not told.
-Maps mapsIn(const base::Result<platform::HTTPResponse>& response, const std::string& address) {
+/// The maps of an answer. Throws CommandError if it is a refusal or not a list of maps.
+Maps mapsIn(const MappingAnswer& answer, const std::string& address) {
   const auto fail = [&address](const std::string& why) {
     throw CommandError(ExitCode::service, fmt::format("{}: {}", address, why));
   };
-  if (!response) fail("no answer: " + response.failure().message);
-  const auto answer = platform::JSON::parse(response->body);
-  if (!answer) {
-    fail(fmt::format("HTTP {} without a JSON body; is this the mapping service?", response->status));
+  const platform::JSON& json = answer.json;
+  const std::string excerpt = json.description().substr(0, 200);
+  if (answer.status >= 400 || json.contains("errorMessage")) {
+    const auto message = json["errorMessage"];
+    fail(fmt::format("refused with HTTP {}: {}", answer.status, message ? message->stringValue() : excerpt));
   }
-  if (response->status >= 400 || answer->contains("errorMessage")) {
-    const auto message = (*answer)["errorMessage"];
-    fail(fmt::format("refused with HTTP {}: {}", response->status,
-                     message ? message->stringValue() : answer->description().substr(0, 200)));
-  }
-  Maps maps = readMaps(*answer);
-  const auto type = answer->type();
+  Maps maps = readMaps(json);
+  const auto type = json.type();
   const bool isList = type == platform::JSON::Type::array || type == platform::JSON::Type::object;
-  if (maps.empty() && (!isList || answer->size() > 0))
-    fail("the answer is not a list of maps: " + answer->description().substr(0, 200));
+  if (maps.empty() && (!isList || json.size() > 0)) fail("the answer is not a list of maps: " + excerpt);
   return maps;
 }
 
-/// To an application the kit reports no answer as no maps. Whoever types a command wants to know which it
-/// was, so the kit's own request is sent here and looked at before the kit's own reader takes the maps out.
 void listNear(Options& options) {
   apply(options.service);
-  JSONFile json(options.service.json);
-  const auto api = std::make_shared<CloudAPI>(options.service.beta);
-  platform::HTTPRequest request;
-  request.url = api->address + LIST_NEARBY_MAPS_PATH;
-  request.body = listNearbyBody(options, *api);
-  const Maps maps = mapsIn(platform::HTTPClient::shared().postAndWait(std::move(request)), api->address);
-  for (const auto& map : maps) {
-    fmt::print("{}  user {}  at {:.6f} {:.6f}, {:.1f} m, +-{:.1f} m\n", map->mapID, map->userID,
-               map->latitude, map->longitude, map->altitude, map->horizontalAccuracy);
-  }
-  if (maps.empty()) {
-    fmt::print(stderr, "no maps within {} degrees of {} {}{}\n", options.span / 2, options.latitude,
-               options.longitude, options.of.empty() ? "" : " of user " + options.of);
-  }
+  JSONFile file(options.service.json);
+  const CloudAPI api(options.service.beta);
+  const auto answer = askMappingService(api.address, LIST_NEARBY_MAPS_PATH, listNearbyBody(options, api));
+  if (!answer) throw CommandError(ExitCode::service, answer.failure().message);
   nlohmann::ordered_json list = nlohmann::ordered_json::array();
-  for (const auto& map : maps) list.push_back(toJSON(*map));
-  json.write(list);
+  for (const auto& map : mapsIn(*answer, api.address)) {
+    say(fmt::format("{}  user {}  at {:.6f} {:.6f}, {:.1f} m, +-{:.1f} m", map->mapID, map->userID,
+                    map->latitude, map->longitude, map->altitude, map->horizontalAccuracy));
+    list.push_back(toJSON(*map));
+  }
+  if (list.empty()) {
+    complain(fmt::format("no maps within {} degrees of {} {}{}", options.span / 2, options.latitude,
+                         options.longitude, options.of.empty() ? "" : " of user " + options.of));
+  }
+  file.write(list);
 }
 
 }  // namespace
 
 void addMapsCommand(CLI::App& app) {
-  CLI::App* maps = app.add_subcommand("maps", "Ask about maps.");
+  CLI::App* maps = app.add_subcommand("maps", "Look up maps.");
   maps->require_subcommand(1);
   CLI::App* command = maps->add_subcommand("near", "List the maps around a place.");
   auto options = std::make_shared<Options>();
   command->add_option("LAT", options->latitude, "latitude, degrees")->required()->check(between(-90, 90));
   command->add_option("LON", options->longitude, "longitude, degrees")->required()->check(between(-180, 180));
-  command->add_option("--span", options->span, "side of the square to look in, degrees")
+  command->add_option("--span", options->span, "side of the searched square, degrees")
       ->check(aboveZero(360))
       ->capture_default_str();
   command->add_option("--of", options->of, "only maps of this user");

@@ -12,16 +12,11 @@
 
 #include "tools/commands/Commands.h"
 #include "tools/model/ModelBundle.h"
+#include "tools/terminal/Terminal.h"
 
 namespace geoloom::tools {
 
 namespace {
-
-template <class T>
-T valueOf(base::Result<T> result) {
-  if (!result) throw CommandError(ExitCode::badInput, result.failure().message);
-  return *std::move(result);
-}
 
 struct CompileOptions {
   std::filesystem::path in;
@@ -41,7 +36,7 @@ void compile(const CompileOptions& options) {
   if (const auto failure =
           writeModelBundle(options.out, compiled, options.in.filename().string(), options.notices))
     throw CommandError(ExitCode::badInput, failure->message);
-  fmt::print("{}: compiled\n", options.out.string());
+  say(fmt::format("{}: compiled", options.out.string()));
 }
 
 struct TryOptions {
@@ -64,8 +59,8 @@ void tryOut(const TryOptions& options) {
       const auto& name = (*reader.classNames())[static_cast<std::size_t>(p.detectedClass)];
       seen.push_back(fmt::format("{} {:.2f}", name, confidence));
     }
-    fmt::print("{:20} {}\n", path.stem().string(),
-               seen.empty() ? "-" : fmt::format("{}", fmt::join(seen, ", ")));
+    say(fmt::format("{:20} {}", path.stem().string(),
+                    seen.empty() ? "-" : fmt::format("{}", fmt::join(seen, ", "))));
   }
 }
 

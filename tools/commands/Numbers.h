@@ -4,8 +4,7 @@
 
 #include <CLI/CLI.hpp>
 
-/// What the number of an option has to be. CLI11's own checks let NaN pass and print their bounds digit by
-/// digit.
+/// Checks of numeric options. CLI11's own accept NaN and print bounds with all digits.
 namespace geoloom::tools {
 
 /// Above 0, finite and at most `most`.

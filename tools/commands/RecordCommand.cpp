@@ -16,6 +16,8 @@
 #include "tools/synthetic/RoomGenerator.h"
 #include "tools/synthetic/SceneDescription.h"
 #include "tools/synthetic/SyntheticWalk.h"
+#include "tools/terminal/Interrupt.h"
+#include "tools/terminal/Terminal.h"
 
 namespace geoloom::tools {
 namespace {
@@ -29,12 +31,6 @@ struct Options {
   RoomOptions room;
   bool isOtherRoom = false;
 };
-
-template <class T>
-T valueOf(base::Result<T> result) {
-  if (!result) throw CommandError(ExitCode::badInput, result.failure().message);
-  return *std::move(result);
-}
 
 SceneDescription readScene(const std::string& path) {
   if (path.empty()) return valueOf(parseScene(defaultScene(), "the default scene"));
@@ -54,14 +50,29 @@ void readSize(Options& options) {
   }
 }
 
-void record(const SceneDescription& scene, const SyntheticWalkOptions& options, const std::string& out) {
+/// Removes what an interrupted or failed recording has written into a new or empty folder.
+void removeContent(const std::filesystem::path& folder) {
+  std::error_code ignored;
+  for (const auto& entry : std::filesystem::directory_iterator(folder, ignored))
+    std::filesystem::remove_all(entry, ignored);
+  std::filesystem::remove(folder, ignored);
+}
+
+void record(const SceneDescription& scene, SyntheticWalkOptions options, const std::string& out) {
+  std::error_code ignored;
+  const bool isNew = !std::filesystem::exists(out, ignored) || std::filesystem::is_empty(out, ignored);
+  const Interrupt interrupt;
+  options.isCancelled = [] { return Interrupt::signal() != 0; };
   const bool terminal = isatty(STDERR_FILENO) == 1;
   const auto progress = [&](std::size_t done, std::size_t all) {
     if (terminal) fmt::print(stderr, "\r{} of {} frames{}", done, all, done == all ? "\n" : "");
   };
-  const SyntheticWalkSummary summary = valueOf(writeSyntheticWalk(scene, options, out, progress));
-  fmt::print("{}: walk \"{}\", {} frames, {:.1f} s, {} objects\n", out, options.walk, summary.frames,
-             summary.seconds, scene.furniture.size() + scene.boards.size());
+  const auto summary = writeSyntheticWalk(scene, options, out, progress);
+  if (!summary && isNew) removeContent(out);
+  if (!summary && Interrupt::signal() != 0) throw interruptedBy(Interrupt::signal(), out + " was removed");
+  say(fmt::format("{}: walk \"{}\", {}, {:.1f} s, {}", out, options.walk,
+                  counted(valueOf(summary).frames, "frame"), summary->seconds,
+                  counted(scene.furniture.size() + scene.boards.size(), "object")));
 }
 
 void recordSynthetic(Options& options) {

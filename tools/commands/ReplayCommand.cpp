@@ -1,4 +1,3 @@
-#include <cstdio>
 #include <memory>
 #include <string>
 
@@ -11,6 +10,8 @@
 #include "tools/commands/JSONFile.h"
 #include "tools/commands/Numbers.h"
 #include "tools/replay/Replay.h"
+#include "tools/terminal/Interrupt.h"
+#include "tools/terminal/Terminal.h"
 
 namespace geoloom::tools {
 namespace {
@@ -19,25 +20,30 @@ struct Options {
   ReplayOptions replay;
   std::string mode;
   std::string origin = "first-frame";
-  bool quiet = false;
+  bool verbose = false;
 };
+
+/// The library's own lines go to standard error if they are wanted.
+void routeLibraryLines(bool verbose) {
+  const platform::LineSink sink = verbose ? platform::LineSink(complain) : [](std::string_view) {};
+  platform::Console::setSink(sink);
+  platform::SystemLog::setSink(sink);
+}
 
 void run(Options& options) {
   ReplayOptions& replayed = options.replay;
   replayed.mode = options.mode == "mapping" ? MapMode::mapping : MapMode::localization;
   replayed.recording.origin = options.origin == "recording" ? ARRecordingOptions::Origin::recording
                                                             : ARRecordingOptions::Origin::firstFrame;
-  if (options.quiet) platform::SystemLog::setSink([](std::string_view) {});
+  replayed.isCancelled = [] { return Interrupt::signal() != 0; };
+  routeLibraryLines(options.verbose);
   apply(replayed.service);
   JSONFile json(replayed.service.json);
-  // Called on the session's threads, where nothing may be thrown; main looks whether all was written.
-  const auto say = [](const std::string& line) {
-    std::fputs((line + '\n').c_str(), stdout);
-    std::fflush(stdout);
-  };
+  const Interrupt interrupt;
   const Trace trace = replay(replayed, say);
   for (const std::string& line : summaryOf(trace)) say(line);
   json.write(toJSON(trace));
+  if (trace.isInterrupted) throw interruptedBy(Interrupt::signal(), "the result covers the walk so far");
   if (!trace.serviceFailure.empty()) throw CommandError(ExitCode::service, trace.serviceFailure);
   if (replayed.mode == MapMode::localization && trace.relocalized.empty()) {
     throw CommandError(
@@ -54,25 +60,35 @@ void addReplayCommand(CLI::App& app) {
   auto options = std::make_shared<Options>();
   ReplayOptions& replayed = options->replay;
   command
-      ->add_option("RECORDING", replayed.recordings, "folders of recordings, one session through all of them")
+      ->add_option("RECORDING", replayed.recordings,
+                   "folders of recordings; one session goes through all of them")
       ->required();
-  command->add_option("--mode", options->mode, "make a map, or find the way in one that was made before")
+  command->add_option("--mode", options->mode, "make a map, or localize in an existing one")
       ->required()
       ->check(CLI::IsMember({"mapping", "localization"}));
   command->add_option("--map", replayed.map, "the map's identifier")->required();
   command->add_option("--place", replayed.place, "file of assets to place in the map (JSON)");
   command->add_flag("--lockstep", replayed.lockstep,
-                    "as fast as it goes, each frame waiting for the one before; else in real time");
-  command->add_option("--origin", options->origin, "where the session's coordinates begin")
-      ->check(CLI::IsMember({"first-frame", "recording"}))
-      ->capture_default_str();
-  command->add_option("--aspect", replayed.recording.portraitAspect, "width to height of the upright picture")
-      ->check(between(0.1, 1))
-      ->capture_default_str();
-  command->add_option("--patience", replayed.patience, "seconds to wait for the service")
+                    "analyse every frame, as fast as possible; without it frames come in real time");
+  command->add_option("--patience", replayed.patience, "longest wait for the service, seconds")
       ->check(aboveZero(1e6))
       ->capture_default_str();
-  command->add_flag("--quiet", options->quiet, "do not print the kit's own console");
+  command->add_flag("--verbose", options->verbose, "print the library's own lines on standard error");
+  constexpr const char* group = "Recording";
+  command->add_option("--origin", options->origin, "origin of the session's coordinates")
+      ->check(CLI::IsMember({"first-frame", "recording"}))
+      ->capture_default_str()
+      ->group(group);
+  command->add_option("--aspect", replayed.recording.portraitAspect, "width / height of the upright picture")
+      ->check(between(0.1, 1))
+      ->capture_default_str()
+      ->group(group);
+  command
+      ->add_option("--tolerance", replayed.recording.associationTolerance,
+                   "largest difference between the times of an image and its depth or pose, seconds")
+      ->check(notNegative())
+      ->capture_default_str()
+      ->group(group);
   addServiceOptions(*command, replayed.service);
   addSessionOptions(*command, replayed.service);
   command->callback([options] { run(*options); });

@@ -19,6 +19,7 @@
 #include "tools/report/RoomPlan.h"
 #include "tools/report/TopDownPlot.h"
 #include "tools/report/Tracking.h"
+#include "tools/terminal/Terminal.h"
 
 namespace geoloom::tools {
 namespace {
@@ -31,18 +32,13 @@ struct Options {
   double maximumError = std::numeric_limits<double>::infinity();
 };
 
-template <class T>
-T valueOf(base::Result<T> result) {
-  if (!result) throw CommandError(ExitCode::badInput, result.failure().message);
-  return *std::move(result);
-}
-
 void writePictures(const Options& options, const Trace& mapping, const Trace& localization,
                    const std::optional<Placements>& truth) {
   const std::filesystem::path folder = options.pictures;
   std::error_code error;
   std::filesystem::create_directories(folder, error);
-  if (error) throw CommandError(ExitCode::badInput, folder.string() + ": cannot be made: " + error.message());
+  if (error)
+    throw CommandError(ExitCode::badInput, folder.string() + ": cannot be created: " + error.message());
   const auto first = valueOf(writeKeyFrames(mapping, folder, "mapping"));
   const auto second = valueOf(writeKeyFrames(localization, folder, "localization"));
   for (const bool tracked : {false, true}) {
@@ -50,8 +46,8 @@ void writePictures(const Options& options, const Trace& mapping, const Trace& lo
     if (const auto failure = platform::writePNG(plan, topDownPlot(mapping, localization, truth, tracked)))
       throw CommandError(ExitCode::badInput, failure->message);
   }
-  fmt::print("pictures: {} key frames, plan.png and plan-tracked.png in {}\n", first.size() + second.size(),
-             folder.string());
+  say(fmt::format("pictures: {}, plan.png and plan-tracked.png in {}",
+                  counted(first.size() + second.size(), "key frame"), folder.string()));
 }
 
 Trace readTraceOf(const std::string& mode, const std::string& path) {
@@ -70,12 +66,13 @@ std::vector<TracedAsset> foundIn(const Trace& localization) {
 }
 
 void printSummary(const Trace& mapping, const Trace& localization) {
-  const auto say = [](const Trace& trace, std::size_t assets, const char* became) {
-    fmt::print("{}: map \"{}\", {} frames, {} objects tracked, {} assets {}\n", trace.mode, trace.map,
-               trace.frames.size(), trace.tracks.size(), assets, became);
+  const auto print = [](const Trace& trace, std::size_t assets, const char* became) {
+    say(fmt::format("{}: map \"{}\", {}, {} tracked, {} {}", trace.mode, trace.map,
+                    counted(trace.frames.size(), "frame"), counted(trace.tracks.size(), "object"),
+                    counted(assets, "asset"), became));
   };
-  say(mapping, mapping.placed.size(), "placed");
-  say(localization, foundIn(localization).size(), "found");
+  print(mapping, mapping.placed.size(), "placed");
+  print(localization, foundIn(localization).size(), "found");
 }
 
 /// What each session tracked of the things that a truth.json beside its recording knows.
@@ -83,15 +80,16 @@ void printTracking(const Trace& trace) {
   if (trace.recordings.empty()) return;
   const RoomPlan room = roomPlanOf(trace.recordings.front());
   if (room.things.empty()) return;
-  fmt::print("\nobjects tracked in the {} session:\n", trace.mode);
-  for (const std::string& line : tableOf(trackingOf(trace, room))) fmt::print("{}\n", line);
+  say("");
+  say(fmt::format("objects tracked in the {} session:", trace.mode));
+  for (const std::string& line : tableOf(trackingOf(trace, room))) say(line);
 }
 
 void compare(const Options& options, const Trace& localization, const Placements& truth) {
   const std::vector<AssetError> errors = errorsOf(localization, truth);
-  for (const std::string& line : tableOf(errors)) fmt::print("{}\n", line);
+  for (const std::string& line : tableOf(errors)) say(line);
   const double median = medianOf(errors);
-  if (std::isfinite(median)) fmt::print("median error: {:.3f} m\n", median);
+  if (std::isfinite(median)) say(fmt::format("median error: {:.3f} m", median));
   const bool isAnyFound =
       std::any_of(errors.begin(), errors.end(), [](const AssetError& e) { return e.found.has_value(); });
   if (isAnyFound && median <= options.maximumError) return;
@@ -116,7 +114,7 @@ void report(const Options& options) {
   if (truth) {
     printTracking(mapping);
     printTracking(localization);
-    fmt::print("\n");
+    say("");
     return compare(options, localization, *truth);
   }
   if (options.pictures.empty()) printSummary(mapping, localization);
@@ -128,13 +126,13 @@ void report(const Options& options) {
 
 void addReportCommand(CLI::App& app) {
   CLI::App* command =
-      app.add_subcommand("report", "Show what two replays, of mapping and of localization, came to.");
+      app.add_subcommand("report", "Compare the replays of a mapping and of a localization session.");
   auto options = std::make_shared<Options>();
   command->add_option("MAPPING", options->mapping, "trace of the mapping session (replay --json)")
       ->required();
   command->add_option("LOCALIZATION", options->localization, "trace of the localization session")->required();
-  CLI::Option* truth =
-      command->add_option("--truth", options->truth, "where the assets really are; prints each one's error");
+  CLI::Option* truth = command->add_option("--truth", options->truth,
+                                           "true positions of the assets; prints the error of each");
   command->add_option("--pictures", options->pictures, "folder for key frames and plans from above");
   command
       ->add_option("--max-error", options->maximumError, "fail when the median error is above this, metres")

@@ -15,17 +15,17 @@
 
 namespace geoloom::tools {
 
-/// Of a file that is read as JSON; larger ones are refused.
+/// Larger JSON files are refused.
 constexpr std::uint64_t maximumJSONBytes = std::uint64_t{1} << 30;
 
-/// What is wrong with a file; readJSON turns it into a failure.
+/// A fault of a file; readJSON turns it into a failure.
 class MalformedJSON : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
 
-/// One value of a file that people write, together with its place in it, so that a message can say
-/// "boards[2].at must be a list". Reading what is not there or of another type throws MalformedJSON.
+/// A value of a file together with its path, so that a message can say "boards[2].at must be a list". Reading
+/// an absent value or one of another type throws MalformedJSON.
 class JSONMember {
  public:
   JSONMember(std::optional<platform::JSON> value, std::string path)
@@ -71,7 +71,7 @@ class JSONMember {
   std::string path_;
 };
 
-/// What `read` makes of the text's top-level value; `name` stands at the front of what is wrong.
+/// Calls `read` with the top-level value of the text; a failure begins with `name`.
 template <class T, class Read>
 [[nodiscard]] base::Result<T> readJSON(std::string_view text, const std::string& name, const Read& read) {
   const std::optional<platform::JSON> value = platform::JSON::parse(text);

@@ -12,7 +12,7 @@
 
 namespace geoloom::tools {
 
-/// An asset at a place: metres, y up; radians about the vertical.
+/// An asset with its position in metres, y up, and its orientation in radians about the vertical.
 struct Placement {
   std::string id;
   double x = 0;
@@ -21,7 +21,7 @@ struct Placement {
   double orientation = 0;
 };
 
-/// Assets with their places (docs/replay.md).
+/// A file of assets (docs/replay.md).
 struct Placements {
   enum class Frame {
     session,   ///< coordinates of the session that places them
@@ -34,7 +34,7 @@ struct Placements {
 [[nodiscard]] base::Result<Placements> parsePlacements(std::string_view json, const std::string& name);
 [[nodiscard]] base::Result<Placements> readPlacements(const std::filesystem::path& path);
 
-/// The assets in the session's coordinates, which `sessionFromRecording` leads to.
+/// The assets in the session's coordinates.
 [[nodiscard]] std::vector<Placement> inSession(const Placements& placements,
                                                const platform::simd_float4x4& sessionFromRecording);
 

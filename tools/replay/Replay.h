@@ -10,27 +10,29 @@
 
 #include "tools/replay/ServiceOptions.h"
 #include "tools/replay/Trace.h"
+#include "tools/replay/TraceRecorder.h"
 
 namespace geoloom::tools {
 
 struct ReplayOptions {
-  ServiceOptions service;  ///< applied before
+  ServiceOptions service;  ///< already applied
   MapMode mode = MapMode::mapping;
   std::string map = "demo";
   std::vector<std::filesystem::path> recordings;  ///< one session goes through all of them
-  std::filesystem::path place;                    ///< empty: nothing is placed
-  /// As fast as it goes, each frame waiting for the one before, the recording's time driving the clock; else
-  /// in real time.
+  std::filesystem::path place;                    ///< file of assets to place; empty: none
+  /// Analyse every frame as fast as possible, with the recording's time as clock; otherwise in real time.
   bool lockstep = false;
   ARRecordingOptions recording;
-  double patience = 60;  ///< seconds to wait for the service: its opening, saves, a transform
+  double patience = 60;  ///< longest wait for the service in seconds: its opening, rows, a transform
+  /// Asked between two steps; true ends the replay with what it has done so far.
+  std::function<bool()> isCancelled = [] { return false; };
 };
 
-/// Takes a session of the kit through recordings. `say` hears one line at a time for people to read, on any
-/// thread. Throws CommandError where there is nothing to go on with; a localization session that found no
-/// transform ends like any other, without relocalized assets. The session lives on until the process ends, as
-/// sessions do.
-[[nodiscard]] Trace replay(const ReplayOptions& options, const std::function<void(const std::string&)>& say);
+/// Takes a session of the kit through recordings. `say` receives lines for people, on any thread. Throws
+/// CommandError if the session cannot be opened, a file cannot be read, or the assets are not taken. A
+/// localization session that finds no transform ends normally, without relocalized assets. The session lives
+/// until the process ends.
+[[nodiscard]] Trace replay(const ReplayOptions& options, const Say& say);
 
 /// The lines that end a replay.
 [[nodiscard]] std::vector<std::string> summaryOf(const Trace& trace);

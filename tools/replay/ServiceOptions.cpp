@@ -23,6 +23,7 @@ namespace geoloom::tools {
 namespace {
 
 constexpr const char* group = "Service";
+constexpr const char* sessionGroup = "Session";
 
 std::string firstLine(const std::string& path) {
   std::ifstream file(path);
@@ -68,7 +69,7 @@ void addServiceOptions(CLI::App& command, ServiceOptions& options) {
       ->group(group);
   command.add_option("--application", options.application, "the application's bundle identifier (geoloom)")
       ->group(group);
-  command.add_option("--json", options.json, "write what happened to this file")->group(group);
+  command.add_option("--json", options.json, "write the result to this file; - is standard output");
 }
 
 void addSessionOptions(CLI::App& command, ServiceOptions& options) {
@@ -79,23 +80,24 @@ void addSessionOptions(CLI::App& command, ServiceOptions& options) {
       ->group(group);
   command.add_option("--tables-url", e.tables, "table service")->group(group);
   command.add_option("--metrics-url", e.metrics, "metrics service")->group(group);
-  command.add_option("--user", options.user, "the user's identifier")->capture_default_str()->group(group);
-  command.add_option("--location", options.location, "where the device is: LATITUDE,LONGITUDE[,ALTITUDE]")
-      ->group(group);
+  command.add_option("--user", options.user, "the user's identifier")
+      ->capture_default_str()
+      ->group(sessionGroup);
+  command.add_option("--location", options.location, "location of the device: LATITUDE,LONGITUDE[,ALTITUDE]")
+      ->group(sessionGroup);
   command
       .add_option("--model", options.model,
-                  "detection model, a feature_model.mlmodelc; the one beside the library")
-      ->group(group);
-  command
-      .add_option("--confidence", options.confidenceThreshold, "least confidence of an object that is saved")
+                  "detection model, a feature_model.mlmodelc; by default the one beside the library")
+      ->group(sessionGroup);
+  command.add_option("--confidence", options.confidenceThreshold, "minimum confidence of saved objects")
       ->check(between(0, 1))
       ->capture_default_str()
-      ->group(group);
+      ->group(sessionGroup);
   command
       .add_option("--match-distance", options.matchDistance, "metres within which objects count as the same")
       ->check(aboveZero(1e6))
       ->capture_default_str()
-      ->group(group);
+      ->group(sessionGroup);
 }
 
 ServiceEndpoints endpointsOf(const ServiceOptions& options) {
@@ -132,7 +134,7 @@ void apply(ServiceOptions& options) {
   if (!options.developerKeyFile.empty()) options.developerKey = firstLine(options.developerKeyFile);
   ServiceEndpoints::setCurrent(endpointsOf(options));
   if (const std::string& authorities = options.certificateAuthorities; !authorities.empty()) {
-    // Not read: out of a pipe nothing would be left for the client.
+    // Only opened: reading a pipe would leave nothing for the client.
     if (!std::ifstream(authorities) || std::filesystem::is_directory(authorities))
       throw CommandError(ExitCode::badInput, authorities + ": cannot be read as certificates");
     platform::HTTPClient::shared().setCertificateAuthorities(authorities);

@@ -12,10 +12,10 @@ class App;
 
 namespace geoloom::tools {
 
-/// What commands that talk to the services take.
+/// Options of the commands that talk to the services.
 struct ServiceOptions {
-  std::string service = "http://127.0.0.1:8808";  ///< where one server answers for all services
-  ServiceEndpoints endpoints;                     ///< what is set goes before `service`
+  std::string service = "http://127.0.0.1:8808";  ///< address of one server for all services
+  ServiceEndpoints endpoints;                     ///< those that are set replace addresses under `service`
   std::string certificateAuthorities;             ///< PEM file; empty: the system's
   bool beta = false;
   std::string developerKey = "demo";
@@ -26,26 +26,26 @@ struct ServiceOptions {
   float confidenceThreshold = 0.6F;
   float matchDistance = 0.5F;
   std::string model;  ///< empty: the bundle beside the library
-  std::string json;   ///< empty: no trace
+  std::string json;   ///< file for the result; empty: none
 };
 
-/// The mapping service, who asks it, and --json.
+/// Adds the options of the mapping service and --json.
 void addServiceOptions(CLI::App& command, ServiceOptions& options);
 
-/// What only a session needs besides.
+/// Adds the options of a session.
 void addSessionOptions(CLI::App& command, ServiceOptions& options);
 
-/// Sets the kit up for this process: endpoints, authorities, application, location, model; its console goes
-/// to standard error. Throws CommandError. Call once, before the first session.
+/// Configures the kit for this process: endpoints, authorities, application, location, model. Throws
+/// CommandError. Call before the first session.
 void apply(ServiceOptions& options);
 
 /// Throws CommandError when the detection model cannot be loaded, which would end the process later.
 void checkModel();
 
-/// The endpoints that `service` stands for, with those that are set by themselves.
+/// All addresses: those that are set, and those under `service`.
 [[nodiscard]] ServiceEndpoints endpointsOf(const ServiceOptions& options);
 
-/// "LATITUDE,LONGITUDE[,ALTITUDE]" in degrees and metres; nothing when it is not that.
+/// Reads "LATITUDE,LONGITUDE[,ALTITUDE]" in degrees and metres; absent for other texts.
 struct GivenLocation {
   double latitude = 0;
   double longitude = 0;

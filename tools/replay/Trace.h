@@ -13,8 +13,8 @@
 #include "geoloom/platform/foundation/simd.h"
 #include "geoloom/platform/scene/SCNVector3.h"
 
-/// What happened in a replay, as data; docs/replay.md describes its JSON form. Times are seconds of the
-/// replay, positions metres in the session's coordinates.
+/// The events of a replay; docs/replay.md describes the JSON form. Times are in seconds since the first frame,
+/// positions in metres in the session's coordinates.
 namespace geoloom::tools {
 
 struct TracedRecording {
@@ -25,10 +25,10 @@ struct TracedRecording {
 
 struct TracedFrame {
   std::size_t recording = 0;
-  std::size_t index = 0;  ///< in its recording
+  std::size_t index = 0;  ///< within its recording
   double time = 0;
   platform::simd_float3 position;
-  bool gated = false;     ///< the camera had not moved
+  bool gated = false;     ///< not analysed because the camera had not moved
   bool analysed = false;  ///< neither gated nor dropped
 };
 
@@ -40,7 +40,7 @@ struct TracedObject {
 };
 
 struct TracedBatch {
-  std::size_t frame = 0;  ///< place among the offered frames
+  std::size_t frame = 0;  ///< index in Trace::frames
   std::vector<TracedObject> objects;
   std::size_t tracked = 0;  ///< number of objects that were tracked after it
 };
@@ -78,12 +78,12 @@ struct TracedStatus {
   std::string name;
 };
 
-/// How long one step took, over all frames.
+/// Durations of one step, one for each frame.
 struct TracedStage {
   std::string name;
   std::vector<double> milliseconds;
 
-  /// The value that the share `p` (0 to 1) of all lie at or below; 0 without any.
+  /// The smallest duration that at least the share `p` (0 to 1) of all do not exceed; 0 if there are none.
   [[nodiscard]] double percentile(double p) const;
 };
 
@@ -100,11 +100,13 @@ struct Trace {
   std::vector<TracedTrack> tracks;
   std::vector<TracedAsset> placed;
   std::vector<TracedAssets> relocalized;
-  std::size_t unreadable = 0;  ///< frames of the recordings that were not offered
+  std::size_t unreadable = 0;  ///< frames of the recordings that could not be offered
   std::size_t saved = 0;       ///< rows
   std::size_t notSaved = 0;
-  /// One line; empty when the services did all that they were asked for. Not in the JSON.
+  /// What a service failed to do, in one line; empty if none did. Not in the JSON.
   std::string serviceFailure;
+  /// The replay was cancelled before its end. Not in the JSON.
+  bool isInterrupted = false;
   std::vector<TracedStage> stages;
 
   [[nodiscard]] std::size_t gated() const;
@@ -114,7 +116,7 @@ struct Trace {
 
 [[nodiscard]] nlohmann::ordered_json toJSON(const Trace& trace);
 
-/// Reads a trace back, but for its summary.
+/// Reads a trace without its summary.
 [[nodiscard]] base::Result<Trace> readTrace(const std::filesystem::path& path);
 
 }  // namespace geoloom::tools

@@ -94,7 +94,8 @@ class FrameWriter {
       : renderer_(renderer), camera_(camera), folder_(std::move(folder)), noise_(noise) {}
 
   std::optional<Failure> write(const std::vector<View>& views, double framesPerSecond,
-                               const std::function<void(std::size_t, std::size_t)>& progress) {
+                               const std::function<void(std::size_t, std::size_t)>& progress,
+                               const std::function<bool()>& isCancelled) {
     std::vector<std::thread> workers;
     const unsigned count = std::clamp(std::thread::hardware_concurrency(), 1U, 8U);
     for (unsigned i = 0; i < count; ++i) {
@@ -103,6 +104,7 @@ class FrameWriter {
           std::optional<Failure> failure = writeFrame(f, views[f], imageName(timeOf(f, framesPerSecond)));
           const std::lock_guard lock(mutex_);
           if (failure) failure_ = std::move(failure);
+          if (!failure_ && isCancelled()) failure_ = Failure{"interrupted"};
           if (failure_) return;
           progress(++done_, views.size());
         }
@@ -264,8 +266,8 @@ Result<SyntheticWalkSummary> writeSyntheticWalk(
                  (static_cast<double>(options.width) - 1) / 2, (static_cast<double>(options.height) - 1) / 2};
   const Renderer renderer(room->mesh, room->lamps);
   const std::optional<unsigned> noise = scene.isFurnished ? std::optional(options.seed) : std::nullopt;
-  if (auto failure =
-          FrameWriter(renderer, camera, folder, noise).write(views, options.framesPerSecond, progress))
+  if (auto failure = FrameWriter(renderer, camera, folder, noise)
+                         .write(views, options.framesPerSecond, progress, options.isCancelled))
     return *failure;
 
   const Frame frame(*walk);

@@ -21,6 +21,8 @@ struct SyntheticWalkOptions {
   std::optional<std::size_t> frames;  ///< at most so many
   std::size_t width = 640;
   std::size_t height = 480;
+  /// Asked between two frames, on any thread; true ends the recording with a failure.
+  std::function<bool()> isCancelled = [] { return false; };
 };
 
 struct SyntheticWalkSummary {
