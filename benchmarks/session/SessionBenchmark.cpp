@@ -79,8 +79,9 @@ void openSessions(std::int64_t count, const std::string& service) {
                                 .tables = service + "/",
                                 .metrics = service + "/"});
   for (std::int64_t i = 0; i < count; ++i)
-    MapSession::create(std::make_shared<platform::ARSession>(), MapMode::mapping, "u", "m", "k", 812, 375,
-                       std::make_shared<MapSessionConfiguration>(0.6F, 0.5F));
+    static_cast<void>(MapSession::create(std::make_shared<platform::ARSession>(), MapMode::mapping, "u", "m",
+                                         "k", 812, 375,
+                                         std::make_shared<MapSessionConfiguration>(0.6F, 0.5F)));
 }
 
 Cost costOf(std::int64_t count, const std::string& service) {

@@ -7,6 +7,7 @@
 #include "geoloom/storage/SceneUnderstandingModel.h"
 #include "geoloom/storage/TransformScan.h"
 
+#include "localcloud/Metrics.h"
 #include "localcloud/Server.h"
 #include "tests/cloud/MappingOperations.h"
 #include "tests/support/EagerClock.h"

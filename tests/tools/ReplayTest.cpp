@@ -41,7 +41,7 @@ class ReplayTest : public ::testing::Test {
   std::filesystem::path walk(const char* name, double rate, std::optional<std::size_t> frames = {}) {
     const auto room = parseScene(defaultScene(), "scene");
     SyntheticWalkOptions how;
-    how.sources.photos = photographs();
+    how.sources.photos = geoloom::test::photographs();
     how.walk = name;
     how.framesPerSecond = rate;
     how.frames = frames;

@@ -8,6 +8,7 @@
 #include "geoloom/platform/imaging/PNG.h"
 #include "geoloom/recording/ARRecording.h"
 
+#include "tests/support/Model.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "tools/synthetic/CameraPath.h"
 #include "tools/synthetic/Random.h"
@@ -209,7 +210,7 @@ TEST(Renderer, ThingsThrowSoftShadowsAndGlassDoesNotHide) {
 }
 
 std::filesystem::path furnitureFolder() {
-  return std::filesystem::path(GEOLOOM_TEST_PHOTOS).parent_path() / "furniture";
+  return geoloom::test::photographs().parent_path() / "furniture";
 }
 
 // The image's depth, the truth's box and the frame of the walk agree: the camera looks at a turned
