@@ -187,8 +187,10 @@ TEST_F(CloudAPITest, SendsUsageEvents) {
   client->sendMetric("YeltMaps.AssetSaved", "hash");
   ASSERT_TRUE(service.waitForRequests(1));
   const RecordedRequest sent = service.requests()[0];
-  EXPECT_EQ(sent.body, R"({"Namespace":"YeltMaps","MetricData":[{"MetricName":"YeltMaps.AssetSaved",)"
-                       R"("Dimensions":[{"Name":"devKey","Value":"hash"}],"Value":1,"Unit":"Count"}]})");
+  EXPECT_EQ(sent.json(),
+            nlohmann::json::parse(
+                R"({"Namespace":"YeltMaps","MetricData":[{"MetricName":"YeltMaps.AssetSaved",)"
+                R"("Dimensions":[{"Name":"devKey","Value":"hash"}],"Value":1,"Unit":"Count"}]})"));
   EXPECT_EQ(geoloom::test::signatureFault(sent, {"access", "secret"}, "monitoring"), "");
 }
 

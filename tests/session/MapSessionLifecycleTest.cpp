@@ -256,7 +256,7 @@ TEST_F(MapSessionLifecycle, AcceptsInvalidText) {
   clock->advance(std::chrono::seconds(1));
   EXPECT_TRUE(journal.waitUntil([](const auto& lines) {
     return std::ranges::any_of(lines, [](const std::string& line) {
-      return line.starts_with("> The request failed. Error: The access key");
+      return line.starts_with("> The request failed. Error: The header Authorization");
     });
   }));
 }
