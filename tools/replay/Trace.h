@@ -13,8 +13,8 @@
 #include "geoloom/platform/foundation/simd.h"
 #include "geoloom/platform/scene/SCNVector3.h"
 
-/// The events of a replay; docs/replay.md describes the JSON form. Times are in seconds since the first frame,
-/// positions in metres in the session's coordinates.
+/// The events of a replay; docs/replay.md describes the JSON form. Times are in seconds since the first
+/// frame, positions in metres in the session's coordinates.
 namespace geoloom::tools {
 
 struct TracedRecording {
