@@ -7,8 +7,8 @@
 
 #include "geoloom/platform/imaging/PNG.h"
 
-struct _cairo;          // cairo_t
-struct _cairo_surface;  // cairo_surface_t
+struct _cairo;          // cairo_t  NOLINT(bugprone-reserved-identifier)
+struct _cairo_surface;  // cairo_surface_t  NOLINT(bugprone-reserved-identifier)
 
 namespace geoloom::tools {
 
