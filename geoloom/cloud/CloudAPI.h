@@ -23,7 +23,7 @@ using JSONCallback = std::function<void(const platform::JSON&)>;
 
 /// The client of the mapping service; it also sends usage metrics. Operations may be called from any thread
 /// and return at once. Each request is sent once, over a connection of its own. The answer reaches the
-/// callback on the main queue whatever the HTTP status is. A request fails if the transfer fails, its
+/// callback on the main queue; the HTTP status is ignored. A request fails if the transfer fails, its
 /// deadline (60 s) passes or the body is not JSON. Held by std::shared_ptr: a request in flight keeps the
 /// client and the callback alive.
 class GEOLOOM_EXPORT CloudAPI : public platform::NSObject {

@@ -128,13 +128,13 @@ TEST_F(ReplayTest, KeepsWhatItHasWhenCancelled) {
 /// One service does not answer: the trace is written all the same.
 TEST_F(ReplayTest, ReportsServicesThatFailDuringTheWalk) {
   const std::string first = walk("first", 8, 14).string();
-  const std::string nobody = fmt::format("http://127.0.0.1:{}", geoloom::test::unusedPort());
+  const std::string unused = fmt::format("http://127.0.0.1:{}", geoloom::test::unusedPort());
   const auto ends = [&](const char* mode, const char* dead) {
     const auto json = directory_.path() / mode;
     std::vector<std::string> arguments = {
         "replay",  "--lockstep", "--map",       "room",       "--mode", mode,      "--service",
         service(), "--json",     json.string(), "--patience", "3",      "--model", options_.service.model,
-        dead,      nobody,       first};
+        dead,      unused,       first};
     std::reverse(arguments.begin(), arguments.end());  // as CLI11 wants a vector
     CLI::App app;
     addReplayCommand(app);
@@ -150,9 +150,9 @@ TEST_F(ReplayTest, ReportsServicesThatFailDuringTheWalk) {
     return failure;
   };
   EXPECT_THAT(ends("mapping", "--tables-url"),
-              ::testing::ContainsRegex("^4: " + nobody + ": [0-9]+ of [0-9]+ rows were not saved: "));
+              ::testing::ContainsRegex("^4: " + unused + ": [0-9]+ of [0-9]+ rows were not saved: "));
   EXPECT_EQ(ends("localization", "--scene-understanding-url"),
-            "4: " + nobody + ": no answer to the localization in 3 s");
+            "4: " + unused + ": no answer to the localization in 3 s");
 }
 
 TEST_F(ReplayTest, ReportsFailuresInOneLine) {
@@ -174,10 +174,10 @@ TEST_F(ReplayTest, ReportsFailuresInOneLine) {
   options_.place = directory_.path() / "absent.json";
   EXPECT_THAT(failure(), HasSubstr("absent.json: there is no such file"));
   options_.place.clear();
-  const std::string nobody = fmt::format("http://127.0.0.1:{}", geoloom::test::unusedPort());
-  options_.service.service = nobody;
+  const std::string unused = fmt::format("http://127.0.0.1:{}", geoloom::test::unusedPort());
+  options_.service.service = unused;
   apply(options_.service);
-  EXPECT_THAT(failure(), AllOf(HasSubstr("4: " + nobody + "/prod/maps: no answer: "),
+  EXPECT_THAT(failure(), AllOf(HasSubstr("4: " + unused + "/prod/maps: no answer: "),
                                HasSubstr("; start the service: ")));
   const geoloom::test::FakeService refusing([](const auto&) {
     return geoloom::test::FakeAnswer::json(R"({"errorMessage":"the key is not known"})", 403);
