@@ -26,10 +26,15 @@ std::string logLine(const Request& request, const Answer& answer, Now::result_ty
                                      answer.status, answer.body.size(), milliseconds));
 }
 
-Answer answerAndLog(const Service& service, const Server::Options& options, const Request& request) {
+Answer answer(const Service& service, const Server::Options& options, const Request& request) {
   const auto arrived = options.now();
   Answer answer = service.answer(request);
-  options.log(logLine(request, answer, arrived, options.now()));
+  const auto answered = options.now();
+  // Clients with a wrong clock sign by this one.
+  answer.headers.emplace_back(
+      "Date",
+      fmt::format("{:%a, %d %b %Y %T GMT}", fmt::gmtime(std::chrono::system_clock::to_time_t(answered))));
+  if (options.log) options.log(logLine(request, answer, arrived, answered));
   return answer;
 }
 
@@ -39,9 +44,7 @@ Server::Server(const Options& options)
     : store_(options.data),
       service_(store_, options.now, options.developerKey),
       http_(options.http,
-            [this, options](const Request& request) {
-              return options.log ? answerAndLog(service_, options, request) : service_.answer(request);
-            }),
+            [this, options](const Request& request) { return answer(service_, options, request); }),
       url_(address(options, http_.port())) {}
 
 }  // namespace geoloom::localcloud

@@ -7,7 +7,6 @@
 #include <string>
 #include <vector>
 
-#include "geoloom/Export.h"
 #include "geoloom/cloud/CloudBodies.h"
 #include "geoloom/cloud/NearbyRequest.h"
 #include "geoloom/cloud/OpeningRequest.h"
@@ -26,7 +25,7 @@ using JSONCallback = std::function<void(const platform::JSON&)>;
 /// callback on the main queue; the HTTP status is ignored. A request fails if the transfer fails, its
 /// deadline (60 s) passes or the body is not JSON. Held by std::shared_ptr: a request in flight keeps the
 /// client and the callback alive.
-class GEOLOOM_EXPORT CloudAPI : public platform::NSObject {
+class CloudAPI : public platform::NSObject {
  public:
   /// The metrics client that sendMetric looks up.
   static constexpr char METRICS_CLIENT_KEY[] = "GeoloomLib";

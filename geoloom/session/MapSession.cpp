@@ -103,6 +103,10 @@ std::shared_ptr<MapSession> MapSession::shared() {
 void MapSession::start(const Construction& construction) {
   const auto self = shared();
   configureCloudProvider(construction.developerKey);
+  const auto constructed = std::make_shared<platform::DispatchSemaphore>(0);
+  DispatchQueue::global(DispatchQoS::userInteractive)
+      ->async(
+          [self, arSession = construction.arSession, constructed] { self->open(arSession, *constructed); });
   const OpeningRequest& identity = parts_->identity;
   SystemLog::log("MapSession created for " + identity.appID + " " + identity.userID + " " + identity.mapID +
                  " - mode: " + std::to_string(rawValue(mapSessionMode())));
@@ -129,18 +133,18 @@ void MapSession::start(const Construction& construction) {
           .dataManager = [self] { return self->parts_->dataManager.load(); },
           .assetsCallback = [self] { return self->parts_->callbacks.load()->assetsFoundCallbackByCustomer; }})
       ->start();
-  // Last: creating the first detector of a process takes time, in which an answer could arrive and find no
-  // callbacks.
-  DispatchQueue::global(DispatchQoS::userInteractive)->async([self, arSession = construction.arSession] {
-    self->open(arSession);
-  });
+  constructed->signal();
 }
 
-void MapSession::open(const std::shared_ptr<platform::ARSession>& arSession) {
+void MapSession::open(const std::shared_ptr<platform::ARSession>& arSession,
+                      platform::DispatchSemaphore& constructed) {
   const auto self = shared();
   const auto dataManager = std::make_shared<DataManager>(arSession, self, parts_->cloudApi);
   // A reset that came before this task stays in force.
   parts_->dataManager.storeIfAbsent(dataManager);
+  // Loading the first detector of a process takes time, in which an answer could arrive and find no
+  // callbacks.
+  constructed.wait();
   const auto report = [self, dataManager](MapStatus status) {
     self->parts_->observer->opened(status, dataManager->refusal());
     const StatusCallback bound = [self](MapStatus reported) { self->reportStatus(reported); };

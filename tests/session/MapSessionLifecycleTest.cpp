@@ -39,6 +39,20 @@ TEST_F(MapSessionLifecycle, ConstructsInOrder) {
   EXPECT_EQ(metric["MetricData"][0]["Dimensions"][0]["Value"], "900150983cd24fb0d6963f7d28e17f72");
 }
 
+TEST_F(MapSessionLifecycle, PreparesTheOpeningDuringConstructionAndAsksAfterIt) {
+  Gate prepared;
+  platform::SystemLog::setSink([&](std::string_view line) {
+    if (line.starts_with("created directory yelt/")) prepared.open();
+    if (!line.starts_with("MapSession created for")) return;
+    EXPECT_TRUE(prepared.wait()) << "the start-up task has not begun";
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    EXPECT_TRUE(requests("/prod/maps/create_map").empty());
+  });
+  const auto session = create(MapMode::mapping);
+  ASSERT_TRUE(waitForRequests("/prod/maps/create_map", 1));
+  platform::SystemLog::setSink({});
+}
+
 TEST_F(MapSessionLifecycle, OpensInOrder) {
   answer("/prod/maps/find_assets_on_the_map", R"({"placements": [1]})");
   const auto session = openInitialized(MapMode::localization);

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <chrono>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <nlohmann/json.hpp>
@@ -18,8 +20,9 @@ namespace geoloom::test {
 class LocalCloud {
  public:
   /// With a developer key, signatures are verified.
-  explicit LocalCloud(const std::optional<std::string>& developerKey = {})
-      : server_({.data = directory_.path(), .developerKey = developerKey}) {}
+  explicit LocalCloud(const std::optional<std::string>& developerKey = {},
+                      localcloud::Now now = &std::chrono::system_clock::now)
+      : server_({.data = directory_.path(), .developerKey = developerKey, .now = std::move(now)}) {}
 
   [[nodiscard]] std::string production() const { return server_.url() + "/prod/maps"; }
   [[nodiscard]] std::string beta() const { return server_.url() + "/beta/maps"; }

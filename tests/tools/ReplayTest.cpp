@@ -54,9 +54,13 @@ class ReplayTest : public ::testing::Test {
   }
 
   Trace run() {
-    return replay(options_, [this](std::string_view line) {
+    Trace trace = replay(options_, [this](std::string_view line) {
       if (line.find("sees") != std::string_view::npos) hasSeen_ = true;
     });
+    // Its timers hold the session, which would be a leak without them.
+    static std::vector<std::shared_ptr<platform::Clock>> clocks;
+    clocks.push_back(platform::Clock::current());
+    return trace;
   }
 
   test::TemporaryDirectory directory_;
