@@ -11,10 +11,10 @@
 #include <fmt/format.h>
 
 #include "localcloud/DecimalNumber.h"
-#include "localcloud/Localization.h"
 #include "localcloud/Maps.h"
 #include "localcloud/Tables.h"
 #include "localcloud/Text.h"
+#include "localcloud/matching/Decision.h"
 
 namespace geoloom::localcloud {
 
@@ -256,33 +256,42 @@ double number(const std::string& text) {
 }
 
 /// The sightings of a session; rows without a name or a position are left out.
-std::vector<Observation> observations(Store& store, const std::string& sessionID) {
-  std::vector<Observation> result;
+std::vector<Sighting> sightings(Store& store, const std::string& sessionID) {
+  std::vector<Sighting> result;
   const auto rows = store.read(
       [&](Database& database) { return tables::items(database, tables::SCENE_UNDERSTANDING, sessionID); });
   for (const std::string& text : rows) {
     const auto row = readJSON(text).value;
     if (!row) continue;
     const auto name = attribute(*row, tables::OBJECT_NAME, "S");
+    const auto frame = attribute(*row, tables::FRAME_ID, "N");
     const auto x = attribute(*row, tables::POSITION_X, "N");
     const auto y = attribute(*row, tables::POSITION_Y, "N");
     const auto z = attribute(*row, tables::POSITION_Z, "N");
-    if (name && x && y && z) result.push_back({*name, {number(*x), number(*y), number(*z)}});
+    if (name && frame && x && y && z)
+      result.push_back({std::llround(number(*frame)), *name, {number(*x), number(*y), number(*z)}});
   }
   return result;
 }
 
+std::vector<Point> placesOf(Store& store, const std::string& mapUUID) {
+  std::vector<Point> places;
+  const auto placements = store.read([&](Database& database) { return maps::placements(database, mapUUID); });
+  for (const PlacementRecord& placement : placements)
+    places.push_back({placement.x, placement.y, placement.z});
+  return places;
+}
+
 ItemRecord transformRow(const std::string& mapUUID, std::chrono::system_clock::time_point now,
-                        const Localization& localization, double distance) {
+                        const Localization& localization) {
   const DecimalNumber timestamp(fmt::format("{:.6f}", secondsSince1970(now)));
-  // 1 for a perfect fit, 0 when the pairs are as far apart as is allowed.
-  const double quality = 1 - localization.residual / distance;
   const Value row = {
       {tables::SESSION_ID, {{"S", mapUUID}}},
       {tables::TIMESTAMP, {{"N", timestamp.canonical()}}},
-      {tables::MATCH_COUNT, {{"N", std::to_string(localization.pairs.size())}}},
-      {tables::MATCH_VALUE, {{"S", fmt::format("{:.6f}", quality)}}},
-      {tables::TRANSFORM, {{"S", localization.transform.text()}}},
+      {tables::MATCH_COUNT, {{"N", std::to_string(localization.matchCount)}}},
+      {tables::MATCH_VALUE,
+       {{"S", fmt::format("{}", qualityOf(localization.estimate.predictedErrorMeters))}}},
+      {tables::TRANSFORM, {{"S", localization.estimate.transform.text()}}},
   };
   return {.key = {mapUUID, timestamp.orderKey()}, .text = write(row)};
 }
@@ -297,12 +306,18 @@ Body localizeScene(const Context& context, const Fields& body) {
     if (maps::ofSession(database, session) != mapUUID)
       throw Refusal(404, "Cannot find the localization session " + session + " of the map " + mapUUID);
   });
-  const auto localization =
-      localize(observations(context.store, mapUUID), observations(context.store, session), distance);
-  const bool written =
-      localization && replaceTransform(context.store, session, mapUUID,
-                                       transformRow(mapUUID, context.now, *localization, distance));
-  return {{"match_count", localization ? localization->pairs.size() : 0}, {"transform_written", written}};
+  const Localization found = localize(findLandmarks(sightings(context.store, mapUUID), Age::ignored),
+                                      findLandmarks(sightings(context.store, session), Age::fades),
+                                      placesOf(context.store, mapUUID), distance);
+  const bool written = found.accepted() && replaceTransform(context.store, session, mapUUID,
+                                                            transformRow(mapUUID, context.now, found));
+  Body answer = {{"match_count", found.matchCount}, {"transform_written", written},
+                 {"reason", text(found.reason)},    {"predicted_error_meters", nullptr},
+                 {"objects", found.objects},        {"moved", found.moved},
+                 {"missing", found.missing},        {"runner_up", nullptr}};
+  if (found.matchCount > 0) answer["predicted_error_meters"] = found.estimate.predictedErrorMeters;
+  if (found.runnerUp) answer["runner_up"] = *found.runnerUp;
+  return answer;
 }
 
 struct Operation {

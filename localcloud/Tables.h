@@ -44,6 +44,7 @@ inline constexpr const char* TRANSFORMATIONS = "Transformations";
 inline constexpr const char* SCENE_UNDERSTANDING = "SceneUnderstanding";
 inline constexpr const char* SESSION_ID = "SessionId";
 inline constexpr const char* TIMESTAMP = "Timestamp";
+inline constexpr const char* FRAME_ID = "FrameId";
 inline constexpr const char* MATCH_COUNT = "MatchCount";
 inline constexpr const char* MATCH_VALUE = "MatchValue";
 inline constexpr const char* TRANSFORM = "Transform";

@@ -76,6 +76,7 @@ int main(int argc, char** argv) {
   addRecordCommand(app);
   addReplayCommand(app);
   addReportCommand(app);
+  addEvaluateCommand(app);
   addMapsCommand(app);
   addModelCommand(app);
   const int code = run(app, argc, argv);

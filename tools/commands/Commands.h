@@ -42,6 +42,7 @@ template <class T>
 /// The failure of a command that a signal has stopped.
 [[nodiscard]] CommandError interruptedBy(int signal, const std::string& kept);
 
+void addEvaluateCommand(CLI::App& app);
 void addMapsCommand(CLI::App& app);
 void addModelCommand(CLI::App& app);
 void addRecordCommand(CLI::App& app);
