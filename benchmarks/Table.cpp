@@ -136,8 +136,8 @@ void run(const std::string& peers, const std::filesystem::path& folder, const st
   std::set<std::string> absent;
   double load = 0;
   int processors = 0;
-  constexpr const char* row = "{:<48} {:>10} {:>10} {:>7}  {}\n";
-  fmt::print(row, "figure", "Geoloom", "peer", "ratio", "the peer");
+  constexpr const char* ROW = "{:<48} {:>10} {:>10} {:>7}  {}\n";
+  fmt::print(ROW, "figure", "Geoloom", "peer", "ratio", "the peer");
   for (const Pair& pair : readPairs(peers)) {
     const auto path = folder / (pair.program + ".json");
     if (!std::filesystem::exists(path)) {
@@ -152,7 +152,7 @@ void run(const std::string& peers, const std::filesystem::path& folder, const st
     const auto peer = results->value(pair.peer, pair.measure);
     if (own.unit != peer.unit) throw InputError(peers + ": two units in \"" + pair.figure + "\"");
     const double ratio = own.number / peer.number;
-    fmt::print(row, pair.figure, shown(own), shown(peer),
+    fmt::print(ROW, pair.figure, shown(own), shown(peer),
                ratio < 0.1 ? fmt::format("{:.2g}", ratio) : fmt::format("{:.2f}", ratio), pair.peerIs);
     figures.push_back({{"figure", pair.figure},
                        {"geoloom", own.number},

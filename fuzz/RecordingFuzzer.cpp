@@ -54,12 +54,12 @@ const std::filesystem::path& folder() {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const auto files = geoloom::fuzz::pieces({reinterpret_cast<const char*>(data), size});
-  constexpr std::array names = {"rgb.txt", "depth.txt", "groundtruth.txt", "calibration.txt"};
-  for (std::size_t i = 0; i < names.size(); ++i) {
+  constexpr std::array NAMES = {"rgb.txt", "depth.txt", "groundtruth.txt", "calibration.txt"};
+  for (std::size_t i = 0; i < NAMES.size(); ++i) {
     if (i < files.size()) {
-      std::ofstream(folder() / names[i], std::ios::binary) << files[i];
+      std::ofstream(folder() / NAMES[i], std::ios::binary) << files[i];
     } else {
-      std::filesystem::remove(folder() / names[i]);
+      std::filesystem::remove(folder() / NAMES[i]);
     }
   }
 

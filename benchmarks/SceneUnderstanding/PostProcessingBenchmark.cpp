@@ -16,7 +16,7 @@
 namespace geoloom {
 namespace {
 
-constexpr std::size_t ANCHORS = SSDAnchors::count;
+constexpr std::size_t ANCHORS = SSDAnchors::COUNT;
 constexpr std::size_t CLASSES = 90;
 
 using platform::MLMultiArray;

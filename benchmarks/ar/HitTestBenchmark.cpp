@@ -105,14 +105,14 @@ void plainWalkOverProjectedPoints(benchmark::State& state) {
     pixels.push_back(
         {239.5 + 500 * static_cast<double>(p.x) / depth, 179.5 - 500 * static_cast<double>(p.y) / depth});
   }
-  constexpr double radius = IMAGE.width / 80;
+  constexpr double RADIUS = IMAGE.width / 80;
   for (auto _ : state) {
     for (const CGPoint& point : where) {
       const Pixel at{point.x * IMAGE.width - 0.5, point.y * IMAGE.height - 0.5};
       benchmark::DoNotOptimize(std::count_if(pixels.begin(), pixels.end(), [&](const Pixel& p) {
         const double dx = p.x - at.x;
         const double dy = p.y - at.y;
-        return dx * dx + dy * dy <= radius * radius;
+        return dx * dx + dy * dy <= RADIUS * RADIUS;
       }));
     }
   }

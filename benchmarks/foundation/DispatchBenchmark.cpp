@@ -36,17 +36,17 @@ void postAndWait(benchmark::State& state, const Post& post) {
 /// Posts many tasks, then waits for the last.
 template <class Post>
 void postMany(benchmark::State& state, const Post& post) {
-  constexpr int tasks = 10'000;
+  constexpr int TASKS = 10'000;
   for (auto _ : state) {
     std::promise<void> last;
     int ran = 0;
-    for (int i = 0; i < tasks; ++i)
+    for (int i = 0; i < TASKS; ++i)
       post([&] {
-        if (++ran == tasks) last.set_value();
+        if (++ran == TASKS) last.set_value();
       });
     last.get_future().wait();
   }
-  state.SetItemsProcessed(state.iterations() * tasks);
+  state.SetItemsProcessed(state.iterations() * TASKS);
 }
 
 void serialQueueLatency(benchmark::State& state) {

@@ -193,22 +193,21 @@ SSDObjectDetector::Observations outputs() {
   std::uniform_int_distribution<int> lot(0, 9999);
   std::uniform_real_distribution<float> low(-9, -5);
   std::uniform_real_distribution<float> high(0.1F, 5);
-  std::vector<float> scores(91 * SSDAnchors::count);
+  std::vector<float> scores(91 * SSDAnchors::COUNT);
   for (float& score : scores) score = lot(random) < 2 ? high(random) : low(random);
-  return {observation(scores, {91, 1917}), observation(std::vector<float>(4 * SSDAnchors::count), {4, 1917})};
+  return {observation(scores, {91, 1917}), observation(std::vector<float>(4 * SSDAnchors::COUNT), {4, 1917})};
 }
 
 /// A whole frame except the network: the picture is prepared, the outputs are constant.
 void kitsOwnWork(benchmark::State& state) {
   const platform::NetworkInput input{300, 300, false, 127.5F, -1};
   std::vector<float> planes(3 * input.width * input.height);
-  platform::ImagePreparation preparation;
   std::size_t found = 0;
   SSDObjectDetector detector(
       {.width = 375, .height = 812}, [&](const auto& objects) { found = objects.size(); }, {},
       [&, seen = outputs()](const ARFrame& frame) -> base::Result<SSDObjectDetector::Observations> {
-        preparation.prepare(*frame.capturedImage(), platform::EXIFOrientation::rightTop,
-                            platform::VNImageCropAndScaleOption::centerCrop, input, planes.data());
+        platform::prepareImage(*frame.capturedImage(), platform::EXIFOrientation::rightTop,
+                               platform::VNImageCropAndScaleOption::centerCrop, input, planes.data());
         return seen;
       });
   for (auto _ : state) detector.predict(frameAt(0));

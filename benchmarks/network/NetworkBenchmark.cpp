@@ -21,26 +21,26 @@ using geoloom::test::FakeAnswer;
 using geoloom::test::RecordedRequest;
 using geoloom::test::ServiceProcess;
 
-constexpr int pages = 100;
-constexpr int rowsAPage = 200;
-constexpr int placements = 100'000;
+constexpr int PAGES = 100;
+constexpr int ROWS_PER_PAGE = 200;
+constexpr int PLACEMENTS = 100'000;
 
 std::string pageText(int page) {
   std::string text = R"({"Items":[)";
-  for (int i = 0; i < rowsAPage; ++i)
+  for (int i = 0; i < ROWS_PER_PAGE; ++i)
     text += fmt::format(
         R"({}{{"SessionId":{{"S":"E621E1F8-C36C-495A-93FC-0C247A3E6E5F"}},"Timestamp":{{"N":"{}"}},)"
         R"("MatchCount":{{"N":"{}"}},"MatchValue":{{"S":"0.{}"}},"Transform":{{"S":"1.25,-0.5,{},0.7853"}}}})",
-        i ? "," : "", 1700000000 + page * rowsAPage + i, i % 40, 100 + i, i);
+        i ? "," : "", 1700000000 + page * ROWS_PER_PAGE + i, i % 40, 100 + i, i);
   text += "]";
-  if (page + 1 < pages) text += fmt::format(R"(,"LastEvaluatedKey":{{"SessionId":{{"S":"{}"}}}})", page + 1);
+  if (page + 1 < PAGES) text += fmt::format(R"(,"LastEvaluatedKey":{{"SessionId":{{"S":"{}"}}}})", page + 1);
   return text + "}";
 }
 
 FakeAnswer answer(const RecordedRequest& request) {
   static const std::vector<std::string> texts = [] {
     std::vector<std::string> all;
-    for (int page = 0; page < pages; ++page) all.push_back(pageText(page));
+    for (int page = 0; page < PAGES; ++page) all.push_back(pageText(page));
     return all;
   }();
   const auto body = request.json();
@@ -53,8 +53,8 @@ FakeAnswer answer(const RecordedRequest& request) {
 
 std::string serviceURL;
 
-constexpr int inFlight = 64;
-constexpr int requestsAnIteration = 2000;
+constexpr int IN_FLIGHT = 64;
+constexpr int REQUESTS_AN_ITERATION = 2000;
 
 void kitRequests(benchmark::State& state) {
   for ([[maybe_unused]] auto _ : state) {
@@ -62,10 +62,10 @@ void kitRequests(benchmark::State& state) {
     std::condition_variable changed;
     int running = 0;
     int done = 0;
-    for (int i = 0; i < requestsAnIteration; ++i) {
+    for (int i = 0; i < REQUESTS_AN_ITERATION; ++i) {
       {
         std::unique_lock lock(mutex);
-        changed.wait(lock, [&] { return running < inFlight; });
+        changed.wait(lock, [&] { return running < IN_FLIGHT; });
         ++running;
       }
       platform::HTTPRequest request;
@@ -82,9 +82,9 @@ void kitRequests(benchmark::State& state) {
                                           });
     }
     std::unique_lock lock(mutex);
-    changed.wait(lock, [&] { return done == requestsAnIteration; });
+    changed.wait(lock, [&] { return done == REQUESTS_AN_ITERATION; });
   }
-  state.SetItemsProcessed(state.iterations() * requestsAnIteration);
+  state.SetItemsProcessed(state.iterations() * REQUESTS_AN_ITERATION);
 }
 BENCHMARK(kitRequests)
     ->Name("64 in flight/kit")
@@ -116,7 +116,7 @@ struct BareTransfer {
 
 void bareRequests(benchmark::State& state) {
   CURLM* multi = curl_multi_init();
-  std::vector<BareTransfer> transfers(inFlight);
+  std::vector<BareTransfer> transfers(IN_FLIGHT);
   for ([[maybe_unused]] auto _ : state) {
     int started = 0;
     int done = 0;
@@ -125,7 +125,7 @@ void bareRequests(benchmark::State& state) {
       curl_multi_add_handle(multi, transfer.easy);
       ++started;
     }
-    while (done < requestsAnIteration) {
+    while (done < REQUESTS_AN_ITERATION) {
       int active = 0;
       curl_multi_perform(multi, &active);
       int left = 0;
@@ -133,18 +133,18 @@ void bareRequests(benchmark::State& state) {
         CURL* easy = message->easy_handle;
         curl_multi_remove_handle(multi, easy);
         ++done;
-        if (started == requestsAnIteration) continue;
+        if (started == REQUESTS_AN_ITERATION) continue;
         ++started;
         for (BareTransfer& transfer : transfers)
           if (transfer.easy == easy) transfer.body.clear();
         curl_multi_add_handle(multi, easy);
       }
-      if (done < requestsAnIteration) curl_multi_poll(multi, nullptr, 0, 1000, nullptr);
+      if (done < REQUESTS_AN_ITERATION) curl_multi_poll(multi, nullptr, 0, 1000, nullptr);
     }
   }
   for (BareTransfer& transfer : transfers) curl_easy_cleanup(transfer.easy);
   curl_multi_cleanup(multi);
-  state.SetItemsProcessed(state.iterations() * requestsAnIteration);
+  state.SetItemsProcessed(state.iterations() * REQUESTS_AN_ITERATION);
 }
 BENCHMARK(bareRequests)
     ->Name("64 in flight/bare libcurl")
@@ -157,9 +157,9 @@ void kitScan(benchmark::State& state) {
   for ([[maybe_unused]] auto _ : state) {
     const base::Result<TransformScan> scan = scanTransformRows("E621E1F8-C36C-495A-93FC-0C247A3E6E5F");
     if (!scan) return state.SkipWithError(scan.failure().message.c_str());
-    if (scan->rows != std::size_t{pages} * rowsAPage) return state.SkipWithError("rows are missing");
+    if (scan->rows != std::size_t{PAGES} * ROWS_PER_PAGE) return state.SkipWithError("rows are missing");
   }
-  state.SetItemsProcessed(state.iterations() * pages * rowsAPage);
+  state.SetItemsProcessed(state.iterations() * PAGES * ROWS_PER_PAGE);
 }
 BENCHMARK(kitScan)
     ->Name("scan of 20,000 rows/kit, signed and read into rows")
@@ -169,7 +169,7 @@ BENCHMARK(kitScan)
 void bareScan(benchmark::State& state) {
   BareTransfer transfer;
   for ([[maybe_unused]] auto _ : state)
-    for (int page = 0; page < pages; ++page) {
+    for (int page = 0; page < PAGES; ++page) {
       transfer.prepare(
           page == 0
               ? R"({"TableName":"T"})"
@@ -177,7 +177,7 @@ void bareScan(benchmark::State& state) {
       if (curl_easy_perform(transfer.easy) != CURLE_OK) return state.SkipWithError("no answer");
     }
   curl_easy_cleanup(transfer.easy);
-  state.SetItemsProcessed(state.iterations() * pages * rowsAPage);
+  state.SetItemsProcessed(state.iterations() * PAGES * ROWS_PER_PAGE);
 }
 BENCHMARK(bareScan)
     ->Name("scan of 20,000 rows/bare libcurl, unsigned and unread")
@@ -186,8 +186,8 @@ BENCHMARK(bareScan)
 
 const std::string& storedAssets() {
   static const std::string text = [] {
-    std::string all = R"({"placements":[)";
-    for (int i = 0; i < placements; ++i)
+    std::string all = R"({"PLACEMENTS":[)";
+    for (int i = 0; i < PLACEMENTS; ++i)
       all += fmt::format(
           R"({}{{"placement":{{"x":{}.25,"y":-0.5,"z":{}.125,"ori":0.785}},"asset":{{"id":"asset-{}"}}}})",
           i ? "," : "", i % 50, i % 30, i);
@@ -201,9 +201,9 @@ void kitPlacements(benchmark::State& state) {
   for ([[maybe_unused]] auto _ : state) {
     const auto answered = platform::JSON::parse(storedAssets());
     const auto assets = relocalize(*answered, transform, [](std::string_view) {});
-    if (assets.size() != placements) return state.SkipWithError("placements are missing");
+    if (assets.size() != PLACEMENTS) return state.SkipWithError("placements are missing");
   }
-  state.SetItemsProcessed(state.iterations() * placements);
+  state.SetItemsProcessed(state.iterations() * PLACEMENTS);
 }
 BENCHMARK(kitPlacements)
     ->Name("100,000 placements/kit, relocalized and printed")

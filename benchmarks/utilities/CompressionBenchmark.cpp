@@ -16,14 +16,14 @@
 namespace {
 
 using Bytes = std::vector<std::uint8_t>;
-constexpr int level = 5;
+constexpr int LEVEL = 5;
 
 /// 8 MiB of words as frequent as those of a language, or of a smooth signal in 32-bit floats.
 Bytes corpus(bool words) {
-  constexpr std::size_t size = std::size_t{8} << 20;
+  constexpr std::size_t SIZE = std::size_t{8} << 20;
   std::mt19937 random(1);
   Bytes bytes;
-  bytes.reserve(size + 16);
+  bytes.reserve(SIZE + 16);
   if (words) {
     std::vector<std::string> vocabulary(4000);
     for (std::string& word : vocabulary) {
@@ -32,24 +32,24 @@ Bytes corpus(bool words) {
       word += ' ';
     }
     std::uniform_real_distribution<double> uniform(0, 1);
-    while (bytes.size() < size) {
+    while (bytes.size() < SIZE) {
       const auto rank = static_cast<std::size_t>(std::pow(4000.0, uniform(random))) - 1;
       bytes.insert(bytes.end(), vocabulary[rank].begin(), vocabulary[rank].end());
     }
   } else {
-    for (std::size_t i = 0; bytes.size() < size; ++i) {
+    for (std::size_t i = 0; bytes.size() < SIZE; ++i) {
       const float value = std::round(1000 * std::sin(static_cast<float>(i) * 0.01F)) / 64;
       const auto* start = reinterpret_cast<const std::uint8_t*>(&value);
       bytes.insert(bytes.end(), start, start + sizeof value);
     }
   }
-  bytes.resize(size);
+  bytes.resize(SIZE);
   return bytes;
 }
 
 Bytes zlibDeflate(Bytes& source) {
   z_stream stream = {};
-  deflateInit2(&stream, level, Z_DEFLATED, -15, 8, Z_DEFAULT_STRATEGY);
+  deflateInit2(&stream, LEVEL, Z_DEFLATED, -15, 8, Z_DEFAULT_STRATEGY);
   Bytes result(deflateBound(&stream, source.size()));
   stream.next_in = source.data();
   stream.avail_in = static_cast<uInt>(source.size());
@@ -97,7 +97,7 @@ void compressLibdeflate(benchmark::State& state) {
   const Bytes source = corpus(state.range(0) == 0);
   std::size_t encoded = 1;
   for (auto _ : state) {
-    libdeflate_compressor* compressor = libdeflate_alloc_compressor(level);
+    libdeflate_compressor* compressor = libdeflate_alloc_compressor(LEVEL);
     Bytes result(libdeflate_deflate_compress_bound(compressor, source.size()));
     encoded =
         libdeflate_deflate_compress(compressor, source.data(), source.size(), result.data(), result.size());

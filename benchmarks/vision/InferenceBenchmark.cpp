@@ -27,7 +27,7 @@ void requestHandler(benchmark::State& state) {
   for (auto _ : state) {
     const std::shared_ptr<VNCoreMLRequest> requests[] = {std::make_shared<VNCoreMLRequest>(vision, nullptr)};
     VNImageRequestHandler handler(picture, EXIFOrientation::rightTop);
-    if (handler.perform(requests)) return state.SkipWithError("the request failed");
+    if (!handler.perform(requests)) return state.SkipWithError("the request failed");
     benchmark::DoNotOptimize(requests[0]->results());
   }
 }

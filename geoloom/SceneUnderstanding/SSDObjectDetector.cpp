@@ -49,7 +49,7 @@ SSDObjectDetector::Vision visionOf(std::shared_ptr<platform::VNCoreMLModel> visi
         request[0]->imageCropAndScaleOption = platform::VNImageCropAndScaleOption::centerCrop;
         // The sensor's image is landscape, the view upright.
         platform::VNImageRequestHandler handler(frame.capturedImage(), platform::EXIFOrientation::rightTop);
-        if (auto failure = handler.perform(request)) return *std::move(failure);
+        if (const auto performed = handler.perform(request); !performed) return performed.failure();
         return observations;
       };
 }
@@ -58,12 +58,13 @@ SCNVector3 translationOf(const platform::simd_float4x4& transform) {
   return {transform.columns[3].x, transform.columns[3].y, transform.columns[3].z};
 }
 
-/// The array of one result; null if it is something else or holds fewer elements.
+/// The array of one result; null unless it holds at least so many contiguous 32-bit floats.
 const platform::MLMultiArray* arrayOf(const std::shared_ptr<platform::VNObservation>& observation,
                                       std::size_t leastCount) {
   const auto* value = dynamic_cast<const platform::VNCoreMLFeatureValueObservation*>(observation.get());
   const auto* array = value == nullptr ? nullptr : value->featureValue().multiArrayValue.get();
-  return array != nullptr && array->count() >= leastCount ? array : nullptr;
+  const auto floats = array == nullptr ? std::nullopt : SSDPostProcessor::floatElements(*array);
+  return floats && floats->size() >= leastCount ? array : nullptr;
 }
 
 }  // namespace
@@ -82,7 +83,7 @@ SSDObjectDetector::SSDObjectDetector(ViewSize view, Callback onDetections, Obser
       updateQueue(platform::DispatchQueue::serial("com.yelt.objectdetector.updatequeue")),
       callback(std::move(onDetections)),
       lastExecution_(platform::Clock::current()->date()),
-      ssdPostProcessor_(static_cast<std::int64_t>(SSDAnchors::count), CLASS_COUNT, SCORE_THRESHOLD),
+      ssdPostProcessor_(static_cast<std::int64_t>(SSDAnchors::COUNT), CLASS_COUNT, SCORE_THRESHOLD),
       vision_(std::move(vision)),
       boundingBoxes_(std::make_shared<BoundingBoxPool>()),
       observer_(std::move(observer)) {}
@@ -92,13 +93,7 @@ SSDObjectDetector::~SSDObjectDetector() = default;
 FrameOffer SSDObjectDetector::offer(const std::shared_ptr<const platform::ARFrame>& frame) {
   if (!cameraMoved(*frame)) return FrameOffer::still;
   if (!lock.tryLock()) return FrameOffer::busy;
-  try {
-    updateQueue->async([self = shared_from_this(), frame] { self->analyseTaken(*frame); });
-  } catch (const std::exception& exception) {
-    lock.unlock();
-    platform::SystemLog::log(std::string("dropped a frame: ") + exception.what());
-    return FrameOffer::busy;
-  }
+  updateQueue->async([self = shared_from_this(), frame] { self->analyseTaken(*frame); });
   return FrameOffer::taken;
 }
 
@@ -150,8 +145,8 @@ FrameOutcome SSDObjectDetector::analyse(const platform::ARFrame& frame) {
 base::Result<std::vector<Prediction>> SSDObjectDetector::processResults(const Observations& observations) {
   lastExecution_ = platform::Clock::current()->date();
   const bool areTwo = observations.size() == 2;
-  const auto* scores = areTwo ? arrayOf(observations[0], (CLASS_COUNT + 1) * SSDAnchors::count) : nullptr;
-  const auto* boxes = areTwo ? arrayOf(observations[1], 4 * SSDAnchors::count) : nullptr;
+  const auto* scores = areTwo ? arrayOf(observations[0], (CLASS_COUNT + 1) * SSDAnchors::COUNT) : nullptr;
+  const auto* boxes = areTwo ? arrayOf(observations[1], 4 * SSDAnchors::COUNT) : nullptr;
   if (scores == nullptr || boxes == nullptr)
     return base::Failure{"the network's results are not one array of scores and one of boxes"};
   return ssdPostProcessor_.nonMaximumSuppression(ssdPostProcessor_.postprocess(*boxes, *scores));

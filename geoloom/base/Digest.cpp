@@ -29,7 +29,7 @@ SHA256Digest sha256(std::string_view text) {
 
 SHA256Digest hmacSHA256(std::string_view key, std::string_view message) {
   SHA256Digest digest{};
-  // A null key would count as none, an empty one is allowed.
+  // OpenSSL accepts an empty key but not a null one.
   EVP_Q_mac(context(), "HMAC", nullptr, "SHA256", nullptr, key.empty() ? "" : key.data(), key.size(),
             reinterpret_cast<const unsigned char*>(message.data()), message.size(), digest.data(),
             digest.size(), nullptr);

@@ -2,20 +2,15 @@
 
 #include <span>
 #include <string>
-#include <string_view>
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
 
 namespace geoloom::base {
 
 /// Two lower-case digits per byte.
 [[nodiscard]] inline std::string hexadecimal(std::span<const unsigned char> bytes) {
-  constexpr std::string_view digits = "0123456789abcdef";
-  std::string text;
-  text.reserve(2 * bytes.size());
-  for (const unsigned char byte : bytes) {
-    text += digits[byte >> 4U];
-    text += digits[byte & 15U];
-  }
-  return text;
+  return fmt::format("{:02x}", fmt::join(bytes, ""));
 }
 
 }  // namespace geoloom::base

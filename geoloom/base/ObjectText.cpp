@@ -1,7 +1,5 @@
 #include "geoloom/base/ObjectText.h"
 
-#include <algorithm>
-
 #include <nlohmann/json.hpp>
 
 namespace geoloom::base {
@@ -9,12 +7,7 @@ namespace geoloom::base {
 namespace {
 
 void appendString(std::string& json, std::string_view text) {
-  const bool isPlain = std::all_of(text.begin(), text.end(),
-                                   [](char c) { return c >= ' ' && c < '\x7f' && c != '"' && c != '\\'; });
-  if (isPlain)
-    json.append(1, '"').append(text).append(1, '"');
-  else
-    json += nlohmann::json(text).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+  json += nlohmann::json(text).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
 }
 
 void appendName(std::string& json, std::string_view name) {

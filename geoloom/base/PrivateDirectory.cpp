@@ -13,7 +13,7 @@ namespace geoloom::base {
 
 namespace {
 
-/// The parts of a name from the root down; none where it is refused.
+/// The parts of a name from the root down; empty if the name is rejected.
 std::vector<std::string> partsBelowRoot(std::string_view name) {
   const std::filesystem::path path(name);
   if (path.is_absolute() || name.find('\0') != std::string_view::npos) return {};
@@ -25,7 +25,7 @@ std::vector<std::string> partsBelowRoot(std::string_view name) {
   return parts;
 }
 
-/// The directory `part` of a directory, and nothing that it may link to.
+/// Opens the subdirectory `part`; fails for a symbolic link.
 Descriptor enter(const Descriptor& directory, const std::string& part) {
   return Descriptor(::openat(directory.get(), part.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
 }
@@ -41,7 +41,7 @@ bool createPrivateDirectories(const std::filesystem::path& directory) {
   if (std::filesystem::is_directory(directory, error)) return true;
   const auto parent = directory.parent_path();
   if (parent == directory || !(parent.empty() || createPrivateDirectories(parent))) return false;
-  // Another process may have been faster.
+  // Another process may have created it meanwhile.
   return ::mkdir(directory.c_str(), S_IRWXU) == 0 || std::filesystem::is_directory(directory, error);
 }
 
@@ -50,11 +50,11 @@ bool createPrivateDirectory(const std::filesystem::path& root, std::string_view 
   if (parts.empty() || !createPrivateDirectories(root)) return false;
   Descriptor directory = openRoot(root);
   for (const auto& part : parts) {
-    // What is in its place already shows when it is entered.
+    // If something else has that name, `enter` fails.
     ::mkdirat(directory.get(), part.c_str(), S_IRWXU);
     directory = enter(directory, part);
     if (!directory) return false;
-    // One that was there already may be open to others; one that is another's stays as it is.
+    // An existing directory may be open to others. This fails without harm if another user owns it.
     ::fchmod(directory.get(), S_IRWXU);
   }
   return true;
@@ -68,8 +68,8 @@ bool removeBelow(const std::filesystem::path& root, std::string_view name) {
   Descriptor directory = openRoot(root);
   for (const auto& part : parts) directory = enter(directory, part);
   if (!directory) return false;
-  // By way of the descriptor: what stands at the path could have been changed for a link meanwhile. The
-  // library's removal follows no links.
+  // Through the descriptor, since a link may have replaced the directory at the path. remove_all follows no
+  // links.
   std::error_code error;
   const auto path = std::filesystem::path("/proc/self/fd") / std::to_string(directory.get()) / last;
   const auto removed = std::filesystem::remove_all(path, error);

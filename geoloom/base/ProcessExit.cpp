@@ -13,7 +13,7 @@ namespace geoloom::base {
 
 namespace {
 
-constexpr std::chrono::seconds patience{2};
+constexpr std::chrono::seconds PATIENCE{2};
 
 /// Depth of this thread's Work; only the outermost counts.
 thread_local int depth = 0;
@@ -42,7 +42,7 @@ struct State {
   void rest(int own) {
     const MutexLock lock(mutex);
     // The handler runs once per library; all share one deadline.
-    if (!std::exchange(isExiting, true)) deadline = std::chrono::steady_clock::now() + patience;
+    if (!std::exchange(isExiting, true)) deadline = std::chrono::steady_clock::now() + PATIENCE;
     while (working > own)
       if (ended.wait_until(mutex, deadline) == std::cv_status::timeout) return;
   }

@@ -21,7 +21,7 @@ Result<std::string> readFileOrPipe(const std::filesystem::path& path, std::uint6
     const bool exists = std::filesystem::exists(path, error);
     return Failure{path.string() + (exists ? ": cannot be opened" : ": there is no such file")};
   }
-  // In pieces: what is no regular file, a pipe for one, does not tell its length.
+  // In pieces: the length of a pipe is not known.
   std::string bytes;
   std::vector<char> piece(std::size_t{1} << 16);
   while (file.read(piece.data(), static_cast<std::streamsize>(piece.size())) || file.gcount() > 0) {

@@ -14,7 +14,7 @@ namespace geoloom::base {
 [[nodiscard]] Result<std::string> readFileOrPipe(const std::filesystem::path& path,
                                                  std::uint64_t maximumBytes);
 
-/// The content of a system file, also one below /proc; empty if it cannot be read.
+/// The content of a system file, such as one in /proc; empty if it cannot be read.
 [[nodiscard]] std::string contentOf(const std::filesystem::path& path);
 
 }  // namespace geoloom::base

@@ -30,7 +30,4 @@ namespace geoloom::base {
 /// Agrees with canonicallyEqual.
 [[nodiscard]] std::size_t canonicalHash(std::string_view text);
 
-/// The text with each byte sequence that is not UTF-8 replaced by U+FFFD; a truncated character by one.
-[[nodiscard]] std::string validUTF8(std::string_view text);
-
 }  // namespace geoloom::base

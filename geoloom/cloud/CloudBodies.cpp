@@ -50,21 +50,13 @@ std::string placementText(const MapAsset& asset) {
 }
 
 std::shared_ptr<Map> readMap(const platform::JSON& element) {
-  const auto string = [&element](const char* key) {
-    const auto member = element[key];
-    return member ? member->string() : std::nullopt;
-  };
-  const auto number = [&element](const char* key) {
-    const auto member = element[key];
-    return member ? member->number() : std::nullopt;
-  };
-  const auto userID = string("user_id");
-  const auto mapID = string("map_id");
-  const auto latitude = number("latitude");
-  const auto longitude = number("longitude");
-  const auto altitude = number("altitude");
-  const auto verticalAccuracy = number("vertical_accuracy");
-  const auto horizontalAccuracy = number("horizontal_accuracy");
+  const auto userID = element.string("user_id");
+  const auto mapID = element.string("map_id");
+  const auto latitude = element.number("latitude");
+  const auto longitude = element.number("longitude");
+  const auto altitude = element.number("altitude");
+  const auto verticalAccuracy = element.number("vertical_accuracy");
+  const auto horizontalAccuracy = element.number("horizontal_accuracy");
   if (!userID || !mapID || !latitude || !longitude || !altitude || !verticalAccuracy || !horizontalAccuracy)
     return nullptr;
   return std::make_shared<Map>(*userID, *mapID, *latitude, *longitude, *altitude, *horizontalAccuracy,

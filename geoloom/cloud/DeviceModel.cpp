@@ -12,7 +12,7 @@ struct Device {
   std::string_view name;
 };
 
-constexpr Device devices[] = {
+constexpr Device DEVICES[] = {
     {"iPod5,1", "iPod Touch 5"},
     {"iPod7,1", "iPod Touch 6"},
     {"iPhone3,1", "iPhone 4"},
@@ -86,9 +86,9 @@ constexpr Device devices[] = {
 }  // namespace
 
 std::string modelName(std::string_view identifier) {
-  const auto* const device = std::find_if(std::begin(devices), std::end(devices),
+  const auto* const device = std::find_if(std::begin(DEVICES), std::end(DEVICES),
                                           [&](const Device& row) { return row.identifier == identifier; });
-  return std::string(device == std::end(devices) ? identifier : device->name);
+  return std::string(device == std::end(DEVICES) ? identifier : device->name);
 }
 
 }  // namespace geoloom

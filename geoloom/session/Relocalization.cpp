@@ -27,18 +27,15 @@ std::optional<Placement> readPlacement(const JSON& element) {
   const auto placement = element["placement"];
   const auto asset = element["asset"];
   if (!placement || !asset) return std::nullopt;
-  const auto number = [&](std::string_view key) -> std::optional<float> {
-    const auto value = (*placement)[key];
-    return value ? value->floatNumber() : std::nullopt;
-  };
-  const auto x = number("x");
-  const auto y = number("y");
-  const auto z = number("z");
-  const auto orientation = number("ori");
-  const auto idValue = (*asset)["id"];
-  auto id = idValue ? idValue->string() : std::nullopt;
+  const auto x = placement->number("x");
+  const auto y = placement->number("y");
+  const auto z = placement->number("z");
+  const auto orientation = placement->number("ori");
+  auto id = asset->string("id");
   if (!x || !y || !z || !orientation || !id) return std::nullopt;
-  return Placement{std::move(*id), {*x, *y, *z}, *orientation};
+  return Placement{std::move(*id),
+                   {static_cast<float>(*x), static_cast<float>(*y), static_cast<float>(*z)},
+                   static_cast<float>(*orientation)};
 }
 
 // Sums from 0 in the order of the terms: the results must be exact.

@@ -35,8 +35,6 @@ class SessionObserver {
   SessionObserver(const SessionObserver&) = delete;
   SessionObserver& operator=(const SessionObserver&) = delete;
 
-  // --- the opening
-
   /// On the creating thread, before the opening request is sent. The detector's header says which thread may
   /// read what.
   virtual void detectorCreated(const std::shared_ptr<SSDObjectDetector>& /*detector*/) {}
@@ -47,8 +45,6 @@ class SessionObserver {
 
   /// On the main queue, localization only: the assets stored in the map have arrived.
   virtual void storedAssetsReceived() {}
-
-  // --- frames and rows
 
   /// On the thread that calls MapSession::update, for each frame.
   virtual void frameOffered(const platform::ARFrame& /*frame*/, FrameOffer /*offer*/) {}
@@ -64,8 +60,6 @@ class SessionObserver {
   virtual void rowSaved() {}
   /// On the table client's completion queue.
   virtual void rowFailed(const std::string& /*reason*/) {}
-
-  // --- relocalization
 
   /// On the asset queue: a localization by objects is requested.
   virtual void localizationAsked() {}

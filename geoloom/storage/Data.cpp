@@ -1,35 +1,41 @@
 #include "geoloom/storage/Data.h"
 
 #include <algorithm>
+#include <limits>
 #include <memory>
 
-#include "geoloom/platform/compression/CompressionStream.h"
+#include <zlib.h>
 
 namespace geoloom {
 
 namespace {
 
-std::optional<Data> transcoded(platform::compression_stream_operation operation,
-                               const std::vector<std::uint8_t>& source) {
-  using namespace platform;
-  if (operation == COMPRESSION_STREAM_DECODE && source.empty()) return std::nullopt;
-  compression_stream stream;
-  if (compression_stream_init(&stream, operation, COMPRESSION_ZLIB) == COMPRESSION_STATUS_ERROR) {
-    return std::nullopt;
-  }
+constexpr int LEVEL = 5;                 // the level of the format on a phone
+constexpr int RAW_DEFLATE_WINDOW = -15;  // 32 KiB; negative: no header, no checksum
+constexpr int DEFAULT_MEMORY = 8;
+
+/// One of zlib's two directions: `step` and `end` of a stream that was initialised with status `begun`.
+std::optional<Data> transcoded(const std::vector<std::uint8_t>& source, z_stream& stream, int begun,
+                               int (*step)(z_stream*, int), int (*end)(z_stream*)) {
+  if (begun != Z_OK) return std::nullopt;
+  const std::unique_ptr<z_stream, int (*)(z_stream*)> owner(&stream, end);
   const std::size_t room = std::clamp(source.size(), std::size_t{64}, std::size_t{65536});
   const auto buffer = std::make_unique_for_overwrite<std::uint8_t[]>(room);
-  stream.src_ptr = source.data();
-  stream.src_size = source.size();
+  std::size_t left = source.size();
+  stream.next_in = const_cast<Bytef*>(source.data());  // zlib only reads it
   std::vector<std::uint8_t> output;
   for (;;) {
-    stream.dst_ptr = buffer.get();
-    stream.dst_size = room;
-    const compression_status status = compression_stream_process(&stream, COMPRESSION_STREAM_FINALIZE);
-    const bool stopped = status == COMPRESSION_STATUS_OK && stream.dst_size > 0;
-    if (status == COMPRESSION_STATUS_ERROR || stopped) return std::nullopt;
-    output.insert(output.end(), buffer.get(), stream.dst_ptr);
-    if (status == COMPRESSION_STATUS_END) return Data(std::move(output));
+    if (stream.avail_in == 0) {  // zlib counts in 32 bits
+      stream.avail_in = static_cast<uInt>(std::min<std::size_t>(left, std::numeric_limits<uInt>::max()));
+      left -= stream.avail_in;
+    }
+    stream.next_out = buffer.get();
+    stream.avail_out = static_cast<uInt>(room);
+    const int status = step(&stream, left == 0 ? Z_FINISH : Z_NO_FLUSH);
+    output.insert(output.end(), buffer.get(), stream.next_out);
+    if (status == Z_STREAM_END) return Data(std::move(output));
+    const bool goesOn = stream.avail_out == 0 || left > 0;
+    if (!goesOn || (status != Z_OK && status != Z_BUF_ERROR)) return std::nullopt;
   }
 }
 
@@ -49,11 +55,17 @@ std::string_view Data::text() const& {
 }
 
 std::optional<Data> Data::compress() const {
-  return transcoded(platform::COMPRESSION_STREAM_ENCODE, bytes_);
+  z_stream stream = {};
+  const int begun =
+      deflateInit2(&stream, LEVEL, Z_DEFLATED, RAW_DEFLATE_WINDOW, DEFAULT_MEMORY, Z_DEFAULT_STRATEGY);
+  return transcoded(bytes_, stream, begun, deflate, deflateEnd);
 }
 
 std::optional<Data> Data::decompress() const {
-  return transcoded(platform::COMPRESSION_STREAM_DECODE, bytes_);
+  if (bytes_.empty()) return std::nullopt;
+  z_stream stream = {};
+  const int begun = inflateInit2(&stream, RAW_DEFLATE_WINDOW);
+  return transcoded(bytes_, stream, begun, inflate, inflateEnd);
 }
 
 }  // namespace geoloom

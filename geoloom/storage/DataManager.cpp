@@ -1,10 +1,12 @@
 #include "geoloom/storage/DataManager.h"
 
+#include <ctime>
 #include <utility>
+
+#include <fmt/chrono.h>
 
 #include "geoloom/cloud/CloudAPI.h"
 #include "geoloom/platform/foundation/Clock.h"
-#include "geoloom/platform/foundation/DateFormatter.h"
 #include "geoloom/platform/foundation/Log.h"
 #include "geoloom/storage/TransformRow.h"
 #include "geoloom/storage/TransformScan.h"
@@ -18,17 +20,19 @@ using platform::JSON;
 
 constexpr char MAP_NOT_FOUND[] = "Cannot find the map";
 
-std::optional<std::string> textMember(const JSON& answer, std::string_view key) {
-  const auto member = answer[key];
-  return member ? member->string() : std::nullopt;
+/// The time of day in the device's time zone as "yyMMdd_HHmmss".
+std::string directoryName(platform::Date date) {
+  const std::time_t seconds = std::chrono::floor<std::chrono::seconds>(date).time_since_epoch().count();
+  std::tm local{};
+  localtime_r(&seconds, &local);
+  return fmt::format("{:%y%m%d_%H%M%S}", local);
 }
 
 }  // namespace
 
 DataManager::DataManager(std::shared_ptr<platform::ARSession> frames,
                          std::shared_ptr<platform::NSObject> owner, std::shared_ptr<CloudAPI> client)
-    : dataDirectory(dataRootDirectory + "/" +
-                    platform::formatDate(platform::Clock::current()->date(), "yyMMdd_HHmmss")),
+    : dataDirectory(dataRootDirectory + "/" + directoryName(platform::Clock::current()->date())),
       arSession(std::move(frames)),
       imageSaveQueue(platform::DispatchQueue::serial("com.yelt.savedata")),
       relocalizationQueue(platform::DispatchQueue::serial("com.yelt.relocalization")),
@@ -75,31 +79,32 @@ void DataManager::addLocation(OpeningRequest& request) const {
 MapStatus DataManager::mapStatus(const JSON& answer) {
   Console::print(answer.description());
   if (answer.contains("uuid")) {
-    auto map = textMember(answer, "uuid");
+    auto map = answer.string("uuid");
     if (!map) return MapStatus::serviceError;
     identifiers_.store({.map = std::move(map), .localizationSession = {}});
     return MapStatus::initialized;
   }
-  const auto error = answer["errorMessage"];
-  if (!error) return MapStatus::connectionFailed;
-  refusal_.store(error->stringValue());
-  return MapStatus::serviceError;
+  return refusalStatus(answer);
 }
 
 MapStatus DataManager::localizationStatus(const JSON& answer) {
   Console::print(answer.description());
   if (answer.contains("session_uuid")) {
-    auto localizationSession = textMember(answer, "session_uuid");
-    auto map = textMember(answer, "map_uuid");
+    auto localizationSession = answer.string("session_uuid");
+    auto map = answer.string("map_uuid");
     if (!localizationSession || !map) return MapStatus::serviceError;
     identifiers_.store({.map = std::move(map), .localizationSession = std::move(localizationSession)});
     return MapStatus::initialized;
   }
+  const MapStatus status = refusalStatus(answer);
+  return refusal().find(MAP_NOT_FOUND) == std::string::npos ? status : MapStatus::mapNotFound;
+}
+
+MapStatus DataManager::refusalStatus(const JSON& answer) {
   const auto error = answer["errorMessage"];
   if (!error) return MapStatus::connectionFailed;
-  const std::string text = error->stringValue();
-  refusal_.store(text);
-  return text.find(MAP_NOT_FOUND) == std::string::npos ? MapStatus::serviceError : MapStatus::mapNotFound;
+  refusal_.store(error->stringValue());
+  return MapStatus::serviceError;
 }
 
 void DataManager::retrieveAssets(AnswerCallback completion) {

@@ -111,6 +111,7 @@ class DataManager final : public std::enable_shared_from_this<DataManager> {
   void addLocation(OpeningRequest& request) const;
   [[nodiscard]] MapStatus mapStatus(const platform::JSON& answer);
   [[nodiscard]] MapStatus localizationStatus(const platform::JSON& answer);
+  [[nodiscard]] MapStatus refusalStatus(const platform::JSON& answer);
 
   std::atomic<bool> isOpening_ = false;
   base::AtomicValue<std::string> refusal_;

@@ -55,9 +55,9 @@ base::Result<Page> requestPage(const platform::AWSDynamoDBObjectMapper& mapper,
 }  // namespace
 
 std::chrono::nanoseconds scanPause(int failedTries, double random) {
-  constexpr std::chrono::milliseconds first{250};
-  constexpr std::chrono::milliseconds longest{4000};
-  const auto whole = std::min(longest, first * (1 << std::clamp(failedTries - 1, 0, 10)));
+  constexpr std::chrono::milliseconds FIRST{250};
+  constexpr std::chrono::milliseconds LONGEST{4000};
+  const auto whole = std::min(LONGEST, FIRST * (1 << std::clamp(failedTries - 1, 0, 10)));
   return std::chrono::duration_cast<std::chrono::nanoseconds>(whole * (1 - random / 2));
 }
 

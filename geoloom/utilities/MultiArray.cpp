@@ -2,8 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <bit>
-#include <cstring>
 #include <numeric>
 #include <type_traits>
 #include <utility>
@@ -47,14 +45,12 @@ bool isPermutation(std::vector<std::size_t> order, std::size_t dimensions) {
   return order.size() == dimensions;
 }
 
-std::string elementText(std::int32_t value) {
-  return std::to_string(value);
-}
-std::string elementText(float value) {
-  return base::text(value);
-}
-std::string elementText(double value) {
-  return base::text(value);
+template <class T>
+std::string elementText(T value) {
+  if constexpr (std::is_integral_v<T>)
+    return std::to_string(value);
+  else
+    return base::text(value);
 }
 
 /// Appends the text of dimensions `d` and up, beginning at `element`.
@@ -99,8 +95,6 @@ RawBytes blank(std::ptrdiff_t width, std::ptrdiff_t height, std::size_t pixelByt
   return {std::vector<std::uint8_t>(w * h * pixelBytes), w, h};
 }
 
-// The compiler vectorises both loops.
-
 template <class T>
 void grayRow(const T* in, std::ptrdiff_t step, std::size_t width, const ByteMapping<T>& map,
              std::uint8_t* __restrict out) {
@@ -111,16 +105,12 @@ template <class T>
 void colourRow(const std::array<const T*, 3>& in, std::ptrdiff_t step, std::size_t width,
                const ByteMapping<T>& map, std::uint8_t* __restrict out) {
   const auto [red, green, blue] = in;
-  // One store of four bytes a pixel: four stores of a byte are not vectorised.
-  constexpr bool LITTLE = std::endian::native == std::endian::little;
   for (std::size_t x = 0; x < width; ++x) {
     const std::ptrdiff_t i = static_cast<std::ptrdiff_t>(x) * step;
-    const std::uint32_t r = map(red[i]);
-    const std::uint32_t g = map(green[i]);
-    const std::uint32_t b = map(blue[i]);
-    const std::uint32_t pixel =
-        LITTLE ? r | g << 8 | b << 16 | 0xFF000000U : r << 24 | g << 16 | b << 8 | 0xFFU;
-    std::memcpy(out + 4 * x, &pixel, 4);
+    out[4 * x] = map(red[i]);
+    out[4 * x + 1] = map(green[i]);
+    out[4 * x + 2] = map(blue[i]);
+    out[4 * x + 3] = 255;
   }
 }
 

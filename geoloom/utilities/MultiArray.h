@@ -89,12 +89,12 @@ class GEOLOOM_EXPORT MultiArray {
 
   /// The element at these first indices, the other indices being 0. Precondition: no more indices than
   /// dimensions.
-  [[nodiscard]] T& operator()(std::ptrdiff_t i, std::ptrdiff_t j) const { return at<2>({i, j}); }
+  [[nodiscard]] T& operator()(std::ptrdiff_t i, std::ptrdiff_t j) const { return (*this)({i, j}); }
   [[nodiscard]] T& operator()(std::ptrdiff_t i, std::ptrdiff_t j, std::ptrdiff_t k) const {
-    return at<3>({i, j, k});
+    return (*this)({i, j, k});
   }
   [[nodiscard]] T& operator()(std::ptrdiff_t i, std::ptrdiff_t j, std::ptrdiff_t k, std::ptrdiff_t l) const {
-    return at<4>({i, j, k, l});
+    return (*this)({i, j, k, l});
   }
   [[nodiscard]] T& operator()(std::span<const std::ptrdiff_t> indices) const {
     GEOLOOM_PRECONDITION(indices.size() <= strides_.size(), "more indices than the array has dimensions");
@@ -141,14 +141,6 @@ class GEOLOOM_EXPORT MultiArray {
 
  private:
   MultiArray(std::shared_ptr<platform::MLMultiArray> array, T* pointer, Shape strides, Shape shape);
-
-  template <std::size_t N>
-  [[nodiscard]] T& at(const std::ptrdiff_t (&indices)[N]) const {
-    GEOLOOM_PRECONDITION(N <= strides_.size(), "more indices than the array has dimensions");
-    std::ptrdiff_t position = 0;
-    for (std::size_t d = 0; d < N; ++d) position += indices[d] * strides_[d];
-    return pointer_[position];
-  }
 
   std::shared_ptr<platform::MLMultiArray> array_;
   T* pointer_;

@@ -75,23 +75,5 @@ TEST(Text, ComparesAndHashesCanonically) {
   }
 }
 
-TEST(Text, ReplacesInvalidUTF8) {
-  const std::pair<std::string, std::string> cases[] = {
-      {"plain \u00e9 \u20ac \U0001f600", "plain \u00e9 \u20ac \U0001f600"},
-      {"a\0b"s, "a\0b"s},
-      {"a\xff"
-       "b",
-       "a\ufffd"
-       "b"},
-      {"\xe2\x82", "\ufffd"},                            // cut off
-      {"\xe2\x82x", "\ufffdx"},                          // cut off by a letter
-      {"\xf0\x9f\x98\xe2\x82\xac", "\ufffd\u20ac"},      // cut off by another character
-      {"\xc0\xaf", "\ufffd\ufffd"},                      // overlong
-      {"\xed\xa0\x80", "\ufffd\ufffd\ufffd"},            // half of a surrogate pair
-      {"\xf4\x90\x80\x80", "\ufffd\ufffd\ufffd\ufffd"},  // above the last character
-  };
-  for (const auto& [written, valid] : cases) EXPECT_EQ(base::validUTF8(written), valid) << written;
-}
-
 }  // namespace
 }  // namespace geoloom::base

@@ -7,12 +7,9 @@
 #include "geoloom/storage/SceneUnderstandingModel.h"
 #include "geoloom/storage/TransformScan.h"
 
-#include "localcloud/Metrics.h"
-#include "localcloud/Server.h"
 #include "tests/cloud/MappingOperations.h"
 #include "tests/support/EagerClock.h"
 #include "tests/support/HTTP.h"
-#include "tests/support/Hostilities.h"
 #include "tests/support/Scans.h"
 #include "tests/support/SecureService.h"
 #include "tests/support/TimeShift.h"
@@ -23,8 +20,6 @@ namespace geoloom::test {
 namespace {
 
 using platform::DispatchQueue;
-using ::testing::HasSubstr;
-using ::testing::IsEmpty;
 using Lines = std::vector<std::string>;
 
 constexpr char DEVELOPER_KEY[] = "a plain key";
@@ -145,18 +140,6 @@ Lines outcomeOf(const Operation& operation, const std::string& address) {
   return journalOf(kit);
 }
 
-TEST(HostileServices, InvalidAnswersAreFailures) {
-  for (const Hostility& hostility : hostilities())
-    for (const Operation& operation : operations()) {
-      const FakeService service([&hostility](const RecordedRequest&) { return hostility.answer; });
-      EXPECT_EQ(outcomeOf(operation, service.url()), operation.outcome(operation.tries))
-          << operation.name << ", " << hostility.name;
-      const auto tries = static_cast<std::size_t>(operation.tries);
-      EXPECT_TRUE(service.waitForRequests(tries));
-      EXPECT_EQ(service.requests().size(), tries) << operation.name << ", " << hostility.name;
-    }
-}
-
 TEST(HostileServices, UnreachableAddressesAreFailures) {
   const std::string unused = "http://127.0.0.1:" + std::to_string(unusedPort());
   for (const std::string& address : {unused, std::string(), std::string("http://192.0.2.1")})
@@ -198,15 +181,15 @@ TEST(HostileServices, SlowServiceTimesOut) {
       operation.start(kit);
       for (int tries = 1; tries <= operation.tries; ++tries) {
         ASSERT_TRUE(service.waitForRequests(static_cast<std::size_t>(tries))) << operation.name;
-        constexpr std::chrono::seconds margin{5};
-        shiftTime(operation.deadline - margin);
+        constexpr std::chrono::seconds MARGIN{5};
+        shiftTime(operation.deadline - MARGIN);
         wakeClient();
         EXPECT_EQ(kit.journal.entries().size(), static_cast<std::size_t>(tries - 1)) << operation.name;
         // The service may be late to notice that the client closed the connection of the try before.
         EXPECT_EQ(service.connections(), static_cast<std::size_t>(tries)) << operation.name;
         EXPECT_TRUE(eventually([&] { return service.openConnections() == 1U; }))
             << operation.name << " was not waited for";
-        shiftTime(2 * margin);
+        shiftTime(2 * MARGIN);
         wakeClient();
       }
       waitUntilOver(operation, kit);
@@ -214,56 +197,6 @@ TEST(HostileServices, SlowServiceTimesOut) {
       EXPECT_EQ(journalOf(kit), operation.outcome(operation.tries)) << operation.name;
       EXPECT_EQ(service.requests().size(), static_cast<std::size_t>(operation.tries)) << operation.name;
     }
-}
-
-// Each scan gives the service time and gives up in the end; the first one that is let through succeeds.
-TEST(HostileServices, ScansRecoverFromThrottling) {
-  constexpr int storm = 4 * MAXIMUM_SCAN_TRIES + 3;
-  std::atomic<int> asked = 0;
-  const FakeService service([&asked](const RecordedRequest&) {
-    const int number = asked++;
-    if (number >= storm) return FakeAnswer::json(R"({"Items":[]})");
-    switch (number % 4) {
-      case 0:
-        return FakeAnswer::json(R"({"__type":"x#ProvisionedThroughputExceededException"})", 400);
-      case 1:
-        return FakeAnswer::json(R"({"__type":"ThrottlingException","message":"Rate exceeded"})", 400);
-      case 2:
-        return FakeAnswer::json("", 429);
-      default:
-        return FakeAnswer::json("<Error><Code>SlowDown</Code></Error>", 503);
-    }
-  });
-  const Kit kit(service.url());
-  for (int scan = 0; scan < 4; ++scan) EXPECT_FALSE(scanTransformRows("M1"));
-  EXPECT_EQ(kit.clock->delays.entries().size(), 4U * (MAXIMUM_SCAN_TRIES - 1));
-  EXPECT_TRUE(scanTransformRows("M1"));
-  EXPECT_EQ(asked, storm + 1);
-}
-
-// The services of the provider refuse what is signed more than a quarter of an hour away from their time; the
-// mapping service does not look at the time. Nobody's clock is corrected.
-TEST(HostileServices, AWrongClockIsNamedInTheError) {
-  for (const auto& [ahead, says] : {std::pair(std::chrono::hours(1), "Signature expired"),
-                                    {std::chrono::hours(-1), "Signature not yet current"}}) {
-    const test::TemporaryDirectory directory;
-    localcloud::Server cloud({.data = directory.path(),
-                              .developerKey = DEVELOPER_KEY,
-                              .now = [ahead = ahead] { return std::chrono::system_clock::now() + ahead; }});
-    Kit kit(cloud.url());
-    for (const Operation& operation : operations()) {
-      const bool isTables = operation.deadline == std::chrono::seconds(10);
-      if (!isTables) continue;
-      kit.journal.clear();
-      operation.start(kit);
-      waitUntilOver(operation, kit);
-      EXPECT_EQ(journalOf(kit), operation.outcome(operation.tries)) << operation.name;
-      if (operation.name == "scanTransform") {
-        EXPECT_THAT(kit.journal.entries().front(), HasSubstr(says));
-      }
-    }
-    EXPECT_THAT(cloud.store().read(localcloud::metrics::all), IsEmpty());
-  }
 }
 
 }  // namespace

@@ -9,7 +9,7 @@ namespace {
 using ::testing::EndsWith;
 using ::testing::StartsWith;
 
-/// The worked example of the signing scheme's published documentation.
+/// Starts from the example in the published description of the signing scheme.
 class SignatureVerifierTest : public ::testing::Test {
  protected:
   static Request example() {
@@ -62,7 +62,7 @@ TEST_F(SignatureVerifierTest, RefusesAnyChange) {
   EXPECT_EQ(check(example(), "dynamodb"), "InvalidSignatureException");
 }
 
-TEST_F(SignatureVerifierTest, RequiresTheImportantHeadersToBeSigned) {
+TEST_F(SignatureVerifierTest, RequiresHostAndTargetToBeSigned) {
   Request request = example();
   request.headers.emplace("x-amz-target", "DynamoDB_20120810.Scan");
   EXPECT_EQ(check(request), "InvalidSignatureException");

@@ -107,23 +107,6 @@ TEST_CASE(assetsArriveMovedOnTheAssetQueue) {
   [found release];
 }
 
-TEST_CASE(theConfigurationIsReadForEveryRequest) {
-  serviceStart();
-  EXPECT([GeoloomMainQueue handOverToMainRunLoop]);
-  NSAutoreleasePool* pool = [NSAutoreleasePool new];
-  MapSessionConfiguration* configuration = [makeConfiguration() retain];
-  MapSession* session =
-      [makeSession([[ARSession new] autorelease], MapModeLocalization, configuration) retain];
-  [pool release];
-  RUN_UNTIL([session mapSessionUUID] != nil);
-  configuration.featureMatchDistanceMeters = 0.25F;
-  [configuration release];
-  serviceTick([session geoloomNative]);
-  EXPECT(serviceWaitForRequests("/dev/scene-understanding/localize", 1));
-  EXPECT_EQUAL(lastValue("/dev/scene-understanding/localize", "feature_match_distance_meters"), @"0.25");
-  [session release];
-}
-
 TEST_CASE(objectsArriveOnTheDetectorQueue) {
   serviceStart();
   enum { WIDTH = 64, HEIGHT = 48, POINTS = WIDTH * HEIGHT };

@@ -77,30 +77,3 @@ TEST_CASE(cppExceptionsFromCallbacksAreLogged) {
   EXPECT(serviceCountOfLinesThatBegin("! exception ") == 2);
 }
 
-// By name, as in an application that is not linked with the library.
-TEST_CASE(sessionsCanBeCreatedByName) {
-  serviceStart();
-  Class class = NSClassFromString(@"MapSession");
-  SEL selector = NSSelectorFromString(@"initWithArSession:mapMode:userID:mapID:developerKey:screenHeight:"
-                                      @"screenWidth:mapSessionConfiguration:");
-  NSInvocation* invocation =
-      [NSInvocation invocationWithMethodSignature:[class instanceMethodSignatureForSelector:selector]];
-  id session = [class alloc];
-  id arSession = [[NSClassFromString(@"ARSession") new] autorelease];
-  id configuration = makeConfiguration();
-  NSInteger mode = MapModeLocalization;
-  NSString* texts[] = {@"u7", @"m3", @"abc"};
-  CGFloat sizes[] = {812, 375};
-  [invocation setSelector:selector];
-  [invocation setArgument:&arSession atIndex:2];
-  [invocation setArgument:&mode atIndex:3];
-  for (int i = 0; i < 3; ++i) [invocation setArgument:&texts[i] atIndex:4 + i];
-  for (int i = 0; i < 2; ++i) [invocation setArgument:&sizes[i] atIndex:7 + i];
-  [invocation setArgument:&configuration atIndex:9];
-  [invocation invokeWithTarget:session];
-  [invocation getReturnValue:&session];
-  EXPECT_EQUAL([session valueForKey:@"userID"], @"u7");
-  EXPECT_EQUAL([session valueForKey:@"mapSessionMode"], [NSNumber numberWithInteger:MapModeLocalization]);
-  [session performSelector:@selector(resetWithArSession:) withObject:arSession];
-  EXPECT([session valueForKey:@"mapSessionUUID"] == nil);
-}

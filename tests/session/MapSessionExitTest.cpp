@@ -13,14 +13,14 @@ class MapSessionExit : public SessionTest {
  protected:
   MapSessionExit() {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
-    // What exits here does so with the threads of its fake service at work: they are no leak.
+    // The process exits while the threads of its fake service run; they are not leaks.
     const char* const options = std::getenv("TSAN_OPTIONS");
     const std::string quiet = std::string(options == nullptr ? "" : options) + ":report_thread_leaks=0";
     ::setenv("TSAN_OPTIONS", quiet.c_str(), 1);
   }
 
   static std::shared_ptr<const platform::ARFrame> frameAt(float metres) {
-    // Not destroyed: frames are made until the very end.
+    // Never destroyed: frames are made until the process ends.
     static const auto& picture =
         *new auto(platform::CVPixelBuffer::create(64, 48, platform::CVPixelFormatType::BGRA32));
     platform::simd_float4x4 pose;
@@ -32,8 +32,8 @@ class MapSessionExit : public SessionTest {
         std::vector<platform::simd_float3>{}, 0);
   }
 
-  /// Sessions that scan as fast as they can, one scan in eight without an answer, and are offered frames,
-  /// until the process ends.
+  /// Opens sessions that scan and receive frames as fast as they can until the process ends. One scan in
+  /// eight gets no answer.
   void keepBusy() {
     platform::Console::setSink({});
     platform::SystemLog::setSink({});
@@ -57,7 +57,7 @@ class MapSessionExit : public SessionTest {
   std::vector<std::shared_ptr<MapSession>> busy_;
 };
 
-TEST_F(MapSessionExit, InTheMiddleOfItAllIsClean) {
+TEST_F(MapSessionExit, BusySessionsAllowACleanExit) {
   for (const std::size_t requests : {40U, 60U, 80U, 120U, 160U}) {
     const auto exitAfter = [&] {
       keepBusy();
@@ -68,7 +68,7 @@ TEST_F(MapSessionExit, InTheMiddleOfItAllIsClean) {
   }
 }
 
-TEST_F(MapSessionExit, OutOfACallbackIsCleanAndQueuesKeepNobody) {
+TEST_F(MapSessionExit, ACallbackMayExitAndAnExitHandlerMayUseAQueue) {
   const auto exitInCallback = [&] {
     std::atexit([] { platform::DispatchQueue::main()->sync([] {}); });
     keepBusy();

@@ -3,7 +3,6 @@
 #include "geoloom/session/types/DetectedObjectFactory.h"
 
 #include "tests/session/SessionTest.h"
-#include "tests/support/MemoryVolume.h"
 
 namespace geoloom::test {
 namespace {
@@ -155,16 +154,6 @@ TEST_F(MapSessionLifecycle, KeepsOneDataDirectory) {
   EXPECT_TRUE(std::filesystem::is_directory(directory.path() / "documents" / ("yelt/" + today())));
 }
 
-TEST_F(MapSessionLifecycle, ContinuesWithoutItsDirectoryOnAFullDisk) {
-  std::filesystem::create_directories(directory.path() / "documents");
-  const auto why = test::mountInMemory(directory.path() / "documents", 0, "nr_inodes=1");
-  if (!why.empty()) GTEST_SKIP() << why;
-  openInitialized(MapMode::mapping);
-  const Lines inOrder{"! failed to remove directory yelt", "! failed to create directory yelt/" + today(),
-                      "/prod/maps/create_map", "status 0"};
-  EXPECT_EQ(only(journal.entries(), inOrder), inOrder);
-}
-
 TEST_F(MapSessionLifecycle, SaysWhyItCouldNotLoadTheModel) {
   EXPECT_EQ(MapSession::detectionModelFault(), std::nullopt);
   platform::LibraryBundle::setPathForResource("feature_model", "mlmodelc",
@@ -224,55 +213,6 @@ TEST_F(MapSessionLifecycle, RefusesMissingArguments) {
   session->reset(nullptr);
   EXPECT_EQ(session->mappingUUID(), "M1");
   EXPECT_EQ(std::ranges::count(journal.entries(), "! reset: an AR session is needed"), 1);
-}
-
-// Invalid UTF-8 becomes U+FFFD on the wire, and a number that is not finite null.
-TEST_F(MapSessionLifecycle, AcceptsInvalidText) {
-  const float nan = std::numeric_limits<float>::quiet_NaN();
-  platform::Bundle::setMainBundleIdentifier("a\xFFp\n/../");
-  platform::CLLocationManager::setProvider(
-      platform::CLLocationProvider::fixed(std::make_shared<platform::CLLocation>(
-          platform::CLLocationCoordinate2D{nan, 11}, 520, 4, 6, platform::Date{})));
-  std::shared_ptr<MapSession> session;
-  platform::DispatchQueue::main()->sync([&] {
-    session = MapSession::create(std::make_shared<platform::ARSession>(), MapMode::mapping, "\xC3(",
-                                 std::string("m\0\xED\xA0\x80", 5), "k\xFF\r\nx:\n y", nan, -1,
-                                 std::make_shared<MapSessionConfiguration>(nan, nan));
-    session->registerCallbacks({}, [this](MapStatus status) { statuses.add(status); }, {});
-  });
-  ASSERT_TRUE(statuses.waitForCount(1));
-  EXPECT_THAT(statuses.entries(), ElementsAre(MapStatus::initialized));
-  const auto opening = requests("/prod/maps/create_map").front().json();
-  EXPECT_EQ(opening["user_id"], "\uFFFD(");
-  EXPECT_EQ(opening["app_id"], "a\uFFFDp\n/../");
-  EXPECT_TRUE(opening["lat"].is_null());
-  EXPECT_EQ(opening["long"], 11);
-  EXPECT_EQ(session->userID(), "\xC3(");
-  EXPECT_EQ(session->mapID().size(), 5U);
-
-  answer("/prod/maps/place_asset_on_map", R"({"placement_id": 1})");
-  Recorder<bool> taken;
-  EXPECT_TRUE(session->storePlacement(
-      {nullptr, std::make_shared<MapAsset>("\xFF", platform::SCNVector3{nan, 1, -INFINITY}, nan)},
-      [&](bool success) { taken.add(success); }));
-  ASSERT_TRUE(taken.waitForCount(1));
-  EXPECT_EQ(requests("/prod/maps/place_asset_on_map").front().json()["placements"],
-            nlohmann::json::parse(
-                R"([{"asset_id": "\uFFFD", "x": null, "y": 1, "z": null, "orientation": null}])"));
-
-  Recorder<std::size_t> maps;
-  EXPECT_TRUE(session->listNearbyMaps("\x80", nan, INFINITY, -INFINITY, nan,
-                                      [&](const auto& found) { maps.add(found.size()); }));
-  ASSERT_TRUE(maps.waitForCount(1));
-  const auto nearby = requests("/prod/maps/list_nearby_maps").front().json();
-  EXPECT_EQ(nearby["user_id"], "\uFFFD");
-  EXPECT_TRUE(nearby["longitude"].is_null() && nearby["latitude_delta"].is_null());
-  clock->advance(std::chrono::seconds(1));
-  EXPECT_TRUE(journal.waitUntil([](const auto& lines) {
-    return std::ranges::any_of(lines, [](const std::string& line) {
-      return line.starts_with("> The request failed. Error: The header Authorization");
-    });
-  }));
 }
 
 TEST_F(MapSessionLifecycle, DoesNotMixTwoSessions) {

@@ -4,7 +4,6 @@ namespace geoloom::test {
 namespace {
 
 using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 
 using MapSessionStatus = SessionTest;
 
@@ -47,15 +46,6 @@ TEST_F(MapSessionStatus, FollowsFromTheAnswer) {
     EXPECT_EQ(session->mappingUUID(), opening.map);
     EXPECT_EQ(watch(*session).count("opened " + opening.refusal), 1U);
   }
-}
-
-TEST_F(MapSessionStatus, IsDroppedWithoutACallback) {
-  const auto session = create(MapMode::mapping);
-  ASSERT_TRUE(watch(*session).waitFor("opened "));
-  platform::DispatchQueue::main()->sync([] {});
-  registerCallbacks(*session);
-  platform::DispatchQueue::main()->sync([] {});
-  EXPECT_THAT(statuses.entries(), IsEmpty());
 }
 
 struct Derived final : MapSession {

@@ -46,7 +46,7 @@ TEST(Relocalize, RotatesAboutTheVerticalThenTranslates) {
   EXPECT_EQ(quarter[0]->position.z, -1);
 }
 
-// Single precision, in the order that is fixed: the bracket first, from 0, then the translation.
+// In single precision: first the sum in brackets, from 0, then the translation.
 TEST(Relocalize, KeepsTheOrderOfItsSums) {
   const float x = 0.1F;
   const float y = 1e8F;
@@ -69,17 +69,8 @@ TEST(Relocalize, KeepsTheOrderOfItsSums) {
   EXPECT_EQ(assets[0]->position.z, -1e4F + bracketZ);
 }
 
-TEST(Relocalize, TakesEachCoordinateIntoEachSum) {
-  // 0 times infinity is not a number, and it takes part in the first and the last sum.
-  const auto assets = relocalized(placement(R"("x": 1, "y": 1e300, "z": 1, "ori": 0)").c_str(), "0,0,0,0");
-  ASSERT_EQ(assets.size(), 1U);
-  EXPECT_TRUE(std::isnan(assets[0]->position.x));
-  EXPECT_TRUE(std::isinf(assets[0]->position.y));
-  EXPECT_TRUE(std::isnan(assets[0]->position.z));
-}
-
-// What stands at each place of a placement is WrongTypesOfPlacements' business.
-TEST(Relocalize, LeavesOutWhatIsNotWholeAndKeepsTheOrder) {
+// WrongTypesOfPlacements covers values of other types.
+TEST(Relocalize, LeavesOutIncompletePlacementsAndKeepsTheOrder) {
   const auto assets = relocalized(R"({"placements": {
       "second": {"placement": {"x": 1, "y": 0, "z": 0, "ori": 0}, "asset": {"id": "b"}},
       "broken": {"placement": {"x": 1, "y": 0, "z": 0, "ori": 0}},
@@ -90,7 +81,7 @@ TEST(Relocalize, LeavesOutWhatIsNotWholeAndKeepsTheOrder) {
   EXPECT_EQ(assets[1]->assetID, "a");
 }
 
-TEST(Relocalize, TellsWhatItDidFourLinesAPlacement) {
+TEST(Relocalize, PrintsFourLinesPerPlacement) {
   std::vector<std::string> lines;
   const auto stored = JSON::parse(R"({"placements": [
       {"placement": {"x": 1, "y": 0, "z": 0, "ori": 0.3}, "asset": {"id": "a"}},

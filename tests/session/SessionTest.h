@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <ctime>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -19,7 +20,6 @@
 #include "geoloom/platform/ar/ARSession.h"
 #include "geoloom/platform/foundation/Bundle.h"
 #include "geoloom/platform/foundation/Clock.h"
-#include "geoloom/platform/foundation/DateFormatter.h"
 #include "geoloom/platform/foundation/FileManager.h"
 #include "geoloom/session/MapSession.h"
 #include "geoloom/session/SessionObserver.h"
@@ -184,7 +184,12 @@ class SessionTest : public ::testing::Test {
   }
 
   /// Name of the data directory of a session that is made now.
-  [[nodiscard]] std::string today() const { return platform::formatDate(clock->date(), "yyMMdd_HHmmss"); }
+  [[nodiscard]] std::string today() const {
+    const std::time_t time = std::chrono::system_clock::to_time_t(clock->date());
+    char name[32] = "";
+    std::strftime(name, sizeof name, "%y%m%d_%H%M%S", std::localtime(&time));
+    return name;
+  }
 
   /// A page of the transform table; a row is (count, value, transform).
   struct Row {

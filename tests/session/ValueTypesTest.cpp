@@ -7,7 +7,6 @@
 #include "geoloom/session/types/Map.h"
 #include "geoloom/session/types/MapAsset.h"
 #include "geoloom/session/types/MapMode.h"
-#include "geoloom/session/types/MapSessionSettings.h"
 #include "geoloom/session/types/MapStatus.h"
 
 namespace geoloom {
@@ -66,14 +65,6 @@ TEST(DetectedObject, IsMadeByTheKitAndPrintsItself) {
   EXPECT_EQ(DetectedObjectFactory::make("chair", 0.8125F, {1, 2, 3}, 0.9F)->print(), "chair, 0.8125, 0.9");
   EXPECT_EQ(DetectedObjectFactory::make("person", 0.5F, {}, 1.75F)->print(), "person, 0.5, 1.75");
   EXPECT_EQ(DetectedObjectFactory::make("cup", 1, {}, 0)->print(), "cup, 1.0, 0.0");
-}
-
-TEST(MapSessionSettings, HaveTheirDefaultsInAFreshProcess) {
-  EXPECT_EQ(MapSessionSettings::CONFIDENCE_THRESHOLD.load(), 0.75F);
-  EXPECT_EQ(MapSessionSettings::TIMEOUT_THRESHOLD.load(), 60);
-  EXPECT_EQ(MapSessionSettings::RETRIEVE_ASSETS_INTERVAL.load(), 2);
-  EXPECT_FALSE(MapSessionSettings::CONTINOUSLY_UPDATED_RELOCALIZATION);
-  EXPECT_FALSE(MapSessionSettings::USE_BETA_ALGO);
 }
 
 }  // namespace

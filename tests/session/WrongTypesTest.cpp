@@ -7,17 +7,16 @@
 #include "tests/support/EagerClock.h"
 #include "tests/support/Scans.h"
 
-// Every answer that the kit reads, with something of another type, or nothing, at each of its places in turn.
+// Every answer that the kit reads, with a value of another type, or none, in each place in turn.
 namespace geoloom::test {
 namespace {
 
 using json = nlohmann::ordered_json;
 
-/// An answer that differs from a good one in one place: which, and what stands there ("nothing" when the key
-/// is missing).
-struct Torn {
+/// An answer that differs from a good one in one place.
+struct Altered {
   std::string place;
-  std::string type;
+  std::string type;  ///< of the value at that place; "nothing" if the key is missing
   std::string text;
 };
 
@@ -25,16 +24,16 @@ json::json_pointer parent(const json::json_pointer& place) {
   return place.parent_pointer();
 }
 
-void collect(const json& good, const json::json_pointer& place, std::vector<Torn>& all) {
+void collect(const json& good, const json::json_pointer& place, std::vector<Altered>& all) {
   for (const char* const other : {"null", "true", "7", "\"text\"", "[]", "{}"}) {
-    json torn = good;
-    torn[place] = json::parse(other);
-    all.push_back({place.to_string(), torn[place].type_name(), torn.dump()});
+    json altered = good;
+    altered[place] = json::parse(other);
+    all.push_back({place.to_string(), altered[place].type_name(), altered.dump()});
   }
   if (!place.empty() && good[parent(place)].is_object()) {
-    json torn = good;
-    torn[parent(place)].erase(place.back());
-    all.push_back({place.to_string(), "nothing", torn.dump()});
+    json altered = good;
+    altered[parent(place)].erase(place.back());
+    all.push_back({place.to_string(), "nothing", altered.dump()});
   }
   const json& node = good[place];
   if (node.is_object())
@@ -43,8 +42,8 @@ void collect(const json& good, const json::json_pointer& place, std::vector<Torn
     for (std::size_t at = 0; at < node.size(); ++at) collect(good, place / at, all);
 }
 
-std::vector<Torn> tornForms(const std::string& good) {
-  std::vector<Torn> all;
+std::vector<Altered> alteredForms(const std::string& good) {
+  std::vector<Altered> all;
   collect(json::parse(good), json::json_pointer(), all);
   return all;
 }
@@ -58,7 +57,7 @@ class WrongTypes : public SessionTest {
                                          std::make_shared<CloudAPI>(false));
   }
 
-  /// The status that an opening ends in, and the identifiers that are then known.
+  /// The status of an opening and the identifiers known after it.
   std::string opened(MapMode mode, const std::string& text) {
     const bool maps = mode == MapMode::mapping;
     answer(maps ? "/prod/maps/create_map" : "/prod/maps/create_localization_session", text);
@@ -79,12 +78,12 @@ class WrongTypes : public SessionTest {
 TEST_F(WrongTypes, InTheAnswersToAnOpening) {
   const std::string failed = "2 - -";
   const std::string refused = "4 - -";
-  for (const auto& [place, type, text] : tornForms(R"({"uuid": "M1"})"))
+  for (const auto& [place, type, text] : alteredForms(R"({"uuid": "M1"})"))
     EXPECT_EQ(opened(MapMode::mapping, text), place.empty() || type == "nothing" ? failed
                                               : type == "string"                 ? "0 text -"
                                                                                  : refused)
         << text;
-  for (const auto& [place, type, text] : tornForms(R"({"session_uuid": "L1", "map_uuid": "M1"})")) {
+  for (const auto& [place, type, text] : alteredForms(R"({"session_uuid": "L1", "map_uuid": "M1"})")) {
     const bool unknown = place.empty() || (place == "/session_uuid" && type == "nothing");
     const std::string known = place == "/map_uuid" ? "0 text L1" : "0 M1 text";
     EXPECT_EQ(opened(MapMode::localization, text), unknown            ? failed
@@ -93,28 +92,17 @@ TEST_F(WrongTypes, InTheAnswersToAnOpening) {
         << text;
   }
   for (const MapMode mode : {MapMode::mapping, MapMode::localization})
-    for (const auto& [place, type, text] : tornForms(R"({"errorMessage": "no"})"))
+    for (const auto& [place, type, text] : alteredForms(R"({"errorMessage": "no"})"))
       EXPECT_EQ(opened(mode, text), place.empty() || type == "nothing" ? failed : refused) << text;
-  // Of two members of one name the first one counts.
+  // The first of two members with the same name counts.
   EXPECT_EQ(opened(MapMode::mapping, R"({"uuid": "M1", "uuid": null})"), "0 M1 -");
   EXPECT_EQ(opened(MapMode::mapping, R"({"uuid": null, "uuid": "M1"})"), refused);
 }
 
-TEST_F(WrongTypes, InTheAnswerToAPlacement) {
-  const auto asset = std::make_shared<MapAsset>("lamp", platform::SCNVector3{}, 0.0F);
-  for (const auto& [place, type, text] : tornForms(R"({"placement_id": "P1"})")) {
-    answer("/prod/maps/place_asset_on_map", text);
-    Recorder<bool> stored;
-    EXPECT_TRUE(session_->storePlacement({asset}, [&stored](bool done) { stored.add(done); }));
-    ASSERT_TRUE(stored.waitForCount(1)) << text;
-    EXPECT_EQ(stored.entries().at(0), !place.empty() && type != "nothing") << text;
-  }
-}
-
-TEST(WrongTypesOfPlacements, LeaveOutWhatCannotBeRead) {
+TEST(WrongTypesOfPlacements, UnreadablePlacementsAreLeftOut) {
   const std::string good =
       R"({"placements": [{"placement": {"x": 1, "y": 2, "z": 3, "ori": 4}, "asset": {"id": "lamp"}}]})";
-  for (const auto& [place, type, text] : tornForms(good)) {
+  for (const auto& [place, type, text] : alteredForms(good)) {
     const std::string leaf = place.substr(place.rfind('/') + 1);
     const bool whole = type == "number" ? leaf == "x" || leaf == "y" || leaf == "z" || leaf == "ori"
                                         : type == "string" && leaf == "id";
@@ -133,9 +121,9 @@ TEST_F(WrongTypes, InAPageOfTransforms) {
   Recorder<MapStatus> opened;
   manager->createMap({}, [&opened](MapStatus status) { opened.add(status); });
   ASSERT_TRUE(opened.waitForCount(1));
-  // Tries of a page that is none end at once here.
+  // Pauses between the tries of an invalid page end at once on this clock.
   platform::Clock::install(std::make_shared<EagerClock>());
-  for (const auto& [place, type, text] : tornForms(good)) {
+  for (const auto& [place, type, text] : alteredForms(good)) {
     answer("Scan", good);
     static_cast<void>(manager->scanTransform());
     answer("Scan", R"({"Items": [{"MatchCount": {"N": "1"}, "Transform": {"S": "before"}}]})");
@@ -149,7 +137,7 @@ TEST_F(WrongTypes, InAPageOfTransforms) {
     std::string expected = "1,2,3,0";
     if (place.empty() || place == "/Items" || place == "/Items/0") expected = "";
     if (place.starts_with("/Items/0/MatchCount")) expected = "";
-    if (place == "/Items/0/SessionId/S" && type == "string") expected = "";  // another map's
+    if (place == "/Items/0/SessionId/S" && type == "string") expected = "";  // a row of another map
     if (place.starts_with("/Items/0/Transform"))
       expected = place.ends_with("/S") && type == "string" ? "text" : "";
     EXPECT_EQ(manager->scanTransform(), expected) << text;
@@ -159,23 +147,6 @@ TEST_F(WrongTypes, InAPageOfTransforms) {
                   [](const std::string& line) { return line.starts_with("> The request failed. Error: "); }),
               isPage ? 0 : 5)
         << text;
-  }
-  platform::Clock::install(clock);
-}
-
-TEST_F(WrongTypes, InTheLastKeyOfAPage) {
-  const std::string page =
-      R"({"Items": [], "LastEvaluatedKey": {"SessionId": {"S": "M0"}, "Timestamp": {"N": "1"}}})";
-  platform::Clock::install(std::make_shared<EagerClock>());
-  for (const auto& [place, type, text] : tornForms(page)) {
-    if (place == "/Items" || place.empty()) continue;
-    // Whatever the key is, the scan ends, though the service says the same for ever.
-    answer("Scan", text);
-    const auto before = requests("Scan").size();
-    const bool isLast =
-        place == "/LastEvaluatedKey" && (type == "null" || type == "nothing" || type == "object");
-    EXPECT_EQ(static_cast<bool>(scanTransformRows("M1")), isLast) << text;
-    EXPECT_LE(requests("Scan").size() - before, static_cast<std::size_t>(MAXIMUM_SCAN_TRIES)) << text;
   }
   platform::Clock::install(clock);
 }

@@ -1,12 +1,8 @@
-#include <iterator>
 #include <random>
 
 #include <gtest/gtest.h>
 
-#include "geoloom/platform/compression/CompressionStream.h"
 #include "geoloom/storage/Data.h"
-
-#include "tests/support/TemporaryDirectory.h"
 
 namespace geoloom {
 namespace {
@@ -21,13 +17,13 @@ Bytes make(Content content, std::size_t count) {
   if (content == Content::noise) {
     for (auto& byte : bytes) byte = static_cast<std::uint8_t>(random());
   } else if (content == Content::prose) {
-    constexpr std::string_view letters = "eeee tttaaooiinn shrdlu,\n";
-    for (auto& byte : bytes) byte = static_cast<std::uint8_t>(letters[random() % letters.size()]);
+    constexpr std::string_view LETTERS = "eeee tttaaooiinn shrdlu,\n";
+    for (auto& byte : bytes) byte = static_cast<std::uint8_t>(LETTERS[random() % LETTERS.size()]);
   }
   return bytes;
 }
 
-/// Sizes around those of the working buffer, and one that zlib is given in several pieces.
+/// Sizes around those of the working buffer.
 std::vector<Bytes> samples() {
   std::vector<Bytes> all;
   for (const std::size_t size : {0U, 1U, 10U, 63U, 64U, 65U, 65535U, 65536U, 65537U, 1U << 20, 1200000U})
@@ -89,54 +85,6 @@ TEST(DataTest, OtherFormatsDecodeToNothing) {
   EXPECT_FALSE(Data(Bytes{0x78, 0x9C, 0x03, 0x00, 0x00, 0x00, 0x00, 0x01}).decompress()) << "zlib";
   EXPECT_FALSE(Data(Bytes{0x1F, 0x8B, 0x08, 0, 0, 0, 0, 0, 0, 3, 3, 0, 0, 0, 0, 0, 0, 0, 0, 0}).decompress())
       << "gzip";
-}
-
-TEST(CompressionStreamTest, RefusesUnknownOperationsAndStreamsWithoutInit) {
-  using namespace platform;
-  compression_stream stream;
-  EXPECT_EQ(compression_stream_process(&stream, 0), COMPRESSION_STATUS_ERROR);
-  EXPECT_EQ(compression_stream_destroy(&stream), COMPRESSION_STATUS_ERROR);
-  const auto lz4 = static_cast<compression_algorithm>(0x100);
-  EXPECT_EQ(compression_stream_init(&stream, COMPRESSION_STREAM_ENCODE, lz4), COMPRESSION_STATUS_ERROR);
-  const auto neither = static_cast<compression_stream_operation>(2);
-  EXPECT_EQ(compression_stream_init(&stream, neither, COMPRESSION_ZLIB), COMPRESSION_STATUS_ERROR);
-}
-
-/// Decodes every "N.encoded" to "N.decoded" and encodes every "N.raw" to "N.foreign" at changing levels.
-constexpr const char* FOREIGN_TOOL = R"(
-import glob, sys, zlib
-for name in glob.glob(sys.argv[1] + '/*.encoded'):
-    decoder = zlib.decompressobj(-15)
-    decoded = decoder.decompress(open(name, 'rb').read())
-    assert decoder.eof and not decoder.unused_data, name
-    open(name[:-7] + 'decoded', 'wb').write(decoded)
-for level, name in enumerate(glob.glob(sys.argv[1] + '/*.raw')):
-    encoder = zlib.compressobj(level % 10, zlib.DEFLATED, -15)
-    open(name[:-3] + 'foreign', 'wb').write(encoder.compress(open(name, 'rb').read()) + encoder.flush())
-)";
-
-int run(const std::string& command) {
-  return std::system(command.c_str());
-}
-
-TEST(DataTest, ExchangesStreamsWithPython) {
-  if (run("python3 -c 'import zlib' 2>/dev/null") != 0) GTEST_SKIP() << "python3 with zlib is not installed";
-  const test::TemporaryDirectory folder;
-  const auto read = [&](const std::string& name) {
-    std::ifstream file(folder.path() / name, std::ios::binary);
-    return Bytes(std::istreambuf_iterator<char>(file), {});
-  };
-  const std::vector<Bytes> all = samples();
-  for (std::size_t i = 0; i < all.size(); ++i) {
-    folder.write(std::to_string(i) + ".raw", Data(all[i]).text());
-    folder.write(std::to_string(i) + ".encoded", Data(all[i]).compress()->text());
-  }
-  const std::string tool = folder.write("tool.py", FOREIGN_TOOL);
-  ASSERT_EQ(run("python3 '" + tool + "' '" + folder.path().string() + "'"), 0);
-  for (std::size_t i = 0; i < all.size(); ++i) {
-    EXPECT_EQ(read(std::to_string(i) + ".decoded"), all[i]) << i;
-    EXPECT_EQ(Data(read(std::to_string(i) + ".foreign")).decompress(), Data(all[i])) << i;
-  }
 }
 
 }  // namespace

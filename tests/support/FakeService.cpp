@@ -83,9 +83,9 @@ bool FakeConnection::receive(std::string& buffer) const {
 }
 
 bool FakeConnection::staysOpenForAMoment() const {
-  constexpr int moment = 5;
+  constexpr int MOMENT = 5;
   pollfd client{socket_, POLLIN, 0};
-  return ::poll(&client, 1, moment) == 0;
+  return ::poll(&client, 1, MOMENT) == 0;
 }
 
 void FakeConnection::waitForClose() const {

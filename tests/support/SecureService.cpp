@@ -12,7 +12,7 @@ namespace geoloom::test {
 
 namespace {
 
-constexpr long day = 24L * 60 * 60;
+constexpr long DAY = 24L * 60 * 60;
 
 void addExtension(X509* certificate, X509* issuer, int name, const std::string& value) {
   X509V3_CTX context;
@@ -30,7 +30,7 @@ Identity makeIdentity(const std::string& name, const std::string& subjects, long
   static long serial = 0;
   X509_set_version(certificate, 2);
   ASN1_INTEGER_set(X509_get_serialNumber(certificate), ++serial);
-  X509_gmtime_adj(X509_getm_notBefore(certificate), -2 * day);
+  X509_gmtime_adj(X509_getm_notBefore(certificate), -2 * DAY);
   X509_gmtime_adj(X509_getm_notAfter(certificate), secondsLeft);
   X509_NAME_add_entry_by_txt(X509_get_subject_name(certificate), "CN", MBSTRING_ASC,
                              reinterpret_cast<const unsigned char*>(name.c_str()), -1, -1, 0);
@@ -79,16 +79,16 @@ std::string SecureService::address() const {
 }
 
 Authority::Authority()
-    : identity_(makeIdentity("Authority", "", 2 * day, nullptr)),
-      good(makeIdentity("Service", "IP:127.0.0.1", 2 * day, &identity_)),
-      wrongName(makeIdentity("127.0.0.1", "IP:127.0.0.2,DNS:localhost", 2 * day, &identity_)),
-      expired(makeIdentity("Service", "IP:127.0.0.1", -day, &identity_)),
-      itself(makeIdentity("Service", "IP:127.0.0.1", 2 * day, nullptr)) {
+    : identity_(makeIdentity("Authority", "", 2 * DAY, nullptr)),
+      good(makeIdentity("Service", "IP:127.0.0.1", 2 * DAY, &identity_)),
+      wrongName(makeIdentity("127.0.0.1", "IP:127.0.0.2,DNS:localhost", 2 * DAY, &identity_)),
+      expired(makeIdentity("Service", "IP:127.0.0.1", -DAY, &identity_)),
+      itself(makeIdentity("Service", "IP:127.0.0.1", 2 * DAY, nullptr)) {
   PEM_write_X509(openToWrite(file()).get(), identity_.certificate.get());
 }
 
 void writeSelfSigned(const std::string& certificateFile, const std::string& keyFile) {
-  const Identity identity = makeIdentity("local", "IP:127.0.0.1", day, nullptr);
+  const Identity identity = makeIdentity("local", "IP:127.0.0.1", DAY, nullptr);
   PEM_write_X509(openToWrite(certificateFile).get(), identity.certificate.get());
   PEM_write_PrivateKey(openToWrite(keyFile).get(), identity.key.get(), nullptr, nullptr, 0, nullptr, nullptr);
 }

@@ -93,12 +93,12 @@ TEST(JSONFile, ReplacesAFileOnlyWhenComplete) {
   std::filesystem::create_symlink(path, link);
   JSONFile file(link);
   EXPECT_EQ(base::contentOf(path), "earlier");
-  constexpr auto mode = std::filesystem::perms::owner_read | std::filesystem::perms::owner_write;
-  std::filesystem::permissions(path, mode);
+  constexpr auto MODE = std::filesystem::perms::owner_read | std::filesystem::perms::owner_write;
+  std::filesystem::permissions(path, MODE);
   file.write({{"map", "r\xff"}});
   EXPECT_EQ(base::contentOf(path), "{\n \"map\": \"r\uFFFD\"\n}\n");
   EXPECT_TRUE(std::filesystem::is_symlink(link));
-  EXPECT_EQ(std::filesystem::status(path).permissions(), mode);
+  EXPECT_EQ(std::filesystem::status(path).permissions(), MODE);
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.path()), {}), 2);
 
   const auto dangling = folder.path() / "dangling";
@@ -262,8 +262,7 @@ TEST(Errors, CompareTheLastListWithTheTruth) {
   EXPECT_TRUE(std::isinf(medianOf(errorsOf(trace, truth))));
 }
 
-// The plan draws the true places where the table of errors measures them, also if the two recordings have
-// frames of their own.
+// The plan and the table of errors agree, also if each recording has its own coordinates.
 TEST(TopDownPlot, TrueAndRelocalizedAssetsShareOneFrame) {
   Trace localization = someTrace();
   localization.recordings[0].sessionFromRecording = heading(0.7, 1, 0.2F, -2);
@@ -293,7 +292,7 @@ TEST(TopDownPlot, TrueAndRelocalizedAssetsShareOneFrame) {
   EXPECT_TRUE(trueAssetsInMap(localization, truth).empty());
 }
 
-TEST(Tracking, BoxesBelongToTheThingsWhereTheyLie) {
+TEST(Tracking, AssignsBoxesToTheNearestThing) {
   RoomPlan room;
   room.things = {{"table", "", {{0, -1}, {4, -1}, {4, 1}, {0, 1}}, 0.4, 0.8},
                  {"chair 1", "chair", {{1, -0.5}, {2, -0.5}, {2, 0.5}, {1, 0.5}}, 0.5, 1},
@@ -320,8 +319,8 @@ TEST(Tracking, BoxesBelongToTheThingsWhereTheyLie) {
   EXPECT_THAT(tracking.elsewhere, ElementsAre("dog"));
 }
 
-TEST(Drawing, LabelsCoverNeitherEachOtherNorWhatIsNotInThePicture) {
-  // Six labels on one point: with none overlapping, all of their plates are seen, whatever their order.
+TEST(Drawing, LabelsDoNotOverlap) {
+  // Six labels at one point: if none overlaps another, all their plates are visible.
   const auto darkened = [](std::size_t count) {
     Drawing drawing(400, 300, {1, 1, 1});
     for (std::size_t i = 0; i < count; ++i) drawing.label({5, 150}, "label", {1, 1, 0});

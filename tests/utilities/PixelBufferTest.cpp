@@ -91,9 +91,9 @@ TEST_F(PixelBufferTest, ReadsTheCropInPlace) {
 
 TEST_F(PixelBufferTest, RefusesCropsOutsideTheSource) {
   const auto source = ramp(16, 9);
-  constexpr std::size_t huge = std::numeric_limits<std::size_t>::max();
-  const std::vector<Crop> outside = {{1, 0, 16, 9}, {0, 1, 16, 9}, {huge, 0, 8, 8},    {0, huge, 8, 8},
-                                     {17, 0, 0, 9}, {16, 9, 1, 1}, {huge, 0, huge, 9}, {8, 8, huge, huge}};
+  constexpr std::size_t HUGE = std::numeric_limits<std::size_t>::max();
+  const std::vector<Crop> outside = {{1, 0, 16, 9}, {0, 1, 16, 9}, {HUGE, 0, 8, 8},    {0, HUGE, 8, 8},
+                                     {17, 0, 0, 9}, {16, 9, 1, 1}, {HUGE, 0, HUGE, 9}, {8, 8, HUGE, HUGE}};
   for (const Crop& c : outside)
     EXPECT_FALSE(resizePixelBuffer(source, c.x, c.y, c.width, c.height, 4, 4)) << c.x << ' ' << c.y;
   ASSERT_EQ(lines.size(), outside.size());
@@ -104,12 +104,12 @@ TEST_F(PixelBufferTest, RefusesCropsOutsideTheSource) {
 TEST_F(PixelBufferTest, PrintsWhyAResizeFails) {
   const auto source = ramp(16, 9);
   const auto planar = CVPixelBuffer::create(16, 4, CVPixelFormatType::biPlanarFullRange420);
-  constexpr std::size_t huge = std::numeric_limits<std::size_t>::max();
+  constexpr std::size_t HUGE = std::numeric_limits<std::size_t>::max();
   EXPECT_FALSE(resizePixelBuffer(nullptr, 4, 4));
   EXPECT_FALSE(resizePixelBuffer(source, 0, 4));
   EXPECT_FALSE(resizePixelBuffer(source, 4, 0));
   EXPECT_FALSE(resizePixelBuffer(source, 8, 4, 0, 3, 4, 4));
-  EXPECT_FALSE(resizePixelBuffer(source, huge, 4));
+  EXPECT_FALSE(resizePixelBuffer(source, HUGE, 4));
   EXPECT_FALSE(resizePixelBuffer(planar, 0, 0, 4, 4, 2, 2));
   EXPECT_THAT(lines, ElementsAre("Error: could not get pixel buffer base address", "Error: -21774",
                                  "Error: -21774", "Error: -21774", "Error: out of memory",

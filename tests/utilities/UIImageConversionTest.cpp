@@ -74,12 +74,6 @@ TEST(UIImageConversionTest, DrawsTranslucentImagesOverBlack) {
   EXPECT_EQ(rowsOf(*image->pixelBuffer(1, 1), 4), (Bytes{255, 40, 80, 120}));
 }
 
-TEST(UIImageConversionTest, DrawsAsTheOrientationSays) {
-  const Bytes bytes = {1, 2, 3, 4, 5, 6};
-  const auto upright = UIImage::fromByteArrayGray(bytes, 3, 2, 1, UIImageOrientation::right);
-  EXPECT_EQ(rowsOf(*upright->pixelBufferGray(2, 3), 1), (Bytes{4, 1, 5, 2, 6, 3}));
-}
-
 TEST(UIImageConversionTest, CameraBuffersAreTurnedAndRenderedOnesUpright) {
   for (const auto format : {CVPixelFormatType::BGRA32, CVPixelFormatType::ARGB32,
                             CVPixelFormatType::oneComponent8, CVPixelFormatType::biPlanarFullRange420}) {

@@ -32,9 +32,9 @@ bool isReplaceable(const std::filesystem::path& path) {
 
 /// The target of a symbolic link, which need not exist.
 std::filesystem::path targetOf(std::filesystem::path path) {
-  constexpr int most = 40;
+  constexpr int MOST = 40;
   std::error_code error;
-  for (int i = 0; i < most && std::filesystem::is_symlink(path, error); ++i)
+  for (int i = 0; i < MOST && std::filesystem::is_symlink(path, error); ++i)
     path = path.parent_path() / std::filesystem::read_symlink(path, error);
   return path;
 }

@@ -38,15 +38,15 @@ SceneDescription readScene(const std::string& path) {
 }
 
 void readSize(Options& options) {
-  constexpr std::size_t most = 4096;
+  constexpr std::size_t MOST = 4096;
   int end = 0;
   const int read =
       std::sscanf(options.size.c_str(), "%4zux%4zu%n", &options.walk.width, &options.walk.height, &end);
   const bool whole = read == 2 && static_cast<std::size_t>(end) == options.size.size();
-  if (!whole || options.walk.width < 16 || options.walk.height < 16 || options.walk.width > most ||
-      options.walk.height > most) {
+  if (!whole || options.walk.width < 16 || options.walk.height < 16 || options.walk.width > MOST ||
+      options.walk.height > MOST) {
     throw CommandError(ExitCode::usage,
-                       fmt::format("--size {}: must be WIDTHxHEIGHT, 16 to {} each", options.size, most));
+                       fmt::format("--size {}: must be WIDTHxHEIGHT, 16 to {} each", options.size, MOST));
   }
 }
 

@@ -74,21 +74,21 @@ void addReplayCommand(CLI::App& app) {
       ->check(aboveZero(1e6))
       ->capture_default_str();
   command->add_flag("--verbose", options->verbose, "print the library's own lines on standard error");
-  constexpr const char* group = "Recording";
+  constexpr const char* GROUP = "Recording";
   command->add_option("--origin", options->origin, "origin of the session's coordinates")
       ->check(CLI::IsMember({"first-frame", "recording"}))
       ->capture_default_str()
-      ->group(group);
+      ->group(GROUP);
   command->add_option("--aspect", replayed.recording.portraitAspect, "width / height of the upright picture")
       ->check(between(0.1, 1))
       ->capture_default_str()
-      ->group(group);
+      ->group(GROUP);
   command
       ->add_option("--tolerance", replayed.recording.associationTolerance,
                    "largest difference between the times of an image and its depth or pose, seconds")
       ->check(notNegative())
       ->capture_default_str()
-      ->group(group);
+      ->group(GROUP);
   addServiceOptions(*command, replayed.service);
   addSessionOptions(*command, replayed.service);
   command->callback([options] { run(*options); });

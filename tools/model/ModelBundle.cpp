@@ -41,8 +41,8 @@ std::string manifestText(const CompiledSSD& compiled, const std::string& sourceN
         {"divisor", compiled.divisor},
         {"offset", compiled.offset}}},
       {"outputs",
-       {{{"name", CompiledSSD::SCORES}, {"shape", {CompiledSSD::CLASSES, SSDAnchors::count}}},
-        {{"name", CompiledSSD::BOXES}, {"shape", {4, SSDAnchors::count}}}}},
+       {{{"name", CompiledSSD::SCORES}, {"shape", {CompiledSSD::CLASSES, SSDAnchors::COUNT}}},
+        {{"name", CompiledSSD::BOXES}, {"shape", {4, SSDAnchors::COUNT}}}}},
       {"source", sourceName},
   };
   return manifest.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";

@@ -343,7 +343,7 @@ Rows Compiler::concatenate(const std::string& name) {
       refuseNode(name, fmt::format("its input {} is not rows like those before", i));
     result.columns = rows->columns;
     result.heads.insert(result.heads.end(), rows->heads.begin(), rows->heads.end());
-    if (result.heads.size() > SSDAnchors::count) refuseNode(name, "there are more rows than anchors");
+    if (result.heads.size() > SSDAnchors::COUNT) refuseNode(name, "there are more rows than anchors");
   }
   return result;
 }
@@ -452,7 +452,7 @@ void Compiler::writeOutput(const std::string& name, const Rows& rows,
         graph_.node("Reshape", {part + ":anchors", graph_.constant(part + ":flat", flat)}, part + ":rows"));
   }
   graph_.node("Concat", layers, name, ONNXAttributes().number("axis", 3));
-  const Integers shape = integersOf({rows.columns, SSDAnchors::count});
+  const Integers shape = integersOf({rows.columns, SSDAnchors::COUNT});
   graph_.node("Reshape", {name, graph_.constant(name + ":shape", shape)}, output);
   graph_.output(output, shape);
 }

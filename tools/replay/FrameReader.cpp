@@ -33,9 +33,9 @@ void FrameReader::fetch() {
 }
 
 std::optional<FrameReader::Frame> FrameReader::read() {
-  constexpr double pauseBetweenRecordings = 0.1;
+  constexpr double PAUSE_BETWEEN_RECORDINGS = 0.1;
   while (recording_ < recordings_.size() && index_ == recordings_[recording_]->frameCount()) {
-    offset_ = time_ + pauseBetweenRecordings;
+    offset_ = time_ + PAUSE_BETWEEN_RECORDINGS;
     index_ = 0;
     ++recording_;
   }

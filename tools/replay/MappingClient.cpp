@@ -13,10 +13,10 @@ namespace {
 
 /// The service's program: the one beside this program if it is there, else the one in the PATH.
 std::string serviceProgram() {
-  constexpr const char* name = "geoloom-localcloud";
+  constexpr const char* NAME = "geoloom-localcloud";
   std::error_code error;
-  const auto beside = std::filesystem::read_symlink("/proc/self/exe", error).replace_filename(name);
-  return !error && std::filesystem::exists(beside, error) ? beside.string() : name;
+  const auto beside = std::filesystem::read_symlink("/proc/self/exe", error).replace_filename(NAME);
+  return !error && std::filesystem::exists(beside, error) ? beside.string() : NAME;
 }
 
 /// How to start a service at an address of this machine; empty for other addresses.

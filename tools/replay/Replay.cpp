@@ -185,8 +185,8 @@ class Driver {
       }
       moveTimeTo(read->time, start);
       offer(*read);
-      constexpr double sayEvery = 5;
-      if (read->time - lastSaid >= sayEvery) {
+      constexpr double SAY_EVERY = 5;
+      if (read->time - lastSaid >= SAY_EVERY) {
         lastSaid = read->time;
         say_(fmt::format("{:6.2f} s  frame {} of {}", read->time, read->index + 1,
                          recordings_[read->recording]->frameCount()));
@@ -250,9 +250,9 @@ class Driver {
       }
       return;
     }
-    constexpr std::size_t looks = 3;
+    constexpr std::size_t LOOKS = 3;
     const std::size_t ticks = recorder_->progress().ticks;
-    waitFor("a transform", deadline, true, [&](const Progress& p) { return p.ticks >= ticks + looks; });
+    waitFor("a transform", deadline, true, [&](const Progress& p) { return p.ticks >= ticks + LOOKS; });
     waitFor("a transform", deadline, true, [](const Progress& p) { return p.assetLists > 0; });
   }
 

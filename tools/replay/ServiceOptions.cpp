@@ -22,8 +22,8 @@
 namespace geoloom::tools {
 namespace {
 
-constexpr const char* group = "Service";
-constexpr const char* sessionGroup = "Session";
+constexpr const char* GROUP = "Service";
+constexpr const char* SESSION_GROUP = "Session";
 
 std::string firstLine(const std::string& path) {
   std::ifstream file(path);
@@ -42,11 +42,11 @@ void setLocation(const std::string& text) {
         ExitCode::usage,
         fmt::format("--location {}: must be LATITUDE,LONGITUDE[,ALTITUDE] in degrees and metres", text));
   }
-  constexpr double accuracy = 5;
+  constexpr double ACCURACY = 5;
   platform::CLLocationManager::setProvider(
       platform::CLLocationProvider::fixed(std::make_shared<platform::CLLocation>(
-          platform::CLLocationCoordinate2D{given->latitude, given->longitude}, given->altitude, accuracy,
-          accuracy, platform::Clock::current()->date())));
+          platform::CLLocationCoordinate2D{given->latitude, given->longitude}, given->altitude, ACCURACY,
+          ACCURACY, platform::Clock::current()->date())));
 }
 
 }  // namespace
@@ -54,21 +54,21 @@ void setLocation(const std::string& text) {
 void addServiceOptions(CLI::App& command, ServiceOptions& options) {
   command.add_option("--service", options.service, "address of a server that answers for all services")
       ->capture_default_str()
-      ->group(group);
+      ->group(GROUP);
   ServiceEndpoints& e = options.endpoints;
-  command.add_option("--production-url", e.production, "mapping service, up to /prod/maps")->group(group);
-  command.add_option("--beta-url", e.beta, "its beta, up to /beta/maps")->group(group);
+  command.add_option("--production-url", e.production, "mapping service, up to /prod/maps")->group(GROUP);
+  command.add_option("--beta-url", e.beta, "its beta, up to /beta/maps")->group(GROUP);
   command
       .add_option("--certificate-authorities", options.certificateAuthorities,
                   "PEM file with the authorities to trust instead of the system's")
-      ->group(group);
-  command.add_flag("--beta", options.beta, "use the mapping service's beta")->group(group);
+      ->group(GROUP);
+  command.add_flag("--beta", options.beta, "use the mapping service's beta")->group(GROUP);
   command.add_option("--developer-key", options.developerKey, "key of the application's developer")
-      ->group(group);
+      ->group(GROUP);
   command.add_option("--developer-key-file", options.developerKeyFile, "file with the key in its first line")
-      ->group(group);
+      ->group(GROUP);
   command.add_option("--application", options.application, "the application's bundle identifier (geoloom)")
-      ->group(group);
+      ->group(GROUP);
   command.add_option("--json", options.json, "write the result to this file; - is standard output");
 }
 
@@ -77,27 +77,27 @@ void addSessionOptions(CLI::App& command, ServiceOptions& options) {
   command
       .add_option("--scene-understanding-url", e.sceneUnderstanding,
                   "localization by objects, the whole address")
-      ->group(group);
-  command.add_option("--tables-url", e.tables, "table service")->group(group);
-  command.add_option("--metrics-url", e.metrics, "metrics service")->group(group);
+      ->group(GROUP);
+  command.add_option("--tables-url", e.tables, "table service")->group(GROUP);
+  command.add_option("--metrics-url", e.metrics, "metrics service")->group(GROUP);
   command.add_option("--user", options.user, "the user's identifier")
       ->capture_default_str()
-      ->group(sessionGroup);
+      ->group(SESSION_GROUP);
   command.add_option("--location", options.location, "location of the device: LATITUDE,LONGITUDE[,ALTITUDE]")
-      ->group(sessionGroup);
+      ->group(SESSION_GROUP);
   command
       .add_option("--model", options.model,
                   "detection model, a feature_model.mlmodelc; by default the one beside the library")
-      ->group(sessionGroup);
+      ->group(SESSION_GROUP);
   command.add_option("--confidence", options.confidenceThreshold, "minimum confidence of saved objects")
       ->check(between(0, 1))
       ->capture_default_str()
-      ->group(sessionGroup);
+      ->group(SESSION_GROUP);
   command
       .add_option("--match-distance", options.matchDistance, "metres within which objects count as the same")
       ->check(aboveZero(1e6))
       ->capture_default_str()
-      ->group(sessionGroup);
+      ->group(SESSION_GROUP);
 }
 
 ServiceEndpoints endpointsOf(const ServiceOptions& options) {

@@ -32,8 +32,8 @@ SSDAnchors::Row rowOf(double centreY, double centreX, BoxShape shape) {
           static_cast<float>(centreY + height / 2), static_cast<float>(centreX + width / 2)};
 }
 
-std::array<SSDAnchors::Row, SSDAnchors::count> makeAnchors() {
-  std::array<SSDAnchors::Row, SSDAnchors::count> rows{};
+std::array<SSDAnchors::Row, SSDAnchors::COUNT> makeAnchors() {
+  std::array<SSDAnchors::Row, SSDAnchors::COUNT> rows{};
   std::size_t next = 0;
   for (std::size_t layer = 0; layer < GRID_SIDES.size(); ++layer) {
     const int side = GRID_SIDES[layer];
@@ -50,7 +50,7 @@ std::array<SSDAnchors::Row, SSDAnchors::count> makeAnchors() {
 
 }  // namespace
 
-const std::array<SSDAnchors::Row, SSDAnchors::count>& SSDAnchors::anchors() {
+const std::array<SSDAnchors::Row, SSDAnchors::COUNT>& SSDAnchors::anchors() {
   static const auto table = makeAnchors();
   return table;
 }

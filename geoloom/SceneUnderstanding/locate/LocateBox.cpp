@@ -18,8 +18,8 @@ SCNVector3 translationOf(const platform::simd_float4x4& transform) {
 }
 
 constexpr BoundingBox3D emptyBounds() {
-  constexpr float largest = std::numeric_limits<float>::max();
-  return {largest, -largest, largest, -largest, largest, -largest};
+  constexpr float LARGEST = std::numeric_limits<float>::max();
+  return {LARGEST, -LARGEST, LARGEST, -LARGEST, LARGEST, -LARGEST};
 }
 
 void extend(BoundingBox3D& bounds, const SCNVector3& p) {

@@ -44,10 +44,8 @@ std::string describe(const std::vector<platform::ModelManifest::Output>& outputs
 
 }  // namespace
 
-std::optional<base::Failure> checkDetectorOutputs(
-    const std::vector<platform::ModelManifest::Output>& outputs) {
-  if (outputs.size() == 2 && hasShape(outputs[0], SCORE_ROWS) && hasShape(outputs[1], BOX_ROWS))
-    return std::nullopt;
+base::Result<void> checkDetectorOutputs(const std::vector<platform::ModelManifest::Output>& outputs) {
+  if (outputs.size() == 2 && hasShape(outputs[0], SCORE_ROWS) && hasShape(outputs[1], BOX_ROWS)) return {};
   return base::Failure{fmt::format(
       "\"outputs\" must list the scores, {} x {}, and then the box encodings, {} x {}, but lists {}",
       SCORE_ROWS, ANCHORS, BOX_ROWS, ANCHORS, describe(outputs))};
@@ -60,8 +58,8 @@ base::Result<feature_model> feature_model::create() {
         "feature_model.mlmodelc is not beside the library; make it with `geoloom model compile`"};
   auto model = platform::MLModel::create(*path);
   if (!model) return model.failure();
-  if (const auto fault = checkDetectorOutputs((*model)->manifest().outputs))
-    return base::Failure{(*path / "manifest.json").string() + ": " + fault->message};
+  if (const auto checked = checkDetectorOutputs((*model)->manifest().outputs); !checked)
+    return base::Failure{(*path / "manifest.json").string() + ": " + checked.failure().message};
   return feature_model{*std::move(model)};
 }
 

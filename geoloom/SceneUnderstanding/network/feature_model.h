@@ -45,7 +45,7 @@ struct feature_model {
 
 /// Checks that a manifest lists the detector's outputs: scores 91 x 1917, then box encodings 4 x 1917.
 /// Dimensions of 1 are ignored.
-[[nodiscard]] std::optional<base::Failure> checkDetectorOutputs(
+[[nodiscard]] base::Result<void> checkDetectorOutputs(
     const std::vector<platform::ModelManifest::Output>& outputs);
 
 }  // namespace geoloom

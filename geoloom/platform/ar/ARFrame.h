@@ -14,7 +14,6 @@
 namespace geoloom::platform {
 
 class CVPixelBuffer;
-class ScreenGrid;
 
 /// An image of the camera with the tracking state of that moment. Immutable, readable from any thread, shared
 /// as std::shared_ptr<const ARFrame>.
@@ -42,15 +41,19 @@ class GEOLOOM_EXPORT ARFrame final : public NSObject {
   [[nodiscard]] std::optional<ARHitTestResult> nearestHit(CGPoint point, ARHitTestResultType types) const;
 
  private:
-  [[nodiscard]] const ScreenGrid& screenGrid() const;
-  [[nodiscard]] ARHitTestResult resultOf(double distance, std::size_t index) const;
+  struct ProjectedPoint;
+  struct Projection;
+
+  [[nodiscard]] std::vector<ProjectedPoint> project() const;
+  template <class Visit>
+  void forEachAround(CGPoint point, const Visit& visit) const;
+  [[nodiscard]] ARHitTestResult resultOf(const ProjectedPoint& point) const;
 
   std::shared_ptr<CVPixelBuffer> capturedImage_;
   std::shared_ptr<const ARCamera> camera_;
   std::vector<simd_float3> rawFeaturePoints_;
   double timestamp_;
-  struct Projection;
-  std::unique_ptr<Projection> projection_;
+  std::unique_ptr<Projection> projection_;  ///< made by the first hit test
 };
 
 }  // namespace geoloom::platform

@@ -13,8 +13,8 @@ namespace geoloom::platform {
 
 namespace {
 
-constexpr std::string_view service = "monitoring";
-constexpr std::string_view putMetricDataTarget = "GraniteServiceVersion20100801.PutMetricData";
+constexpr std::string_view SERVICE = "monitoring";
+constexpr std::string_view PUT_METRIC_DATA_TARGET = "GraniteServiceVersion20100801.PutMetricData";
 
 struct Registry {
   base::Mutex mutex;
@@ -69,8 +69,9 @@ AWSCloudWatch::AWSCloudWatch(std::shared_ptr<const AWSServiceConfiguration> conf
 
 void AWSCloudWatch::putMetricData(const AWSCloudWatchPutMetricDataInput& input) const {
   if (configuration_->endpoints.metrics.empty()) return;
-  auto request = awsRequest(*configuration_, configuration_->endpoints.metrics, service, putMetricDataTarget,
-                            putMetricDataBody(input), {{"x-amzn-query-mode", "true"}});
+  auto request =
+      awsRequest(*configuration_, configuration_->endpoints.metrics, SERVICE, PUT_METRIC_DATA_TARGET,
+                 putMetricDataBody(input), {{"x-amzn-query-mode", "true"}});
   request.ownConnection = true;
   HTTPClient::shared().post(std::move(request), DispatchQueue::global(),
                             [](const base::Result<HTTPResponse>& answer) {

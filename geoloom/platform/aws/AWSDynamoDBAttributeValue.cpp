@@ -6,8 +6,6 @@
 
 #include <fmt/format.h>
 
-#include "geoloom/base/Text.h"
-
 namespace geoloom::platform {
 
 namespace {
@@ -22,19 +20,14 @@ std::optional<Value> numberAttribute(const std::optional<Number>& value) {
   return Value::number(fmt::format("{}", *value));
 }
 
-template <class Number>
-std::optional<Number> numberMember(const JSON& item, std::string_view name) {
+std::optional<double> numberMember(const JSON& item, std::string_view name) {
   const std::optional<std::string_view> text = item.stringAt(name, "N");
   if (!text) return std::nullopt;
-  Number number{};
+  double number = 0;
   const char* end = text->data() + text->size();
   const auto [read, error] = std::from_chars(text->data(), end, number);
-  if (error != std::errc{} || read != end) return std::nullopt;
+  if (error != std::errc{} || read != end || !std::isfinite(number)) return std::nullopt;
   return number;
-}
-
-std::optional<double> finite(std::optional<double> number) {
-  return number && std::isfinite(*number) ? number : std::nullopt;
 }
 
 }  // namespace
@@ -49,7 +42,7 @@ Value Value::number(std::string value) {
 
 std::optional<Value> toAttribute(const std::optional<std::string>& value) {
   if (!value) return std::nullopt;
-  return Value::text(base::validUTF8(*value));
+  return Value::text(*value);
 }
 
 std::optional<Value> toAttribute(const std::optional<std::int64_t>& value) {
@@ -73,24 +66,13 @@ void fromItem(const JSON& item, std::string_view name, std::optional<std::string
   property = item.stringAt(name, "S");
 }
 
-void fromItem(const JSON& item, std::string_view name, std::optional<std::int64_t>& property) {
-  property = numberMember<std::int64_t>(item, name);
-}
-
 void fromItem(const JSON& item, std::string_view name, std::optional<float>& property) {
-  std::optional<double> number;
-  fromItem(item, name, number);
+  const std::optional<double> number = numberMember(item, name);
   property = number ? std::optional(static_cast<float>(*number)) : std::nullopt;
 }
 
 void fromItem(const JSON& item, std::string_view name, std::optional<double>& property) {
-  property = finite(numberMember<double>(item, name));
-}
-
-void fromItem(const JSON& item, std::string_view name, std::optional<bool>& property) {
-  std::optional<double> number;
-  fromItem(item, name, number);
-  property = number ? std::optional(*number != 0) : std::nullopt;
+  property = numberMember(item, name);
 }
 
 }  // namespace geoloom::platform

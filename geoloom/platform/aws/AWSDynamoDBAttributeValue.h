@@ -26,8 +26,7 @@ using AWSDynamoDBAttributes = std::map<std::string, AWSDynamoDBAttributeValue>;
 
 /// The attribute of a row's property: a String for text, a Number for numbers and Booleans ("1", "0"), in the
 /// shortest text that reads back to the same value, integers without a fraction. Absent for absent properties
-/// and for numbers that are not finite, which the table service does not have. Invalid UTF-8 is replaced by
-/// U+FFFD.
+/// and for numbers that are not finite, which the table service does not have.
 [[nodiscard]] std::optional<AWSDynamoDBAttributeValue> toAttribute(const std::optional<std::string>& value);
 [[nodiscard]] std::optional<AWSDynamoDBAttributeValue> toAttribute(const std::optional<std::int64_t>& value);
 [[nodiscard]] std::optional<AWSDynamoDBAttributeValue> toAttribute(const std::optional<float>& value);
@@ -37,9 +36,7 @@ using AWSDynamoDBAttributes = std::map<std::string, AWSDynamoDBAttributeValue>;
 /// Sets the property from an item's attribute `name`; absent if the attribute is missing, of another type or
 /// not readable.
 void fromItem(const JSON& item, std::string_view name, std::optional<std::string>& property);
-void fromItem(const JSON& item, std::string_view name, std::optional<std::int64_t>& property);
 void fromItem(const JSON& item, std::string_view name, std::optional<float>& property);
 void fromItem(const JSON& item, std::string_view name, std::optional<double>& property);
-void fromItem(const JSON& item, std::string_view name, std::optional<bool>& property);
 
 }  // namespace geoloom::platform

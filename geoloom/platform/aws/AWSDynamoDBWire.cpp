@@ -1,13 +1,12 @@
 #include "geoloom/platform/aws/AWSDynamoDBWire.h"
 
-#include <algorithm>
 #include <array>
 #include <utility>
 
 #include <fmt/format.h>
 
 #include "geoloom/base/ObjectText.h"
-#include "geoloom/base/Text.h"
+#include "geoloom/base/PrintableText.h"
 
 namespace geoloom::platform::dynamodb {
 
@@ -15,13 +14,13 @@ namespace {
 
 using Value = AWSDynamoDBAttributeValue;
 
-constexpr std::array<std::pair<Value::Type, const char*>, 3> typeNames{
+constexpr std::array<std::pair<Value::Type, const char*>, 3> TYPE_NAMES{
     {{Value::Type::text, "S"}, {Value::Type::number, "N"}, {Value::Type::binary, "B"}}};
 
 std::string objectText(const AWSDynamoDBAttributes& attributes) {
   base::ObjectText object;
   for (const auto& [name, attribute] : attributes)
-    for (const auto& [type, typeName] : typeNames)
+    for (const auto& [type, typeName] : TYPE_NAMES)
       if (attribute.type == type)
         object.addJSON(name, base::ObjectText().add(typeName, attribute.value).text());
   return object.text();
@@ -34,7 +33,7 @@ std::string objectText(const std::map<std::string, std::string>& names) {
 }
 
 std::optional<Value> readKeyAttribute(const JSON& attribute) {
-  for (const auto& [type, typeName] : typeNames)
+  for (const auto& [type, typeName] : TYPE_NAMES)
     if (const std::optional<JSON> value = attribute[typeName])
       if (std::optional<std::string> text = value->string()) return Value{type, std::move(*text)};
   return std::nullopt;
@@ -44,51 +43,12 @@ base::Failure malformed(std::string_view what) {
   return {fmt::format("The answer is not a page of a table: {}", what)};
 }
 
-/// Type and message of an error body.
-struct ErrorText {
-  std::string type;
-  std::string message;
-};
-
-ErrorText readJSONError(const JSON& body) {
-  const auto text = [&body](const char* key) {
-    const std::optional<JSON> value = body[key];
-    return value ? value->string().value_or("") : std::string();
-  };
-  ErrorText result{text("__type"), text("message")};
-  if (const std::size_t mark = result.type.rfind('#'); mark != std::string::npos)
-    result.type.erase(0, mark + 1);
-  if (result.message.empty()) result.message = text("Message");
-  return result;
-}
-
-std::string between(std::string_view text, std::string_view open, std::string_view close) {
-  const std::size_t begin = text.find(open);
-  if (begin == std::string_view::npos) return {};
-  const std::size_t end = text.find(close, begin + open.size());
-  if (end == std::string_view::npos) return {};
-  return std::string(text.substr(begin + open.size(), end - begin - open.size()));
-}
-
-/// <ErrorResponse><Error><Code>..</Code><Message>..</Message>.. or <SomeException><Message>..</Message>..
-ErrorText readXMLError(std::string_view body) {
-  ErrorText result{between(body, "<Code>", "</Code>"), between(body, "<Message>", "</Message>")};
-  if (result.type.empty()) {
-    // Matches the closing tag if the opening one carries attributes.
-    const std::size_t end = body.find("Exception>");
-    const std::size_t begin = end == std::string_view::npos ? end : body.find_last_of("</", end);
-    if (begin != std::string_view::npos) result.type = body.substr(begin + 1, end + 8 - begin);
-  }
-  return result;
-}
-
-/// One printable line of at most 500 bytes.
-std::string oneLine(std::string text) {
-  constexpr std::size_t longest = 500;
-  if (text.size() > longest) text.resize(longest);
-  std::replace_if(
-      text.begin(), text.end(), [](char c) { return (c >= 0 && c < ' ') || c == '\x7f'; }, ' ');
-  return base::validUTF8(text);
+/// "<type>: <message>" of an error body as far as they are known, else empty.
+std::string errorText(const JSON& body) {
+  std::string type = body.string("__type").value_or("");
+  type.erase(0, type.rfind('#') + 1);
+  const std::string message = body.string("message").value_or(body.string("Message").value_or(""));
+  return type + (type.empty() || message.empty() ? "" : ": ") + message;
 }
 
 }  // namespace
@@ -143,12 +103,11 @@ base::Result<void> readSaved(std::string_view body) {
 
 base::Result<void> readStatus(int status, std::string_view body) {
   if (status == 200) return {};
+  constexpr std::size_t LONGEST = 500;
   const std::optional<JSON> json = JSON::parse(body);
-  const ErrorText text = json ? readJSONError(*json) : readXMLError(body);
-  std::string description = text.type;
-  if (!text.message.empty()) description += (description.empty() ? "" : ": ") + text.message;
+  const std::string description = json ? errorText(*json).substr(0, LONGEST) : "";
   if (description.empty()) return base::Failure{fmt::format("HTTP {}", status)};
-  return base::Failure{fmt::format("{} (HTTP {})", oneLine(description), status)};
+  return base::Failure{fmt::format("{} (HTTP {})", base::printable(description), status)};
 }
 
 }  // namespace geoloom::platform::dynamodb

@@ -21,8 +21,7 @@ inline constexpr std::string_view PUT_ITEM_TARGET = "DynamoDB_20120810.PutItem";
 /// Whether a successful answer to a PutItem is the table service's.
 [[nodiscard]] base::Result<void> readSaved(std::string_view body);
 
-/// Success for a status of 200. The failure is one line: type, message and status as far as they are known,
-/// from JSON or XML.
+/// Success for a status of 200. The failure is one line: type, message and status as far as they are known.
 [[nodiscard]] base::Result<void> readStatus(int status, std::string_view body);
 
 }  // namespace geoloom::platform::dynamodb

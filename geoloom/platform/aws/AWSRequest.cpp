@@ -35,20 +35,17 @@ HTTPRequest awsRequest(const AWSServiceConfiguration& configuration, const std::
   request.headers.emplace_back("X-Amz-Target", target);
   request.body = std::move(body);
   request.deadline = configuration.timeoutIntervalForRequest;
-  const std::string time = signature::timeText(serviceTime());
-  const auto day = std::string_view(time).substr(0, 8);
-  const auto key =
-      configuration.credentialsProvider->signingKey(day, regionName(configuration.region), service);
-  signature::sign(request, *key, time);
+  signature::sign(request, {*configuration.credentialsProvider, regionName(configuration.region), service},
+                  signature::timeText(serviceTime()));
   return request;
 }
 
 void noteServiceTime(const HTTPResponse& response) {
-  constexpr std::chrono::minutes tolerance{5};
+  constexpr std::chrono::minutes TOLERANCE{5};
   const bool isRefused = response.status == 400 || response.status == 403;
   if (!isRefused || !response.date) return;
   const auto error = std::chrono::round<seconds>(*response.date - serviceTime());
-  if (std::chrono::abs(error) <= tolerance) return;
+  if (std::chrono::abs(error) <= TOLERANCE) return;
   const auto correction = clockCorrection.load() + error;
   clockCorrection = correction;
   SystemLog::log(fmt::format(
@@ -57,14 +54,14 @@ void noteServiceTime(const HTTPResponse& response) {
 }
 
 std::string withoutCredentials(std::string text, const AWSStaticCredentialsProvider& credentials) {
-  constexpr std::string_view mask = "***";
+  constexpr std::string_view MASK = "***";
   // Shorter texts are no secrets, and masking them would leave nothing readable.
-  constexpr std::size_t shortest = 4;
+  constexpr std::size_t SHORTEST = 4;
   for (const std::string& secret : {credentials.accessKey(), credentials.secretKey()}) {
-    if (secret.size() < shortest) continue;
+    if (secret.size() < SHORTEST) continue;
     for (std::size_t at = text.find(secret); at != std::string::npos;
-         at = text.find(secret, at + mask.size()))
-      text.replace(at, secret.size(), mask);
+         at = text.find(secret, at + MASK.size()))
+      text.replace(at, secret.size(), MASK);
   }
   return text;
 }

@@ -4,9 +4,8 @@
 #include <memory>
 #include <string>
 #include <string_view>
-#include <vector>
 
-#include "geoloom/base/Mutex.h"
+#include "geoloom/base/AtomicValue.h"
 
 namespace geoloom::platform {
 
@@ -14,10 +13,6 @@ enum AWSRegionType { AWSRegionUSWest2 };
 
 /// The region's name on the wire: "us-west-2".
 [[nodiscard]] std::string_view regionName(AWSRegionType region);
-
-namespace signature {
-struct Key;
-}
 
 /// A credential pair that does not change. Never printed. May be used from any thread.
 class AWSStaticCredentialsProvider {
@@ -27,17 +22,9 @@ class AWSStaticCredentialsProvider {
   [[nodiscard]] const std::string& accessKey() const { return accessKey_; }
   [[nodiscard]] const std::string& secretKey() const { return secretKey_; }
 
-  /// The key that signs the requests of a day ("20150830") to a service. Kept until another day is asked for.
-  [[nodiscard]] std::shared_ptr<const signature::Key> signingKey(std::string_view day,
-                                                                 std::string_view region,
-                                                                 std::string_view service) const;
-
  private:
   const std::string accessKey_;
   const std::string secretKey_;
-  mutable base::Mutex mutex_;
-  /// Of one day.
-  mutable std::vector<std::shared_ptr<const signature::Key>> keys_ GEOLOOM_GUARDED_BY(mutex_);
 };
 
 /// The addresses of the provider's services: "https://<host>", or plain HTTP to a loopback address. Without
@@ -66,16 +53,19 @@ class AWSServiceManager {
   [[nodiscard]] static AWSServiceManager& defaultServiceManager();
 
   /// The configuration set last; nullptr before the first.
-  [[nodiscard]] std::shared_ptr<const AWSServiceConfiguration> defaultServiceConfiguration() const;
-  void setDefaultServiceConfiguration(std::shared_ptr<const AWSServiceConfiguration> configuration);
+  [[nodiscard]] std::shared_ptr<const AWSServiceConfiguration> defaultServiceConfiguration() const {
+    return configuration_.load();
+  }
+  void setDefaultServiceConfiguration(std::shared_ptr<const AWSServiceConfiguration> configuration) {
+    configuration_.store(std::move(configuration));
+  }
 
   AWSServiceManager(const AWSServiceManager&) = delete;
   AWSServiceManager& operator=(const AWSServiceManager&) = delete;
 
  private:
   AWSServiceManager() = default;
-  mutable base::Mutex mutex_;
-  std::shared_ptr<const AWSServiceConfiguration> configuration_ GEOLOOM_GUARDED_BY(mutex_);
+  base::AtomicValue<std::shared_ptr<const AWSServiceConfiguration>> configuration_;
 };
 
 }  // namespace geoloom::platform

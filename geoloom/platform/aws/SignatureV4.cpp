@@ -8,6 +8,7 @@
 
 #include <fmt/format.h>
 
+#include "geoloom/base/Digest.h"
 #include "geoloom/base/Hexadecimal.h"
 #include "geoloom/platform/network/HTTPAddress.h"
 
@@ -15,8 +16,8 @@ namespace geoloom::platform::signature {
 
 namespace {
 
-constexpr std::string_view algorithm = "AWS4-HMAC-SHA256";
-constexpr std::string_view scopeEnd = "aws4_request";
+constexpr std::string_view ALGORITHM = "AWS4-HMAC-SHA256";
+constexpr std::string_view SCOPE_END = "aws4_request";
 
 std::string_view bytesOf(std::span<const std::uint8_t> bytes) {
   return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
@@ -66,6 +67,14 @@ CanonicalHeaders canonicalHeaders(const HTTPRequest& request) {
   return headers;
 }
 
+/// The key of a day (eight digits).
+base::SHA256Digest keyOf(const Signer& signer, std::string_view day) {
+  base::SHA256Digest key = base::hmacSHA256("AWS4" + signer.credentials.secretKey(), day);
+  for (const std::string_view part : {signer.region, signer.service, SCOPE_END})
+    key = base::hmacSHA256(bytesOf(key), part);
+  return key;
+}
+
 }  // namespace
 
 std::string timeText(Date time) {
@@ -77,19 +86,7 @@ std::string timeText(Date time) {
                      clock.hours().count(), clock.minutes().count(), clock.seconds().count());
 }
 
-std::string scopeOf(std::string_view day, std::string_view region, std::string_view service) {
-  return fmt::format("{}/{}/{}/{}", day, region, service, scopeEnd);
-}
-
-Key deriveKey(const std::string& accessKey, const std::string& secretKey, std::string_view day,
-              std::string_view region, std::string_view service) {
-  base::SHA256Digest bytes = base::hmacSHA256("AWS4" + secretKey, day);
-  for (const std::string_view part : {region, service, scopeEnd})
-    bytes = base::hmacSHA256(bytesOf(bytes), part);
-  return {accessKey, scopeOf(day, region, service), bytes};
-}
-
-void sign(HTTPRequest& request, const Key& key, std::string_view time) {
+void sign(HTTPRequest& request, const Signer& signer, std::string_view time) {
   // A request to an address that is not allowed is signed for none; the client refuses to send it.
   const base::Result<HTTPAddress> parsed = HTTPAddress::of(request.url);
   const HTTPAddress address = parsed ? *parsed : HTTPAddress();
@@ -102,12 +99,15 @@ void sign(HTTPRequest& request, const Key& key, std::string_view time) {
     names.append(names.empty() ? "" : ";").append(name);
   }
   canonical.append("\n").append(names).append("\n").append(base::hexadecimal(base::sha256(request.body)));
+  const std::string_view day = time.substr(0, 8);
+  const std::string scope = fmt::format("{}/{}/{}/{}", day, signer.region, signer.service, SCOPE_END);
   const auto signature = base::hmacSHA256(
-      bytesOf(key.bytes),
-      fmt::format("{}\n{}\n{}\n{}", algorithm, time, key.scope, base::hexadecimal(base::sha256(canonical))));
-  request.headers.emplace_back("Authorization",
-                               fmt::format("{} Credential={}/{}, SignedHeaders={}, Signature={}", algorithm,
-                                           key.accessKey, key.scope, names, base::hexadecimal(signature)));
+      bytesOf(keyOf(signer, day)),
+      fmt::format("{}\n{}\n{}\n{}", ALGORITHM, time, scope, base::hexadecimal(base::sha256(canonical))));
+  request.headers.emplace_back(
+      "Authorization",
+      fmt::format("{} Credential={}/{}, SignedHeaders={}, Signature={}", ALGORITHM,
+                  signer.credentials.accessKey(), scope, names, base::hexadecimal(signature)));
 }
 
 }  // namespace geoloom::platform::signature

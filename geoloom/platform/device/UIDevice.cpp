@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <filesystem>
 #include <iterator>
+#include <sstream>
+#include <string>
 #include <string_view>
 #include <system_error>
 
@@ -18,18 +20,29 @@
 #include "geoloom/base/Descriptor.h"
 #include "geoloom/base/PrivateDirectory.h"
 #include "geoloom/base/ReadFile.h"
-#include "geoloom/platform/device/OSRelease.h"
 #include "geoloom/platform/foundation/FileManager.h"
 
 namespace geoloom::platform {
 
 namespace {
 
-constexpr std::size_t uuidLength = 36;
+/// The value of VERSION_ID in an os-release file, without its quotation marks; empty if there is none.
+std::string versionOf(const std::string& osRelease) {
+  constexpr std::string_view KEY = "VERSION_ID=";
+  std::istringstream lines(osRelease);
+  for (std::string line; std::getline(lines, line);) {
+    if (!line.starts_with(KEY)) continue;
+    std::erase_if(line, [](char c) { return c == '"' || c == '\''; });
+    return line.substr(KEY.size());
+  }
+  return {};
+}
+
+constexpr std::size_t UUID_LENGTH = 36;
 
 bool isUUID(std::string_view text) {
-  if (text.size() != uuidLength) return false;
-  for (std::size_t i = 0; i < uuidLength; ++i) {
+  if (text.size() != UUID_LENGTH) return false;
+  for (std::size_t i = 0; i < UUID_LENGTH; ++i) {
     const bool hyphen = i == 8 || i == 13 || i == 18 || i == 23;
     const bool hexadecimal = (text[i] >= '0' && text[i] <= '9') || (text[i] >= 'A' && text[i] <= 'F');
     if (hyphen ? text[i] != '-' : !hexadecimal) return false;
@@ -52,7 +65,7 @@ std::optional<std::string> randomUUID() {
 }
 
 std::optional<std::string> readUUID(const base::Descriptor& file) {
-  std::array<char, uuidLength> text{};
+  std::array<char, UUID_LENGTH> text{};
   if (::pread(file.get(), text.data(), text.size(), 0) != static_cast<ssize_t>(text.size()))
     return std::nullopt;
   const std::string_view read(text.data(), text.size());
@@ -94,7 +107,7 @@ const UIDevice& UIDevice::current() {
 std::string UIDevice::systemVersion() const {
   std::string text = base::contentOf("/etc/os-release");
   if (text.empty()) text = base::contentOf("/usr/lib/os-release");
-  return osReleaseValue(text, "VERSION_ID");
+  return versionOf(text);
 }
 
 std::string UIDevice::modelIdentifier() const {

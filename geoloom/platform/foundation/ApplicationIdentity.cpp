@@ -25,7 +25,7 @@ std::string_view trimmed(std::string_view text) {
   return text;
 }
 
-/// The value of a key in a group of a key file (desktop entries and their like).
+/// The value of a key in a group of a key file, such as a desktop entry.
 std::string_view keyFileValue(std::string_view file, std::string_view group, std::string_view key) {
   bool isInGroup = false;
   for (const auto line : split(file, '\n')) {
@@ -40,7 +40,7 @@ std::string_view keyFileValue(std::string_view file, std::string_view group, std
   return {};
 }
 
-/// A part of a unit's name with \xNN as the bytes they stand for.
+/// A part of a unit's name with each \xNN replaced by its byte.
 std::string unescaped(std::string_view part) {
   std::string text;
   while (!part.empty()) {
@@ -75,7 +75,7 @@ std::string identifierOfUnit(std::string_view unit) {
   return parts.size() < 2 ? std::string() : unescaped(parts.back());
 }
 
-/// The program of a command line as desktop entries write it.
+/// The program's name in the command line of a desktop entry.
 std::string_view programOf(std::string_view command) {
   const bool isQuoted = command.starts_with('"');
   if (isQuoted) command.remove_prefix(1);
@@ -92,7 +92,7 @@ std::string flatpakIdentifier(std::string_view info) {
 std::string desktopIdentifier(std::string_view cgroup) {
   for (const auto line : split(cgroup, '\n')) {
     const auto units = split(line, '/');
-    // An application may have made control groups of its own below its unit.
+    // An application may have created control groups below its unit.
     for (auto unit = units.rbegin(); unit != units.rend(); ++unit) {
       if (auto identifier = identifierOfUnit(*unit); !identifier.empty()) return identifier;
     }

@@ -6,7 +6,7 @@
 #include <system_error>
 #include <utility>
 
-#include "geoloom/base/Mutex.h"
+#include "geoloom/base/AtomicValue.h"
 #include "geoloom/base/ReadFile.h"
 #include "geoloom/platform/foundation/ApplicationIdentity.h"
 #include "geoloom/platform/foundation/FileManager.h"
@@ -15,14 +15,10 @@ namespace geoloom::platform {
 
 namespace {
 
-struct MainBundle {
-  base::Mutex mutex;
-  std::string identifier GEOLOOM_GUARDED_BY(mutex);
-};
-
-MainBundle& mainBundle() {
-  static MainBundle& bundle = *new MainBundle;
-  return bundle;
+/// The identifier set in code, or empty. Never destroyed: sessions live until the process ends.
+base::AtomicValue<std::string>& identifierSet() {
+  static auto& identifier = *new base::AtomicValue<std::string>;
+  return identifier;
 }
 
 std::string executableName() {
@@ -30,14 +26,14 @@ std::string executableName() {
   const std::filesystem::path executable = std::filesystem::read_symlink("/proc/self/exe", error);
   if (error) return program_invocation_short_name;
   std::string name = executable.filename().string();
-  // What the system adds once the file is gone, as when the package is upgraded meanwhile.
-  constexpr std::string_view gone = " (deleted)";
-  if (name.ends_with(gone) && !std::filesystem::exists(executable, error))
-    name.resize(name.size() - gone.size());
+  // The system adds this if the file was removed, as by an upgrade of the package.
+  constexpr std::string_view GONE = " (deleted)";
+  if (name.ends_with(GONE) && !std::filesystem::exists(executable, error))
+    name.resize(name.size() - GONE.size());
   return name;
 }
 
-/// Whether the desktop knows the application by an entry that starts this executable.
+/// Whether a desktop entry of that name starts this executable.
 bool isDesktopApplication(const std::string& identifier, const std::string& executable) {
   if (identifier.empty() || identifier.find('/') != std::string::npos) return false;
   const auto directories = FileManager::dataDirectories();
@@ -58,19 +54,13 @@ std::string identifierFromSystem() {
 }  // namespace
 
 std::string Bundle::mainBundleIdentifier() {
-  {
-    MainBundle& bundle = mainBundle();
-    const base::MutexLock lock(bundle.mutex);
-    if (!bundle.identifier.empty()) return bundle.identifier;
-  }
+  if (auto identifier = identifierSet().load(); !identifier.empty()) return identifier;
   static const std::string& identifier = *new std::string(identifierFromSystem());
   return identifier;
 }
 
 void Bundle::setMainBundleIdentifier(std::string identifier) {
-  MainBundle& bundle = mainBundle();
-  const base::MutexLock lock(bundle.mutex);
-  bundle.identifier = std::move(identifier);
+  identifierSet().store(std::move(identifier));
 }
 
 }  // namespace geoloom::platform

@@ -7,6 +7,10 @@
 #include <mutex>
 #include <utility>
 
+#include <asio/executor_work_guard.hpp>
+#include <asio/io_context.hpp>
+#include <asio/post.hpp>
+
 #include "geoloom/base/Mutex.h"
 #include "geoloom/base/ProcessExit.h"
 #include "geoloom/base/Thread.h"
@@ -97,35 +101,15 @@ class GlobalQueue final : public DispatchQueue {
 class MainThread {
  public:
   MainThread() {
-    if (!base::startThread("geoloom-main", [this] { loop(); }))
+    if (!base::startThread("geoloom-main", [this] { context_.run(); }))
       SystemLog::log("cannot start the thread of the main queue");
   }
 
-  void post(Task task) {
-    {
-      const base::MutexLock lock(mutex_);
-      tasks_.push_back(std::move(task));
-    }
-    arrived_.notify_one();
-  }
+  void post(Task task) { asio::post(context_, std::move(task)); }
 
  private:
-  void loop() {
-    for (;;) {
-      Task task;
-      {
-        const base::MutexLock lock(mutex_);
-        while (tasks_.empty()) arrived_.wait(mutex_);
-        task = std::move(tasks_.front());
-        tasks_.pop_front();
-      }
-      task();
-    }
-  }
-
-  base::Mutex mutex_;
-  std::condition_variable_any arrived_;
-  std::deque<Task> tasks_ GEOLOOM_GUARDED_BY(mutex_);
+  asio::io_context context_;
+  asio::executor_work_guard<asio::io_context::executor_type> keepRunning_{context_.get_executor()};
 };
 
 class TheMainQueue final : public DispatchQueue {
@@ -160,7 +144,7 @@ class TheMainQueue final : public DispatchQueue {
   Post post_;
 };
 
-// Queues outlive the statics of the process: sessions tick until the very end.
+// Never destroyed: sessions use the queue until the process ends.
 const std::shared_ptr<TheMainQueue>& theMainQueue() {
   static const auto& queue = *new auto(std::make_shared<TheMainQueue>());
   return queue;
@@ -189,7 +173,7 @@ void DispatchQueue::asyncAfter(std::chrono::nanoseconds delay, Task task) {
 }
 
 void DispatchQueue::sync(const Task& task) {
-  // No task is run any more: a destructor that runs at exit would wait for ever.
+  // Queues run no tasks then: a destructor that calls `sync` at exit would block for ever.
   if (base::isProcessExiting()) return;
   DispatchSemaphore done(0);
   async([&task, &done] {

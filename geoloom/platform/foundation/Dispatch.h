@@ -58,7 +58,7 @@ class GEOLOOM_EXPORT MainQueue {
 
 /// Marks a scope in which the calling task blocks. On a thread of the queues' pool, another thread takes its
 /// place meanwhile, and the exit of the process does not wait for it; elsewhere it does nothing. The
-/// destructor does not return while the process exits. DispatchSemaphore, `sync` and BlockingMutexLock use it
+/// destructor does not return while the process exits. DispatchSemaphore, `sync` and NSLock use it
 /// themselves.
 class GEOLOOM_EXPORT BlockingScope {
  public:

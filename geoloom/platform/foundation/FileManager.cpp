@@ -6,7 +6,7 @@
 #include <string>
 #include <utility>
 
-#include "geoloom/base/Mutex.h"
+#include "geoloom/base/AtomicValue.h"
 #include "geoloom/platform/foundation/Bundle.h"
 
 namespace geoloom::platform {
@@ -15,10 +15,10 @@ namespace {
 
 using Path = std::filesystem::path;
 
+/// The directories set in code. Never destroyed: sessions live until the process ends.
 struct Overrides {
-  base::Mutex mutex;
-  std::optional<Path> documents GEOLOOM_GUARDED_BY(mutex);
-  std::optional<Path> state GEOLOOM_GUARDED_BY(mutex);
+  base::AtomicValue<std::optional<Path>> documents;
+  base::AtomicValue<std::optional<Path>> state;
 };
 
 Overrides& overrides() {
@@ -26,7 +26,7 @@ Overrides& overrides() {
   return value;
 }
 
-/// An absolute path from the environment; a relative one does not count.
+/// An absolute path from the environment; relative ones are ignored.
 std::optional<Path> pathFromEnvironment(const char* name) {
   const char* const value = std::getenv(name);  // NOLINT(concurrency-mt-unsafe): nothing here writes it
   if (value == nullptr || value[0] != '/') return std::nullopt;
@@ -65,37 +65,25 @@ std::vector<Path> FileManager::dataDirectories() {
 }
 
 std::optional<Path> FileManager::documentsDirectory() {
-  {
-    Overrides& set = overrides();
-    const base::MutexLock lock(set.mutex);
-    if (set.documents) return set.documents;
-  }
+  if (auto set = overrides().documents.load()) return set;
   const std::optional<Path> base = dataHome();
   if (!base) return std::nullopt;
   return *base / folderName() / "documents";
 }
 
 std::optional<Path> FileManager::stateDirectory() {
-  {
-    Overrides& set = overrides();
-    const base::MutexLock lock(set.mutex);
-    if (set.state) return set.state;
-  }
+  if (auto set = overrides().state.load()) return set;
   const std::optional<Path> base = baseDirectory("XDG_STATE_HOME", ".local/state");
   if (!base) return std::nullopt;
   return *base / folderName();
 }
 
 void FileManager::setDocumentsDirectory(std::optional<Path> directory) {
-  Overrides& set = overrides();
-  const base::MutexLock lock(set.mutex);
-  set.documents = std::move(directory);
+  overrides().documents.store(std::move(directory));
 }
 
 void FileManager::setStateDirectory(std::optional<Path> directory) {
-  Overrides& set = overrides();
-  const base::MutexLock lock(set.mutex);
-  set.state = std::move(directory);
+  overrides().state.store(std::move(directory));
 }
 
 }  // namespace geoloom::platform

@@ -1,8 +1,6 @@
 #include "geoloom/platform/foundation/JSON.h"
 
 #include <bit>
-#include <charconv>
-#include <cstdint>
 #include <utility>
 
 #include <simdjson.h>
@@ -13,51 +11,7 @@ namespace {
 
 namespace dom = simdjson::dom;
 
-constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
-
-bool isDigit(char c) {
-  return c >= '0' && c <= '9';
-}
-
-bool fits64Bits(std::string_view integer) {
-  const char* end = integer.data() + integer.size();
-  if (integer.front() == '-') {
-    std::int64_t value = 0;
-    return std::from_chars(integer.data(), end, value).ec == std::errc{};
-  }
-  std::uint64_t value = 0;
-  return std::from_chars(integer.data(), end, value).ec == std::errc{};
-}
-
-/// The same text with every integer that 64 bits do not hold written with an exponent, so that the parser
-/// reads it as a floating-point number.
-std::string withLongIntegersAsFloats(std::string_view text) {
-  std::string result;
-  result.reserve(text.size() + 16);
-  bool inString = false;
-  for (std::size_t at = 0; at < text.size();) {
-    const char c = text[at];
-    if (inString && c == '\\' && at + 1 < text.size()) {
-      result.append(text.substr(at, 2));
-      at += 2;
-      continue;
-    }
-    if (c == '"') inString = !inString;
-    if (inString || !(isDigit(c) || c == '-')) {
-      result.push_back(c);
-      ++at;
-      continue;
-    }
-    std::size_t end = at + 1;
-    while (end < text.size() && isDigit(text[end])) ++end;
-    const std::string_view integer = text.substr(at, end - at);
-    const std::size_t tokenEnd = std::min(text.find_first_not_of("0123456789+-.eE", end), text.size());
-    result.append(text.substr(at, tokenEnd - at));
-    if (end == tokenEnd && !fits64Bits(integer)) result.append("e0");
-    at = tokenEnd;
-  }
-  return result;
-}
+constexpr std::string_view BYTE_ORDER_MARK = "\xEF\xBB\xBF";
 
 }  // namespace
 
@@ -67,7 +21,7 @@ struct JSON::Document {
 
 namespace {
 
-/// The members of JSON work on the parser's element; both are the same sixteen bytes.
+/// JSON keeps the bytes of the parser's element, which its header does not name.
 dom::element elementOf(const std::array<std::size_t, 2>& bytes) {
   return std::bit_cast<dom::element>(bytes);
 }
@@ -82,19 +36,15 @@ JSON::JSON(std::shared_ptr<const Document> document, Element element)
     : document_(std::move(document)), element_(element) {}
 
 std::optional<JSON> JSON::parse(std::string_view text) {
-  if (text.starts_with(byteOrderMark)) text.remove_prefix(byteOrderMark.size());
-  if (text.size() > maximumBytes) return std::nullopt;
-  dom::parser parser(maximumBytes);
+  if (text.starts_with(BYTE_ORDER_MARK)) text.remove_prefix(BYTE_ORDER_MARK.size());
+  if (text.size() > MAXIMUM_BYTES) return std::nullopt;
+  dom::parser parser(MAXIMUM_BYTES);
   // The parser counts the document itself as a level.
-  if (parser.allocate(text.size(), maximumDepth + 1) != simdjson::SUCCESS) return std::nullopt;
+  if (parser.allocate(text.size(), MAXIMUM_DEPTH + 1) != simdjson::SUCCESS) return std::nullopt;
   auto document = std::make_shared<Document>();
   dom::element root;
-  simdjson::error_code error = parser.parse_into_document(document->tape, text.data(), text.size()).get(root);
-  if (error == simdjson::NUMBER_ERROR) {
-    const std::string rewritten = withLongIntegersAsFloats(text);
-    if (parser.allocate(rewritten.size(), maximumDepth + 1) != simdjson::SUCCESS) return std::nullopt;
-    error = parser.parse_into_document(document->tape, rewritten.data(), rewritten.size()).get(root);
-  }
+  const simdjson::error_code error =
+      parser.parse_into_document(document->tape, text.data(), text.size()).get(root);
   if (error != simdjson::SUCCESS) return std::nullopt;
   return JSON(std::move(document), bytesOf(root));
 }
@@ -143,6 +93,11 @@ std::optional<std::string> JSON::string() const {
   return std::string(value);
 }
 
+std::optional<std::string> JSON::string(std::string_view key) const {
+  const std::optional<JSON> member = operator[](key);
+  return member ? member->string() : std::nullopt;
+}
+
 std::optional<std::string_view> JSON::stringAt(std::string_view outer, std::string_view inner) const {
   std::string_view value;
   if (elementOf(element_).at_key(outer).at_key(inner).get(value) != simdjson::SUCCESS) return std::nullopt;
@@ -161,10 +116,9 @@ std::optional<double> JSON::number() const {
   return value;
 }
 
-std::optional<float> JSON::floatNumber() const {
-  const std::optional<double> value = number();
-  if (!value) return std::nullopt;
-  return static_cast<float>(*value);
+std::optional<double> JSON::number(std::string_view key) const {
+  const std::optional<JSON> member = operator[](key);
+  return member ? member->number() : std::nullopt;
 }
 
 std::string JSON::stringValue() const {

@@ -19,13 +19,12 @@ class GEOLOOM_EXPORT JSON {
   enum class Type { null, boolean, number, string, array, object };
 
   /// Nesting deeper than this does not parse; an array or object without members is not counted.
-  static constexpr std::size_t maximumDepth = 256;
+  static constexpr std::size_t MAXIMUM_DEPTH = 256;
   /// Longer texts do not parse.
-  static constexpr std::size_t maximumBytes = std::size_t{64} << 20;
+  static constexpr std::size_t MAXIMUM_BYTES = std::size_t{64} << 20;
 
   /// Parses any value, top-level scalars too; a leading byte-order mark is skipped. Absent if the text is
-  /// not JSON, which includes invalid UTF-8 and numbers beyond the range of double. Integers of any
-  /// length are numbers.
+  /// not JSON, which includes invalid UTF-8, integers beyond 64 bits and numbers beyond the range of double.
   [[nodiscard]] static std::optional<JSON> parse(std::string_view text);
 
   [[nodiscard]] static JSON emptyArray();
@@ -38,6 +37,8 @@ class GEOLOOM_EXPORT JSON {
   [[nodiscard]] std::optional<JSON> operator[](std::string_view key) const;
 
   [[nodiscard]] std::optional<std::string> string() const;
+  /// The string that an object holds under the key.
+  [[nodiscard]] std::optional<std::string> string(std::string_view key) const;
   /// The string at `inner` in the object at `outer`, without a copy: a view into the document, valid while a
   /// value of it lives.
   [[nodiscard]] std::optional<std::string_view> stringAt(std::string_view outer,
@@ -45,8 +46,8 @@ class GEOLOOM_EXPORT JSON {
   [[nodiscard]] std::optional<bool> boolean() const;
   /// Numbers only; a Boolean is not a number.
   [[nodiscard]] std::optional<double> number() const;
-  /// The number rounded to single precision.
-  [[nodiscard]] std::optional<float> floatNumber() const;
+  /// The number that an object holds under the key.
+  [[nodiscard]] std::optional<double> number(std::string_view key) const;
 
   /// A string unchanged, a number or Boolean in its usual text form, the empty text for other types.
   [[nodiscard]] std::string stringValue() const;

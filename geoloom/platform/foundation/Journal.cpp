@@ -16,7 +16,8 @@ namespace geoloom::platform {
 
 namespace {
 
-/// The form that takes any value: the name, a line break, the length in 64 bits (little-endian), the value.
+/// Appends a field in the form for arbitrary values: name, line break, length (64 bits, little-endian),
+/// value.
 void addField(std::string& entry, std::string_view name, std::string_view value) {
   entry.append(name).push_back('\n');
   for (int shift = 0; shift < 64; shift += 8)
@@ -41,7 +42,7 @@ bool sendToJournal(std::string_view line, const char* socket) {
   if (path.size() >= sizeof address.sun_path) return false;
   std::copy(path.begin(), path.end(), address.sun_path);
   const base::Descriptor sender(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-  // A journal that hangs holds a line up, not the kit.
+  // A journal that hangs delays the caller by a second at most.
   const timeval patience{1, 0};
   ::setsockopt(sender.get(), SOL_SOCKET, SO_SNDTIMEO, &patience, sizeof patience);
   const std::string entry = entryOf(line);

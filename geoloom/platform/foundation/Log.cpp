@@ -18,7 +18,7 @@ namespace {
 
 class LineStream;
 
-/// The sinks that this thread is in, innermost first.
+/// The calls of sinks on this thread, innermost first.
 struct SinkCall {
   const LineStream* stream;
   const SinkCall* outer;
@@ -28,12 +28,12 @@ thread_local const SinkCall* sinkCalls = nullptr;
 /// A stream of lines behind a replaceable sink.
 class LineStream {
  public:
-  /// Where no sink is set, `system` may take the line; `file` takes what it does not.
+  /// Without a sink, a line goes to `system` if that accepts it, else to `file`.
   explicit LineStream(std::FILE* file, bool (*system)(std::string_view line) = nullptr)
       : file_(file), system_(system) {}
 
   void print(std::string_view line) {
-    // What a sink prints on its own stream would come back to it.
+    // A sink that prints on its own stream must not call itself.
     const std::shared_ptr<Sink> sink = isInSink() ? nullptr : enter();
     if (!sink) {
       if (system_ == nullptr || !system_(line)) writeLine(line);
@@ -44,14 +44,14 @@ class LineStream {
     try {
       sink->call(line);
     } catch (...) {
-      // A line that the sink cannot take is lost; there is nowhere else to say so.
+      // The line is lost: a failing sink cannot be reported to itself.
     }
     sinkCalls = call.outer;
     leave(*sink);
   }
 
   void setSink(LineSink call) {
-    // The old one falls when the lock is released: what it holds may print as it goes.
+    // The old sink is destroyed after the lock is released, since its destructor may print.
     std::shared_ptr<Sink> old = call ? std::make_shared<Sink>(Sink{std::move(call)}) : nullptr;
     const base::MutexLock lock(mutex_);
     sink_.swap(old);
@@ -83,8 +83,8 @@ class LineStream {
     if (--sink.running == 0) idle_.notify_all();
   }
 
-  /// The whole line in one system call, after what the application's own stdio holds back. The stream's lock
-  /// keeps lines apart where the system takes a long one in pieces.
+  /// Writes the whole line with one system call, after flushing the application's own output. The stream's
+  /// lock keeps lines separate if the system writes a long one in pieces.
   void writeLine(std::string_view line) {
     std::string whole;
     whole.reserve(line.size() + 1);
@@ -103,7 +103,7 @@ class LineStream {
 
   base::Mutex mutex_;
   std::condition_variable_any idle_;
-  /// Nothing for the default.
+  /// Null for the default.
   std::shared_ptr<Sink> sink_ GEOLOOM_GUARDED_BY(mutex_);
   std::FILE* const file_;
   bool (*const system_)(std::string_view line);

@@ -22,7 +22,7 @@ bool NSLock::tryLock() {
 void NSLock::unlock() {
   const base::MutexLock guard(mutex_);
   held_ = false;
-  // Under the lock: whoever takes it next may destroy all of this.
+  // Under the mutex: the next owner may destroy this object.
   released_.notify_one();
 }
 

@@ -16,22 +16,11 @@ namespace geoloom::platform {
 namespace {
 
 bool alphaFirst(CGImageAlphaInfo alpha) {
-  return alpha == CGImageAlphaInfo::premultipliedFirst || alpha == CGImageAlphaInfo::first ||
-         alpha == CGImageAlphaInfo::noneSkipFirst;
+  return alpha == CGImageAlphaInfo::premultipliedFirst || alpha == CGImageAlphaInfo::noneSkipFirst;
 }
 bool alphaSkipped(CGImageAlphaInfo alpha) {
   return alpha == CGImageAlphaInfo::noneSkipFirst || alpha == CGImageAlphaInfo::noneSkipLast;
 }
-bool alphaStraight(CGImageAlphaInfo alpha) {
-  return alpha == CGImageAlphaInfo::first || alpha == CGImageAlphaInfo::last;
-}
-
-/// a * b / 255, rounded.
-std::uint8_t times(std::uint32_t a, std::uint32_t b) {
-  const std::uint32_t product = a * b + 128;
-  return static_cast<std::uint8_t>((product + (product >> 8)) >> 8);
-}
-
 void makeOpaque(std::uint8_t* alpha, std::size_t width) {
   for (std::size_t x = 0; x < width; ++x) alpha[4 * x] = 255;
 }
@@ -69,24 +58,6 @@ void writeRow(const std::uint8_t* in, CGPixelLayout layout, std::uint8_t* out, s
   if (alphaSkipped(layout.alpha)) makeOpaque(out + (alphaFirst(layout.alpha) != little ? 0 : 3), width);
 }
 
-void premultiplyRow(std::uint8_t* row, std::size_t width) {
-  for (std::size_t x = 0; x < width; ++x, row += 4) {
-    for (std::size_t c = 0; c < 3; ++c) row[c] = times(row[c], row[3]);
-  }
-}
-
-/// Blends `over` onto `row`, both B, G, R, A and premultiplied.
-void blendRow(const std::uint8_t* over, std::uint8_t* row, std::size_t width) {
-  for (std::size_t i = 0; i < 4 * width; ++i) {
-    const std::uint32_t through = 255U - over[i / 4 * 4 + 3];
-    row[i] = static_cast<std::uint8_t>(std::min<std::uint32_t>(255, over[i] + times(row[i], through)));
-  }
-}
-
-bool isOpaque(const CGPixelLayout& layout) {
-  return layout.space == CGColorSpace::deviceGray || alphaSkipped(layout.alpha);
-}
-
 /// One axis of a drawing: the painted pixels [begin, end) and the part of the image they show.
 struct Span {
   std::size_t begin = 0;
@@ -110,19 +81,6 @@ std::optional<Span> spanOf(double from, double to, std::size_t imagePixels, std:
   return span;
 }
 
-/// The image's pixels with their straight alpha multiplied in, which must happen before they are resampled.
-PixelMemory premultiplied(const CGImage& image, CGPixelLayout& layout) {
-  const std::size_t rowBytes = image.width() * 4;
-  PixelMemory memory = allocatePixels(rowBytes * image.height());
-  for (std::size_t y = 0; y < image.height(); ++y) {
-    std::uint8_t* row = memory.get() + y * rowBytes;
-    readRow(image.bytes() + y * image.bytesPerRow(), image.layout(), row, image.width());
-    premultiplyRow(row, image.width());
-  }
-  layout = {CGColorSpace::deviceRGB, CGImageAlphaInfo::premultipliedFirst, CGByteOrder::little};
-  return memory;
-}
-
 /// Pixels without padding.
 struct Part {
   PixelMemory memory;
@@ -135,17 +93,11 @@ struct Part {
   }
 };
 
-/// The part of the image that the spans show, scaled to their size, alpha premultiplied or skipped. `memory`
-/// is null if the scaler refuses.
+/// The part of the image that the spans show, scaled to their size. `memory` is null if the scaler
+/// refuses.
 Part scaledPart(const CGImage& image, const Span& across, const Span& down) {
   Part part{nullptr, image.layout(), across.end - across.begin, down.end - down.begin};
-  PixelSource source{image.bytes(), image.width(), image.height(), image.bytesPerRow()};
-  PixelMemory multiplied;
-  if (alphaStraight(part.layout.alpha)) {
-    multiplied = premultiplied(image, part.layout);
-    source.data = multiplied.get();
-    source.rowBytes = image.width() * 4;
-  }
+  const PixelSource source{image.bytes(), image.width(), image.height(), image.bytesPerRow()};
   const std::size_t channels = part.layout.bytesPerPixel();
   PixelMemory memory = allocatePixels(part.width * part.height * channels);
   const PixelTarget target{memory.get(), part.width, part.height, part.width * channels};
@@ -158,27 +110,16 @@ Part scaledPart(const CGImage& image, const Span& across, const Span& down) {
 
 CGContext::CGContext(std::uint8_t* data, std::size_t width, std::size_t height, std::size_t bytesPerRow,
                      CGPixelLayout layout)
-    : data_(data), width_(width), height_(height), bytesPerRow_(bytesPerRow), layout_(layout), states_(1) {}
-
-void CGContext::saveGState() {
-  states_.push_back(states_.back());
-}
-
-void CGContext::restoreGState() {
-  if (states_.size() > 1) states_.pop_back();
-}
+    : data_(data), width_(width), height_(height), bytesPerRow_(bytesPerRow), layout_(layout) {}
 
 void CGContext::concatenate(const CGAffineTransform& first) {
-  states_.back().transform = first.concatenated(states_.back().transform);
+  transform_ = first.concatenated(transform_);
 }
 
-void CGContext::setBlendMode(CGBlendMode mode) {
-  states_.back().blendMode = mode;
-}
-
-bool CGContext::draw(const CGImage& image, const CGRect& rect) {
-  const CGPoint bottomLeft = transform().apply(CGPoint{rect.minX(), rect.minY()});
-  const CGPoint topRight = transform().apply(CGPoint{rect.maxX(), rect.maxY()});
+bool CGContext::draw(const CGImage& image, const CGRect& rect, const CGAffineTransform& placement) {
+  const CGAffineTransform toPixels = placement.concatenated(transform_);
+  const CGPoint bottomLeft = toPixels.apply(CGPoint{rect.minX(), rect.minY()});
+  const CGPoint topRight = toPixels.apply(CGPoint{rect.maxX(), rect.maxY()});
   const double top = static_cast<double>(height_);
   const auto across = spanOf(bottomLeft.x, topRight.x, image.width(), width_);
   const auto down = spanOf(top - topRight.y, top - bottomLeft.y, image.height(), height_);
@@ -186,29 +127,17 @@ bool CGContext::draw(const CGImage& image, const CGRect& rect) {
   if (across->begin == across->end || down->begin == down->end) return true;
   const Part part = scaledPart(image, *across, *down);
   if (!part.memory) return false;
-  const PixelMemory lines = allocatePixels(part.width * 4 * 3);
 
+  const PixelMemory lines = allocatePixels(part.width * 4 * 2);
   std::uint8_t* const drawn = lines.get();
   std::uint8_t* const mirrored = drawn + part.width * 4;
-  std::uint8_t* const there = mirrored + part.width * 4;
   const bool mirroredAcross = topRight.x < bottomLeft.x;
   const bool mirroredDown = topRight.y < bottomLeft.y;
-  const bool replace = states_.back().blendMode == CGBlendMode::copy || isOpaque(part.layout);
   for (std::size_t y = 0; y < part.height; ++y) {
-    std::uint8_t* const out =
-        data_ + (down->begin + y) * bytesPerRow_ + across->begin * layout_.bytesPerPixel();
-    std::uint8_t* row = drawn;
-    readRow(part.row(mirroredDown ? part.height - 1 - y : y), part.layout, row, part.width);
-    if (mirroredAcross) {
-      libyuv::ARGBMirror(drawn, 0, mirrored, 0, static_cast<int>(part.width), 1);
-      row = mirrored;
-    }
-    if (!replace) {
-      readRow(out, layout_, there, part.width);
-      blendRow(row, there, part.width);
-      row = there;
-    }
-    writeRow(row, layout_, out, part.width);
+    readRow(part.row(mirroredDown ? part.height - 1 - y : y), part.layout, drawn, part.width);
+    if (mirroredAcross) libyuv::ARGBMirror(drawn, 0, mirrored, 0, static_cast<int>(part.width), 1);
+    writeRow(mirroredAcross ? mirrored : drawn, layout_,
+             data_ + (down->begin + y) * bytesPerRow_ + across->begin * layout_.bytesPerPixel(), part.width);
   }
   return true;
 }
@@ -226,7 +155,7 @@ std::shared_ptr<CGContext> CGBitmapContextCreate(void* data, std::size_t width, 
                                                  CGColorSpace space, CGImageAlphaInfo alpha,
                                                  CGByteOrder order) {
   const CGPixelLayout layout{space, alpha, order};
-  if (data == nullptr || bitsPerComponent != 8 || !layout.isValid() || alphaStraight(alpha)) return nullptr;
+  if (data == nullptr || bitsPerComponent != 8 || !layout.isValid()) return nullptr;
   if (!isAddressable(width, height, bytesPerRow, layout.bytesPerPixel())) return nullptr;
   return std::make_shared<CGContext>(static_cast<std::uint8_t*>(data), width, height, bytesPerRow, layout);
 }

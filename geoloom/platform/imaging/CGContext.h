@@ -2,7 +2,6 @@
 
 #include <cstddef>
 #include <memory>
-#include <vector>
 
 #include "geoloom/Export.h"
 #include "geoloom/platform/foundation/CoreGraphics.h"
@@ -12,12 +11,9 @@
 
 namespace geoloom::platform {
 
-/// How drawn pixels combine with existing ones: blended by their alpha, or replacing them.
-enum class CGBlendMode { normal, copy };
-
 /// Draws into memory that the caller owns and keeps alive. The coordinates have their origin at the bottom
-/// left and y upwards, although memory begins with the top row. A stack of transformations maps the
-/// coordinates of a drawing to these. Use it on one thread at a time.
+/// left and y upwards, although memory begins with the top row. A transformation maps the coordinates
+/// of a drawing to these. Use it on one thread at a time.
 class GEOLOOM_EXPORT CGContext final : public NSObject {
  public:
   /// See CGBitmapContextCreate.
@@ -28,35 +24,27 @@ class GEOLOOM_EXPORT CGContext final : public NSObject {
   [[nodiscard]] std::size_t height() const { return height_; }
   [[nodiscard]] std::size_t bytesPerRow() const { return bytesPerRow_; }
   [[nodiscard]] const CGPixelLayout& layout() const { return layout_; }
-  [[nodiscard]] const CGAffineTransform& transform() const { return states_.back().transform; }
+  [[nodiscard]] const CGAffineTransform& transform() const { return transform_; }
 
-  void saveGState();
-  /// Does nothing if no state is saved.
-  void restoreGState();
   /// From now on `first` is applied to coordinates before the present transformation.
   void concatenate(const CGAffineTransform& first);
-  void setBlendMode(CGBlendMode mode);
 
-  /// Draws the image into `rect`, stretched to fill it, its top row at the larger y. A pixel is painted if
-  /// its centre lies inside. Colour becomes gray by (77·R + 150·G + 29·B + 128) / 256, the weights of BT.601.
-  /// False, with nothing painted, for a rectangle that is not finite or too large for the scaler.
-  bool draw(const CGImage& image, const CGRect& rect);
+  /// Draws the image into `rect`, stretched to fill it, its top row at the larger y. `placement` is applied
+  /// to `rect` first, for this drawing only. A pixel is replaced, not blended, if its centre lies inside.
+  /// Colour becomes gray by (77·R + 150·G + 29·B + 128) / 256, the weights of BT.601. False, with nothing
+  /// painted, for a rectangle that is not finite or too large for the scaler.
+  bool draw(const CGImage& image, const CGRect& rect, const CGAffineTransform& placement = {});
 
   /// A copy of the pixels.
   [[nodiscard]] std::shared_ptr<CGImage> makeImage() const;
 
  private:
-  struct State {
-    CGAffineTransform transform;
-    CGBlendMode blendMode = CGBlendMode::normal;
-  };
-
   std::uint8_t* data_;
   std::size_t width_;
   std::size_t height_;
   std::size_t bytesPerRow_;
   CGPixelLayout layout_;
-  std::vector<State> states_;
+  CGAffineTransform transform_;
 };
 
 /// A context over `data`: gray without alpha, or colour with premultiplied or skipped alpha. Null for any

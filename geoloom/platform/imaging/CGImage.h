@@ -11,13 +11,12 @@ namespace geoloom::platform {
 
 enum class CGColorSpace { deviceGray, deviceRGB };
 
-/// Meaning and position of the alpha byte, by the platform's published codes.
+/// Meaning and position of the alpha byte, by the platform's published codes. Straight alpha is not
+/// supported.
 enum class CGImageAlphaInfo : std::uint32_t {
   none = 0,
   premultipliedLast = 1,
   premultipliedFirst = 2,
-  last = 3,           ///< straight
-  first = 4,          ///< straight
   noneSkipLast = 5,   ///< ignored when read, written as 255
   noneSkipFirst = 6,  ///< ignored when read, written as 255
 };
@@ -32,7 +31,9 @@ struct CGPixelLayout {
   CGByteOrder order = CGByteOrder::big;
   friend bool operator==(const CGPixelLayout&, const CGPixelLayout&) = default;
 
-  [[nodiscard]] std::size_t bytesPerPixel() const { return space == CGColorSpace::deviceGray ? 1 : 4; }
+  [[nodiscard]] constexpr std::size_t bytesPerPixel() const {
+    return space == CGColorSpace::deviceGray ? 1 : 4;
+  }
   /// Gray requires `none`, colour anything else.
   [[nodiscard]] bool isValid() const {
     return (space == CGColorSpace::deviceGray) == (alpha == CGImageAlphaInfo::none);

@@ -20,14 +20,6 @@ bool covers(const CGRect& outer, CGFloat width, CGFloat height) {
   return outer.minX() <= 0 && outer.minY() <= 0 && outer.maxX() >= width && outer.maxY() >= height;
 }
 
-CGPixelLayout layoutOf(CVPixelFormatType format) {
-  if (format == CVPixelFormatType::oneComponent8) {
-    return {CGColorSpace::deviceGray, CGImageAlphaInfo::none, CGByteOrder::big};
-  }
-  return {CGColorSpace::deviceRGB, CGImageAlphaInfo::premultipliedFirst,
-          format == CVPixelFormatType::ARGB32 ? CGByteOrder::big : CGByteOrder::little};
-}
-
 /// Fills `context`, whose bottom left is at `origin` in the image's coordinates.
 bool renderInto(CGContext& context, std::uint8_t* data, const CIImage& image, const CGPoint& origin) {
   const auto picture = VTCreateCGImageFromCVPixelBuffer(image.pixelBuffer());
@@ -40,9 +32,7 @@ bool renderInto(CGContext& context, std::uint8_t* data, const CIImage& image, co
     for (std::size_t y = 0; y < context.height(); ++y)
       std::memset(data + y * context.bytesPerRow(), 0, rowBytes);
   }
-  context.setBlendMode(CGBlendMode::copy);
-  context.concatenate(placed.transform());
-  return context.draw(*picture, boundsOf(*image.pixelBuffer()));
+  return context.draw(*picture, boundsOf(*image.pixelBuffer()), placed.transform());
 }
 
 }  // namespace
@@ -72,8 +62,9 @@ std::shared_ptr<CGImage> CIContext::createCGImage(const CIImage& image, const CG
   constexpr CGFloat LARGEST_SIDE = 1 << 29;
   const auto width = static_cast<std::size_t>(std::fmin(std::round(from.width()), LARGEST_SIDE));
   const auto height = static_cast<std::size_t>(std::fmin(std::round(from.height()), LARGEST_SIDE));
-  const bool gray = image.pixelBuffer()->pixelFormatType() == CVPixelFormatType::oneComponent8;
-  const CGPixelLayout layout = layoutOf(gray ? CVPixelFormatType::oneComponent8 : CVPixelFormatType::BGRA32);
+  const CVPixelFormatType format = image.pixelBuffer()->pixelFormatType();
+  const CGPixelLayout layout =
+      layoutOf(format == CVPixelFormatType::ARGB32 ? CVPixelFormatType::BGRA32 : format);
   const std::size_t rowBytes = width * layout.bytesPerPixel();
   if (!isAddressable(width, height, rowBytes, layout.bytesPerPixel())) return nullptr;
   PixelMemory memory = allocatePixels(rowBytes * height);

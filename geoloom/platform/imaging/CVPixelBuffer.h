@@ -1,9 +1,11 @@
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <vector>
 
 #include "geoloom/Export.h"
 
@@ -48,25 +50,38 @@ class GEOLOOM_EXPORT CVPixelBuffer {
   CVPixelBuffer(const CVPixelBuffer&) = delete;
   CVPixelBuffer& operator=(const CVPixelBuffer&) = delete;
 
-  [[nodiscard]] std::size_t width() const;
-  [[nodiscard]] std::size_t height() const;
-  [[nodiscard]] CVPixelFormatType pixelFormatType() const;
-  [[nodiscard]] std::size_t planeCount() const;
+  [[nodiscard]] std::size_t width() const { return width_; }
+  [[nodiscard]] std::size_t height() const { return height_; }
+  [[nodiscard]] CVPixelFormatType pixelFormatType() const { return format_; }
+  [[nodiscard]] std::size_t planeCount() const { return planes_.size(); }
   /// The first row of a plane; null for a plane that does not exist.
-  [[nodiscard]] std::uint8_t* baseAddress(std::size_t plane = 0) const;
+  [[nodiscard]] std::uint8_t* baseAddress(std::size_t plane = 0) const {
+    return plane < planes_.size() ? planes_[plane].base : nullptr;
+  }
   /// Bytes from one row of a plane to the next; 0 for a plane that does not exist.
-  [[nodiscard]] std::size_t bytesPerRow(std::size_t plane = 0) const;
+  [[nodiscard]] std::size_t bytesPerRow(std::size_t plane = 0) const {
+    return plane < planes_.size() ? planes_[plane].rowBytes : 0;
+  }
 
   /// Call in pairs around every write, from any thread (CVPixelBufferLock does). They count and never wait.
   /// Readers of finished frames (the detector, the tools) need no lock.
-  void lockBaseAddress();
+  void lockBaseAddress() { ++locks_; }
   void unlockBaseAddress();
 
  private:
-  CVPixelBuffer();
+  struct Plane {
+    std::uint8_t* base;
+    std::size_t rowBytes;
+  };
+  CVPixelBuffer(std::size_t width, std::size_t height, CVPixelFormatType format, std::vector<Plane> planes,
+                std::function<void()> release);
 
-  struct State;
-  std::unique_ptr<State> state_;
+  std::size_t width_;
+  std::size_t height_;
+  CVPixelFormatType format_;
+  std::vector<Plane> planes_;
+  std::function<void()> release_;
+  std::atomic<int> locks_ = 0;
 };
 
 /// Locks a buffer until the end of its scope:

@@ -77,10 +77,6 @@ std::uint8_t sample8(const PNGImage& image, std::size_t i) {
   return static_cast<std::uint8_t>((*image.samples16())[i] >> 8);
 }
 
-std::size_t sampleCount(const PNGImage& image) {
-  return std::visit([](const auto& samples) { return samples.size(); }, image.samples);
-}
-
 }  // namespace
 
 base::Result<PNGImage> decodePNG(std::span<const std::uint8_t> bytes, const std::string& name) {
@@ -119,7 +115,8 @@ base::Result<PNGImage> readPNG(const std::filesystem::path& path) {
 base::Result<std::vector<std::uint8_t>> encodePNG(const PNGImage& image, int compressionLevel) {
   const std::size_t count = image.width * image.height * image.channels;
   if (image.width == 0 || image.height == 0 || image.width > MAXIMUM_PNG_SIDE ||
-      image.height > MAXIMUM_PNG_SIDE || sampleCount(image) != count ||
+      image.height > MAXIMUM_PNG_SIDE ||
+      std::visit([](const auto& samples) { return samples.size(); }, image.samples) != count ||
       (image.channels != 1 && image.channels != 3 && image.channels != 4)) {
     return base::Failure{"the number of samples does not match the size of the image"};
   }
@@ -178,41 +175,35 @@ std::shared_ptr<CVPixelBuffer> makePixelBuffer(const PNGImage& image) {
 }
 
 PNGImage makePNGImage(const CVPixelBuffer& buffer) {
-  const std::size_t channels = buffer.pixelFormatType() == CVPixelFormatType::oneComponent8 ? 1 : 3;
-  PNGImage image{buffer.width(), buffer.height(), channels, {}};
-  std::vector<std::uint8_t> samples(buffer.width() * buffer.height() * channels);
   const int width = static_cast<int>(buffer.width());
   const int height = static_cast<int>(buffer.height());
+  const std::size_t channels = buffer.pixelFormatType() == CVPixelFormatType::oneComponent8 ? 1 : 3;
+  std::vector<std::uint8_t> samples(buffer.width() * buffer.height() * channels);
+  const int rowBytes = width * static_cast<int>(channels);
   const std::uint8_t* base = buffer.baseAddress();
   const int stride = static_cast<int>(buffer.bytesPerRow());
-  const int outStride = width * static_cast<int>(channels);
   // libyuv names formats by their order in a little-endian word: "ARGB" is BGRA in memory, "RAW" is red
   // first.
   switch (buffer.pixelFormatType()) {
     case CVPixelFormatType::BGRA32:
-      libyuv::ARGBToRAW(base, stride, samples.data(), outStride, width, height);
+      libyuv::ARGBToRAW(base, stride, samples.data(), rowBytes, width, height);
       break;
     case CVPixelFormatType::ARGB32: {
-      std::vector<std::uint8_t> row(buffer.width() * 4);
-      for (int y = 0; y < height; ++y) {
-        libyuv::BGRAToARGB(base + std::ptrdiff_t{y} * stride, stride, row.data(), width * 4, width, 1);
-        libyuv::ARGBToRAW(row.data(), width * 4, samples.data() + std::ptrdiff_t{y} * outStride, outStride,
-                          width, 1);
-      }
+      std::vector<std::uint8_t> reversed(buffer.width() * buffer.height() * 4);
+      libyuv::BGRAToARGB(base, stride, reversed.data(), width * 4, width, height);
+      libyuv::ARGBToRAW(reversed.data(), width * 4, samples.data(), rowBytes, width, height);
       break;
     }
     case CVPixelFormatType::oneComponent8:
-      libyuv::CopyPlane(base, stride, samples.data(), outStride, width, height);
+      libyuv::CopyPlane(base, stride, samples.data(), rowBytes, width, height);
       break;
-    case CVPixelFormatType::biPlanarFullRange420: {
+    case CVPixelFormatType::biPlanarFullRange420:
       // Exchanging red and blue in constants and planes gives red first.
       libyuv::NV21ToRGB24Matrix(base, stride, buffer.baseAddress(1), static_cast<int>(buffer.bytesPerRow(1)),
-                                samples.data(), outStride, &libyuv::kYvuJPEGConstants, width, height);
+                                samples.data(), rowBytes, &libyuv::kYvuJPEGConstants, width, height);
       break;
-    }
   }
-  image.samples = std::move(samples);
-  return image;
+  return {buffer.width(), buffer.height(), channels, std::move(samples)};
 }
 
 }  // namespace geoloom::platform

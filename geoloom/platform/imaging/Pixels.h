@@ -7,6 +7,9 @@
 #include <memory>
 #include <new>
 
+#include "geoloom/platform/imaging/CGImage.h"
+#include "geoloom/platform/imaging/CVPixelBuffer.h"
+
 namespace geoloom::platform {
 
 /// Whether the sizes describe an image that can be addressed, with sides and rows that fit libyuv's `int`.
@@ -15,6 +18,13 @@ namespace geoloom::platform {
   constexpr std::size_t LARGEST = std::numeric_limits<std::int32_t>::max();
   return width > 0 && height > 0 && height <= LARGEST && bytesPerRow <= LARGEST &&
          bytesPerRow / bytesPerPixel >= width;
+}
+
+/// The layout of an image made from a buffer of this format; two planes are converted to BGRA.
+[[nodiscard]] constexpr CGPixelLayout layoutOf(CVPixelFormatType format) {
+  if (format == CVPixelFormatType::oneComponent8) return {CGColorSpace::deviceGray, CGImageAlphaInfo::none};
+  return {CGColorSpace::deviceRGB, CGImageAlphaInfo::premultipliedFirst,
+          format == CVPixelFormatType::ARGB32 ? CGByteOrder::big : CGByteOrder::little};
 }
 
 struct FreePixels {

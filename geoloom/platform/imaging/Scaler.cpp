@@ -1,29 +1,23 @@
 #include "geoloom/platform/imaging/Scaler.h"
 
 #include <algorithm>
-#include <array>
 #include <cstddef>
 #include <cstdlib>
 #include <cstring>
 #include <limits>
 #include <memory>
-#include <mutex>
 #include <new>
 #include <utility>
 
 #include <libyuv.h>
 #include <zimg.h>
 
-#include "geoloom/Export.h"
-#include "geoloom/base/Mutex.h"
-
 namespace geoloom::platform {
 
 namespace {
 
 constexpr std::size_t ALIGNMENT = 64;
-constexpr std::size_t GRAPHS_KEPT = 8;
-constexpr std::size_t LARGEST_SCRATCH_KEPT = std::size_t{16} << 20;
+constexpr std::size_t LARGEST_BUFFERS_KEPT = std::size_t{16} << 20;
 
 struct Free {
   void operator()(void* memory) const { std::free(memory); }
@@ -99,14 +93,14 @@ struct PlaneRows {
   }
 };
 
-/// The prepared filter of one pair of sizes; used by one call at a time.
+/// The prepared filter of one pair of sizes.
 struct Graph {
   Sizes sizes;
   std::unique_ptr<zimg_filter_graph, FreeGraph> filter;
   PlaneRows in;
   PlaneRows out;
   AlignedMemory scratch;
-  std::size_t scratchBytes = 0;
+  std::size_t bytes = 0;  ///< of all buffers
 };
 
 /// Null if zimg refuses the sizes.
@@ -119,47 +113,16 @@ std::unique_ptr<Graph> prepare(const Sizes& sizes) {
   unsigned rowsOut = 0;
   zimg_filter_graph_get_input_buffering(graph->filter.get(), &rowsIn);
   zimg_filter_graph_get_output_buffering(graph->filter.get(), &rowsOut);
-  zimg_filter_graph_get_tmp_size(graph->filter.get(), &graph->scratchBytes);
-  graph->scratch = allocateAligned(std::max(graph->scratchBytes, ALIGNMENT));
+  zimg_filter_graph_get_tmp_size(graph->filter.get(), &graph->bytes);
+  graph->scratch = allocateAligned(std::max(graph->bytes, ALIGNMENT));
   graph->in.allocate(sizes.sourceWidth, sizes.sourceHeight, sizes.channels, rowsIn);
   graph->out.allocate(sizes.targetWidth, sizes.targetHeight, sizes.channels, rowsOut);
+  graph->bytes += (graph->in.planeBytes + graph->out.planeBytes) * sizes.channels;
   return graph;
 }
 
-/// The graphs of the last sizes; a graph in use is not in the cache.
-class GraphCache {
- public:
-  std::unique_ptr<Graph> take(const Sizes& sizes) {
-    const base::MutexLock lock(mutex_);
-    const auto found =
-        std::find_if(graphs_.begin(), graphs_.end(), [&](const auto& g) { return g && g->sizes == sizes; });
-    if (found == graphs_.end()) return nullptr;
-    std::unique_ptr<Graph> graph = std::move(*found);
-    std::rotate(found, found + 1, graphs_.end());
-    return graph;
-  }
-
-  void giveBack(std::unique_ptr<Graph> graph) {
-    const std::size_t bytes =
-        graph->scratchBytes + (graph->in.planeBytes + graph->out.planeBytes) * graph->sizes.channels;
-    if (bytes > LARGEST_SCRATCH_KEPT) return;
-    const base::MutexLock lock(mutex_);
-    if (graphs_.back()) std::rotate(graphs_.begin(), graphs_.begin() + 1, graphs_.end());
-    std::find(graphs_.begin(), graphs_.end() - 1, nullptr)->swap(graph);
-  }
-
- private:
-  base::Mutex mutex_;
-  /// In order of use, the latest last; unused places are null.
-  std::array<std::unique_ptr<Graph>, GRAPHS_KEPT> graphs_ GEOLOOM_GUARDED_BY(mutex_);
-};
-
-GraphCache& cache() {
-  // Never destroyed, since a thread may still be scaling while the process ends.
-  alignas(GraphCache) static std::array<std::byte, sizeof(GraphCache)> place;
-  static GraphCache& instance = *new (place.data()) GraphCache;
-  return instance;
-}
+/// The graph of this thread's last call, kept for the next call with the same sizes.
+thread_local std::unique_ptr<Graph> kept;
 
 struct Pass {
   const PixelSource* source;
@@ -218,11 +181,10 @@ bool scale(const PixelSource& source, const SourceRegion& region, std::size_t ch
   constexpr std::size_t LARGEST_SIDE = std::numeric_limits<std::int32_t>::max() / 4;
   if (std::max({source.width, source.height, target.width, target.height}) > LARGEST_SIDE) return false;
   const Sizes sizes{source.width, source.height, region, channels, target.width, target.height};
-  std::unique_ptr<Graph> graph = cache().take(sizes);
-  if (!graph) graph = prepare(sizes);
-  if (!graph) return false;
-  const bool done = run(*graph, source, target);
-  cache().giveBack(std::move(graph));
+  if (!kept || kept->sizes != sizes) kept = prepare(sizes);
+  if (!kept) return false;
+  const bool done = run(*kept, source, target);
+  if (kept->bytes > LARGEST_BUFFERS_KEPT) kept.reset();
   return done;
 }
 

@@ -33,9 +33,8 @@ struct SourceRegion {
 
 /// Resamples 8-bit images of 1 or 4 channels, each channel on its own, with a Lanczos filter of 3 lobes that
 /// widens with the reduction, so that nothing aliases; first one axis, then the other, limited to 0...255
-/// after each. Any row strides; source and target do not overlap. Callable from any number of threads: the
-/// prepared filters of the last sizes are cached, and each is used by one call at a time. False for sizes
-/// that zimg refuses.
+/// after each. Any row strides; source and target do not overlap. Callable from any number of threads; each
+/// keeps the prepared filter of its last call. False for sizes that zimg refuses.
 [[nodiscard]] bool scale(const PixelSource& source, const SourceRegion& region, std::size_t channels,
                          const PixelTarget& target);
 

@@ -1,10 +1,10 @@
 #include "geoloom/platform/imaging/UIImage.h"
 
+#include <array>
 #include <utility>
 
 #include <libyuv.h>
 
-#include "geoloom/base/ScopeExit.h"
 #include "geoloom/platform/imaging/Pixels.h"
 
 namespace geoloom::platform {
@@ -18,26 +18,18 @@ struct Turn {
   bool down = false;
 };
 
+/// In the order of UIImageOrientation.
+constexpr std::array<Turn, 8> TURNS{{{false, false, false},
+                                     {false, true, true},
+                                     {true, true, true},
+                                     {true, false, false},
+                                     {false, true, false},
+                                     {false, false, true},
+                                     {true, true, false},
+                                     {true, false, true}}};
+
 Turn turnOf(UIImageOrientation orientation) {
-  switch (orientation) {
-    case UIImageOrientation::up:
-      return {false, false, false};
-    case UIImageOrientation::down:
-      return {false, true, true};
-    case UIImageOrientation::left:
-      return {true, true, true};
-    case UIImageOrientation::right:
-      return {true, false, false};
-    case UIImageOrientation::upMirrored:
-      return {false, true, false};
-    case UIImageOrientation::downMirrored:
-      return {false, false, true};
-    case UIImageOrientation::leftMirrored:
-      return {true, true, false};
-    case UIImageOrientation::rightMirrored:
-      return {true, false, true};
-  }
-  return {};
+  return TURNS.at(static_cast<std::size_t>(orientation));
 }
 
 /// The image turned by 90 degrees clockwise.
@@ -84,14 +76,13 @@ bool UIImage::draw(const CGRect& rect) const {
   if (!context) return false;
   const auto picture = turn.quarter ? turned(*cgImage_) : cgImage_;
   if (!picture) return false;
-  context->saveGState();
-  const base::ScopeExit restore([&] { context->restoreGState(); });
-  // Flip again: image coordinates have y upwards, with the rectangle's corner as their origin.
-  CGContextTranslateCTM(*context, rect.minX(), rect.maxY());
-  CGContextScaleCTM(*context, 1, -1);
-  if (turn.across) context->concatenate({-1, 1, rect.width(), 0});
-  if (turn.down) context->concatenate({1, -1, 0, rect.height()});
-  return context->draw(*picture, {{0, 0}, {rect.width(), rect.height()}});
+  // The picture has y upwards from the rectangle's lower edge.
+  const CGFloat width = rect.width();
+  const CGFloat height = rect.height();
+  CGAffineTransform placement{1, -1, rect.minX(), rect.maxY()};
+  if (turn.across) placement = CGAffineTransform{-1, 1, width, 0}.concatenated(placement);
+  if (turn.down) placement = CGAffineTransform{1, -1, 0, height}.concatenated(placement);
+  return context->draw(*picture, {{0, 0}, {width, height}}, placement);
 }
 
 void UIGraphicsPushContext(std::shared_ptr<CGContext> context) {

@@ -10,15 +10,11 @@ namespace geoloom::platform {
 
 namespace {
 
-constexpr CGPixelLayout GRAY{CGColorSpace::deviceGray, CGImageAlphaInfo::none, CGByteOrder::big};
-constexpr CGPixelLayout ARGB{CGColorSpace::deviceRGB, CGImageAlphaInfo::premultipliedFirst, CGByteOrder::big};
-constexpr CGPixelLayout BGRA{CGColorSpace::deviceRGB, CGImageAlphaInfo::premultipliedFirst,
-                             CGByteOrder::little};
-
-std::shared_ptr<CGImage> shared(const std::shared_ptr<CVPixelBuffer>& buffer, CGPixelLayout layout) {
-  const std::size_t bytes = buffer->bytesPerRow() * buffer->height();
-  return CGImage::create(buffer->width(), buffer->height(), buffer->bytesPerRow(), layout,
-                         std::shared_ptr<const std::uint8_t>(buffer, buffer->baseAddress()), bytes);
+std::shared_ptr<CGImage> shared(const std::shared_ptr<CVPixelBuffer>& buffer) {
+  return CGImage::create(buffer->width(), buffer->height(), buffer->bytesPerRow(),
+                         layoutOf(buffer->pixelFormatType()),
+                         std::shared_ptr<const std::uint8_t>(buffer, buffer->baseAddress()),
+                         buffer->bytesPerRow() * buffer->height());
 }
 
 std::shared_ptr<CGImage> converted(const CVPixelBuffer& buffer) {
@@ -29,25 +25,15 @@ std::shared_ptr<CGImage> converted(const CVPixelBuffer& buffer) {
                            buffer.baseAddress(1), static_cast<int>(buffer.bytesPerRow(1)), memory.get(),
                            static_cast<int>(rowBytes), &libyuv::kYuvJPEGConstants,
                            static_cast<int>(buffer.width()), static_cast<int>(buffer.height()));
-  return CGImage::create(buffer.width(), buffer.height(), rowBytes, BGRA, std::move(memory),
-                         rowBytes * buffer.height());
+  return CGImage::create(buffer.width(), buffer.height(), rowBytes, layoutOf(buffer.pixelFormatType()),
+                         std::move(memory), rowBytes * buffer.height());
 }
 
 }  // namespace
 
 std::shared_ptr<CGImage> VTCreateCGImageFromCVPixelBuffer(const std::shared_ptr<CVPixelBuffer>& pixelBuffer) {
   if (!pixelBuffer) return nullptr;
-  switch (pixelBuffer->pixelFormatType()) {
-    case CVPixelFormatType::ARGB32:
-      return shared(pixelBuffer, ARGB);
-    case CVPixelFormatType::BGRA32:
-      return shared(pixelBuffer, BGRA);
-    case CVPixelFormatType::oneComponent8:
-      return shared(pixelBuffer, GRAY);
-    case CVPixelFormatType::biPlanarFullRange420:
-      return converted(*pixelBuffer);
-  }
-  return nullptr;
+  return pixelBuffer->planeCount() == 1 ? shared(pixelBuffer) : converted(*pixelBuffer);
 }
 
 }  // namespace geoloom::platform

@@ -24,13 +24,13 @@ namespace {
 using Location = std::shared_ptr<const CLLocation>;
 
 // Between attempts to connect.
-constexpr std::chrono::seconds shortestPause{1};
-constexpr std::chrono::seconds longestPause{30};
+constexpr std::chrono::seconds SHORTEST_PAUSE{1};
+constexpr std::chrono::seconds LONGEST_PAUSE{30};
 
 Date dateOf(const timespec& time) {
   // A report without a time, or with one beyond the range of Date, counts as of now.
-  constexpr auto last = std::chrono::floor<std::chrono::seconds>(Date::max().time_since_epoch());
-  if (time.tv_sec <= 0 || time.tv_sec >= last.count()) return Clock::current()->date();
+  constexpr auto LAST = std::chrono::floor<std::chrono::seconds>(Date::max().time_since_epoch());
+  if (time.tv_sec <= 0 || time.tv_sec >= LAST.count()) return Clock::current()->date();
   return Date(std::chrono::duration_cast<Date::duration>(std::chrono::seconds(time.tv_sec) +
                                                          std::chrono::nanoseconds(time.tv_nsec)));
 }
@@ -41,9 +41,9 @@ bool isError(double metres) {
 
 /// A default if gpsd has no estimate: a negative value would make the location invalid.
 double horizontalErrorOf(const gps_fix_t& fix) {
-  constexpr double unknown = 100;
+  constexpr double UNKNOWN = 100;
   if (isError(fix.eph)) return fix.eph;
-  return isError(fix.epx) && isError(fix.epy) ? std::hypot(fix.epx, fix.epy) : unknown;
+  return isError(fix.epx) && isError(fix.epy) ? std::hypot(fix.epx, fix.epy) : UNKNOWN;
 }
 
 /// The location in a report, or nullptr.
@@ -105,11 +105,11 @@ class Watch : public std::enable_shared_from_this<Watch> {
   Watch(std::string host, std::string port) : host_(std::move(host)), port_(std::move(port)) {}
 
   void run() {
-    auto pause = shortestPause;
+    auto pause = SHORTEST_PAUSE;
     while (!ended_) {
-      if (follow()) pause = shortestPause;
+      if (follow()) pause = SHORTEST_PAUSE;
       sleep(pause);
-      pause = std::min(2 * pause, longestPause);
+      pause = std::min(2 * pause, LONGEST_PAUSE);
     }
   }
 

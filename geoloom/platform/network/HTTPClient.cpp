@@ -215,13 +215,13 @@ bool HTTPClient::State::handOver(const std::shared_ptr<Transfer>& transfer) {
 }
 
 void HTTPClient::State::run(CURLM* handles) {
-  constexpr int longestWait = 60'000;
+  constexpr int LONGEST_WAIT = 60'000;
   while (true) {
     if (const base::Work permitted; permitted)
       work(handles);
     else
       base::parkThread();
-    curl_multi_poll(handles, nullptr, 0, longestWait, nullptr);
+    curl_multi_poll(handles, nullptr, 0, LONGEST_WAIT, nullptr);
   }
 }
 

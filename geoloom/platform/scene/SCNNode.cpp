@@ -1,5 +1,6 @@
 #include "geoloom/platform/scene/SCNNode.h"
 
+#include <iterator>
 #include <mutex>
 #include <utility>
 
@@ -9,20 +10,10 @@ namespace geoloom::platform {
 namespace {
 
 /// One lock for all nodes, so that moving a node between scenes needs no lock order. Held during single edits
-/// and while a snapshot copies changed blocks, never while application code runs.
+/// and while a snapshot is copied, never while application code runs.
 std::mutex graphMutex;
 
-constexpr std::size_t BLOCK_SIZE = 64;
-
 }  // namespace
-
-/// A block of children. A removed child leaves its slot empty, so that no other child moves.
-struct SCNNode::Block {
-  std::vector<std::shared_ptr<SCNNode>> slots;
-  /// Shared by snapshots; null since the last change of a child or a descendant. If it is null here, it is
-  /// null in all blocks above.
-  std::shared_ptr<const SCNNodeSnapshot::Block> snapshot;
-};
 
 SCNNode::SCNNode() = default;
 
@@ -31,26 +22,9 @@ SCNNode::SCNNode(std::shared_ptr<const SCNGeometry> geometry) {
 }
 
 SCNNode::~SCNNode() {
-  if (blocks_.empty()) return;
+  if (children_.empty()) return;
   const std::lock_guard lock(graphMutex);
-  for (const auto& block : blocks_) {
-    for (const auto& child : block->slots) {
-      if (child) child->parent_ = nullptr;
-    }
-  }
-}
-
-template <class Edit>
-void SCNNode::edit(Edit&& change) {
-  const std::lock_guard lock(graphMutex);
-  change();
-  markChanged();
-}
-
-void SCNNode::markChanged() {
-  for (SCNNode* node = this; node->parent_ != nullptr && node->block_->snapshot; node = node->parent_) {
-    node->block_->snapshot.reset();
-  }
+  for (const auto& child : children_) child->parent_ = nullptr;
 }
 
 SCNVector3 SCNNode::position() const {
@@ -59,7 +33,8 @@ SCNVector3 SCNNode::position() const {
 }
 
 void SCNNode::setPosition(SCNVector3 position) {
-  edit([&] { values_.position = position; });
+  const std::lock_guard lock(graphMutex);
+  values_.position = position;
 }
 
 SCNQuaternion SCNNode::orientation() const {
@@ -68,7 +43,8 @@ SCNQuaternion SCNNode::orientation() const {
 }
 
 void SCNNode::setOrientation(SCNQuaternion orientation) {
-  edit([&] { values_.orientation = orientation; });
+  const std::lock_guard lock(graphMutex);
+  values_.orientation = orientation;
 }
 
 SCNVector3 SCNNode::scale() const {
@@ -77,7 +53,8 @@ SCNVector3 SCNNode::scale() const {
 }
 
 void SCNNode::setScale(SCNVector3 scale) {
-  edit([&] { values_.scale = scale; });
+  const std::lock_guard lock(graphMutex);
+  values_.scale = scale;
 }
 
 std::shared_ptr<const SCNGeometry> SCNNode::geometry() const {
@@ -86,7 +63,8 @@ std::shared_ptr<const SCNGeometry> SCNNode::geometry() const {
 }
 
 void SCNNode::setGeometry(std::shared_ptr<const SCNGeometry> geometry) {
-  edit([&] { values_.geometry.swap(geometry); });
+  const std::lock_guard lock(graphMutex);
+  values_.geometry.swap(geometry);
 }
 
 void SCNNode::addChildNode(const std::shared_ptr<SCNNode>& child) {
@@ -95,58 +73,22 @@ void SCNNode::addChildNode(const std::shared_ptr<SCNNode>& child) {
   for (const SCNNode* above = this; above != nullptr; above = above->parent_) {
     GEOLOOM_PRECONDITION(above != child.get(), "addChildNode: a node cannot be its own descendant");
   }
-  auto detached = child->detach();
-  if (!detached) detached = child;
-  append(std::move(detached));
+  if (child->parent_ != nullptr)
+    children_.splice(children_.end(), child->parent_->children_, child->place_);
+  else
+    children_.push_back(child);
+  child->parent_ = this;
+  child->place_ = std::prev(children_.end());
 }
 
 void SCNNode::removeFromParentNode() {
   // The parent may hold the last reference, which must not be released under the lock.
   std::shared_ptr<SCNNode> self;
   const std::lock_guard lock(graphMutex);
-  self = detach();
-}
-
-void SCNNode::append(std::shared_ptr<SCNNode> child) {
-  if (blocks_.empty() || blocks_.back()->slots.size() == BLOCK_SIZE) {
-    blocks_.push_back(std::make_unique<Block>());
-    blocks_.back()->slots.reserve(BLOCK_SIZE);
-  }
-  Block& last = *blocks_.back();
-  child->parent_ = this;
-  child->block_ = &last;
-  child->slot_ = last.slots.size();
-  last.slots.push_back(std::move(child));
-  last.snapshot.reset();
-  ++childCount_;
-  markChanged();
-}
-
-/// Returns the parent's reference to this node; null without a parent.
-std::shared_ptr<SCNNode> SCNNode::detach() {
   SCNNode* const parent = std::exchange(parent_, nullptr);
-  if (parent == nullptr) return nullptr;
-  auto self = std::move(block_->slots[slot_]);
-  block_->snapshot.reset();
-  --parent->childCount_;
-  parent->markChanged();
-  if (parent->childCount_ * 4 < parent->blocks_.size() * BLOCK_SIZE && parent->blocks_.size() > 1) {
-    parent->compact();
-  }
-  return self;
-}
-
-/// Closes the gaps. Called when three quarters of the slots are empty, so its cost is amortised over
-/// removals.
-void SCNNode::compact() {
-  std::vector<std::unique_ptr<Block>> sparse;
-  sparse.swap(blocks_);
-  childCount_ = 0;
-  for (const auto& block : sparse) {
-    for (auto& child : block->slots) {
-      if (child) append(std::move(child));
-    }
-  }
+  if (parent == nullptr) return;
+  self = std::move(*place_);
+  parent->children_.erase(place_);
 }
 
 std::shared_ptr<SCNNode> SCNNode::parentNode() const {
@@ -156,39 +98,20 @@ std::shared_ptr<SCNNode> SCNNode::parentNode() const {
 }
 
 std::vector<std::shared_ptr<SCNNode>> SCNNode::childNodes() const {
-  std::vector<std::shared_ptr<SCNNode>> children;
   const std::lock_guard lock(graphMutex);
-  children.reserve(childCount_);
-  for (const auto& block : blocks_) {
-    for (const auto& child : block->slots) {
-      if (child) children.push_back(child);
-    }
-  }
-  return children;
+  return {children_.begin(), children_.end()};
 }
 
 SCNNodeSnapshot SCNNode::snapshot() const {
   const std::lock_guard lock(graphMutex);
-  return takeSnapshot();
+  return copy();
 }
 
-SCNNodeSnapshot SCNNode::takeSnapshot() const {
+SCNNodeSnapshot SCNNode::copy() const {
   SCNNodeSnapshot taken = values_;
-  taken.blocks.reserve(blocks_.size());
-  for (const auto& block : blocks_) {
-    if (!block->snapshot) refresh(*block);
-    if (!block->snapshot->empty()) taken.blocks.push_back(block->snapshot);
-  }
+  taken.childNodes.reserve(children_.size());
+  for (const auto& child : children_) taken.childNodes.push_back(child->copy());
   return taken;
-}
-
-void SCNNode::refresh(Block& block) {
-  SCNNodeSnapshot::Block children;
-  children.reserve(block.slots.size());
-  for (const auto& child : block.slots) {
-    if (child) children.push_back(child->takeSnapshot());
-  }
-  block.snapshot = std::make_shared<const SCNNodeSnapshot::Block>(std::move(children));
 }
 
 }  // namespace geoloom::platform

@@ -1,7 +1,6 @@
 #pragma once
 
-#include <cstddef>
-#include <cstdint>
+#include <list>
 #include <memory>
 #include <vector>
 
@@ -18,7 +17,7 @@ namespace geoloom::platform {
 /// Always held by std::shared_ptr; a parent owns its children.
 ///
 /// May be used from any thread. Every operation is atomic: a snapshot contains all of it or nothing. Edits
-/// take constant time (attaching and detaching: amortised).
+/// take constant time, a snapshot time proportional to the number of nodes.
 class GEOLOOM_EXPORT SCNNode final : public NSObject {
  public:
   SCNNode();
@@ -46,29 +45,19 @@ class GEOLOOM_EXPORT SCNNode final : public NSObject {
   /// The children in the order in which they were added.
   [[nodiscard]] std::vector<std::shared_ptr<SCNNode>> childNodes() const;
 
-  /// A copy of this node and its descendants. It shares unchanged parts with earlier snapshots, so the cost
-  /// depends on the number of changes.
+  /// A copy of this node and its descendants.
   [[nodiscard]] SCNNodeSnapshot snapshot() const;
 
  private:
-  struct Block;
+  using Children = std::list<std::shared_ptr<SCNNode>>;
 
-  template <class Edit>
-  void edit(Edit&& change);
-  void markChanged();
-  void append(std::shared_ptr<SCNNode> child);
-  std::shared_ptr<SCNNode> detach();
-  void compact();
-  [[nodiscard]] SCNNodeSnapshot takeSnapshot() const;
-  static void refresh(Block& block);
+  [[nodiscard]] SCNNodeSnapshot copy() const;
 
   // Guarded by the lock of the scene graph (SCNNode.cpp).
   SCNNodeSnapshot values_;  ///< without the children
-  std::vector<std::unique_ptr<Block>> blocks_;
-  std::size_t childCount_ = 0;
+  Children children_;
   SCNNode* parent_ = nullptr;
-  Block* block_ = nullptr;  ///< the parent's block that contains this node
-  std::size_t slot_ = 0;
+  Children::iterator place_;  ///< in the parent's children, if there is a parent
 };
 
 }  // namespace geoloom::platform

@@ -18,9 +18,7 @@ void visitBelow(const SCNNodeSnapshot& node, const simd_float4x4& parent, const 
   simd_float4x4 transform;
   for (std::size_t k = 0; k < 4; ++k) transform.columns[k] = multiply(parent, own.columns[k]);
   visit(node, transform);
-  for (const auto& block : node.blocks) {
-    for (const SCNNodeSnapshot& child : *block) visitBelow(child, transform, visit);
-  }
+  for (const SCNNodeSnapshot& child : node.childNodes) visitBelow(child, transform, visit);
 }
 
 }  // namespace
@@ -44,9 +42,7 @@ void SCNNodeSnapshot::forEachNode(const Visit& visit) const {
 
 std::vector<const SCNNodeSnapshot*> SCNNodeSnapshot::children() const {
   std::vector<const SCNNodeSnapshot*> all;
-  for (const auto& block : blocks) {
-    for (const SCNNodeSnapshot& child : *block) all.push_back(&child);
-  }
+  for (const SCNNodeSnapshot& child : childNodes) all.push_back(&child);
   return all;
 }
 

@@ -12,17 +12,15 @@
 
 namespace geoloom::platform {
 
-/// An immutable copy of a node and its descendants. Snapshots share the parts that did not change between
-/// them. May be read from any thread.
+/// An immutable copy of a node and its descendants. May be read from any thread.
 struct GEOLOOM_EXPORT SCNNodeSnapshot {
   SCNVector3 position;
   SCNQuaternion orientation;
   SCNVector3 scale{1, 1, 1};
   std::shared_ptr<const SCNGeometry> geometry;
 
-  using Block = std::vector<SCNNodeSnapshot>;
-  /// The children in order, in blocks that are not empty.
-  std::vector<std::shared_ptr<const Block>> blocks;
+  /// In the order in which they were added.
+  std::vector<SCNNodeSnapshot> childNodes;
 
   /// Maps the node's coordinates to its parent's: scale, then orientation, then position.
   [[nodiscard]] simd_float4x4 transform() const;

@@ -3,14 +3,13 @@
 #include <cstring>
 #include <map>
 #include <mutex>
-#include <optional>
 
 #include <opencv2/core.hpp>
 #include <opencv2/dnn.hpp>
 
 #include "geoloom/base/ProcessExit.h"
 #include "geoloom/base/ReadFile.h"
-#include "geoloom/platform/foundation/BlockingMutexLock.h"
+#include "geoloom/platform/foundation/NSLock.h"
 
 namespace geoloom::platform {
 
@@ -18,52 +17,11 @@ namespace {
 
 constexpr std::uint64_t MAXIMUM_MANIFEST_BYTES = 1 << 20;
 
-/// Reuses the memory of released outputs. Outputs may be released on any thread.
-class BufferPool : public std::enable_shared_from_this<BufferPool> {
- public:
-  std::shared_ptr<MLMultiArray> array(const std::vector<std::ptrdiff_t>& shape) {
-    std::size_t count = 1;
-    for (const std::ptrdiff_t length : shape) count *= static_cast<std::size_t>(length);
-    auto memory = std::make_shared<std::vector<float>>(take(count));
-    std::vector<std::ptrdiff_t> strides(shape.size(), 1);
-    for (std::size_t i = shape.size(); i-- > 1;) strides[i - 1] = strides[i] * shape[i];
-    return MLMultiArray::createWithDataPointer(
-        memory->data(), shape, MLMultiArrayDataType::float32, std::move(strides),
-        [memory, pool = shared_from_this()] { pool->giveBack(std::move(*memory)); });
-  }
-
- private:
-  static constexpr std::size_t MAXIMUM_KEPT = 4;
-
-  std::vector<float> take(std::size_t count) {
-    const base::MutexLock guard(mutex_);
-    for (auto& kept : free_) {
-      if (kept.size() != count) continue;
-      std::swap(kept, free_.back());
-      std::vector<float> memory = std::move(free_.back());
-      free_.pop_back();
-      return memory;
-    }
-    return std::vector<float>(count);
-  }
-
-  void giveBack(std::vector<float> memory) {
-    const base::MutexLock guard(mutex_);
-    if (free_.size() < MAXIMUM_KEPT) free_.push_back(std::move(memory));
-  }
-
-  base::Mutex mutex_;
-  std::vector<std::vector<float>> free_ GEOLOOM_GUARDED_BY(mutex_);
-};
-
-/// Runs the network on this thread only: inside one of its parallel loops the engine starts no threads. This
-/// leaves the process-wide number of threads, which the application chooses, unchanged. May throw.
-void forwardOnThisThread(cv::dnn::Net& net, const cv::Mat& input, const std::string& inputName,
-                         std::vector<cv::Mat>& results, const std::vector<std::string>& outputNames) {
-  cv::parallel_for_(cv::Range(0, 1), [&](const cv::Range&) {
-    net.setInput(input, inputName);
-    net.forward(results, outputNames);
-  });
+/// Runs `work` on this thread only: inside one of its parallel loops OpenCV starts no threads. This leaves
+/// the process-wide number of threads, which the application chooses, unchanged.
+template <class Work>
+void onThisThread(const Work& work) {
+  cv::parallel_for_(cv::Range(0, 1), [&](const cv::Range&) { work(); });
 }
 
 }  // namespace
@@ -72,17 +30,17 @@ struct MLModel::State {
   ModelManifest manifest;
   std::string name;  ///< of the network's file
   std::vector<std::string> outputNames;
-  std::shared_ptr<BufferPool> pool = std::make_shared<BufferPool>();
 
-  base::Mutex mutex;
-  cv::dnn::Net net GEOLOOM_GUARDED_BY(mutex);
-  cv::Mat input GEOLOOM_GUARDED_BY(mutex);
-  std::vector<cv::Mat> results GEOLOOM_GUARDED_BY(mutex);
+  /// Held while the network runs: it guards the members below.
+  NSLock lock;
+  cv::dnn::Net net;
+  cv::Mat input;
+  std::vector<cv::Mat> results;
 
-  std::optional<base::Failure> load(const std::filesystem::path& bundle);
+  base::Result<void> load(const std::filesystem::path& bundle);
 };
 
-std::optional<base::Failure> MLModel::State::load(const std::filesystem::path& bundle) {
+base::Result<void> MLModel::State::load(const std::filesystem::path& bundle) {
   const auto manifestPath = bundle / "manifest.json";
   const auto text = base::readFile(manifestPath, MAXIMUM_MANIFEST_BYTES);
   if (!text) return text.failure();
@@ -90,7 +48,6 @@ std::optional<base::Failure> MLModel::State::load(const std::filesystem::path& b
   if (!parsed) return parsed.failure();
   manifest = *std::move(parsed);
   name = (bundle / manifest.network).string();
-  const base::MutexLock guard(mutex);
   try {
     net = cv::dnn::readNetFromONNX(name);
     const int shape[] = {1, 3, static_cast<int>(manifest.inputHeight), static_cast<int>(manifest.inputWidth)};
@@ -108,7 +65,7 @@ std::optional<base::Failure> MLModel::State::load(const std::filesystem::path& b
     return base::Failure{name + ": cannot be loaded as a network with the input \"" + manifest.inputName +
                          "\""};
   }
-  return std::nullopt;
+  return {};
 }
 
 MLModel::MLModel(std::unique_ptr<State> state) : state_(std::move(state)) {}
@@ -125,14 +82,14 @@ base::Result<std::shared_ptr<MLModel>> MLModel::create(const std::filesystem::pa
 
   // Never destroyed, because sessions live until the process ends. Loads under the lock, so that two sessions
   // that start together share one model.
-  static auto& mutex = *new base::Mutex;
-  static auto& loaded = *new std::map<std::filesystem::path, std::weak_ptr<MLModel>>;
-  const BlockingMutexLock guard(mutex);
-  if (auto shared = loaded[canonical].lock()) return shared;
+  static auto& lock = *new NSLock;
+  static auto& models = *new std::map<std::filesystem::path, std::weak_ptr<MLModel>>;
+  const std::lock_guard guard(lock);
+  if (auto shared = models[canonical].lock()) return shared;
   auto state = std::make_unique<State>();
-  if (auto failure = state->load(canonical)) return *failure;
+  if (const auto loaded = state->load(canonical); !loaded) return loaded.failure();
   std::shared_ptr<MLModel> model(new MLModel(std::move(state)));
-  loaded[canonical] = model;
+  models[canonical] = model;
   // The engine registers exit handlers when it first reads a network and when it first runs one.
   base::restAtExit();
   return model;
@@ -141,10 +98,13 @@ base::Result<std::shared_ptr<MLModel>> MLModel::create(const std::filesystem::pa
 base::Result<std::vector<std::shared_ptr<MLMultiArray>>> MLModel::prediction(
     const std::function<void(float* planes)>& fill) {
   State& state = *state_;
-  const BlockingMutexLock guard(state.mutex);
-  fill(state.input.ptr<float>());
+  const std::lock_guard guard(state.lock);
   try {
-    forwardOnThisThread(state.net, state.input, state.manifest.inputName, state.results, state.outputNames);
+    onThisThread([&] {
+      fill(state.input.ptr<float>());
+      state.net.setInput(state.input, state.manifest.inputName);
+      state.net.forward(state.results, state.outputNames);
+    });
     static std::once_flag first;
     std::call_once(first, base::restAtExit);
   } catch (const std::exception&) {
@@ -153,7 +113,8 @@ base::Result<std::vector<std::shared_ptr<MLMultiArray>>> MLModel::prediction(
   std::vector<std::shared_ptr<MLMultiArray>> outputs;
   for (std::size_t i = 0; i < state.manifest.outputs.size(); ++i) {
     const cv::Mat& result = state.results[i];
-    auto array = state.pool->array(state.manifest.outputs[i].shape);
+    auto array = MLMultiArray::create(state.manifest.outputs[i].shape, MLMultiArrayDataType::float32);
+    if (!array) return base::Failure{state.name + ": out of memory"};
     if (result.type() != CV_32F || !result.isContinuous() || result.total() != array->count()) {
       return base::Failure{state.name + ": the shape of output \"" + state.outputNames[i] +
                            "\" differs from the manifest's"};

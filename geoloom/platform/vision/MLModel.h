@@ -39,9 +39,8 @@ class GEOLOOM_EXPORT MLModel final : public NSObject {
   [[nodiscard]] const ModelManifest& manifest() const;
 
   /// Runs the network on the input that `fill` writes: 3 * inputWidth * inputHeight floats, plane by plane.
-  /// `fill` must not request a prediction of this model. Returns the outputs in the manifest's order as
-  /// contiguous 32-bit floats. The caller owns them; later predictions reuse their memory once they are
-  /// released.
+  /// `fill` must not request a prediction of this model. Returns the outputs in the manifest's order as new,
+  /// contiguous 32-bit floats.
   [[nodiscard]] base::Result<std::vector<std::shared_ptr<MLMultiArray>>> prediction(
       const std::function<void(float* planes)>& fill);
 

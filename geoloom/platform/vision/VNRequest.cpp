@@ -17,17 +17,14 @@ base::Result<std::vector<std::shared_ptr<MLMultiArray>>> VNCoreMLModel::predicti
   const ModelManifest& manifest = model_->manifest();
   const NetworkInput input = {manifest.inputWidth, manifest.inputHeight, manifest.blueFirst,
                               static_cast<float>(manifest.divisor), static_cast<float>(manifest.offset)};
-  // Keeps its tables from frame to frame.
-  thread_local ImagePreparation preparation;
   return model_->prediction(
-      [&](float* planes) { preparation.prepare(picture, orientation, option, input, planes); });
+      [&](float* planes) { prepareImage(picture, orientation, option, input, planes); });
 }
 
 VNCoreMLRequest::VNCoreMLRequest(std::shared_ptr<VNCoreMLModel> model, CompletionHandler completionHandler)
     : model_(std::move(model)), completionHandler_(std::move(completionHandler)) {}
 
-std::optional<base::Failure> VNCoreMLRequest::perform(const CVPixelBuffer& picture,
-                                                      EXIFOrientation orientation) {
+base::Result<void> VNCoreMLRequest::perform(const CVPixelBuffer& picture, EXIFOrientation orientation) {
   results_.clear();
   auto outputs = model_->prediction(picture, orientation, imageCropAndScaleOption);
   if (!outputs) return outputs.failure();
@@ -37,20 +34,20 @@ std::optional<base::Failure> VNCoreMLRequest::perform(const CVPixelBuffer& pictu
         names[i].name, MLFeatureValue{nullptr, std::move((*outputs)[i])}));
   }
   if (completionHandler_) completionHandler_(*this);
-  return std::nullopt;
+  return {};
 }
 
 VNImageRequestHandler::VNImageRequestHandler(std::shared_ptr<CVPixelBuffer> picture,
                                              EXIFOrientation orientation)
     : picture_(std::move(picture)), orientation_(orientation) {}
 
-std::optional<base::Failure> VNImageRequestHandler::perform(
+base::Result<void> VNImageRequestHandler::perform(
     std::span<const std::shared_ptr<VNCoreMLRequest>> requests) {
   if (!picture_) return base::Failure{"the picture to analyse must not be null"};
   for (const auto& request : requests) {
-    if (auto failure = request->perform(*picture_, orientation_)) return failure;
+    if (auto performed = request->perform(*picture_, orientation_); !performed) return performed;
   }
-  return std::nullopt;
+  return {};
 }
 
 }  // namespace geoloom::platform

@@ -2,7 +2,6 @@
 
 #include <functional>
 #include <memory>
-#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -88,7 +87,7 @@ class GEOLOOM_EXPORT VNCoreMLRequest final : public NSObject {
 
  private:
   friend class VNImageRequestHandler;
-  std::optional<base::Failure> perform(const CVPixelBuffer& picture, EXIFOrientation orientation);
+  base::Result<void> perform(const CVPixelBuffer& picture, EXIFOrientation orientation);
 
   std::shared_ptr<VNCoreMLModel> model_;
   CompletionHandler completionHandler_;
@@ -102,8 +101,7 @@ class GEOLOOM_EXPORT VNImageRequestHandler final {
 
   /// Performs the requests in order on the caller's thread. Stops at the first that fails and returns its
   /// failure.
-  [[nodiscard]] std::optional<base::Failure> perform(
-      std::span<const std::shared_ptr<VNCoreMLRequest>> requests);
+  [[nodiscard]] base::Result<void> perform(std::span<const std::shared_ptr<VNCoreMLRequest>> requests);
 
  private:
   std::shared_ptr<CVPixelBuffer> picture_;

@@ -2,40 +2,31 @@
 
 #include <utility>
 
-#include "geoloom/base/Mutex.h"
+#include "geoloom/base/AtomicValue.h"
 #include "geoloom/session/types/ServiceEndpointsDefaults.h"
 
 namespace geoloom {
 namespace {
 
-struct Current {
-  base::Mutex mutex;
-  ServiceEndpoints endpoints GEOLOOM_GUARDED_BY(mutex){
-      .production = defaults::PRODUCTION_URL,
-      .beta = defaults::BETA_URL,
-      .sceneUnderstanding = defaults::SCENE_UNDERSTANDING_URL,
-      .tables = defaults::TABLES_URL,
-      .metrics = defaults::METRICS_URL};
-};
-
-Current& shared() {
+base::AtomicValue<ServiceEndpoints>& shared() {
   // Not destroyed: sessions live until the process ends.
-  static auto* const current = new Current;
-  return *current;
+  static auto& endpoints =
+      *new base::AtomicValue<ServiceEndpoints>({.production = defaults::PRODUCTION_URL,
+                                                .beta = defaults::BETA_URL,
+                                                .sceneUnderstanding = defaults::SCENE_UNDERSTANDING_URL,
+                                                .tables = defaults::TABLES_URL,
+                                                .metrics = defaults::METRICS_URL});
+  return endpoints;
 }
 
 }  // namespace
 
 ServiceEndpoints ServiceEndpoints::current() {
-  Current& held = shared();
-  const base::MutexLock lock(held.mutex);
-  return held.endpoints;
+  return shared().load();
 }
 
 void ServiceEndpoints::setCurrent(ServiceEndpoints endpoints) {
-  Current& held = shared();
-  const base::MutexLock lock(held.mutex);
-  held.endpoints = std::move(endpoints);
+  shared().store(std::move(endpoints));
 }
 
 }  // namespace geoloom

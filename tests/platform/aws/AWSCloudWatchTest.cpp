@@ -18,12 +18,12 @@ AWSCloudWatchPutMetricDataInput oneCount() {
                           .unit = AWSCloudWatchStandardUnitCount}}};
 }
 
-constexpr char oneCountBody[] =
+constexpr char ONE_COUNT_BODY[] =
     R"({"Namespace":"Space","MetricData":[{"MetricName":"Event","Dimensions":[{"Name":"key","Value":"v�"}],)"
     R"("Value":1.0,"Unit":"Count"}]})";
 
 TEST(AWSCloudWatch, WritesBodies) {
-  EXPECT_EQ(putMetricDataBody(oneCount()), oneCountBody);
+  EXPECT_EQ(putMetricDataBody(oneCount()), ONE_COUNT_BODY);
   const AWSCloudWatchMetricDatum odd{.metricName = "a\"b", .dimensions = {}, .value = 0.25};
   const AWSCloudWatchMetricDatum none{
       .metricName = "c", .dimensions = {}, .value = std::numeric_limits<double>::quiet_NaN()};
@@ -47,7 +47,7 @@ TEST(AWSCloudWatch, FollowsTheProtocol) {
   EXPECT_EQ(sent.header("X-Amz-Target"), "GraniteServiceVersion20100801.PutMetricData");
   EXPECT_EQ(sent.header("x-amzn-query-mode"), "true");
   EXPECT_EQ(sent.header("Content-Type"), "application/x-amz-json-1.0");
-  EXPECT_EQ(sent.body, oneCountBody);
+  EXPECT_EQ(sent.body, ONE_COUNT_BODY);
   EXPECT_EQ(signatureFault(sent, {"access", "secret"}, "monitoring"), "");
 }
 

@@ -12,12 +12,12 @@ TEST(DeveloperKey, HashIsMD5) {
 
 TEST(DeveloperKey, PairIsCarriedOrDerived) {
   // The derived secrets come from another tool: printf '%s' LABEL | openssl dgst -sha256 -hmac KEY
-  static constexpr std::string_view ofAbc =
+  static constexpr std::string_view OF_ABC =
       "5e28ff51429ae3b17bf7cf6b9ce22a72b746a99a8fe3eba40537905dd2022805";
   const std::tuple<std::string_view, std::string_view, std::string_view> cases[] = {
       {"AKID:secret/+=", "AKID", "secret/+="},
       {"AKID:a:b", "AKID", "a:b"},
-      {"abc", "900150983cd24fb0d6963f7d28e17f72", ofAbc},
+      {"abc", "900150983cd24fb0d6963f7d28e17f72", OF_ABC},
   };
   for (const auto& [key, access, secret] : cases) {
     const DeveloperKey::Pair pair = DeveloperKey::pair(key);

@@ -1,18 +1,12 @@
 #include <gmock/gmock.h>
 
-#include "geoloom/base/Hexadecimal.h"
 #include "geoloom/platform/aws/AWSServiceConfiguration.h"
 #include "geoloom/platform/aws/SignatureV4.h"
 
 namespace {
 
 using namespace geoloom::platform;
-using testing::EndsWith;
 using testing::HasSubstr;
-
-constexpr char accessKey[] = "AKIDEXAMPLE";
-constexpr char secretKey[] = "wJalrXUtnFEMI/K7MDENG+bPxRfiCYEXAMPLEKEY";
-constexpr char time[] = "20150830T123600Z";
 
 /// The header of that name, or the empty text.
 std::string header(const HTTPRequest& request, const std::string& name) {
@@ -28,8 +22,8 @@ HTTPRequest signedRequest(const std::string& url,
   request.headers = std::move(headers);
   request.contentType = "application/x-www-form-urlencoded";
   request.body = "Param1=value1";
-  const auto key = signature::deriveKey(accessKey, secretKey, "20150830", "us-east-1", "service");
-  signature::sign(request, key, time);
+  const AWSStaticCredentialsProvider credentials("AKIDEXAMPLE", "wJalrXUtnFEMI/K7MDENG+bPxRfiCYEXAMPLEKEY");
+  signature::sign(request, {credentials, "us-east-1", "service"}, "20150830T123600Z");
   return request;
 }
 
@@ -39,11 +33,8 @@ std::string signatureOf(const HTTPRequest& request) {
   return authorization.substr(authorization.rfind('=') + 1);
 }
 
-// Keys and signature as the provider publishes them with its description.
-TEST(SignatureV4, MatchesThePublishedExamples) {
-  const auto key = signature::deriveKey(accessKey, secretKey, "20150830", "us-east-1", "iam");
-  EXPECT_EQ(geoloom::base::hexadecimal(key.bytes),
-            "c4afb1cc5771d871763a393e44b703571b55cc28424d1a5e86da6ed3c154a4b9");
+// The signature that the provider publishes with its description.
+TEST(SignatureV4, MatchesThePublishedExample) {
   EXPECT_EQ(header(signedRequest("https://example.amazonaws.com/"), "Authorization"),
             "AWS4-HMAC-SHA256 Credential=AKIDEXAMPLE/20150830/us-east-1/service/aws4_request, "
             "SignedHeaders=content-type;host;x-amz-date, "
@@ -75,18 +66,6 @@ TEST(SignatureV4, SignsTheHostAsSent) {
                                   {"http://127.0.0.1:8123/a", "127.0.0.1:8123"},
                                   {"http://[::1]:8123", "[::1]:8123"}})
     EXPECT_EQ(header(signedRequest(url), "Host"), host);
-}
-
-TEST(SignatureV4, KeysDependOnDayRegionAndService) {
-  const AWSStaticCredentialsProvider credentials(accessKey, secretKey);
-  for (const char* const day : {"20150830", "20150831", "20150830"})
-    for (const char* const region : {"us-east-1", "us-west-2"})
-      for (const char* const service : {"dynamodb", "monitoring"}) {
-        const auto key = credentials.signingKey(day, region, service);
-        EXPECT_EQ(key->bytes, signature::deriveKey(accessKey, secretKey, day, region, service).bytes);
-        EXPECT_EQ(key, credentials.signingKey(day, region, service));
-        EXPECT_THAT(key->scope, EndsWith(std::string(service) + "/aws4_request"));
-      }
 }
 
 TEST(SignatureV4, WritesTimes) {

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include "geoloom/platform/device/OSRelease.h"
 #include "geoloom/platform/device/UIDevice.h"
 #include "geoloom/platform/foundation/FileManager.h"
 
@@ -13,18 +12,6 @@ namespace geoloom::platform {
 namespace {
 
 const std::regex versionFourUUID("[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}");
-
-TEST(OSRelease, ReadsValuesLikeTheShell) {
-  const std::pair<const char*, const char*> cases[] = {
-      {"VERSION_ID=\"12\"\n", "12"},
-      {"VERSION_ID='9 (a\\b)'\n", "9 (a\\b)"},
-      {"VERSION_ID=\"a\\\"b\\$c\"\n", "a\"b$c"},
-      {"#VERSION_ID=1\nOLD_VERSION_ID=2\nVERSION_ID_LIKE=3\n", ""},
-      {"VERSION_ID=1\nVERSION_ID=2\n", "2"},
-      {"VERSION_ID", ""},
-  };
-  for (const auto& [text, value] : cases) EXPECT_EQ(osReleaseValue(text, "VERSION_ID"), value) << text;
-}
 
 class VendorIdentifier : public testing::Test {
  protected:

@@ -1,11 +1,9 @@
-#include <ctime>
 #include <optional>
 
 #include <gtest/gtest.h>
 
 #include "geoloom/platform/foundation/ApplicationIdentity.h"
 #include "geoloom/platform/foundation/Bundle.h"
-#include "geoloom/platform/foundation/DateFormatter.h"
 #include "geoloom/platform/foundation/FileManager.h"
 
 namespace geoloom::platform {
@@ -110,26 +108,6 @@ TEST(FileManager, SettingsWinAndIdentifiersStayBelow) {
   EXPECT_EQ(FileManager::documentsDirectory(), std::filesystem::path("/elsewhere"));
   FileManager::setDocumentsDirectory(std::nullopt);
   EXPECT_NE(FileManager::documentsDirectory(), std::filesystem::path("/elsewhere"));
-}
-
-TEST(DateFormatter, UsesTheDevicesTimeZone) {
-  const std::tuple<const char*, long long, const char*, const char*> cases[] = {
-      {"UTC", 1710512701, "yyMMdd_HHmmss", "240315_142501"},
-      {"UTC-05:30", 1710512701, "yyMMdd_HHmmss", "240315_195501"},
-      {"UTC+9", 1710460800, "yy-MM-dd HH:mm", "24-03-14 15:00"},
-      {"UTC", 946684799, "dd.MM.yy HH", "31.12.99 23"},
-      {"UTC", 0, "y M yyy", "y M 70y"},
-      {"UTC", -1, "HHmmss", "235959"},
-      {"UTC", 0, "", ""},
-  };
-  for (const auto& [zone, seconds, pattern, text] : cases) {
-    setEnvironment("TZ", zone);
-    ::tzset();
-    EXPECT_EQ(formatDate(Date(std::chrono::seconds(seconds)), pattern), text) << pattern;
-  }
-  setEnvironment("TZ", "UTC");
-  ::tzset();
-  EXPECT_EQ(formatDate(Date(std::chrono::milliseconds(-1)), "ss"), "59");
 }
 
 }  // namespace

@@ -12,7 +12,6 @@
 #include <pthread.h>
 
 #include "geoloom/base/Mutex.h"
-#include "geoloom/platform/foundation/BlockingMutexLock.h"
 #include "geoloom/platform/foundation/Clock.h"
 #include "geoloom/platform/foundation/Dispatch.h"
 #include "geoloom/platform/foundation/Log.h"
@@ -62,22 +61,22 @@ TEST(Dispatch, BlockedTasksDelayNoOtherQueue) {
   });
 }
 
-TEST(Dispatch, TasksBlockedOnAMutexDelayNoOtherQueue) {
-  base::Mutex mutex;
+TEST(Dispatch, TasksBlockedOnALockDelayNoOtherQueue) {
+  NSLock lock;
   DispatchSemaphore ended(0);
-  constexpr int waiting = 20;
+  constexpr int WAITING = 20;
   {
-    const base::MutexLock held(mutex);
-    for (int i = 0; i < waiting; ++i)
+    const std::lock_guard held(lock);
+    for (int i = 0; i < WAITING; ++i)
       DispatchQueue::global()->async([&] {
-        { const BlockingMutexLock lock(mutex); }
+        { const std::lock_guard waited(lock); }
         ended.signal();
       });
     bool ran = false;
     DispatchQueue::serial("free")->sync([&] { ran = true; });
     EXPECT_TRUE(ran);
   }
-  for (int i = 0; i < waiting; ++i) ended.wait();
+  for (int i = 0; i < WAITING; ++i) ended.wait();
 }
 
 TEST(Dispatch, ReplacementThreadsEnd) {
@@ -87,16 +86,16 @@ TEST(Dispatch, ReplacementThreadsEnd) {
 }
 
 TEST(Dispatch, SerialQueueRunsOneTaskAtATimeInOrder) {
-  constexpr int callers = 4;
-  constexpr int tasks = 500;
+  constexpr int CALLERS = 4;
+  constexpr int TASKS = 500;
   const auto queue = DispatchQueue::serial("one at a time");
   // Read and written without a lock: the queue orders the tasks.
-  std::vector<std::vector<int>> seen(callers);
+  std::vector<std::vector<int>> seen(CALLERS);
   int running = 0;
   std::vector<std::thread> threads;
-  for (int caller = 0; caller < callers; ++caller)
+  for (int caller = 0; caller < CALLERS; ++caller)
     threads.emplace_back([&, caller] {
-      for (int i = 0; i < tasks; ++i)
+      for (int i = 0; i < TASKS; ++i)
         queue->async([&, caller, i] {
           EXPECT_EQ(++running, 1);
           seen[static_cast<std::size_t>(caller)].push_back(i);
@@ -107,7 +106,7 @@ TEST(Dispatch, SerialQueueRunsOneTaskAtATimeInOrder) {
   queue->sync([&] { EXPECT_TRUE(queue->isCurrent()); });
   EXPECT_FALSE(queue->isCurrent());
   for (const std::vector<int>& order : seen) {
-    EXPECT_EQ(order.size(), static_cast<std::size_t>(tasks));
+    EXPECT_EQ(order.size(), static_cast<std::size_t>(TASKS));
     EXPECT_TRUE(std::is_sorted(order.begin(), order.end()));
   }
 }

@@ -21,22 +21,22 @@ TEST(JSON, RefusesInvalidTexts) {
                                        "\"\xff\"",
                                        "\"\\ud800\"",
                                        std::string(400, '9'),
-                                       nested(JSON::maximumDepth + 1, "1"),
+                                       nested(JSON::MAXIMUM_DEPTH + 1, "1"),
                                        nested(100'000),
-                                       nested(JSON::maximumDepth, R"({"a":1})")};
+                                       nested(JSON::MAXIMUM_DEPTH, R"({"a":1})")};
   for (const std::string& text : texts)
     EXPECT_FALSE(JSON::parse(text)) << text.substr(0, 40) << " (" << text.size() << " bytes)";
 }
 
 TEST(JSON, AcceptsNestingUpToItsLimit) {
-  const auto array = JSON::parse(nested(JSON::maximumDepth, "1"));
+  const auto array = JSON::parse(nested(JSON::MAXIMUM_DEPTH, "1"));
   ASSERT_TRUE(array);
-  EXPECT_EQ(array->description(), nested(JSON::maximumDepth, "1"));
-  EXPECT_TRUE(JSON::parse(nested(JSON::maximumDepth - 1, R"({"a":1})")));
+  EXPECT_EQ(array->description(), nested(JSON::MAXIMUM_DEPTH, "1"));
+  EXPECT_TRUE(JSON::parse(nested(JSON::MAXIMUM_DEPTH - 1, R"({"a":1})")));
 }
 
 TEST(JSON, RefusesLongerTextsThanItsLimit) {
-  std::string text(JSON::maximumBytes, ' ');
+  std::string text(JSON::MAXIMUM_BYTES, ' ');
   text.front() = '1';
   EXPECT_TRUE(JSON::parse(text));
   EXPECT_FALSE(JSON::parse(text + " "));
@@ -61,7 +61,6 @@ TEST(JSON, ReadsEveryType) {
     EXPECT_EQ(value->string().has_value(), type == JSON::Type::string) << text;
     EXPECT_EQ(value->boolean().has_value(), type == JSON::Type::boolean) << text;
     EXPECT_EQ(value->number().has_value(), type == JSON::Type::number) << text;
-    EXPECT_EQ(value->floatNumber().has_value(), type == JSON::Type::number) << text;
     EXPECT_EQ(value->contains("a"), type == JSON::Type::object) << text;
     EXPECT_EQ(value->size(), type == JSON::Type::array || type == JSON::Type::object ? 1U : 0U) << text;
   }
@@ -77,24 +76,19 @@ TEST(JSON, KeepsOrderAndReadsTheFirstOfEqualKeys) {
     members.push_back(std::string(key) + member.description());
   });
   EXPECT_THAT(members, ElementsAre("z1", R"(a{"b":null})", "z3", R"(m[4,"x",5.5])"));
-  EXPECT_EQ((*value)["z"]->number(), 1.0);
+  EXPECT_EQ(value->number("z"), 1.0);
+  EXPECT_EQ(value->string("z"), std::nullopt);
   EXPECT_TRUE((*value)["a"]->contains("b"));
   EXPECT_FALSE(value->contains("b"));
   EXPECT_EQ(value->description(), R"({"z":1,"a":{"b":null},"z":3,"m":[4,"x",5.5]})");
 }
 
-TEST(JSON, ReadsNumbersOfAnyLength) {
-  const auto value = JSON::parse(
-      R"([18446744073709551615,-9223372036854775808,123456789012345678901234567890,-98765432109876543210,0.1,1E2,)"
-      R"("123456789012345678901234567890 \" 123456789012345678901234567890",123456789012345678901234567890.5e1])");
+TEST(JSON, ReadsNumbers) {
+  const auto value = JSON::parse("[18446744073709551615,-9223372036854775808,0.1,1E2,true,\"1\"]");
   ASSERT_TRUE(value);
   std::vector<double> numbers;
-  value->forEach([&](const JSON& element) { numbers.push_back(element.number().value_or(0)); });
-  EXPECT_THAT(numbers,
-              ElementsAre(18446744073709551615.0, -9223372036854775808.0, 123456789012345678901234567890.0,
-                          -98765432109876543210.0, 0.1, 100.0, 0.0, 1234567890123456789012345678905.0));
-  EXPECT_EQ(JSON::parse("0.1")->floatNumber(), 0.1F);
-  EXPECT_EQ(JSON::parse("16777217")->floatNumber(), 16777216.0F);
+  value->forEach([&](const JSON& element) { numbers.push_back(element.number().value_or(-1)); });
+  EXPECT_THAT(numbers, ElementsAre(18446744073709551615.0, -9223372036854775808.0, 0.1, 100, -1, -1));
 }
 
 TEST(JSON, PartsOutliveTheWhole) {
@@ -104,7 +98,7 @@ TEST(JSON, PartsOutliveTheWhole) {
     whole->operator[]("placements")->forEach([&](const JSON& element) { part = element["asset"]; });
   }
   ASSERT_TRUE(part);
-  EXPECT_EQ((*part)["id"]->string(), "lamp");
+  EXPECT_EQ(part->string("id"), "lamp");
 }
 
 }  // namespace

@@ -50,23 +50,23 @@ class Captured {
 };
 
 TEST(Log, LinesOfConcurrentWritersStayWhole) {
-  constexpr int writers = 4;
-  constexpr int lines = 100;
+  constexpr int WRITERS = 4;
+  constexpr int LINES = 100;
   // Longer than an atomic write to a pipe.
-  constexpr std::size_t length = 9000;
+  constexpr std::size_t LENGTH = 9000;
   Captured output(STDOUT_FILENO);
   std::vector<std::thread> threads;
-  for (int i = 0; i < writers; ++i)
+  for (int i = 0; i < WRITERS; ++i)
     threads.emplace_back([letter = static_cast<char>('a' + i)] {
-      const std::string line(length, letter);
-      for (int n = 0; n < lines; ++n) Console::print(line);
+      const std::string line(LENGTH, letter);
+      for (int n = 0; n < LINES; ++n) Console::print(line);
     });
   for (std::thread& thread : threads) thread.join();
   const std::string all = output.finish();
-  ASSERT_EQ(all.size(), writers * lines * (length + 1));
-  for (std::size_t start = 0; start < all.size(); start += length + 1) {
-    ASSERT_EQ(all.find_first_not_of(all[start], start), start + length);
-    ASSERT_EQ(all[start + length], '\n');
+  ASSERT_EQ(all.size(), WRITERS * LINES * (LENGTH + 1));
+  for (std::size_t start = 0; start < all.size(); start += LENGTH + 1) {
+    ASSERT_EQ(all.find_first_not_of(all[start], start), start + LENGTH);
+    ASSERT_EQ(all[start + LENGTH], '\n');
   }
 }
 

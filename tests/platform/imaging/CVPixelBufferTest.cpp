@@ -41,19 +41,19 @@ TEST(CVPixelBufferTest, AlignsTheRowsOfEveryFormat) {
 }
 
 TEST(CVPixelBufferTest, RefusesInvalidSizesAndFormats) {
-  constexpr auto huge = std::numeric_limits<std::size_t>::max();
-  constexpr auto bgra = CVPixelFormatType::BGRA32;
-  EXPECT_FALSE(CVPixelBuffer::create(0, 4, bgra));
-  EXPECT_FALSE(CVPixelBuffer::create(4, 0, bgra));
-  EXPECT_FALSE(CVPixelBuffer::create(huge, 4, bgra));
-  EXPECT_FALSE(CVPixelBuffer::create(std::size_t{1} << 30, std::size_t{1} << 30, bgra));
+  constexpr auto HUGE = std::numeric_limits<std::size_t>::max();
+  constexpr auto BGRA = CVPixelFormatType::BGRA32;
+  EXPECT_FALSE(CVPixelBuffer::create(0, 4, BGRA));
+  EXPECT_FALSE(CVPixelBuffer::create(4, 0, BGRA));
+  EXPECT_FALSE(CVPixelBuffer::create(HUGE, 4, BGRA));
+  EXPECT_FALSE(CVPixelBuffer::create(std::size_t{1} << 30, std::size_t{1} << 30, BGRA));
   EXPECT_FALSE(CVPixelBuffer::create(4, 4, static_cast<CVPixelFormatType>(7)));
 
   int released = 0;
   const auto release = [&] { ++released; };
   std::vector<std::uint8_t> bytes(64);
-  EXPECT_FALSE(CVPixelBuffer::createWithBytes(4, 4, bgra, nullptr, 16, release));
-  EXPECT_FALSE(CVPixelBuffer::createWithBytes(4, 4, bgra, bytes.data(), 15, release));
+  EXPECT_FALSE(CVPixelBuffer::createWithBytes(4, 4, BGRA, nullptr, 16, release));
+  EXPECT_FALSE(CVPixelBuffer::createWithBytes(4, 4, BGRA, bytes.data(), 15, release));
   EXPECT_FALSE(CVPixelBuffer::createWithBytes(4, 4, CVPixelFormatType::biPlanarFullRange420, bytes.data(), 16,
                                               release));
   EXPECT_EQ(released, 0) << "the caller keeps the bytes on failure";

@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <random>
-#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -78,21 +77,6 @@ TEST(ScalerTest, EnlargesWithLanczosOvershoot) {
   EXPECT_NEAR(*largest, 200 + 0.111 * 150, 1.5);
 }
 
-TEST(ScalerTest, RowsMayBePadded) {
-  for (const std::size_t channels : {1U, 4U}) {
-    const Picture packed = noise(61, 43, channels);
-    const Picture padded = noise(61, 43, channels, 3);
-    Picture expected(29, 31, channels);
-    Picture result(29, 31, channels, 5);
-    ASSERT_TRUE(scale(packed.source(), packed.all(), channels, expected.target()));
-    ASSERT_TRUE(scale(padded.source(), padded.all(), channels, result.target()));
-    for (std::size_t y = 0; y < 31; ++y) {
-      for (std::size_t i = 0; i < 29 * channels; ++i) ASSERT_EQ(result.at(0, y, i), expected.at(0, y, i));
-      for (std::size_t i = 29 * channels; i < result.rowBytes; ++i) ASSERT_EQ(result.at(0, y, i), 0xA5);
-    }
-  }
-}
-
 TEST(ScalerTest, SmallSizesKeepAPlainColour) {
   for (const std::size_t from : {1U, 2U, 3U, 7U, 64U}) {
     for (const std::size_t to : {1U, 2U, 3U, 5U, 17U, 200U}) {
@@ -123,25 +107,6 @@ TEST(ScalerTest, SameSizeCopiesAndChannelsDoNotMix) {
     for (std::size_t i = 0; i < alone.bytes.size(); ++i)
       ASSERT_EQ(alone.bytes[i], result.bytes[4 * i + c]) << c;
   }
-}
-
-TEST(ScalerTest, ThreadsScaleConcurrently) {
-  const Picture source = noise(320, 240, 4);
-  Picture expected(100, 75);
-  ASSERT_TRUE(scale(source.source(), source.all(), 4, expected.target()));
-  std::vector<std::thread> threads;
-  std::vector<Picture> results(4, Picture(100, 75));
-  for (Picture& result : results) {
-    threads.emplace_back([&source, &result] {
-      for (std::size_t i = 0; i < 12; ++i) {
-        Picture other(20 + i, 20);  // evicts prepared sizes from the cache
-        EXPECT_TRUE(scale(source.source(), source.all(), 4, other.target()));
-        EXPECT_TRUE(scale(source.source(), source.all(), 4, result.target()));
-      }
-    });
-  }
-  for (std::thread& thread : threads) thread.join();
-  for (const Picture& result : results) EXPECT_EQ(result.bytes, expected.bytes);
 }
 
 TEST(VImageTest, RefusesInvalidViews) {

@@ -13,32 +13,13 @@ using enum UIImageOrientation;
 
 /// The same turn by OpenCV.
 cv::Mat turned(const cv::Mat& stored, UIImageOrientation orientation) {
-  cv::Mat result;
-  switch (orientation) {
-    case up:
-      return stored;
-    case down:
-      cv::rotate(stored, result, cv::ROTATE_180);
-      break;
-    case left:
-      cv::rotate(stored, result, cv::ROTATE_90_COUNTERCLOCKWISE);
-      break;
-    case right:
-      cv::rotate(stored, result, cv::ROTATE_90_CLOCKWISE);
-      break;
-    case upMirrored:
-      cv::flip(stored, result, 1);
-      break;
-    case downMirrored:
-      cv::flip(stored, result, 0);
-      break;
-    case leftMirrored:
-      cv::transpose(stored, result);
-      break;
-    case rightMirrored:
-      cv::rotate(stored.t(), result, cv::ROTATE_180);
-      break;
-  }
+  cv::Mat result = stored.clone();
+  if (orientation == down || orientation == rightMirrored) cv::rotate(result, result, cv::ROTATE_180);
+  if (orientation == left) cv::rotate(stored, result, cv::ROTATE_90_COUNTERCLOCKWISE);
+  if (orientation == right) cv::rotate(stored, result, cv::ROTATE_90_CLOCKWISE);
+  if (orientation == upMirrored) cv::flip(stored, result, 1);
+  if (orientation == downMirrored) cv::flip(stored, result, 0);
+  if (orientation == leftMirrored || orientation == rightMirrored) cv::transpose(result, result);
   return result;
 }
 

@@ -96,12 +96,12 @@ TEST(HTTPClient, CompletesOnTheRequestedQueue) {
 }
 
 TEST(HTTPClient, AnswersEachOfManyRequestsOnce) {
-  constexpr std::size_t count = 300;
+  constexpr std::size_t COUNT = 300;
   const FakeService service([](const RecordedRequest& request) { return FakeAnswer::json(request.body); });
-  std::vector<std::atomic<int>> calls(count);
-  std::atomic<std::size_t> left{count};
+  std::vector<std::atomic<int>> calls(COUNT);
+  std::atomic<std::size_t> left{COUNT};
   std::promise<void> done;
-  for (std::size_t i = 0; i < count; ++i)
+  for (std::size_t i = 0; i < COUNT; ++i)
     HTTPClient::shared().post(requestTo(service.url(), std::to_string(i)), DispatchQueue::global(),
                               [&calls, &left, &done, i](const auto& answer) {
                                 if (answer && answer->body == std::to_string(i)) ++calls[i];

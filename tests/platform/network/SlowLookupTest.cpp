@@ -19,7 +19,7 @@ using geoloom::test::FakeAnswer;
 using geoloom::test::FakeService;
 using geoloom::test::RecordedRequest;
 
-constexpr auto lookup = 4s;
+constexpr auto LOOKUP = 4s;
 
 using Answer = geoloom::base::Result<HTTPResponse>;
 
@@ -40,7 +40,7 @@ std::future<Answer> post(std::string url, std::chrono::milliseconds deadline) {
 extern "C" __attribute__((visibility("default"))) int getaddrinfo(const char* node, const char* service,
                                                                   const addrinfo* hints, addrinfo** result) {
   if (node != nullptr && std::string_view(node) == "hangs.example") {
-    std::this_thread::sleep_for(lookup);
+    std::this_thread::sleep_for(LOOKUP);
     return EAI_AGAIN;
   }
   static const auto system = reinterpret_cast<decltype(&getaddrinfo)>(dlsym(RTLD_NEXT, "getaddrinfo"));
@@ -59,7 +59,7 @@ TEST(HTTPClient, HangingLookupDelaysOnlyItsOwnRequest) {
     std::this_thread::sleep_for(100ms);
   }
   EXPECT_FALSE(slow.get());
-  EXPECT_LT(std::chrono::steady_clock::now() - began, lookup - 500ms);
+  EXPECT_LT(std::chrono::steady_clock::now() - began, LOOKUP - 500ms);
 }
 
 }  // namespace

@@ -1,7 +1,6 @@
 #include <algorithm>
 #include <atomic>
 #include <cmath>
-#include <random>
 #include <thread>
 
 #include <gtest/gtest.h>
@@ -63,31 +62,6 @@ TEST(SCNNode, ParentOwnsItsChildren) {
   kept->removeFromParentNode();
 }
 
-TEST(SCNNode, ChildrenKeepTheirOrder) {
-  std::mt19937 random(23);
-  const SCNScene scene;
-  SCNNode& root = *scene.rootNode();
-  Nodes expected;
-  Nodes pool;
-  for (int i = 0; i < 900; ++i) pool.push_back(nodeAt(static_cast<float>(i)));
-  for (int step = 0; step < 6000; ++step) {
-    const auto& node = pool[random() % pool.size()];
-    std::erase(expected, node);
-    // Mostly additions first, mostly removals later, so that gaps open and close.
-    if (random() % 6000 > static_cast<unsigned>(step)) {
-      root.addChildNode(node);
-      expected.push_back(node);
-    } else {
-      node->removeFromParentNode();
-    }
-    if (step % 97 != 0) continue;
-    ASSERT_EQ(root.childNodes(), expected) << step;
-    std::vector<float> places;
-    for (const auto& n : expected) places.push_back(n->position().x);
-    ASSERT_EQ(placesIn(scene.snapshot()), places) << step;
-  }
-}
-
 TEST(SCNNode, SnapshotsContainAllEditsAndAreImmutable) {
   const SCNScene scene;
   const auto branch = nodeAt(1);
@@ -114,19 +88,6 @@ TEST(SCNNode, SnapshotsContainAllEditsAndAreImmutable) {
   EXPECT_EQ(branchOf(last)->children().at(0)->scale, (SCNVector3{2, 2, 2}));
   EXPECT_EQ(branchOf(last)->children().at(0)->orientation, (SCNQuaternion{1, 0, 0, 0}));
   EXPECT_TRUE(scene.snapshot().children().empty());
-}
-
-TEST(SCNNode, SnapshotsShareUnchangedBlocks) {
-  const SCNScene scene;
-  for (int i = 0; i < 1000; ++i) scene.rootNode()->addChildNode(nodeAt(static_cast<float>(i)));
-  const auto before = scene.snapshot();
-  scene.rootNode()->childNodes()[500]->setPosition({-1, 0, 0});
-  const auto after = scene.snapshot();
-  ASSERT_EQ(before.blocks.size(), after.blocks.size());
-  std::size_t different = 0;
-  for (std::size_t i = 0; i < before.blocks.size(); ++i)
-    different += before.blocks[i] != after.blocks[i] ? 1 : 0;
-  EXPECT_EQ(different, 1U);
 }
 
 TEST(SCNNode, TransformScalesRotatesAndTranslates) {

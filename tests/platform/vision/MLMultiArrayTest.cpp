@@ -31,10 +31,10 @@ TEST(MLMultiArrayTest, AcceptsEmptyShapesAndSizesOfZero) {
 }
 
 TEST(MLMultiArrayTest, RejectsImpossibleShapes) {
-  constexpr std::ptrdiff_t huge = std::numeric_limits<std::ptrdiff_t>::max();
+  constexpr std::ptrdiff_t HUGE = std::numeric_limits<std::ptrdiff_t>::max();
   EXPECT_FALSE(MLMultiArray::create({2, -1}, Type::float32));
-  EXPECT_FALSE(MLMultiArray::create({huge}, Type::float32));
-  EXPECT_FALSE(MLMultiArray::create({huge / 4, 2}, Type::float64));
+  EXPECT_FALSE(MLMultiArray::create({HUGE}, Type::float32));
+  EXPECT_FALSE(MLMultiArray::create({HUGE / 4, 2}, Type::float64));
 }
 
 TEST(MLMultiArrayTest, ReleasesWrappedMemoryOnceUnlessRejected) {

@@ -45,7 +45,7 @@ std::vector<std::size_t> fileRows(const std::vector<double>& table) {
       return sum;
     };
     std::size_t nearest = 0;
-    for (std::size_t row = 1; row < SSDAnchors::count; ++row)
+    for (std::size_t row = 1; row < SSDAnchors::COUNT; ++row)
       if (distance(row) < distance(nearest)) nearest = row;
     rows.push_back(nearest);
   }
