@@ -29,7 +29,6 @@ void walk(const platform::JSON& value) {
   value.forEachMember(
       [&](std::string_view key, const platform::JSON&) { GEOLOOM_EXPECT(value.contains(key)); });
   GEOLOOM_EXPECT(value.number().has_value() == (value.type() == platform::JSON::Type::number));
-  GEOLOOM_EXPECT(value.floatNumber().has_value() == value.number().has_value());
   GEOLOOM_EXPECT(value.string().has_value() == (value.type() == platform::JSON::Type::string));
   (void)value.stringValue();
 }

@@ -44,10 +44,10 @@ Store& store() {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  const auto now = [] { return geoloom::fuzz::requestTime; };
+  const auto now = [] { return geoloom::fuzz::REQUEST_TIME; };
   Store& kept = store();
   const Service open(kept, now, std::nullopt);
-  const Service keyed(kept, now, std::string(geoloom::fuzz::requestKey));
+  const Service keyed(kept, now, std::string(geoloom::fuzz::REQUEST_KEY));
   for (const std::string_view text : geoloom::fuzz::pieces({reinterpret_cast<const char*>(data), size})) {
     const Request request = geoloom::fuzz::readRequest(text);
     const Answer answer = (request.header("authorization") ? keyed : open).answer(request);

@@ -10,8 +10,8 @@ namespace geoloom::fuzz {
 
 /// The clock of the service that is given such requests, and the developer key of the one that is given those
 /// with an "authorization" header; a signed one of the corpus holds for both.
-inline constexpr std::chrono::system_clock::time_point requestTime{std::chrono::hours(490'000)};
-inline constexpr std::string_view requestKey = "access:secret";
+inline constexpr std::chrono::system_clock::time_point REQUEST_TIME{std::chrono::hours(490'000)};
+inline constexpr std::string_view REQUEST_KEY = "access:secret";
 
 /// Takes the text up to `end`, which is taken too and left out.
 [[nodiscard]] inline std::string_view taken(std::string_view& text, std::string_view end) {

@@ -18,9 +18,9 @@ TEST(FuzzSeedsTest, AreAccepted) {
       maps::add(database, {"7f1a", "app", "ada", "room", Location{13.4, 52.5, 40, 5, 5}});
       maps::addSession(database, "90bc", "7f1a");
     });
-    const auto now = [] { return fuzz::requestTime; };
+    const auto now = [] { return fuzz::REQUEST_TIME; };
     const Service open(store, now, std::nullopt);
-    const Service keyed(store, now, std::string(fuzz::requestKey));
+    const Service keyed(store, now, std::string(fuzz::REQUEST_KEY));
     std::ifstream file(std::filesystem::path(GEOLOOM_FUZZ_CORPUS) / "LocalCloudRequest" / name,
                        std::ios::binary);
     const std::string text{std::istreambuf_iterator<char>(file), {}};
