@@ -17,7 +17,7 @@ TEST(FeatureModel, AcceptsOnlyTheDetectorsOutputsInTheirOrder) {
         Outputs{{"scores", {91, 1917}}, {"boxes", {4, 1916}}}}) {
     EXPECT_FALSE(checkDetectorOutputs(wrong));
   }
-  EXPECT_THAT(checkDetectorOutputs({{"b", {4, 1917}}, {"s", {91, 1917}}})->message,
+  EXPECT_THAT(checkDetectorOutputs({{"b", {4, 1917}}, {"s", {91, 1917}}}).failure().message,
               testing::HasSubstr("but lists \"b\" 4 x 1917, \"s\" 91 x 1917"));
 }
 
