@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include "geoloom/base/Mutex.h"
+#include "geoloom/base/PrintableText.h"
 #include "geoloom/platform/foundation/Journal.h"
 
 namespace geoloom::platform {
@@ -123,7 +124,7 @@ LineStream& systemLog() {
 }  // namespace
 
 void Console::print(std::string_view line) {
-  console().print(line);
+  console().print(base::printable(line));
 }
 
 void Console::setSink(LineSink sink) {
@@ -131,7 +132,7 @@ void Console::setSink(LineSink sink) {
 }
 
 void SystemLog::log(std::string_view line) {
-  systemLog().print(line);
+  systemLog().print(base::printable(line));
 }
 
 void SystemLog::setSink(LineSink sink) {

@@ -7,9 +7,9 @@
 
 namespace geoloom::platform {
 
-/// Receives one line without its final line break; it may contain others. Called from any thread, possibly
-/// from several at once, with no lock held. Its exceptions are swallowed. Lines that it prints itself go to
-/// the default output.
+/// Receives one line; control characters and bytes that are not UTF-8 are escaped: "\n", "\u{1b}", "\xff".
+/// Called from any thread, possibly from several at once, with no lock held. Its exceptions are swallowed.
+/// Lines that it prints itself go to the default output.
 using LineSink = std::function<void(std::string_view line)>;
 
 /// Service answers and progress. Standard output unless a sink is set; a line is written whole.

@@ -125,15 +125,15 @@ TEST(Log, SystemLogUsesTheJournalOrStandardError) {
   {
     FakeJournal journal("/run/systemd/journal/socket");
     SystemLog::log("for the\njournal");
-    EXPECT_EQ(journal.receive()["MESSAGE"], "for the\njournal");
+    EXPECT_EQ(journal.receive()["MESSAGE"], R"(for the\njournal)");
     SystemLog::setSink([](std::string_view line) { Console::print(line); });
     Captured output(STDOUT_FILENO);
-    SystemLog::log("for the sink");
-    EXPECT_EQ(output.finish(), "for the sink\n");
+    SystemLog::log("for the sink\x1b[2J");
+    EXPECT_EQ(output.finish(), "for the sink\\u{1b}[2J\n");
     SystemLog::setSink({});
   }
   SystemLog::log("after it");
-  EXPECT_EQ(errors.finish(), "before\nthere is one\nafter it\n");
+  EXPECT_EQ(errors.finish(), "before\\nthere is one\nafter it\n");
 }
 
 TEST(Log, LinesPrintedByASinkGoToTheDefault) {
