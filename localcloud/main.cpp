@@ -82,7 +82,8 @@ std::string complete(Arguments& arguments) {
     server.data = documents->parent_path();
   }
   if (arguments.log) {
-    server.log = [](std::string_view line) { fmt::print(stderr, "{}\n", line); };
+    // Not fmt::print, which throws if a full disk does not take the line: requests are answered all the same.
+    server.log = [](std::string_view line) { std::fputs((std::string(line) + '\n').c_str(), stderr); };
   }
   if (!arguments.developerKeyFile.empty()) {
     std::ifstream file(arguments.developerKeyFile);

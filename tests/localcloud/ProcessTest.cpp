@@ -170,7 +170,9 @@ TEST(LocalCloudProcess, RefusesWritesOnAFullDiskAndGoesOnReading) {
   const test::TemporaryDirectory directory;
   const auto why = geoloom::test::mountInMemory(directory.path(), 0, "size=1m");
   if (!why.empty()) GTEST_SKIP() << why;
-  ChildProcess process = started({"--port", "0", "--data", directory.path().string()});
+  // Nor is there room for the log.
+  ChildProcess process({"sh", "-c", R"(exec "$0" --log --port 0 --data "$1" 2>/dev/full)", GEOLOOM_LOCALCLOUD,
+                        directory.path().string()});
   httplib::Client client(addressOf(process));
   const auto put = [&client](int number) {
     const JSON item = {{"SessionId", {{"S", "M"}}},
