@@ -72,7 +72,7 @@ void JSONFile::write(const nlohmann::ordered_json& json) {
     std::fflush(stdout);  // it may be the same stream
     put(std::move(direct_), text);
   } else if (!replaceBy(text)) {
-    put(open(path_, "wb"), text);
+    putNew(text);
   }
 }
 
@@ -87,6 +87,17 @@ bool JSONFile::replaceBy(const std::string& text) const {
   ::fchmod(file, earlier.st_mode & 07777U);
   put(Stream(::fdopen(file, "wb"), &std::fclose), text);
   return std::rename(temporary.c_str(), path_.c_str()) == 0;
+}
+
+void JSONFile::putNew(const std::string& text) const {
+  std::error_code error;
+  const bool isThere = std::filesystem::exists(path_, error);
+  try {
+    put(open(path_, "wb"), text);
+  } catch (const CommandError&) {
+    if (!isThere) std::filesystem::remove(path_, error);
+    throw;
+  }
 }
 
 void JSONFile::put(Stream stream, const std::string& text) const {

@@ -27,6 +27,8 @@ class JSONFile {
   [[noreturn]] void fail(int error) const;
   /// False if the text has to be written directly.
   bool replaceBy(const std::string& text) const;
+  /// Writes in place, and leaves no part of a file that was not there.
+  void putNew(const std::string& text) const;
   void put(Stream stream, const std::string& text) const;
 
   std::filesystem::path path_;

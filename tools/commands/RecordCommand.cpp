@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include "geoloom/base/ReadFile.h"
+#include "geoloom/base/ScopeExit.h"
 
 #include "tools/commands/Commands.h"
 #include "tools/commands/Numbers.h"
@@ -109,6 +110,7 @@ void recordRoom(Options& options) {
     second = valueOf(generateRoom(other, catalogue));
   }
   const std::filesystem::path out = options.out;
+  const base::ScopeExit removeIfEmpty([&out] { ::rmdir(out.c_str()); });
   const unsigned seed = options.walk.seed;
   for (const auto& [name, scene, trembling] :
        {std::tuple{"first", &room, 2 * seed}, {"second", &second, 2 * seed + 1}}) {

@@ -1,8 +1,10 @@
 #include "geoloom/platform/imaging/PNG.h"
 
+#include <cerrno>
 #include <cstdlib>
 #include <fstream>
 #include <new>
+#include <system_error>
 
 #include <libyuv.h>
 #include <spng.h>
@@ -152,10 +154,12 @@ std::optional<base::Failure> writePNG(const std::filesystem::path& path, const P
                                       int compressionLevel) {
   const auto bytes = encodePNG(image, compressionLevel);
   if (!bytes) return base::Failure{path.string() + ": " + bytes.failure().message};
+  errno = 0;
   std::ofstream file(path, std::ios::binary | std::ios::trunc);
   file.write(reinterpret_cast<const char*>(bytes->data()), static_cast<std::streamsize>(bytes->size()));
   file.close();
-  if (!file) return base::Failure{path.string() + ": cannot be written"};
+  if (!file)
+    return base::Failure{path.string() + ": cannot be written: " + std::generic_category().message(errno)};
   return std::nullopt;
 }
 
