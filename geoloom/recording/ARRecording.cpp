@@ -84,6 +84,15 @@ struct Skipped {
   }
 };
 
+/// What the frames read so far had wrong with them.
+struct Faults {
+  Skipped images;
+  Skipped depths;
+  std::size_t cornersWithoutDepth = 0;
+  std::size_t depthsRead = 0;
+  std::uint16_t farthestDepth = 0;  ///< the largest farDepth() of all frames
+};
+
 std::string plural(std::size_t count, const char* one, const char* many) {
   return fmt::format("{} {}", count, count == 1 ? one : many);
 }
@@ -111,16 +120,12 @@ struct ARRecording::State {
   TUMFolder lists;
   RigidTransform sessionFromRecording;
   platform::simd_float4x4 sessionFromRecordingMatrix;
-  Skipped images;
-  Skipped depths;
-  std::size_t cornersWithoutDepth = 0;
-  std::size_t depthsRead = 0;
-  std::uint16_t farthestDepth = 0;  ///< the largest farDepth() of all frames
+  Faults faults;
 
   [[nodiscard]] std::shared_ptr<platform::CVPixelBuffer> readImage(const TUMEntry& entry) {
     const auto picture = readPicture(folder / entry.image);
     if (picture) return *picture;
-    images.add(picture.failure().message);
+    faults.images.add(picture.failure().message);
     return nullptr;
   }
 
@@ -128,19 +133,19 @@ struct ARRecording::State {
                                                             const platform::CVPixelBuffer& image) {
     base::Result<platform::PNGImage> depth = platform::readPNG(folder / entry.depth);
     if (!depth) {
-      depths.add(depth.failure().message);
+      faults.depths.add(depth.failure().message);
       return std::nullopt;
     }
     const bool isWide = depth->samples16() != nullptr;
     if (depth->width != image.width() || depth->height != image.height() || depth->channels != 1 || !isWide) {
-      depths.add(fmt::format(
+      faults.depths.add(fmt::format(
           "{}: is {}-bit {} of {} x {}; must be 16-bit gray of {} x {} like the colour image",
           (folder / entry.depth).string(), isWide ? 16 : 8, depth->channels == 1 ? "gray" : "colour",
           depth->width, depth->height, image.width(), image.height()));
       return std::nullopt;
     }
-    ++depthsRead;
-    farthestDepth = std::max(farthestDepth, farDepth(*depth));
+    ++faults.depthsRead;
+    faults.farthestDepth = std::max(faults.farthestDepth, farDepth(*depth));
     return std::move(*depth);
   }
 
@@ -155,7 +160,7 @@ struct ARRecording::State {
     for (const Corner& corner : corners) {
       const std::optional<double> metres = depth.at(corner);
       if (!metres) {
-        ++cornersWithoutDepth;
+        ++faults.cornersWithoutDepth;
         continue;
       }
       const std::array<double, 3> p =
@@ -227,24 +232,23 @@ std::shared_ptr<const platform::ARFrame> ARRecording::frame(std::size_t index) {
 }
 
 base::Result<std::shared_ptr<const platform::ARFrame>> ARRecording::firstReadableFrame() {
-  for (std::size_t i = 0; i < frameCount(); ++i)
-    if (auto readable = frame(i)) return readable;
-  const Skipped& skipped = state_->images.count > 0 ? state_->images : state_->depths;
+  const Faults before = state_->faults;
+  for (std::size_t i = 0; i < frameCount(); ++i) {
+    const auto readable = frame(i);
+    if (!readable) continue;
+    // The frames are likely to be read again, and each fault is to be counted once.
+    state_->faults = before;
+    return readable;
+  }
+  const Skipped& skipped = state_->faults.images.count > 0 ? state_->faults.images : state_->faults.depths;
   return base::Failure{fmt::format("{}: none of {} can be read; the first fault: {}", state_->folder.string(),
                                    plural(frameCount(), "frame", "frames"), skipped.first)};
 }
 
 std::vector<std::string> ARRecording::problems() const {
   const TUMFolder& lists = state_->lists;
+  const Faults& faults = state_->faults;
   std::vector<std::string> lines = lists.warnings;
-  const auto malformed = [&](const char* file, const MalformedLines& count) {
-    if (count.count == 0) return;
-    lines.push_back(fmt::format("{}: {} skipped, the first is line {}", file,
-                                plural(count.count, "malformed line", "malformed lines"), count.first));
-  };
-  malformed("rgb.txt", lists.malformedImages);
-  malformed("depth.txt", lists.malformedDepths);
-  malformed("groundtruth.txt", lists.malformedPoses);
   const double tolerance = state_->options.associationTolerance;
   if (const auto line = describe(lists.withoutPose, "pose", tolerance)) lines.push_back(*line);
   if (const auto line = describe(lists.withoutDepth, "depth image", tolerance)) lines.push_back(*line);
@@ -253,17 +257,17 @@ std::vector<std::string> ARRecording::problems() const {
     lines.push_back(
         fmt::format("{} skipped, the first: {}", plural(skipped.count, one, many), skipped.first));
   };
-  unreadable("frame without a readable image", "frames without a readable image", state_->images);
-  unreadable("frame without a readable depth image", "frames without a readable depth image", state_->depths);
-  if (state_->cornersWithoutDepth > 0) {
+  unreadable("frame without a readable image", "frames without a readable image", faults.images);
+  unreadable("frame without a readable depth image", "frames without a readable depth image", faults.depths);
+  if (faults.cornersWithoutDepth > 0) {
     lines.push_back(
-        fmt::format("{} skipped: no depth there", plural(state_->cornersWithoutDepth, "corner", "corners")));
+        fmt::format("{} skipped: no depth there", plural(faults.cornersWithoutDepth, "corner", "corners")));
   }
-  if (state_->depthsRead >= LEAST_EVIDENCE && state_->farthestDepth < IMPLAUSIBLY_NEAR) {
+  if (faults.depthsRead >= LEAST_EVIDENCE && faults.farthestDepth < IMPLAUSIBLY_NEAR) {
     lines.push_back(fmt::format(
         "depth: almost nothing is farther than {:.2g} m; if the images hold millimetres, multiply "
         "them by 5, since a unit is 1/5000 m",
-        state_->farthestDepth / DEPTH_UNITS_PER_METRE));
+        faults.farthestDepth / DEPTH_UNITS_PER_METRE));
   }
   return lines;
 }

@@ -53,8 +53,8 @@ class GEOLOOM_EXPORT ARRecording {
   /// the wrong format; problems() then has the reason.
   [[nodiscard]] std::shared_ptr<const platform::ARFrame> frame(std::size_t index);
 
-  /// The first frame that can be read. If none can, the failure names the first unreadable file and the
-  /// reason.
+  /// The first frame that can be read; problems() does not count those before it. If none can, the failure
+  /// names the first unreadable file and the reason.
   [[nodiscard]] base::Result<std::shared_ptr<const platform::ARFrame>> firstReadableFrame();
 
   /// The transform from the recording's coordinates, y up, to those of the frames.

@@ -122,6 +122,12 @@ void associate(TUMFolder& folder, const std::vector<TimedPath>& images, const st
   }
 }
 
+std::optional<std::string> describe(const MalformedLines& lines, const char* file) {
+  if (lines.count == 0) return std::nullopt;
+  return fmt::format("{}: {} malformed {} skipped, the first is line {}", file, lines.count,
+                     lines.count == 1 ? "line" : "lines", lines.first);
+}
+
 /// Fewer entries than this are no evidence of a mistake.
 constexpr std::size_t LEAST_EVIDENCE = 5;
 
@@ -187,10 +193,13 @@ std::optional<std::string> describe(const UnmatchedImages& images, const char* p
   const std::string skipped = fmt::format("{} {} skipped: no {} within {} s", images.count,
                                           images.count == 1 ? "image" : "images", partner, tolerance);
   if (std::isinf(images.leastGap)) return skipped;
-  const std::string gap = images.leastGap == images.largestGap
-                              ? fmt::format("{:.4g} s", images.leastGap)
-                              : fmt::format("{:.4g} to {:.4g} s", images.leastGap, images.largestGap);
-  return fmt::format("{} (the nearest is {} away; a larger tolerance accepts it)", skipped, gap);
+  constexpr double LARGEST_TOLERABLE_GAP = 1;
+  const std::string least = fmt::format("{:.4g}", images.leastGap);
+  const std::string largest = fmt::format("{:.4g}", images.largestGap);
+  return fmt::format("{} (the nearest is {}{} s away; {})", skipped, least,
+                     least == largest ? "" : " to " + largest,
+                     images.leastGap <= LARGEST_TOLERABLE_GAP ? "a larger tolerance accepts it"
+                                                              : "are the times of different clocks?");
 }
 
 base::Result<TUMFolder> readTUMFolder(const std::filesystem::path& folder, double tolerance) {
@@ -223,11 +232,10 @@ base::Result<TUMFolder> readTUMFolder(const std::filesystem::path& folder, doubl
   const TimedList<TimedPath> images = parseTimedPaths(*rgb);
   const TimedList<TimedPath> depths = parseTimedPaths(*depth);
   const TimedList<TimedPose> poses = parseTimedPoses(*truth);
-  result.malformedImages = images.malformed;
-  result.malformedDepths = depths.malformed;
-  result.malformedPoses = poses.malformed;
   associate(result, images.entries, depths.entries, poses.entries, tolerance);
-  for (auto& warning : {unlikelyTimes(images.entries), unlikelyRotations(poses.entries)})
+  for (const auto& warning : {describe(images.malformed, "rgb.txt"), describe(depths.malformed, "depth.txt"),
+                              describe(poses.malformed, "groundtruth.txt"), unlikelyTimes(images.entries),
+                              unlikelyRotations(poses.entries)})
     if (warning) result.warnings.push_back(*warning);
   if (!result.entries.empty()) return result;
 

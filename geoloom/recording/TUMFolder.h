@@ -77,12 +77,9 @@ struct UnmatchedImages {
 struct TUMFolder {
   std::vector<TUMEntry> entries;
   std::optional<TUMCalibration> calibration;
-  MalformedLines malformedImages;
-  MalformedLines malformedDepths;
-  MalformedLines malformedPoses;
   UnmatchedImages withoutDepth;
   UnmatchedImages withoutPose;
-  std::vector<std::string> warnings;  ///< probable mistakes, one line each
+  std::vector<std::string> warnings;  ///< malformed lines and probable mistakes, one line each
 };
 
 /// "2 images skipped: no pose within 0.02 s (the nearest is 0.03 s away)"; nothing if `images` is empty.

@@ -91,6 +91,10 @@ TEST_F(TUMFolderOnDisk, NamesTheReasonOfAFailure) {
   EXPECT_THAT(failure(), HasSubstr("groundtruth.txt: cannot be read"));
   folder_.write("groundtruth.txt", "# no pose\n");
   EXPECT_THAT(failure(), HasSubstr("both a depth image and a pose: 1 image skipped: no pose within 0.02 s"));
+  folder_.write("groundtruth.txt", "1,1,0,0,0,0,0,1\n");
+  EXPECT_THAT(failure(), HasSubstr("groundtruth.txt: 1 malformed line skipped, the first is line 1"));
+  folder_.write("groundtruth.txt", "100 1 0 0 0 0 0 1\n");
+  EXPECT_THAT(failure(), HasSubstr("(the nearest is 99 s away; are the times of different clocks?)"));
   folder_.write("groundtruth.txt", "1 1 0 0 0 0 0 1\n");
   EXPECT_THAT(failure(), HasSubstr("no depth image within 0.02 s (the nearest is 0.05 s away"));
   folder_.write("depth.txt", "1 a\n");

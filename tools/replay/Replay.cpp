@@ -53,6 +53,7 @@ class Driver {
   }
 
   [[nodiscard]] Trace run() {
+    for (const std::string& problem : problems()) say_("problem: " + problem);
     const std::vector<Placement> placements = placementsInSession();
     startSession();
     waitUntilOpen();
@@ -65,6 +66,15 @@ class Driver {
   }
 
  private:
+  [[nodiscard]] std::vector<std::string> problems() const {
+    std::vector<std::string> lines;
+    for (std::size_t i = 0; i < recordings_.size(); ++i) {
+      for (const std::string& problem : recordings_[i]->problems())
+        lines.push_back(options_.recordings[i].string() + ": " + problem);
+    }
+    return lines;
+  }
+
   [[nodiscard]] std::vector<Placement> placementsInSession() const {
     if (options_.place.empty()) return {};
     if (options_.mode != MapMode::mapping) {
@@ -279,9 +289,8 @@ class Driver {
       const std::string path = std::filesystem::absolute(options_.recordings[i]).lexically_normal().string();
       trace.recordings.push_back(
           {path, recordings_[i]->frameCount(), recordings_[i]->sessionFromRecording()});
-      for (const std::string& problem : recordings_[i]->problems())
-        trace.problems.push_back(options_.recordings[i].string() + ": " + problem);
     }
+    trace.problems = problems();
     return trace;
   }
 
