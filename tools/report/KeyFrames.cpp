@@ -79,9 +79,9 @@ double visibility(const ARFrame& frame, const SCNVector3& p) {
          std::clamp(6 - metres, 0.0, 1.0);
 }
 
-/// What a batch of detections shows, each with how well.
+/// What a frame shows, each with how well.
 struct Sights {
-  std::size_t batch = 0;
+  std::size_t frame = 0;
   std::map<std::string, double> shown;
 };
 
@@ -99,8 +99,8 @@ class Frames {
     return frames;
   }
 
-  [[nodiscard]] std::shared_ptr<const ARFrame> of(const Trace& trace, const TracedBatch& batch) const {
-    const TracedFrame& f = trace.frames[batch.frame];
+  [[nodiscard]] std::shared_ptr<const ARFrame> of(const Trace& trace, std::size_t frame) const {
+    const TracedFrame& f = trace.frames[frame];
     return recordings_[f.recording]->frame(f.index);
   }
 
@@ -108,18 +108,26 @@ class Frames {
   std::vector<std::shared_ptr<ARRecording>> recordings_;
 };
 
+/// The objects detected in each frame.
+std::vector<std::vector<TracedObject>> objectsOf(const Trace& trace) {
+  std::vector<std::vector<TracedObject>> objects(trace.frames.size());
+  for (const TracedBatch& batch : trace.batches) objects[batch.frame] = batch.objects;
+  return objects;
+}
+
 std::vector<Sights> sightsOf(const Trace& trace, const Frames& frames) {
   constexpr double leastVisible = 0.3;
+  const auto objects = objectsOf(trace);
   std::vector<Sights> all;
-  for (std::size_t b = 0; b < trace.batches.size(); ++b) {
-    Sights sights{b, {}};
-    for (const TracedObject& object : trace.batches[b].objects) {
+  for (std::size_t f = 0; f < trace.frames.size(); ++f) {
+    Sights sights{f, {}};
+    for (const TracedObject& object : objects[f]) {
       const TracedTrack* track = object.confidence < leastConfidence ? nullptr : trackOf(trace, object);
       if (track == nullptr) continue;
       double& shown = sights.shown[fmt::format("object {}", track->id)];
       shown = std::max(shown, static_cast<double>(object.confidence));
     }
-    if (const auto frame = assetsOf(trace).empty() ? nullptr : frames.of(trace, trace.batches[b])) {
+    if (const auto frame = assetsOf(trace).empty() ? nullptr : frames.of(trace, f)) {
       for (const TracedAsset& asset : assetsOf(trace)) {
         const double seen = visibility(*frame, asset.position);
         if (seen > leastVisible) sights.shown["asset " + asset.id] = 2 * seen;  // assets matter most
@@ -130,8 +138,8 @@ std::vector<Sights> sightsOf(const Trace& trace, const Frames& frames) {
   return all;
 }
 
-/// Batch after batch, the one that adds most to what those before show; in the order of time.
-std::vector<std::size_t> chosenBatches(const std::vector<Sights>& all) {
+/// Frame after frame, the one that adds most to what those before show; in the order of time.
+std::vector<std::size_t> chosenFrames(const std::vector<Sights>& all) {
   constexpr double leastGain = 0.3;
   std::map<std::string, double> shown;
   std::vector<std::size_t> chosen;
@@ -148,7 +156,7 @@ std::vector<std::size_t> chosenBatches(const std::vector<Sights>& all) {
         all.begin(), all.end(), [&](const Sights& a, const Sights& b) { return gainOf(a) < gainOf(b); });
     if (gainOf(*best) < leastGain) break;
     for (const auto& [what, how] : best->shown) shown[what] = std::max(shown[what], how);
-    chosen.push_back(best->batch);
+    chosen.push_back(best->frame);
   }
   std::sort(chosen.begin(), chosen.end());
   return chosen;
@@ -221,11 +229,12 @@ class FramePicture {
   Drawing drawing_;
 };
 
-platform::PNGImage drawn(const Trace& trace, const TracedBatch& batch, const ARFrame& frame) {
+platform::PNGImage drawn(const Trace& trace, std::size_t number, const ARFrame& frame) {
   FramePicture picture(frame);
   for (const TracedAsset& asset : assetsOf(trace)) picture.asset(asset);
   std::map<const TracedTrack*, float> recognised;
-  for (const TracedObject& object : batch.objects) {
+  const auto objects = objectsOf(trace);
+  for (const TracedObject& object : objects[number]) {
     const TracedTrack* track = object.confidence < leastConfidence ? nullptr : trackOf(trace, object);
     if (track != nullptr) recognised[track] = std::max(recognised[track], object.confidence);
   }
@@ -235,7 +244,7 @@ platform::PNGImage drawn(const Trace& trace, const TracedBatch& batch, const ARF
     const std::string name = fmt::format("{} {:.0f}%", track->name, 100 * confidence);
     if (!picture.label({c.x, track->box.maxY, c.z}, name, boxInk)) picture.label(c, name, boxInk);
   }
-  const TracedFrame& f = trace.frames[batch.frame];
+  const TracedFrame& f = trace.frames[number];
   picture.drawing().caption(fmt::format(
       "{} at {:.1f} s, frame {}: recognised objects with their tracked boxes (green), assets {} (orange)",
       trace.mode == "mapping" ? "Mapping" : "Localization", f.time, f.index,
@@ -251,12 +260,11 @@ base::Result<std::vector<std::filesystem::path>> writeKeyFrames(const Trace& tra
   const base::Result<Frames> frames = Frames::open(trace);
   if (!frames) return frames.failure();
   std::vector<std::filesystem::path> files;
-  for (const std::size_t b : chosenBatches(sightsOf(trace, *frames))) {
-    const auto frame = frames->of(trace, trace.batches[b]);
+  for (const std::size_t f : chosenFrames(sightsOf(trace, *frames))) {
+    const auto frame = frames->of(trace, f);
     if (!frame) continue;
     files.push_back(folder / fmt::format("{}-{}.png", prefix, files.size() + 1));
-    if (auto failure = platform::writePNG(files.back(), drawn(trace, trace.batches[b], *frame)))
-      return *failure;
+    if (auto failure = platform::writePNG(files.back(), drawn(trace, f, *frame))) return *failure;
   }
   return files;
 }
