@@ -19,8 +19,10 @@ std::string serviceProgram() {
   return !error && std::filesystem::exists(beside, error) ? beside.string() : NAME;
 }
 
-/// How to start a service at an address of this machine; empty for other addresses.
-std::string startHint(const std::string& address) {
+/// How to start a service at an address of this machine to which no connection could be made; empty for other
+/// addresses and failures.
+std::string startHint(const std::string& address, const std::string& failure) {
+  if (!failure.starts_with("Failed to connect")) return {};
   static const std::regex local(R"(http://(127\.0\.0\.1|localhost):([0-9]+)(/.*)?)");
   std::smatch parts;
   if (!std::regex_match(address, parts, local)) return {};
@@ -37,8 +39,8 @@ base::Result<MappingAnswer> askMappingService(const std::string& address, const 
   request.body = body;
   const auto response = platform::HTTPClient::shared().postAndWait(std::move(request));
   if (!response) {
-    return base::Failure{
-        fmt::format("{}: no answer: {}{}", address, response.failure().message, startHint(address))};
+    return base::Failure{fmt::format("{}: no answer: {}{}", address, response.failure().message,
+                                     startHint(address, response.failure().message))};
   }
   auto json = platform::JSON::parse(response->body);
   if (!json) {
