@@ -40,7 +40,8 @@ typedef void* MapsFoundCallback;
 /// returning to the run loop: the service's answer is handled there, so its status cannot arrive before the
 /// callbacks are registered.
 ///
-/// Operations return at once and may be called from any thread, `updateWithFrame:` by one thread at a time.
+/// Operations return at once, only the initializer takes up to 200 ms. They may be called from any thread,
+/// `updateWithFrame:` by one thread at a time.
 ///
 /// A session cannot be closed. After this object is released, the session still calls its callbacks and asks
 /// for transforms every second until the process ends.
@@ -68,6 +69,10 @@ typedef void* MapsFoundCallback;
 + (NSInteger)RETRIEVE_ASSETS_INTERVAL;
 + (void)setRETRIEVE_ASSETS_INTERVAL:(NSInteger)value;
 
+/// Why a new session would stop the process: the detection model is missing or cannot be loaded. nil if it
+/// can be. Loads the model to find out.
++ (NSString*)detectionModelFault;
+
 @property(nonatomic, readonly) MapMode mapSessionMode;
 /// UUID of the localization session, or of the map being made; nil until the service has assigned it.
 @property(nonatomic, readonly) NSString* mapSessionUUID;
@@ -76,14 +81,14 @@ typedef void* MapsFoundCallback;
 @property(nonatomic, readonly) NSString* mapID;
 @property(nonatomic, readonly) NSString* userID;
 /// The transform that moved the assets of the last assets callback; nil before the first one and after a
-/// reset. Assets keep the orientation with which they were stored.
+/// reset. Assets keep the orientation with which they were stored; MapAsset.h says how to turn them.
 @property(nonatomic, readonly) MapTransform* lastTransform;
 
 /// Starts a session on the application's AR session and opens it with the service; the result arrives as a
 /// status. `userID` and `mapID` are the application's own identifiers. `developerKey` is not kept; the
 /// services receive its MD5. The screen's size is in points, height first. nil, after a line in the system
 /// log, without an AR session or a configuration and for an invalid mode. The process stops if the detection
-/// model is missing or cannot be loaded.
+/// model is missing or cannot be loaded; ask `detectionModelFault` first.
 - (instancetype)initWithArSession:(ARSession*)arSession
                           mapMode:(MapMode)mapMode
                            userID:(NSString*)userID

@@ -45,6 +45,10 @@
   geoloomSetRetrieveAssetsInterval(value);
 }
 
++ (NSString*)detectionModelFault {
+  return GeoloomStringOf(geoloomMapSessionDetectionModelFault());
+}
+
 - (instancetype)initWithArSession:(ARSession*)arSession
                           mapMode:(MapMode)mapMode
                            userID:(NSString*)userID

@@ -101,6 +101,10 @@ std::function<void(bool)> storedCallback(GeoloomNumberClosure closure) {
 
 }  // namespace
 
+GeoloomText geoloomMapSessionDetectionModelFault() {
+  return guarded("detectionModelFault", [] { return copiedIfPresent(MapSession::detectionModelFault()); });
+}
+
 GeoloomNative* geoloomMapSessionMake(const GeoloomMapSession* construction) {
   return guarded("MapSession", [construction]() -> GeoloomNative* {
     const auto mode = mapModeFromRawValue(construction->mapMode);

@@ -21,6 +21,9 @@ typedef struct {
   const GeoloomNative* mapSessionConfiguration;
 } GeoloomMapSession;
 
+/// Absent if a session can be made.
+GeoloomText geoloomMapSessionDetectionModelFault(void);
+
 /// NULL, after a line in the system log, if something is missing or the mode is invalid.
 GeoloomNative* geoloomMapSessionMake(const GeoloomMapSession* construction);
 

@@ -29,6 +29,7 @@ static MapSession* openWith(MapMode mode, AssetsFoundCallback assets, ObjectDete
 
 TEST_CASE(statusesArriveOnTheMainThread) {
   serviceStart();
+  EXPECT([MapSession detectionModelFault] == nil);
   EXPECT([GeoloomMainQueue handOverToMainRunLoop]);
   EXPECT(![GeoloomMainQueue handOverToMainRunLoop]);
   NSMutableArray* statuses = [NSMutableArray array];
