@@ -44,10 +44,11 @@ void noteServiceTime(const HTTPResponse& response) {
   constexpr std::chrono::minutes TOLERANCE{5};
   const bool isRefused = response.status == 400 || response.status == 403;
   if (!isRefused || !response.date) return;
-  const auto error = std::chrono::round<seconds>(*response.date - serviceTime());
-  if (std::chrono::abs(error) <= TOLERANCE) return;
-  const auto correction = clockCorrection.load() + error;
-  clockCorrection = correction;
+  const auto correction = std::chrono::round<seconds>(*response.date - std::chrono::system_clock::now());
+  seconds known = clockCorrection;
+  if (std::chrono::abs(correction - known) <= TOLERANCE) return;
+  // Of several refusals at once only one prints the line.
+  if (!clockCorrection.compare_exchange_strong(known, correction)) return;
   SystemLog::log(fmt::format(
       "The device's clock is {} s {} the cloud service's; requests are now signed by the service's time",
       std::chrono::abs(correction).count(), correction.count() > 0 ? "behind" : "ahead of"));
