@@ -1,7 +1,6 @@
 #include "localcloud/SignatureVerifier.h"
 
 #include <algorithm>
-#include <array>
 #include <cctype>
 #include <charconv>
 #include <vector>
@@ -9,9 +8,8 @@
 #include <fmt/chrono.h>
 #include <fmt/format.h>
 #include <openssl/crypto.h>
-#include <openssl/evp.h>
-#include <openssl/hmac.h>
 
+#include "geoloom/base/Digest.h"
 #include "geoloom/base/Hexadecimal.h"
 
 namespace geoloom::localcloud {
@@ -30,18 +28,11 @@ Refusal refusal(std::string_view type, std::string message) {
 }
 
 std::string sha256(std::string_view text) {
-  std::array<unsigned char, EVP_MAX_MD_SIZE> digest{};
-  unsigned int size = 0;
-  EVP_Digest(text.data(), text.size(), digest.data(), &size, EVP_sha256(), nullptr);
-  return base::hexadecimal({digest.data(), size});
+  return base::hexadecimal(base::sha256(text));
 }
 
-std::string hmac(std::string_view key, std::string_view message) {
-  std::array<unsigned char, EVP_MAX_MD_SIZE> digest{};
-  unsigned int size = 0;
-  HMAC(EVP_sha256(), key.data(), static_cast<int>(key.size()),
-       reinterpret_cast<const unsigned char*>(message.data()), message.size(), digest.data(), &size);
-  return {reinterpret_cast<const char*>(digest.data()), size};
+base::SHA256Digest hmac(const base::SHA256Digest& key, std::string_view message) {
+  return base::hmacSHA256({reinterpret_cast<const char*>(key.data()), key.size()}, message);
 }
 
 std::vector<std::string_view> split(std::string_view text, char separator) {
@@ -168,11 +159,10 @@ std::string signature(const Request& request, const Authorization& authorization
                       const std::string& secretKey) {
   const std::string toSign = fmt::format("{}\n{}\n{}\n{}", ALGORITHM, time, authorization.scope,
                                          sha256(canonicalRequest(request, authorization)));
-  std::string key = hmac("AWS4" + secretKey, authorization.day);
+  base::SHA256Digest key = base::hmacSHA256("AWS4" + secretKey, authorization.day);
   for (const std::string_view part : {authorization.region, authorization.service, SCOPE_END})
     key = hmac(key, part);
-  const std::string digest = hmac(key, toSign);
-  return base::hexadecimal({reinterpret_cast<const unsigned char*>(digest.data()), digest.size()});
+  return base::hexadecimal(hmac(key, toSign));
 }
 
 /// The first header that must be signed and is not.
