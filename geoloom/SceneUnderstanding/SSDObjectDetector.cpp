@@ -58,13 +58,12 @@ SCNVector3 translationOf(const platform::simd_float4x4& transform) {
   return {transform.columns[3].x, transform.columns[3].y, transform.columns[3].z};
 }
 
-/// The array of one result; null unless it holds at least so many contiguous 32-bit floats.
+/// The array of one result; null if it is something else or holds fewer elements.
 const platform::MLMultiArray* arrayOf(const std::shared_ptr<platform::VNObservation>& observation,
                                       std::size_t leastCount) {
   const auto* value = dynamic_cast<const platform::VNCoreMLFeatureValueObservation*>(observation.get());
   const auto* array = value == nullptr ? nullptr : value->featureValue().multiArrayValue.get();
-  const auto floats = array == nullptr ? std::nullopt : SSDPostProcessor::floatElements(*array);
-  return floats && floats->size() >= leastCount ? array : nullptr;
+  return array != nullptr && array->count() >= leastCount ? array : nullptr;
 }
 
 }  // namespace
@@ -93,7 +92,13 @@ SSDObjectDetector::~SSDObjectDetector() = default;
 FrameOffer SSDObjectDetector::offer(const std::shared_ptr<const platform::ARFrame>& frame) {
   if (!cameraMoved(*frame)) return FrameOffer::still;
   if (!lock.tryLock()) return FrameOffer::busy;
-  updateQueue->async([self = shared_from_this(), frame] { self->analyseTaken(*frame); });
+  try {
+    updateQueue->async([self = shared_from_this(), frame] { self->analyseTaken(*frame); });
+  } catch (const std::exception& exception) {
+    lock.unlock();
+    platform::SystemLog::log(std::string("dropped a frame: ") + exception.what());
+    return FrameOffer::busy;
+  }
   return FrameOffer::taken;
 }
 

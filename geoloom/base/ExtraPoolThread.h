@@ -1,10 +1,12 @@
 #pragma once
 
+#include "geoloom/Export.h"
+
 namespace geoloom::base {
 
 /// While it lives on a thread of the queues' pool, the pool has another thread in its place: the caller may
 /// block or run long without delaying other queues. Elsewhere it does nothing. May be nested.
-class ExtraPoolThread {
+class GEOLOOM_EXPORT ExtraPoolThread {
  public:
   ExtraPoolThread();
   ~ExtraPoolThread();

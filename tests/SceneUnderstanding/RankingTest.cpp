@@ -71,7 +71,7 @@ TEST(Ranking, TopOfObservationsKeepsTheirOrder) {
 }
 
 TEST(Ranking, ArrayHelpers) {
-  EXPECT_EQ(argmax(std::vector{3, 7, 7}), (std::pair<std::int64_t, int>{1, 7}));
+  EXPECT_EQ(argmax({3, 7, 7}), (std::pair<std::int64_t, int>{1, 7}));
   EXPECT_EQ(argmax(std::array{1.5}), (std::pair<std::int64_t, double>{0, 1.5}));
   EXPECT_EQ(argsort(std::vector{30, 10, 20, 10}, std::less<>{}), (Indices{1, 3, 2, 0}));
   EXPECT_EQ(gather(std::vector<std::string>{"a", "b", "c"}, Indices{2, 0, 2}),

@@ -1,5 +1,7 @@
 #include <cmath>
+#include <cstdlib>
 #include <future>
+#include <new>
 #include <stdexcept>
 
 #include <gtest/gtest.h>
@@ -18,6 +20,26 @@
 #include "geoloom/session/types/DetectedObject.h"
 
 #include "tests/support/Model.h"
+
+namespace {
+thread_local bool nextAllocationFails = false;
+}
+
+[[gnu::noinline]] void* operator new(std::size_t bytes) {
+  if (std::exchange(nextAllocationFails, false)) throw std::bad_alloc();
+  if (void* const memory = std::malloc(bytes == 0 ? 1 : bytes)) return memory;
+  throw std::bad_alloc();
+}
+// AddressSanitizer's own form does not call the one above, and its memory must not reach the operators below.
+[[gnu::noinline]] void* operator new(std::size_t bytes, const std::nothrow_t& /*tag*/) noexcept {
+  return std::malloc(bytes == 0 ? 1 : bytes);
+}
+[[gnu::noinline]] void operator delete(void* memory) noexcept {
+  std::free(memory);
+}
+[[gnu::noinline]] void operator delete(void* memory, std::size_t /*bytes*/) noexcept {
+  std::free(memory);
+}
 
 namespace geoloom {
 namespace {
@@ -322,6 +344,20 @@ TEST_F(ScriptedDetector, TakesOneFrameAtATimeAndReportsItsOutcome) {
   detector_->updateQueue->sync([] {});
   EXPECT_EQ(detector_->cameraPositions().size(), 4U);
   EXPECT_EQ(detector_->cameraPositions().front().x, pose(4).x);
+}
+
+TEST_F(ScriptedDetector, DropsAFrameWhoseHandOverFails) {
+  for (int i = 0; i < 4; ++i) EXPECT_EQ(detector_->offer(frameOf({}, pose(i))), FrameOffer::still);
+  const auto frame = frameOf({}, pose(5));
+  std::vector<std::string> lines;
+  platform::SystemLog::setSink([&](std::string_view line) { lines.emplace_back(line); });
+  nextAllocationFails = true;
+  EXPECT_EQ(detector_->offer(frame), FrameOffer::busy);
+  EXPECT_FALSE(nextAllocationFails);
+  EXPECT_EQ(lines, std::vector<std::string>{"dropped a frame: std::bad_alloc"});
+  EXPECT_EQ(detector_->offer(frame), FrameOffer::taken) << "the lock is free";
+  detector_->updateQueue->sync([] {});
+  platform::SystemLog::setSink({});
 }
 
 TEST_F(ScriptedDetector, DrawsOnlyWhatIsSwitchedOn) {

@@ -74,10 +74,13 @@ TEST(SSDPostProcessor, ClassNames) {
 using platform::MLMultiArray;
 using platform::MLMultiArrayDataType;
 
-std::shared_ptr<MLMultiArray> wrap(std::vector<float>& elements, std::vector<std::ptrdiff_t> shape,
+template <class Element>
+std::shared_ptr<MLMultiArray> wrap(std::vector<Element>& elements, std::vector<std::ptrdiff_t> shape,
                                    std::vector<std::ptrdiff_t> strides) {
-  return MLMultiArray::createWithDataPointer(elements.data(), std::move(shape), MLMultiArrayDataType::float32,
-                                             std::move(strides), {});
+  const auto type = std::is_same_v<Element, double>  ? MLMultiArrayDataType::float64
+                    : std::is_same_v<Element, float> ? MLMultiArrayDataType::float32
+                                                     : MLMultiArrayDataType::int32;
+  return MLMultiArray::createWithDataPointer(elements.data(), std::move(shape), type, std::move(strides), {});
 }
 
 TEST(SSDPostProcessor, ScoresMustExceedTheThreshold) {
@@ -100,11 +103,29 @@ TEST(SSDPostProcessor, ScoresMustExceedTheThreshold) {
                             {}, {expected(1, double{above}, 1), expected(2, 3, 1)}, {expected(2, 7, 2)}}));
 }
 
-TEST(SSDPostProcessor, FloatElementsAreContiguous) {
-  std::vector<float> elements{1, 2, 3, 4};
-  EXPECT_EQ(SSDPostProcessor::floatElements(*wrap(elements, {1, 2, 2}, {9, 2, 1}))->size(), 4U);
-  EXPECT_FALSE(SSDPostProcessor::floatElements(*wrap(elements, {2, 2}, {1, 2})));
-  EXPECT_FALSE(SSDPostProcessor::floatElements(*MLMultiArray::create({4}, MLMultiArrayDataType::int32)));
+TEST(SSDPostProcessor, ReadsEveryElementTypeAndLayout) {
+  const SSDPostProcessor processor(2, 1, 0.01);
+  std::vector<float> boxes{1, 2, 3, 4, 5, 6, 7, 8};
+  const auto boxArray = wrap(boxes, {4, 2}, {2, 1});
+  std::vector<float> scores{9, 9, 0, 5};
+  const auto candidates = processor.postprocess(*boxArray, *wrap(scores, {2, 2}, {2, 1}));
+  ASSERT_EQ(candidates[1].size(), 1U);
+  EXPECT_EQ(candidates[1][0].anchorEncoding, (AnchorEncoding{2, 4, 6, 8}));
+
+  std::vector<float> transposed{9, 0, 9, 5};
+  const auto transposedArray = wrap(transposed, {2, 2}, {1, 2});
+  EXPECT_FALSE(SSDPostProcessor::floatElements(*transposedArray));
+  EXPECT_EQ(processor.postprocess(*boxArray, *transposedArray), candidates);
+  EXPECT_EQ(processor.postprocess(*wrap(boxes, {1, 4, 2}, {8, 2, 1}), *transposedArray), candidates);
+  std::vector<std::int32_t> integers{9, 9, 0, 5};
+  EXPECT_EQ(processor.postprocess(*boxArray, *wrap(integers, {2, 2}, {2, 1})), candidates);
+
+  // 0.01 and the next double, which single precision cannot distinguish.
+  std::vector<double> doubles{9, 9, 0.01, std::nextafter(0.01, 1)};
+  const auto exact = processor.postprocess(*boxArray, *wrap(doubles, {2, 2}, {2, 1}));
+  ASSERT_EQ(exact[1].size(), 1U);
+  EXPECT_EQ(exact[1][0].index, 1);
+  EXPECT_EQ(exact[1][0].score, doubles[3]);
 }
 
 /// A prediction with the given box in pixels of the 300 x 300 input.

@@ -60,6 +60,12 @@ std::vector<std::int64_t> nonMaxSuppression(std::span<const NMSPrediction> predi
   return selected;
 }
 
+std::vector<std::int64_t> nonMaxSuppression(std::span<const NMSPrediction> predictions,
+                                            std::initializer_list<std::int64_t> indices, float iouThreshold,
+                                            std::int64_t maxBoxes) {
+  return nonMaxSuppression(predictions, std::span(indices.begin(), indices.size()), iouThreshold, maxBoxes);
+}
+
 std::vector<std::int64_t> nonMaxSuppressionMultiClass(std::int64_t numClasses,
                                                       std::span<const NMSPrediction> predictions,
                                                       float scoreThreshold, float iouThreshold,

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <functional>
+#include <initializer_list>
 #include <memory>
 #include <numeric>
 #include <ranges>
@@ -42,6 +43,9 @@ struct NMSPrediction {
 [[nodiscard]] GEOLOOM_EXPORT std::vector<std::int64_t> nonMaxSuppression(
     std::span<const NMSPrediction> predictions, std::span<const std::int64_t> indices, float iouThreshold,
     std::int64_t maxBoxes);
+[[nodiscard]] GEOLOOM_EXPORT std::vector<std::int64_t> nonMaxSuppression(
+    std::span<const NMSPrediction> predictions, std::initializer_list<std::int64_t> indices,
+    float iouThreshold, std::int64_t maxBoxes);
 /// Suppresses each class separately among the boxes whose score exceeds `scoreThreshold`, and returns the
 /// `maxTotal` best of all classes. Precondition: numClasses and maxTotal are not negative.
 [[nodiscard]] GEOLOOM_EXPORT std::vector<std::int64_t> nonMaxSuppressionMultiClass(
@@ -73,6 +77,11 @@ template <std::ranges::random_access_range Array>
   return {best, first[best]};
 }
 
+template <class Element>
+[[nodiscard]] auto argmax(std::initializer_list<Element> array) -> std::pair<std::int64_t, Element> {
+  return argmax(std::span(array.begin(), array.size()));
+}
+
 /// The indices that sort `array` by the predicate "a precedes b". Equal elements keep their order.
 template <std::ranges::random_access_range Array, class Predicate>
 [[nodiscard]] std::vector<std::int64_t> argsort(const Array& array, Predicate by) {
@@ -83,6 +92,11 @@ template <std::ranges::random_access_range Array, class Predicate>
   std::stable_sort(indices.begin(), indices.end(),
                    [&](std::int64_t a, std::int64_t b) { return std::invoke(by, first[a], first[b]); });
   return indices;
+}
+
+template <class Element, class Predicate>
+[[nodiscard]] std::vector<std::int64_t> argsort(std::initializer_list<Element> array, Predicate by) {
+  return argsort(std::span(array.begin(), array.size()), std::move(by));
 }
 
 /// The elements at `indices`, in that order. Precondition: every index lies within `array`.
@@ -97,6 +111,12 @@ template <std::ranges::random_access_range Array, std::ranges::input_range Indic
     gathered.push_back(first[index]);
   }
   return gathered;
+}
+
+template <std::ranges::random_access_range Array>
+[[nodiscard]] auto gather(const Array& array, std::initializer_list<std::int64_t> indices)
+    -> std::vector<std::ranges::range_value_t<Array>> {
+  return gather(array, std::span(indices.begin(), indices.size()));
 }
 
 }  // namespace geoloom

@@ -37,6 +37,41 @@ std::vector<std::string> split(const std::string& text, char separator) {
   return parts;
 }
 
+/// Reads the elements of an array by their linear index (last dimension fastest), widened to double, for any
+/// element type and strides. Contiguous 32-bit floats, which is what the model runtime returns, cost a load.
+class ElementReader {
+ public:
+  explicit ElementReader(const platform::MLMultiArray& array) : array_(array) {
+    if (const auto floats = SSDPostProcessor::floatElements(array)) floats_ = floats->data();
+  }
+
+  double operator[](std::size_t index) const {
+    return floats_ != nullptr ? static_cast<double>(floats_[index]) : stridedElement(index);
+  }
+
+ private:
+  [[nodiscard]] double stridedElement(std::size_t index) const {
+    std::ptrdiff_t offset = 0;
+    for (std::size_t d = array_.shape().size(); d-- > 0;) {
+      const auto length = static_cast<std::size_t>(array_.shape()[d]);
+      offset += array_.strides()[d] * static_cast<std::ptrdiff_t>(index % length);
+      index /= length;
+    }
+    switch (array_.dataType()) {
+      case platform::MLMultiArrayDataType::float64:
+        return static_cast<const double*>(array_.dataPointer())[offset];
+      case platform::MLMultiArrayDataType::float32:
+        return static_cast<double>(static_cast<const float*>(array_.dataPointer())[offset]);
+      case platform::MLMultiArrayDataType::int32:
+        return static_cast<const std::int32_t*>(array_.dataPointer())[offset];
+    }
+    return 0;
+  }
+
+  const platform::MLMultiArray& array_;
+  const float* floats_ = nullptr;  ///< all elements, if they are contiguous 32-bit floats
+};
+
 platform::CGRect pixelRect(const Prediction& prediction) {
   const BoundingBox2 box = prediction.decodeBoundingBox();
   return {{box.xMin * INPUT_SIDE, box.yMin * INPUT_SIDE},
@@ -64,26 +99,24 @@ std::vector<std::vector<Prediction>> SSDPostProcessor::postprocess(
                        "postprocess: numAnchors must not exceed the rows of the anchor table");
   const auto anchors = static_cast<std::size_t>(numAnchors_);
   const auto classes = static_cast<std::size_t>(numClasses_);
-  const auto boxes = floatElements(boxPredictions).value_or(std::span<const float>());
-  const auto scores = floatElements(scorePredictions).value_or(std::span<const float>());
-  GEOLOOM_PRECONDITION(boxes.size() >= 4 * anchors,
-                       "postprocess: boxPredictions must hold 4 x numAnchors floats");
-  GEOLOOM_PRECONDITION(scores.size() >= (classes + 1) * anchors,
-                       "postprocess: scorePredictions must hold (numClasses + 1) x numAnchors floats");
+  GEOLOOM_PRECONDITION(boxPredictions.count() >= 4 * anchors,
+                       "postprocess: boxPredictions must hold 4 x numAnchors");
+  GEOLOOM_PRECONDITION(scorePredictions.count() >= (classes + 1) * anchors,
+                       "postprocess: scorePredictions must hold (numClasses + 1) x numAnchors");
 
+  const ElementReader boxes(boxPredictions);
+  const ElementReader scores(scorePredictions);
   std::vector<std::vector<Prediction>> candidates(classes + 1);
   for (std::size_t c = 1; c <= classes; ++c) {
     for (std::size_t a = 0; a < anchors; ++a) {
-      const double score = static_cast<double>(scores[c * anchors + a]);
+      const double score = scores[c * anchors + a];
       if (!(threshold_ < score)) continue;
       const SSDAnchors::Row& row = rows[a];
       candidates[c].push_back(
           {.index = static_cast<std::int64_t>(a),
            .score = score,
            .anchor = {row[0], row[1], row[2], row[3], INPUT_SIDE, INPUT_SIDE},
-           .anchorEncoding = {static_cast<double>(boxes[a]), static_cast<double>(boxes[anchors + a]),
-                              static_cast<double>(boxes[2 * anchors + a]),
-                              static_cast<double>(boxes[3 * anchors + a])},
+           .anchorEncoding = {boxes[a], boxes[anchors + a], boxes[2 * anchors + a], boxes[3 * anchors + a]},
            .detectedClass = static_cast<std::int64_t>(c)});
     }
   }

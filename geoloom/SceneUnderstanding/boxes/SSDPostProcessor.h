@@ -31,8 +31,9 @@ class SSDPostProcessor {
 
   /// The candidates of every class in ascending order of anchors: numClasses + 1 lists, the background's
   /// empty. `boxPredictions` is coordinate-major, [4, numAnchors] as ty, tx, th, tw. `scorePredictions` is
-  /// class-major, [numClasses + 1, numAnchors]. Preconditions: both hold at least that many contiguous 32-bit
-  /// floats; numAnchors is at most SSDAnchors::COUNT; numAnchors and numClasses are not negative.
+  /// class-major, [numClasses + 1, numAnchors]. Both are read by linear index, for any element type
+  /// and strides. Preconditions: the arrays hold at least that many elements; numAnchors is at most
+  /// SSDAnchors::COUNT; numAnchors and numClasses are not negative.
   [[nodiscard]] std::vector<std::vector<Prediction>> postprocess(
       const platform::MLMultiArray& boxPredictions, const platform::MLMultiArray& scorePredictions) const;
 

@@ -1,6 +1,9 @@
 #include "geoloom/platform/foundation/JSON.h"
 
+#include <algorithm>
 #include <bit>
+#include <charconv>
+#include <cstdint>
 #include <utility>
 
 #include <simdjson.h>
@@ -12,6 +15,50 @@ namespace {
 namespace dom = simdjson::dom;
 
 constexpr std::string_view BYTE_ORDER_MARK = "\xEF\xBB\xBF";
+
+bool isDigit(char c) {
+  return c >= '0' && c <= '9';
+}
+
+bool fits64Bits(std::string_view integer) {
+  const char* end = integer.data() + integer.size();
+  if (integer.front() == '-') {
+    std::int64_t value = 0;
+    return std::from_chars(integer.data(), end, value).ec == std::errc{};
+  }
+  std::uint64_t value = 0;
+  return std::from_chars(integer.data(), end, value).ec == std::errc{};
+}
+
+/// The same text with every integer that 64 bits do not hold written with an exponent, so that the parser
+/// reads it as a floating-point number.
+std::string withLongIntegersAsFloats(std::string_view text) {
+  std::string result;
+  result.reserve(text.size() + 16);
+  bool inString = false;
+  for (std::size_t at = 0; at < text.size();) {
+    const char c = text[at];
+    if (inString && c == '\\' && at + 1 < text.size()) {
+      result.append(text.substr(at, 2));
+      at += 2;
+      continue;
+    }
+    if (c == '"') inString = !inString;
+    if (inString || !(isDigit(c) || c == '-')) {
+      result.push_back(c);
+      ++at;
+      continue;
+    }
+    std::size_t end = at + 1;
+    while (end < text.size() && isDigit(text[end])) ++end;
+    const std::string_view integer = text.substr(at, end - at);
+    const std::size_t tokenEnd = std::min(text.find_first_not_of("0123456789+-.eE", end), text.size());
+    result.append(text.substr(at, tokenEnd - at));
+    if (end == tokenEnd && !fits64Bits(integer)) result.append("e0");
+    at = tokenEnd;
+  }
+  return result;
+}
 
 }  // namespace
 
@@ -43,8 +90,12 @@ std::optional<JSON> JSON::parse(std::string_view text) {
   if (parser.allocate(text.size(), MAXIMUM_DEPTH + 1) != simdjson::SUCCESS) return std::nullopt;
   auto document = std::make_shared<Document>();
   dom::element root;
-  const simdjson::error_code error =
-      parser.parse_into_document(document->tape, text.data(), text.size()).get(root);
+  simdjson::error_code error = parser.parse_into_document(document->tape, text.data(), text.size()).get(root);
+  if (error == simdjson::NUMBER_ERROR) {
+    const std::string rewritten = withLongIntegersAsFloats(text);
+    if (parser.allocate(rewritten.size(), MAXIMUM_DEPTH + 1) != simdjson::SUCCESS) return std::nullopt;
+    error = parser.parse_into_document(document->tape, rewritten.data(), rewritten.size()).get(root);
+  }
   if (error != simdjson::SUCCESS) return std::nullopt;
   return JSON(std::move(document), bytesOf(root));
 }

@@ -24,7 +24,8 @@ class GEOLOOM_EXPORT JSON {
   static constexpr std::size_t MAXIMUM_BYTES = std::size_t{64} << 20;
 
   /// Parses any value, top-level scalars too; a leading byte-order mark is skipped. Absent if the text is
-  /// not JSON, which includes invalid UTF-8, integers beyond 64 bits and numbers beyond the range of double.
+  /// not JSON, which includes invalid UTF-8 and numbers beyond the range of double. Integers of any
+  /// length are numbers.
   [[nodiscard]] static std::optional<JSON> parse(std::string_view text);
 
   [[nodiscard]] static JSON emptyArray();

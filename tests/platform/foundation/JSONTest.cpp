@@ -83,12 +83,16 @@ TEST(JSON, KeepsOrderAndReadsTheFirstOfEqualKeys) {
   EXPECT_EQ(value->description(), R"({"z":1,"a":{"b":null},"z":3,"m":[4,"x",5.5]})");
 }
 
-TEST(JSON, ReadsNumbers) {
-  const auto value = JSON::parse("[18446744073709551615,-9223372036854775808,0.1,1E2,true,\"1\"]");
+TEST(JSON, ReadsNumbersOfAnyLength) {
+  const auto value = JSON::parse(
+      R"([18446744073709551615,-9223372036854775808,123456789012345678901234567890,-98765432109876543210,0.1,1E2,)"
+      R"("123456789012345678901234567890 \" 123456789012345678901234567890",123456789012345678901234567890.5e1])");
   ASSERT_TRUE(value);
   std::vector<double> numbers;
-  value->forEach([&](const JSON& element) { numbers.push_back(element.number().value_or(-1)); });
-  EXPECT_THAT(numbers, ElementsAre(18446744073709551615.0, -9223372036854775808.0, 0.1, 100, -1, -1));
+  value->forEach([&](const JSON& element) { numbers.push_back(element.number().value_or(0)); });
+  EXPECT_THAT(numbers,
+              ElementsAre(18446744073709551615.0, -9223372036854775808.0, 123456789012345678901234567890.0,
+                          -98765432109876543210.0, 0.1, 100.0, 0.0, 1234567890123456789012345678905.0));
 }
 
 TEST(JSON, PartsOutliveTheWhole) {
