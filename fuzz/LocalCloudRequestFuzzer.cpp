@@ -17,6 +17,7 @@
 #include "fuzz/RequestText.h"
 #include "localcloud/Maps.h"
 #include "localcloud/Service.h"
+#include "localcloud/Sessions.h"
 #include "localcloud/Store.h"
 
 using namespace geoloom::localcloud;
@@ -35,7 +36,7 @@ Store& store() {
     instance = std::make_unique<Store>(folder);
     instance->write([](Database& database) {
       maps::add(database, {"7f1a", "app", "ada", "room", Location{13.4, 52.5, 40, 5, 5}});
-      maps::addSession(database, "90bc", "7f1a");
+      sessions::add(database, {"90bc", "3d5e", "7f1a"}, 0);
     });
   }
   return *instance;

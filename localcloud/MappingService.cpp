@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <cmath>
 #include <limits>
 #include <numbers>
@@ -12,9 +11,11 @@
 
 #include "localcloud/DecimalNumber.h"
 #include "localcloud/Maps.h"
+#include "localcloud/Sightings.h"
 #include "localcloud/Tables.h"
 #include "localcloud/Text.h"
 #include "localcloud/matching/Decision.h"
+#include "localcloud/matching/Landmarks.h"
 
 namespace geoloom::localcloud {
 
@@ -32,6 +33,13 @@ class Refusal : public std::runtime_error {
 
 [[noreturn]] void mapNotFound(const std::string& identifier) {
   throw Refusal(404, "Cannot find the map " + identifier);
+}
+
+/// UUID of the map that is named by its own UUID or by a session's handle.
+std::string mapNamed(Database& database, const std::string& name) {
+  auto map = sessions::mapNamed(database, name);
+  if (!map) mapNotFound(name);
+  return *std::move(map);
 }
 
 /// Reads the members of a body. Refusals name the key by its path.
@@ -128,46 +136,27 @@ Body createMap(const Context& context, const Fields& body) {
   return {{"uuid", map.uuid}};
 }
 
-/// Returns the UUID of the map, the application's newest of that identifier. A row of "Transformations"
-/// cannot say which session it is for, so those that earlier sessions left are removed.
-std::optional<std::string> openSession(Store& store, const std::string& session, const std::string& appID,
-                                       const std::string& mapID) {
-  return store.write([&](Database& database) {
-    auto map = maps::newest(database, appID, mapID);
-    if (map) {
-      maps::addSession(database, session, *map);
-      tables::remove(database, tables::TRANSFORMATIONS, *map);
-    }
-    return map;
-  });
-}
-
-/// A map has one row, the latest transform of its newest session: nothing is written, and the result is
-/// false, if another session has been opened since.
-bool replaceTransform(Store& store, const std::string& session, const std::string& map,
-                      const ItemRecord& row) {
-  return store.write([&](Database& database) {
-    if (maps::newestSession(database, map) != session) return false;
-    tables::remove(database, tables::TRANSFORMATIONS, map);
-    tables::put(database, tables::TRANSFORMATIONS, row);
-    return true;
-  });
-}
-
 Body createLocalizationSession(const Context& context, const Fields& body) {
   checkCommonBlock(context, body);
   static_cast<void>(body.text("user_id"));
   static_cast<void>(location(body));
   body.optionalBoolean("use_beta");
   const std::string mapID = body.text("map_id");
-  const std::string session = randomUUID();
-  const auto map = openSession(context.store, session, body.text("app_id"), mapID);
-  if (!map) mapNotFound(mapID);
-  return {{"session_uuid", session}, {"map_uuid", *map}};
+  const std::string appID = body.text("app_id");
+  SessionRecord session{.uuid = randomUUID(), .handle = randomUUID(), .mapUUID = {}};
+  context.store.write([&](Database& database) {
+    const double now = secondsSince1970(context.now);
+    sessions::removeIdle(database, now);
+    const auto map = maps::newest(database, appID, mapID);
+    if (!map) mapNotFound(mapID);
+    session.mapUUID = *map;
+    sessions::add(database, session, now);
+  });
+  return {{"session_uuid", session.uuid}, {"map_uuid", session.handle}};
 }
 
 Body placeAssets(const Context& context, const Fields& body) {
-  const std::string map = body.text("map_uuid");
+  const std::string name = body.text("map_uuid");
   std::vector<PlacementRecord> placements;
   for (const Value& element : body.array("placements")) {
     const Fields placement(element, fmt::format("placements[{}]", placements.size()));
@@ -179,18 +168,16 @@ Body placeAssets(const Context& context, const Fields& body) {
   }
   const std::string placementID = randomUUID();
   context.store.write([&](Database& database) {
-    if (!maps::exists(database, map)) mapNotFound(map);
+    const std::string map = mapNamed(database, name);
     for (const PlacementRecord& placement : placements) maps::place(database, map, placementID, placement);
   });
   return {{"placement_id", placementID}};
 }
 
 Body findAssets(const Context& context, const Fields& body) {
-  const std::string map = body.text("map_uuid");
-  const auto placements = context.store.read([&](Database& database) {
-    if (!maps::exists(database, map)) mapNotFound(map);
-    return maps::placements(database, map);
-  });
+  const std::string name = body.text("map_uuid");
+  const auto placements = context.store.read(
+      [&](Database& database) { return maps::placements(database, mapNamed(database, name)); });
   Body list = Body::array();
   for (const PlacementRecord& p : placements) {
     list.push_back({{"placement", {{"x", p.x}, {"y", p.y}, {"z", p.z}, {"ori", p.orientation}}},
@@ -242,75 +229,79 @@ Body listNearbyMaps(const Context& context, const Fields& body) {
   return list;
 }
 
-std::optional<std::string> attribute(const Value& row, const char* name, const char* type) {
-  const auto found = row.find(name);
-  if (found == row.end() || !found->contains(type)) return std::nullopt;
-  return found->at(type).get<std::string>();
-}
-
-/// Of a stored number attribute, which is canonical.
-double number(const std::string& text) {
-  double value = 0;
-  std::from_chars(text.data(), text.data() + text.size(), value);
-  return value;
-}
-
-/// The sightings of a session; rows without a name or a position are left out.
-std::vector<Sighting> sightings(Store& store, const std::string& sessionID) {
-  std::vector<Sighting> result;
-  const auto rows = store.read(
-      [&](Database& database) { return tables::items(database, tables::SCENE_UNDERSTANDING, sessionID); });
-  for (const std::string& text : rows) {
-    const auto row = readJSON(text).value;
-    if (!row) continue;
-    const auto name = attribute(*row, tables::OBJECT_NAME, "S");
-    const auto frame = attribute(*row, tables::FRAME_ID, "N");
-    const auto x = attribute(*row, tables::POSITION_X, "N");
-    const auto y = attribute(*row, tables::POSITION_Y, "N");
-    const auto z = attribute(*row, tables::POSITION_Z, "N");
-    if (name && frame && x && y && z)
-      result.push_back({std::llround(number(*frame)), *name, {number(*x), number(*y), number(*z)}});
-  }
-  return result;
-}
-
-std::vector<Point> placesOf(Store& store, const std::string& mapUUID) {
+std::vector<Point> placesOf(const std::vector<PlacementRecord>& placements) {
   std::vector<Point> places;
-  const auto placements = store.read([&](Database& database) { return maps::placements(database, mapUUID); });
   for (const PlacementRecord& placement : placements)
     places.push_back({placement.x, placement.y, placement.z});
   return places;
 }
 
-ItemRecord transformRow(const std::string& mapUUID, std::chrono::system_clock::time_point now,
+ItemRecord transformRow(const std::string& handle, std::chrono::system_clock::time_point now,
                         const Localization& localization) {
   const DecimalNumber timestamp(fmt::format("{:.6f}", secondsSince1970(now)));
   const Value row = {
-      {tables::SESSION_ID, {{"S", mapUUID}}},
+      {tables::SESSION_ID, {{"S", handle}}},
       {tables::TIMESTAMP, {{"N", timestamp.canonical()}}},
       {tables::MATCH_COUNT, {{"N", std::to_string(localization.matchCount)}}},
       {tables::MATCH_VALUE,
        {{"S", fmt::format("{}", qualityOf(localization.estimate.predictedErrorMeters))}}},
       {tables::TRANSFORM, {{"S", localization.estimate.transform.text()}}},
   };
-  return {.key = {mapUUID, timestamp.orderKey()}, .text = write(row)};
+  return {.key = {handle, timestamp.orderKey()}, .text = write(row)};
+}
+
+/// A session has one row, which only a better one replaces. False when the row stays as it is.
+bool replaceTransform(const Context& context, const SessionRecord& session, const Localization& found,
+                      const std::vector<Point>& places) {
+  return context.store.write([&](Database& database) {
+    if (!sessions::find(database, session.uuid)) return false;
+    const auto last = sessions::estimate(database, session.uuid);
+    if (last && !replaces(found.estimate, *last, places)) return false;
+    sessions::setEstimate(database, session.uuid, found.estimate);
+    tables::remove(database, tables::TRANSFORMATIONS, session.handle);
+    tables::put(database, tables::TRANSFORMATIONS, transformRow(session.handle, context.now, found));
+    return true;
+  });
+}
+
+/// What is known about where a session stands, and whether a row of it was written.
+struct Look {
+  Localization found;
+  bool written = false;
+};
+
+Look look(const Context& context, const Question& question) {
+  const std::string& map = question.session.mapUUID;
+  std::vector<Sighting> ofMap;
+  std::vector<Sighting> ofSession;
+  std::vector<Point> places;
+  context.store.read([&](Database& database) {
+    ofMap = sightings::of(database, map);
+    ofSession = sightings::of(database, question.session.uuid);
+    places = placesOf(maps::placements(database, map));
+  });
+  Look look{.found = localize(findLandmarks(ofMap, Age::ignored), findLandmarks(ofSession, Age::fades),
+                              places, question.matchDistance)};
+  look.written = look.found.accepted() && replaceTransform(context, question.session, look.found, places);
+  return look;
 }
 
 Body localizeScene(const Context& context, const Fields& body) {
-  const std::string mapUUID = body.text("mapping_session_id");
-  const std::string session = body.text("localization_session_id");
+  const std::string name = body.text("mapping_session_id");
+  const std::string uuid = body.text("localization_session_id");
   const double distance = body.number("feature_match_distance_meters");
   if (distance <= 0) throw Refusal(400, "feature_match_distance_meters must be greater than 0");
-  context.store.read([&](Database& database) {
-    if (!maps::exists(database, mapUUID)) mapNotFound(mapUUID);
-    if (maps::ofSession(database, session) != mapUUID)
-      throw Refusal(404, "Cannot find the localization session " + session + " of the map " + mapUUID);
+  const Question question = context.store.write([&](Database& database) {
+    const std::string map = mapNamed(database, name);
+    const auto session = sessions::find(database, uuid);
+    if (!session || session->mapUUID != map)
+      throw Refusal(404, "Cannot find the localization session " + uuid + " of the map " + name);
+    const Question asked{.session = *session, .matchDistance = distance};
+    sessions::ask(database, asked, secondsSince1970(context.now));
+    sessions::removeIdle(database, secondsSince1970(context.now));
+    return asked;
   });
-  const Localization found = localize(findLandmarks(sightings(context.store, mapUUID), Age::ignored),
-                                      findLandmarks(sightings(context.store, session), Age::fades),
-                                      placesOf(context.store, mapUUID), distance);
-  const bool written = found.accepted() && replaceTransform(context.store, session, mapUUID,
-                                                            transformRow(mapUUID, context.now, found));
+  const auto [found, written] = look(context, question);
   Body answer = {{"match_count", found.matchCount}, {"transform_written", written},
                  {"reason", text(found.reason)},    {"predicted_error_meters", nullptr},
                  {"objects", found.objects},        {"moved", found.moved},
@@ -361,6 +352,10 @@ std::optional<Answer> MappingService::answer(std::string_view path, const std::s
   } catch (const Refusal& refusal) {
     return mappingError(refusal.status(), refusal.what());
   }
+}
+
+void MappingService::lookInto(const Question& question) const {
+  static_cast<void>(look({store_, now_(), developerKeyHash_}, question));
 }
 
 }  // namespace geoloom::localcloud

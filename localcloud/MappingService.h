@@ -6,6 +6,7 @@
 
 #include "localcloud/Clock.h"
 #include "localcloud/Message.h"
+#include "localcloud/Sessions.h"
 #include "localcloud/Store.h"
 
 namespace geoloom::localcloud {
@@ -20,6 +21,9 @@ class MappingService {
 
   /// The answer to a POST, or nothing when no operation has that path.
   [[nodiscard]] std::optional<Answer> answer(std::string_view path, const std::string& body) const;
+
+  /// Localizes a session by all that it has seen, and writes its transform if it is better than the last.
+  void lookInto(const Question& question) const;
 
  private:
   Store& store_;

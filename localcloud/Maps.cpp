@@ -2,15 +2,6 @@
 
 namespace geoloom::localcloud::maps {
 
-namespace {
-
-std::optional<std::string> firstText(Query&& query) {
-  if (!query.next()) return std::nullopt;
-  return query.text(0);
-}
-
-}  // namespace
-
 void add(Database& database, const MapRecord& map) {
   const auto& at = map.location;
   const auto value = [&](double Location::*field) -> std::optional<double> {
@@ -24,14 +15,11 @@ void add(Database& database, const MapRecord& map) {
       .run();
 }
 
-bool exists(Database& database, const std::string& uuid) {
-  return Query(database, "SELECT 1 FROM maps WHERE uuid = ?", uuid).next();
-}
-
 std::optional<std::string> newest(Database& database, const std::string& appID, const std::string& mapID) {
-  return firstText(Query(database,
-                         "SELECT uuid FROM maps WHERE app_id = ? AND map_id = ? ORDER BY number DESC LIMIT 1",
-                         appID, mapID));
+  Query query(database, "SELECT uuid FROM maps WHERE app_id = ? AND map_id = ? ORDER BY number DESC LIMIT 1",
+              appID, mapID);
+  if (!query.next()) return std::nullopt;
+  return query.text(0);
 }
 
 std::vector<MapRecord> located(Database& database, const std::string& appID,
@@ -55,21 +43,6 @@ std::vector<MapRecord> located(Database& database, const std::string& appID,
                                          .verticalAccuracy = row.real(8)}});
   }
   return maps;
-}
-
-void addSession(Database& database, const std::string& sessionUUID, const std::string& mapUUID) {
-  Query(database, "INSERT INTO localization_sessions (uuid, map_uuid) VALUES (?, ?)", sessionUUID, mapUUID)
-      .run();
-}
-
-std::optional<std::string> ofSession(Database& database, const std::string& sessionUUID) {
-  return firstText(Query(database, "SELECT map_uuid FROM localization_sessions WHERE uuid = ?", sessionUUID));
-}
-
-std::optional<std::string> newestSession(Database& database, const std::string& mapUUID) {
-  return firstText(Query(
-      database, "SELECT uuid FROM localization_sessions WHERE map_uuid = ? ORDER BY number DESC LIMIT 1",
-      mapUUID));
 }
 
 void place(Database& database, const std::string& mapUUID, const std::string& placementID,

@@ -34,7 +34,7 @@ struct PlacementRecord {
   double orientation = 0;
 };
 
-/// Stored maps, localization sessions and placements. Each function runs within Store::read or Store::write
+/// Stored maps and placements. Each function runs within Store::read or Store::write
 /// and throws DatabaseError.
 namespace maps {
 
@@ -49,12 +49,6 @@ CREATE TABLE maps (
 );
 CREATE INDEX maps_by_id ON maps (app_id, map_id, number);
 CREATE INDEX maps_by_latitude ON maps (app_id, latitude);
-CREATE TABLE localization_sessions (
-  number INTEGER PRIMARY KEY AUTOINCREMENT,
-  uuid TEXT NOT NULL UNIQUE,
-  map_uuid TEXT NOT NULL REFERENCES maps (uuid)
-);
-CREATE INDEX sessions_by_map ON localization_sessions (map_uuid, number);
 CREATE TABLE placements (
   number INTEGER PRIMARY KEY AUTOINCREMENT,
   map_uuid TEXT NOT NULL REFERENCES maps (uuid),
@@ -66,7 +60,6 @@ CREATE TABLE placements (
 )sql";
 
 void add(Database& database, const MapRecord& map);
-[[nodiscard]] bool exists(Database& database, const std::string& uuid);
 /// UUID of the application's newest map of that identifier.
 [[nodiscard]] std::optional<std::string> newest(Database& database, const std::string& appID,
                                                 const std::string& mapID);
@@ -75,12 +68,6 @@ void add(Database& database, const MapRecord& map);
 [[nodiscard]] std::vector<MapRecord> located(Database& database, const std::string& appID,
                                              const std::optional<std::string>& userID, double south,
                                              double north);
-
-void addSession(Database& database, const std::string& sessionUUID, const std::string& mapUUID);
-/// The map that a localization session was opened against.
-[[nodiscard]] std::optional<std::string> ofSession(Database& database, const std::string& sessionUUID);
-/// The session that was opened last against a map.
-[[nodiscard]] std::optional<std::string> newestSession(Database& database, const std::string& mapUUID);
 
 /// Replaces the earlier placement of the same asset.
 void place(Database& database, const std::string& mapUUID, const std::string& placementID,

@@ -67,7 +67,10 @@ std::optional<std::string> hashOf(const std::optional<std::string>& developerKey
 }  // namespace
 
 Service::Service(Store& store, Now now, const std::optional<std::string>& developerKey)
-    : now_(std::move(now)), mapping_(store, now_, hashOf(developerKey)), table_(store, now_), metric_(store) {
+    : now_(std::move(now)),
+      mapping_(store, now_, hashOf(developerKey)),
+      table_(store, now_, [this](const Question& question) { mapping_.lookInto(question); }),
+      metric_(store) {
   if (developerKey) verifier_.emplace(platform::DeveloperKey::pair(*developerKey));
 }
 

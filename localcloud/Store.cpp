@@ -10,6 +10,8 @@
 
 #include "localcloud/Maps.h"
 #include "localcloud/Metrics.h"
+#include "localcloud/Sessions.h"
+#include "localcloud/Sightings.h"
 #include "localcloud/Tables.h"
 
 namespace geoloom::localcloud {
@@ -22,6 +24,22 @@ std::int64_t schemaVersion(Database& database) {
   return query.integer(0);
 }
 
+/// Format 1 had no handles, so that its sessions cannot go on; of a map it had one sighting a frame.
+constexpr const char* UPGRADE_FROM_1 = R"sql(
+DELETE FROM items WHERE table_name = 'Transformations' OR table_name = 'SceneUnderstanding'
+  AND json_extract(attributes, '$.SessionId.S') IN (SELECT uuid FROM localization_sessions);
+DROP TABLE localization_sessions;
+)sql";
+constexpr const char* SIGHTINGS_OF_1 = R"sql(
+INSERT OR IGNORE INTO sightings
+  SELECT json_extract(attributes, '$.SessionId.S'), CAST(json_extract(attributes, '$.FrameId.N') AS INTEGER),
+         json_extract(attributes, '$.ObjectName.S'), CAST(json_extract(attributes, '$.PositionX.N') AS REAL),
+         CAST(json_extract(attributes, '$.PositionY.N') AS REAL),
+         CAST(json_extract(attributes, '$.PositionZ.N') AS REAL), NULL, NULL
+  FROM items WHERE table_name = 'SceneUnderstanding'
+    AND json_extract(attributes, '$.SessionId.S') IN (SELECT uuid FROM maps);
+)sql";
+
 void prepareSchema(Database& database, const std::filesystem::path& file) {
   const std::int64_t version = schemaVersion(database);
   if (version > Store::SCHEMA_VERSION) {
@@ -32,7 +50,13 @@ void prepareSchema(Database& database, const std::filesystem::path& file) {
   }
   if (version == Store::SCHEMA_VERSION) return;
   Transaction transaction(database);
-  for (const char* const schema : {maps::SCHEMA, tables::SCHEMA, metrics::SCHEMA}) database.execute(schema);
+  if (version == 0) {
+    for (const char* const schema : {maps::SCHEMA, tables::SCHEMA, metrics::SCHEMA}) database.execute(schema);
+  } else {
+    database.execute(UPGRADE_FROM_1);
+  }
+  for (const char* const schema : {sessions::SCHEMA, sightings::SCHEMA}) database.execute(schema);
+  if (version == 1) database.execute(SIGHTINGS_OF_1);
   database.execute(fmt::format("PRAGMA user_version = {}", Store::SCHEMA_VERSION));
   transaction.commit();
 }

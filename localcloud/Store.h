@@ -26,7 +26,7 @@ class StoreError : public std::runtime_error {
 /// May be used from any thread: writers take turns, readers do not wait for them.
 class Store {
  public:
-  static constexpr int SCHEMA_VERSION = 1;
+  static constexpr int SCHEMA_VERSION = 2;
 
   /// Creates the directory if it is missing and locks it for this object alone. Throws StoreError when it
   /// cannot be created or written, is locked, or was written by a newer version.

@@ -10,6 +10,7 @@
 
 #include "localcloud/AttributeValue.h"
 #include "localcloud/FilterExpression.h"
+#include "localcloud/Sightings.h"
 #include "localcloud/TableError.h"
 #include "localcloud/Tables.h"
 #include "localcloud/Text.h"
@@ -102,6 +103,7 @@ class Parameters {
 struct Context {
   Store& store;
   std::chrono::system_clock::time_point now;
+  const TableService::LookInto& lookInto;
 };
 
 std::optional<TableRecord> tableNamed(const Context& context, const std::string& name) {
@@ -238,11 +240,17 @@ std::string putItem(const Context& context, const Parameters& parameters) {
   if (item.text.size() > MAXIMUM_ITEM_BYTES) {
     throw TableError::validation("Item size has exceeded the maximum allowed size");
   }
+  std::optional<Question> due;
   const auto old = context.store.write([&](Database& database) {
     auto replaced = tables::item(database, table.name, item.key);
     tables::put(database, table.name, item);
+    if (table.name == tables::SCENE_UNDERSTANDING) {
+      sightings::add(database, attributes);
+      due = sessions::questionDue(database, item.key.hash, secondsSince1970(context.now));
+    }
     return replaced;
   });
+  if (due) context.lookInto(*due);
   Body answer = Body::object();
   if (returned == "ALL_OLD" && old) answer["Attributes"] = Body::parse(*old);
   if (const auto units = capacity(parameters, table)) answer["ConsumedCapacity"] = *units;
@@ -368,7 +376,7 @@ Answer TableService::answer(std::string_view operation, const std::string& body)
     const auto [value, why] = readJSON(body);
     if (!value) throw TableError::serialization(why);
     return {.contentType = CONTENT_TYPE,
-            .body = found->answer({store_, now_()}, Parameters(*value)),
+            .body = found->answer({store_, now_(), lookInto_}, Parameters(*value)),
             .headers = {{"x-amzn-RequestId", randomUUID()}}};
   } catch (const TableError& refusal) {
     return error(400, refusal.type(), refusal.what());

@@ -1,10 +1,12 @@
 #pragma once
 
+#include <functional>
 #include <string>
 #include <string_view>
 
 #include "localcloud/Clock.h"
 #include "localcloud/Message.h"
+#include "localcloud/Sessions.h"
 #include "localcloud/Store.h"
 
 namespace geoloom::localcloud {
@@ -16,7 +18,11 @@ class TableService {
  public:
   static constexpr std::string_view TARGET_PREFIX = "DynamoDB_20120810.";
 
-  TableService(Store& store, Now now) : store_(store), now_(std::move(now)) {}
+  /// Answers a question that a new row of "SceneUnderstanding" has raised again.
+  using LookInto = std::function<void(const Question&)>;
+
+  TableService(Store& store, Now now, LookInto lookInto)
+      : store_(store), now_(std::move(now)), lookInto_(std::move(lookInto)) {}
 
   /// `operation` is the target without its prefix.
   [[nodiscard]] Answer answer(std::string_view operation, const std::string& body) const;
@@ -27,6 +33,7 @@ class TableService {
  private:
   Store& store_;
   Now now_;
+  LookInto lookInto_;
 };
 
 }  // namespace geoloom::localcloud

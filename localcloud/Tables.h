@@ -49,6 +49,7 @@ inline constexpr const char* MATCH_COUNT = "MatchCount";
 inline constexpr const char* MATCH_VALUE = "MatchValue";
 inline constexpr const char* TRANSFORM = "Transform";
 inline constexpr const char* OBJECT_NAME = "ObjectName";
+inline constexpr const char* CONFIDENCE = "Confidence";
 inline constexpr const char* POSITION_X = "PositionX";
 inline constexpr const char* POSITION_Y = "PositionY";
 inline constexpr const char* POSITION_Z = "PositionZ";

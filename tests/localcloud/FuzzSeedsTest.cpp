@@ -3,6 +3,7 @@
 #include "fuzz/Pieces.h"
 #include "fuzz/RequestText.h"
 #include "localcloud/Maps.h"
+#include "localcloud/Sessions.h"
 #include "tests/localcloud/ServiceFixture.h"
 
 namespace geoloom::localcloud {
@@ -16,7 +17,7 @@ TEST(FuzzSeedsTest, AreAccepted) {
     Store store(directory.path());
     store.write([](Database& database) {
       maps::add(database, {"7f1a", "app", "ada", "room", Location{13.4, 52.5, 40, 5, 5}});
-      maps::addSession(database, "90bc", "7f1a");
+      sessions::add(database, {"90bc", "3d5e", "7f1a"}, secondsSince1970(fuzz::requestTime));
     });
     const auto now = [] { return fuzz::REQUEST_TIME; };
     const Service open(store, now, std::nullopt);

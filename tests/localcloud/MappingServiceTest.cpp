@@ -1,8 +1,14 @@
 #include <cmath>
+#include <map>
+#include <thread>
 
 #include <gmock/gmock.h>
 
 #include "localcloud/MappingService.h"
+#include "localcloud/Maps.h"
+#include "localcloud/Sightings.h"
+#include "localcloud/Tables.h"
+#include "localcloud/matching/RigidTransform.h"
 #include "tests/localcloud/ServiceFixture.h"
 
 namespace geoloom::localcloud {
@@ -27,16 +33,34 @@ class MappingServiceTest : public ServiceFixture {
     return ids;
   }
 
+  /// A localization session and the handle of its map.
+  struct Opened {
+    std::string uuid;
+    std::string handle;
+  };
+  Opened open(const std::string& mapID) {
+    const JSON answer = map("create_localization_session", create(mapID));
+    return {answer.at("session_uuid"), answer.at("map_uuid")};
+  }
+
+  JSON assetsOf(const std::string& mapUUID) {
+    return map("find_assets_on_the_map", {{"map_uuid", mapUUID}}).at("placements");
+  }
+  void place(const std::string& mapUUID, const std::string& asset, double x, double z) {
+    const JSON placement = {{"asset_id", asset}, {"x", x}, {"y", 0.5}, {"z", z}, {"orientation", 0}};
+    map("place_asset_on_map", {{"map_uuid", mapUUID}, {"placements", {placement}}});
+  }
+
   void see(const std::string& session, int frame, const std::string& name, double x, double z) {
     const auto number = [](double value) { return JSON{{"N", std::to_string(value)}}; };
     const JSON item = {{"SessionId", {{"S", session}}}, {"FrameId", {{"N", std::to_string(frame)}}},
                        {"ObjectName", {{"S", name}}},   {"PositionX", number(x)},
                        {"PositionY", number(0.5)},      {"PositionZ", number(z)}};
-    table("PutItem", {{"TableName", "SceneUnderstanding"}, {"Item", item}});
-    ASSERT_EQ(status_, 200);
+    const JSON body = {{"TableName", "SceneUnderstanding"}, {"Item", item}};
+    ASSERT_EQ(post("/", body.dump(), "DynamoDB_20120810.PutItem").status, 200);
   }
 
-  /// Three objects as seen by a session that began somewhere else, turned by a quarter circle.
+  /// Three objects, each in a frame of its own. A turned session began somewhere else with another heading.
   void walk(const std::string& session, bool turned) {
     int frame = 0;
     for (const auto& [name, x, z] : {std::tuple("chair", 0.0, 0.0), {"cup", 2.0, 0.0}, {"book", 0.0, 3.0}})
@@ -49,8 +73,10 @@ class MappingServiceTest : public ServiceFixture {
                                                     {"feature_match_distance_meters", 0.3}});
   }
 
-  std::vector<JSON> transforms() {
-    const JSON page = table("Scan", {{"TableName", "Transformations"}});
+  std::vector<JSON> transforms() { return itemsOf("Transformations"); }
+  std::vector<JSON> itemsOf(const std::string& name) {
+    const JSON body = {{"TableName", name}};
+    const JSON page = JSON::parse(post("/", body.dump(), "DynamoDB_20120810.Scan").body);
     return page.at("Items").get<std::vector<JSON>>();
   }
 };
@@ -62,9 +88,16 @@ TEST_F(MappingServiceTest, OpensSessionsAgainstTheNewestMap) {
   JSON body = create("m");
   body["use_beta"] = true;
   const JSON session = at("/beta/maps/create_localization_session", body);
-  EXPECT_EQ(session.at("map_uuid"), newest.at("uuid"));
-  EXPECT_TRUE(session.at("session_uuid").is_string());
   EXPECT_EQ(session.size(), 2U);
+  EXPECT_TRUE(session.at("session_uuid").is_string());
+
+  const std::string handle = session.at("map_uuid");
+  EXPECT_NE(handle, newest.at("uuid"));
+  EXPECT_NE(handle, open("m").handle) << "each session has a handle of its own";
+  place(newest.at("uuid"), "placed under the UUID", 1, 2);
+  place(handle, "placed under the handle", 3, 4);
+  EXPECT_EQ(assetsOf(handle), assetsOf(newest.at("uuid")));
+  EXPECT_EQ(assetsOf(handle).size(), 2U);
 }
 
 TEST_F(MappingServiceTest, NamesUnknownMaps) {
@@ -206,17 +239,17 @@ TEST_F(MappingServiceTest, RefusesMalformedBodiesAndUnknownPaths) {
 
 TEST_F(MappingServiceTest, WritesOneTransformRow) {
   const std::string mapUUID = map("create_map", create("m")).at("uuid");
-  const std::string session = map("create_localization_session", create("m")).at("session_uuid");
+  const auto [session, handle] = open("m");
   walk(mapUUID, false);
-  EXPECT_EQ(localize(mapUUID, session),
-            (JSON{{"match_count", 0},
-                  {"transform_written", false},
-                  {"reason", "too few objects"},
-                  {"predicted_error_meters", nullptr},
-                  {"objects", JSON::array()},
-                  {"moved", JSON::array()},
-                  {"missing", JSON::array()},
-                  {"runner_up", nullptr}}));
+  place(mapUUID, "lamp", 1, 1);
+  EXPECT_EQ(localize(handle, session), (JSON{{"match_count", 0},
+                                             {"transform_written", false},
+                                             {"reason", "too few objects"},
+                                             {"predicted_error_meters", nullptr},
+                                             {"objects", JSON::array()},
+                                             {"moved", JSON::array()},
+                                             {"missing", JSON::array()},
+                                             {"runner_up", nullptr}}));
   walk(session, true);
   const JSON answer = localize(mapUUID, session);
   EXPECT_EQ(answer.at("match_count"), 3) << answer;
@@ -226,7 +259,7 @@ TEST_F(MappingServiceTest, WritesOneTransformRow) {
 
   const auto rows = transforms();
   ASSERT_EQ(rows.size(), 1U);
-  EXPECT_EQ(rows[0].at("SessionId"), (JSON{{"S", mapUUID}}));
+  EXPECT_EQ(rows[0].at("SessionId"), (JSON{{"S", handle}}));
   EXPECT_EQ(rows[0].at("Timestamp"), (JSON{{"N", "1700000000"}}));
   EXPECT_EQ(rows[0].at("MatchCount"), (JSON{{"N", "3"}}));
   EXPECT_NEAR(std::stod(rows[0].at("MatchValue").at("S").get<std::string>()),
@@ -240,26 +273,127 @@ TEST_F(MappingServiceTest, WritesOneTransformRow) {
   EXPECT_NEAR(angle, 1.5707964, 1e-6);
 
   now_ += std::chrono::seconds(8);
-  localize(mapUUID, session);
-  EXPECT_EQ(transforms().size(), 1U);
+  EXPECT_EQ(localize(mapUUID, session).at("transform_written"), false) << "the row says the same already";
+  EXPECT_EQ(transforms(), rows);
 }
 
-TEST_F(MappingServiceTest, ANewSessionSupersedesEarlierOnes) {
+TEST_F(MappingServiceTest, ManyVisitorsOfOneMapAreLocalizedAtOnce) {
+  const std::vector<std::tuple<const char*, double, double>> room = {
+      {"chair", 0, 0}, {"cup", 2, 0.5}, {"book", 0.5, 3}, {"vase", 3, 2.5}};
   const std::string mapUUID = map("create_map", create("m")).at("uuid");
-  const std::string other = map("create_map", create("n")).at("uuid");
-  const std::string otherSession = map("create_localization_session", create("n")).at("session_uuid");
-  const std::string first = map("create_localization_session", create("m")).at("session_uuid");
-  for (const std::string& uuid : {mapUUID, other}) walk(uuid, false);
-  for (const std::string& uuid : {first, otherSession}) walk(uuid, true);
-  localize(mapUUID, first);
-  localize(other, otherSession);
-  ASSERT_EQ(transforms().size(), 2U);
+  for (const auto& [name, x, z] : room) see(mapUUID, 1, name, x, z);
+  place(mapUUID, "lamp", 1.5, 2);
 
-  map("create_localization_session", create("m"));
-  ASSERT_EQ(transforms().size(), 1U) << "the rows of other maps stay";
-  EXPECT_EQ(transforms()[0].at("SessionId").at("S"), other);
-  EXPECT_EQ(localize(mapUUID, first).at("transform_written"), false);
-  EXPECT_EQ(transforms().size(), 1U);
+  struct Visitor {
+    Opened opened;
+    RigidTransform start;
+  };
+  std::vector<Visitor> visitors;
+  for (int i = 0; i < 50; ++i)
+    visitors.push_back({open("m"), {.translation = {0.7 * i, 0, 20 - 1.3 * i}, .angle = i * 0.12 - 3}});
+  const auto visit = [&](const Visitor& visitor, int frame) {
+    const double error = 0.005 * std::sin(frame + visitor.start.angle * 9);
+    for (const auto& [name, x, z] : room) {
+      const Point p = visitor.start.apply({x + error, 0.5, z - error});
+      see(visitor.opened.uuid, frame, name, p.x, p.z);
+    }
+    localize(visitor.opened.handle, visitor.opened.uuid);
+  };
+  for (int frame = 1; frame <= 3; ++frame, now_ += std::chrono::minutes(5)) {
+    std::vector<std::thread> threads;
+    for (std::size_t first = 0; first < 4; ++first) {
+      threads.emplace_back([&, first] {
+        for (std::size_t i = first; i < visitors.size(); i += 4) visit(visitors[i], frame);
+      });
+    }
+    for (std::thread& thread : threads) thread.join();
+    std::map<std::string, std::string> rows;
+    for (const JSON& row : transforms()) {
+      EXPECT_TRUE(rows.emplace(row.at("SessionId").at("S"), row.at("Transform").at("S")).second);
+    }
+    EXPECT_EQ(rows.size(), visitors.size());
+    for (const Visitor& visitor : visitors) {
+      double x = 0, y = 0, z = 0, angle = 0;
+      const std::string& text = rows[visitor.opened.handle];
+      ASSERT_EQ(std::sscanf(text.c_str(), "%lf,%lf,%lf,%lf", &x, &y, &z, &angle), 4) << text;
+      const RigidTransform found{.translation = {x, y, z}, .angle = angle};
+      EXPECT_LT(distance(found.apply({1.5, 0.5, 2}), visitor.start.apply({1.5, 0.5, 2})), 0.02);
+    }
+  }
+}
+
+TEST_F(MappingServiceTest, ForgetsIdleSessionsButNoMaps) {
+  const std::string mapUUID = map("create_map", create("m")).at("uuid");
+  walk(mapUUID, false);
+  place(mapUUID, "lamp", 1, 1);
+  const Opened idle = open("m");
+  const Opened busy = open("m");
+  for (const Opened& session : {idle, busy}) {
+    walk(session.uuid, true);
+    EXPECT_EQ(localize(mapUUID, session.uuid).at("transform_written"), true);
+  }
+  now_ += std::chrono::hours(20);
+  localize(mapUUID, busy.uuid);
+  EXPECT_EQ(transforms().size(), 2U);
+  now_ += std::chrono::hours(5);
+  const Opened newest = open("m");
+  ASSERT_EQ(transforms().size(), 1U);
+  EXPECT_EQ(transforms()[0].at("SessionId").at("S"), busy.handle);
+  EXPECT_EQ(itemsOf("SceneUnderstanding").size(), 6U) << "of the map and of the busy session";
+  EXPECT_TRUE(localize(mapUUID, idle.uuid).contains("errorMessage"));
+  EXPECT_TRUE(localize(idle.handle, busy.uuid).contains("errorMessage"));
+  store_.read([&](Database& database) {
+    EXPECT_THAT(sightings::of(database, idle.uuid), IsEmpty());
+    EXPECT_EQ(sightings::of(database, mapUUID).size(), 3U);
+  });
+  EXPECT_EQ(assetsOf(newest.handle).size(), 1U);
+}
+
+TEST_F(MappingServiceTest, CountsEverySightingOfADetection) {
+  const std::string mapUUID = map("create_map", create("m")).at("uuid");
+  const auto [session, handle] = open("m");
+  for (const auto& [name, x, z] : {std::tuple("chair", 0.0, 0.0), {"cup", 2.0, 0.0}, {"book", 0.0, 3.0}}) {
+    see(mapUUID, 7, name, x, z);
+    see(session, 9, name, z + 1, -x);
+    see(session, 9, name, z + 1, -x);  // a save that was repeated
+  }
+  EXPECT_EQ(itemsOf("SceneUnderstanding").size(), 2U) << "the table keeps the last of a detection";
+  EXPECT_EQ(localize(handle, session).at("match_count"), 3);
+  store_.read([&](Database& database) { EXPECT_EQ(sightings::of(database, session).size(), 3U); });
+}
+
+TEST_F(MappingServiceTest, DropsTheOldestSightingOfTheCommonestName) {
+  const std::string mapUUID = map("create_map", create("m")).at("uuid");
+  store_.write([&](Database& database) {
+    database.execute(
+        "WITH RECURSIVE n (i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 10000)"
+        " INSERT INTO sightings SELECT '" +
+        mapUUID + "', i, CASE WHEN i < 10 THEN 'cup' ELSE 'chair' END, 0, 0, 0, NULL, NULL FROM n");
+  });
+  see(mapUUID, 20000, "vase", 1, 1);
+  const auto kept = store_.read([&](Database& database) { return sightings::of(database, mapUUID); });
+  EXPECT_EQ(kept.size(), 10'000U);
+  EXPECT_EQ(kept.at(8).name, "cup");
+  EXPECT_EQ(kept.at(9).frame, 11);
+  EXPECT_EQ(kept.back().name, "vase");
+}
+
+TEST_F(MappingServiceTest, LooksAgainWhenRowsArriveAfterARequest) {
+  const std::string mapUUID = map("create_map", create("m")).at("uuid");
+  walk(mapUUID, false);
+  const auto [session, handle] = open("m");
+  now_ += std::chrono::seconds(1);
+  walk(session, true);
+  EXPECT_THAT(transforms(), IsEmpty()) << "the session has not asked yet";
+  const auto [other, otherHandle] = open("m");
+  localize(otherHandle, other);
+  now_ += std::chrono::milliseconds(240);
+  walk(other, true);
+  EXPECT_THAT(transforms(), IsEmpty()) << "not more often than four times a second";
+  now_ += std::chrono::milliseconds(20);
+  walk(other, true);
+  ASSERT_EQ(transforms().size(), 1U);
+  EXPECT_EQ(transforms()[0].at("SessionId").at("S"), otherHandle);
 }
 
 TEST_F(MappingServiceTest, RefusesToLocalizeAForeignSession) {
@@ -286,6 +420,42 @@ TEST_F(MappingServiceTest, AcceptsOnlyTheHashOfItsDeveloperKey) {
   };
   EXPECT_EQ(create("900150983cd24fb0d6963f7d28e17f72"), 200);
   EXPECT_EQ(create("abc"), 403);
+}
+
+TEST(Store, KeepsTheMapsOfFormat1) {
+  const test::TemporaryDirectory directory;
+  {
+    Store store(directory.path());
+    store.write([](Database& database) {
+      maps::add(database, {"M", "app", "user", "room", std::nullopt});
+      maps::place(database, "M", "P", {"lamp", 1, 2, 3, 0});
+    });
+    Database database(directory.path() / "localcloud.sqlite", Database::Access::readWrite);
+    database.execute(R"sql(
+DROP TABLE sightings;
+DROP TABLE localization_sessions;
+CREATE TABLE localization_sessions (number INTEGER PRIMARY KEY, uuid TEXT, map_uuid TEXT);
+INSERT INTO localization_sessions (uuid, map_uuid) VALUES ('L', 'M');
+INSERT INTO items VALUES ('Transformations', CAST('M' AS BLOB), x'01', '{"SessionId": {"S": "M"}}');
+INSERT INTO items VALUES ('SceneUnderstanding', CAST('M' AS BLOB), x'01',
+  '{"SessionId": {"S": "M"}, "FrameId": {"N": "5"}, "ObjectName": {"S": "cup"}, "PositionX": {"N": "1.5"},
+    "PositionY": {"N": "0"}, "PositionZ": {"N": "-2"}}');
+INSERT INTO items SELECT table_name, CAST('L' AS BLOB), range, replace(attributes, '"M"', '"L"') FROM items
+  WHERE table_name = 'SceneUnderstanding';
+PRAGMA user_version = 1;
+)sql");
+  }
+  Store store(directory.path());
+  store.read([](Database& database) {
+    const auto seen = sightings::of(database, "M");
+    ASSERT_EQ(seen.size(), 1U);
+    EXPECT_EQ(seen[0].frame, 5);
+    EXPECT_EQ(seen[0].position.x, 1.5);
+    EXPECT_EQ(maps::placements(database, "M").size(), 1U);
+    EXPECT_EQ(tables::items(database, tables::SCENE_UNDERSTANDING, "M").size(), 1U);
+    EXPECT_THAT(tables::items(database, tables::SCENE_UNDERSTANDING, "L"), IsEmpty());
+    EXPECT_THAT(tables::items(database, tables::TRANSFORMATIONS, "M"), IsEmpty());
+  });
 }
 
 TEST(Store, RefusesForeignAndNewerFiles) {

@@ -1,0 +1,64 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "localcloud/Database.h"
+#include "localcloud/matching/Decision.h"
+
+namespace geoloom::localcloud {
+
+/// A localization session.
+struct SessionRecord {
+  std::string uuid;
+  std::string
+      handle;  ///< stands for the map in this session: the rows of its transforms are written under it
+  std::string mapUUID;
+};
+
+/// A session whose place in its map is to be found.
+struct Question {
+  SessionRecord session;
+  double matchDistance = 0;  ///< metres
+};
+
+/// Stored localization sessions. Each function runs within Store::read or Store::write and throws
+/// DatabaseError. Times are in seconds since 1970.
+namespace sessions {
+
+inline constexpr double SECONDS_KEPT = 24 * 60 * 60;
+inline constexpr double SECONDS_BETWEEN_LOOKS = 0.25;
+
+inline constexpr const char* SCHEMA = R"sql(
+CREATE TABLE localization_sessions (
+  uuid TEXT PRIMARY KEY,
+  handle TEXT NOT NULL UNIQUE,
+  map_uuid TEXT NOT NULL REFERENCES maps (uuid),
+  asked REAL NOT NULL,
+  looked REAL NOT NULL DEFAULT 0,
+  match_distance REAL,
+  x REAL, y REAL, z REAL, angle REAL, predicted_error REAL
+) WITHOUT ROWID;
+CREATE INDEX sessions_by_age ON localization_sessions (asked);
+)sql";
+
+void add(Database& database, const SessionRecord& session, double now);
+[[nodiscard]] std::optional<SessionRecord> find(Database& database, const std::string& uuid);
+/// UUID of the map that is named by its own UUID or by a session's handle.
+[[nodiscard]] std::optional<std::string> mapNamed(Database& database, const std::string& name);
+
+/// Notes that a session asks to be localized. From now on `questionDue` returns its question.
+void ask(Database& database, const Question& question, double now);
+/// The question of a session that has asked before, SECONDS_BETWEEN_LOOKS after it was looked into last;
+/// counts as a look.
+[[nodiscard]] std::optional<Question> questionDue(Database& database, const std::string& uuid, double now);
+
+/// What the session's row of "Transformations" says; nothing before it has one.
+[[nodiscard]] std::optional<Estimate> estimate(Database& database, const std::string& uuid);
+void setEstimate(Database& database, const std::string& uuid, const Estimate& estimate);
+
+/// Removes the sessions that have not asked for SECONDS_KEPT, with their rows and sightings.
+void removeIdle(Database& database, double now);
+
+}  // namespace sessions
+}  // namespace geoloom::localcloud
