@@ -15,6 +15,7 @@
 #include "localcloud/Tables.h"
 #include "localcloud/Text.h"
 #include "localcloud/matching/Decision.h"
+#include "localcloud/matching/Inspection.h"
 #include "localcloud/matching/Landmarks.h"
 
 namespace geoloom::localcloud {
@@ -311,6 +312,47 @@ Body localizeScene(const Context& context, const Fields& body) {
   return answer;
 }
 
+Body inspectMap(const Context& context, const Fields& body) {
+  checkCommonBlock(context, body);
+  const std::string appID = body.text("app_id");
+  const std::string mapID = body.text("map_id");
+  const double distance = body.number("feature_match_distance_meters");
+  if (distance <= 0) throw Refusal(400, "feature_match_distance_meters must be greater than 0");
+  std::vector<Sighting> seen;
+  std::vector<PlacementRecord> placements;
+  context.store.read([&](Database& database) {
+    const auto map = maps::newest(database, appID, mapID);
+    if (!map) mapNotFound(mapID);
+    seen = sightings::of(database, *map);
+    placements = maps::placements(database, *map);
+  });
+  const Inspection inspection = inspect(findLandmarks(seen, Age::ignored), placesOf(placements), distance);
+  Body objects = Body::array();
+  for (std::size_t i = 0; i < inspection.objects.size(); ++i) {
+    const Landmark& object = inspection.objects[i];
+    objects.push_back({{"name", object.name()},
+                       {"sightings", object.sightings},
+                       {"x", object.position.x},
+                       {"y", object.position.y},
+                       {"z", object.position.z},
+                       {"spread_meters", std::hypot(std::sqrt(object.groundVariance), object.spread)},
+                       {"ambiguous", inspection.isAmbiguous[i]}});
+  }
+  Body assets = Body::array();
+  for (const PlacementRecord& p : placements)
+    assets.push_back({{"id", p.assetID}, {"x", p.x}, {"y", p.y}, {"z", p.z}});
+  Body smallest = Body::array();
+  for (const std::size_t i : inspection.smallestSet) smallest.push_back(inspection.objects[i].name());
+  const Localization& expected = inspection.expected;
+  Body answer = {{"objects", std::move(objects)},
+                 {"assets", std::move(assets)},
+                 {"reason", text(expected.reason)},
+                 {"predicted_error_meters", nullptr},
+                 {"smallest_set", std::move(smallest)}};
+  if (expected.matchCount > 0) answer["predicted_error_meters"] = expected.estimate.predictedErrorMeters;
+  return answer;
+}
+
 struct Operation {
   std::string_view path;
   Body (*answer)(const Context&, const Fields&);
@@ -322,6 +364,7 @@ constexpr std::array MAP_OPERATIONS = {
     Operation{"/place_asset_on_map", placeAssets},
     Operation{"/find_assets_on_the_map", findAssets},
     Operation{"/list_nearby_maps", listNearbyMaps},
+    Operation{"/inspect_map", inspectMap},
 };
 constexpr Operation LOCALIZE{"/dev/scene-understanding/localize", localizeScene};
 

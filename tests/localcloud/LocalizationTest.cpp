@@ -7,6 +7,7 @@
 #include <gmock/gmock.h>
 
 #include "localcloud/matching/Decision.h"
+#include "localcloud/matching/Inspection.h"
 #include "localcloud/matching/Landmarks.h"
 #include "localcloud/matching/RigidTransform.h"
 
@@ -214,6 +215,19 @@ TEST(Localize, LargeAndHostileScenesCostBoundedTime) {
     EXPECT_TRUE(found.accepted()) << names;
     EXPECT_LT(seconds, 10) << names << ": a second, in a build that sanitizers slow down";
   }
+}
+
+TEST(Inspect, TellsWhatIsAmbiguousAndWhatSuffices) {
+  const Inspection room = inspect(findLandmarks(walk(ROOM), Age::ignored), {{1, 1, 1}}, DISTANCE);
+  EXPECT_TRUE(room.expected.accepted());
+  EXPECT_THAT(room.isAmbiguous, ::testing::Each(false));
+  EXPECT_GE(room.smallestSet.size(), 2U);
+  EXPECT_LE(room.smallestSet.size(), 3U);
+  const Inspection twins = inspect(findLandmarks(walk(TWINS), Age::ignored), {}, DISTANCE);
+  EXPECT_EQ(twins.expected.reason, Reason::couldBeElsewhere);
+  EXPECT_THAT(twins.isAmbiguous, ::testing::Each(true));
+  EXPECT_THAT(twins.smallestSet, IsEmpty());
+  EXPECT_EQ(inspect({}, {}, DISTANCE).expected.reason, Reason::tooFewObjects);
 }
 
 TEST(Estimates, ReplaceEachOtherOnlyForAVisibleChange) {

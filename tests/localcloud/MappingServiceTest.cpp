@@ -277,6 +277,20 @@ TEST_F(MappingServiceTest, WritesOneTransformRow) {
   EXPECT_EQ(transforms(), rows);
 }
 
+TEST_F(MappingServiceTest, InspectsTheNewestMap) {
+  const std::string mapUUID = map("create_map", create("m")).at("uuid");
+  walk(mapUUID, false);
+  place(mapUUID, "lamp", 1, 1);
+  JSON body = create("m");
+  body["feature_match_distance_meters"] = 0.3;
+  const JSON answer = map("inspect_map", body);
+  EXPECT_EQ(answer.at("objects").size(), 3U);
+  EXPECT_EQ(answer.at("objects")[0].at("ambiguous"), false);
+  EXPECT_EQ(answer.at("assets"), (JSON{{{"id", "lamp"}, {"x", 1.0}, {"y", 0.5}, {"z", 1.0}}}));
+  EXPECT_EQ(answer.at("reason"), "accepted");
+  EXPECT_EQ(answer.at("smallest_set").size(), 3U);
+}
+
 TEST_F(MappingServiceTest, ManyVisitorsOfOneMapAreLocalizedAtOnce) {
   const std::vector<std::tuple<const char*, double, double>> room = {
       {"chair", 0, 0}, {"cup", 2, 0.5}, {"book", 0.5, 3}, {"vase", 3, 2.5}};
