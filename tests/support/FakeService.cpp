@@ -197,7 +197,7 @@ std::size_t FakeService::openConnections() const {
 
 bool FakeService::waitForAllToClose() const {
   std::unique_lock lock(mutex_);
-  return changed_.wait_for(lock, patience, [this] { return countOpen() == 0; });
+  return changed_.wait_for(lock, PATIENCE, [this] { return countOpen() == 0; });
 }
 
 bool FakeService::waitForRequests(std::size_t count) const {
@@ -206,7 +206,7 @@ bool FakeService::waitForRequests(std::size_t count) const {
 
 bool FakeService::waitUntil(const std::function<bool(const std::vector<RecordedRequest>&)>& condition) const {
   std::unique_lock lock(mutex_);
-  return changed_.wait_for(lock, patience, [&] { return condition(requests_); });
+  return changed_.wait_for(lock, PATIENCE, [&] { return condition(requests_); });
 }
 
 std::size_t FakeService::countOpen() const {

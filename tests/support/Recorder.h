@@ -37,7 +37,7 @@ class Recorder {
   template <class Condition>
   [[nodiscard]] bool waitUntil(Condition condition) const {
     std::unique_lock lock(mutex_);
-    return changed_.wait_for(lock, patience, [&] { return condition(std::as_const(entries_)); });
+    return changed_.wait_for(lock, PATIENCE, [&] { return condition(std::as_const(entries_)); });
   }
 
  private:

@@ -5,7 +5,7 @@
 namespace geoloom::test {
 
 bool eventually(const std::function<bool()>& condition) {
-  const auto end = std::chrono::steady_clock::now() + patience;
+  const auto end = std::chrono::steady_clock::now() + PATIENCE;
   while (!condition()) {
     if (std::chrono::steady_clock::now() > end) return false;
     std::this_thread::yield();
@@ -21,7 +21,7 @@ void Gate::open() {
 
 bool Gate::wait() {
   std::unique_lock lock(mutex_);
-  return changed_.wait_for(lock, patience, [this] { return open_; });
+  return changed_.wait_for(lock, PATIENCE, [this] { return open_; });
 }
 
 }  // namespace geoloom::test

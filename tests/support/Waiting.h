@@ -8,7 +8,7 @@
 namespace geoloom::test {
 
 /// Longest wait for anything in a test; reached only if something is broken.
-inline constexpr std::chrono::seconds patience{30};
+inline constexpr std::chrono::seconds PATIENCE{30};
 
 /// Polls a condition that nothing announces; false if it does not become true in time.
 [[nodiscard]] bool eventually(const std::function<bool()>& condition);

@@ -1,5 +1,4 @@
 #include <cstring>
-#include <stdexcept>
 
 #include <gmock/gmock.h>
 
@@ -20,12 +19,9 @@ using PixelBufferTest = test::ConsoleTest;
 std::shared_ptr<CVPixelBuffer> ramp(std::size_t width, std::size_t height,
                                     CVPixelFormatType format = CVPixelFormatType::BGRA32) {
   auto buffer = CVPixelBuffer::create(width, height, format);
-  std::uint8_t* const first = buffer->baseAddress();
-  if (!first) throw std::invalid_argument("no plane");
-  const std::size_t rowBytes = buffer->bytesPerRow();
   for (std::size_t y = 0; y < height; ++y) {
     for (std::size_t x = 0; x < width; ++x) {
-      std::uint8_t* pixel = first + y * rowBytes + 4 * x;
+      std::uint8_t* pixel = buffer->baseAddress() + y * buffer->bytesPerRow() + 4 * x;
       pixel[0] = static_cast<std::uint8_t>(x);
       pixel[1] = static_cast<std::uint8_t>(y);
       pixel[2] = 77;

@@ -90,6 +90,14 @@ std::shared_ptr<CVPixelBuffer> CVPixelBuffer::createWithBytes(std::size_t width,
       width, height, format, {{static_cast<std::uint8_t*>(bytes), bytesPerRow}}, std::move(release)));
 }
 
+std::uint8_t* CVPixelBuffer::baseAddress(std::size_t plane) const {
+  return plane < planes_.size() ? planes_[plane].base : nullptr;
+}
+
+std::size_t CVPixelBuffer::bytesPerRow(std::size_t plane) const {
+  return plane < planes_.size() ? planes_[plane].rowBytes : 0;
+}
+
 void CVPixelBuffer::unlockBaseAddress() {
   [[maybe_unused]] const int before = locks_.fetch_sub(1);
   assert(before > 0 && "unlockBaseAddress without lockBaseAddress");

@@ -55,13 +55,9 @@ class GEOLOOM_EXPORT CVPixelBuffer {
   [[nodiscard]] CVPixelFormatType pixelFormatType() const { return format_; }
   [[nodiscard]] std::size_t planeCount() const { return planes_.size(); }
   /// The first row of a plane; null for a plane that does not exist.
-  [[nodiscard]] std::uint8_t* baseAddress(std::size_t plane = 0) const {
-    return plane < planes_.size() ? planes_[plane].base : nullptr;
-  }
+  [[nodiscard]] std::uint8_t* baseAddress(std::size_t plane = 0) const;
   /// Bytes from one row of a plane to the next; 0 for a plane that does not exist.
-  [[nodiscard]] std::size_t bytesPerRow(std::size_t plane = 0) const {
-    return plane < planes_.size() ? planes_[plane].rowBytes : 0;
-  }
+  [[nodiscard]] std::size_t bytesPerRow(std::size_t plane = 0) const;
 
   /// Call in pairs around every write, from any thread (CVPixelBufferLock does). They count and never wait.
   /// Readers of finished frames (the detector, the tools) need no lock.

@@ -107,7 +107,7 @@ TEST(HTTPClient, AnswersEachOfManyRequestsOnce) {
                                 if (answer && answer->body == std::to_string(i)) ++calls[i];
                                 if (--left == 0) done.set_value();
                               });
-  ASSERT_EQ(done.get_future().wait_for(patience), std::future_status::ready);
+  ASSERT_EQ(done.get_future().wait_for(PATIENCE), std::future_status::ready);
   for (const auto& called : calls) EXPECT_EQ(called, 1);
 }
 
