@@ -17,7 +17,7 @@ TEST(FuzzSeedsTest, AreAccepted) {
     Store store(directory.path());
     store.write([](Database& database) {
       maps::add(database, {"7f1a", "app", "ada", "room", Location{13.4, 52.5, 40, 5, 5}});
-      sessions::add(database, {"90bc", "3d5e", "7f1a"}, secondsSince1970(fuzz::requestTime));
+      sessions::add(database, {"90bc", "3d5e", "7f1a"}, secondsSince1970(fuzz::REQUEST_TIME));
     });
     const auto now = [] { return fuzz::REQUEST_TIME; };
     const Service open(store, now, std::nullopt);
