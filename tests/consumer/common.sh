@@ -42,11 +42,10 @@ map_and_localize() {
   local program=$1 map hello
   timeout 60 "$program" "$service" key "living room" map >"$work/out" 2>"$work/err" || { cat "$work/out" "$work/err" >&2; fail "the example does not map"; }
   grep -qx 'lamp stored' "$work/out" || fail "the example stores no lamp: $(cat "$work/out")"
-  map=$(sed -n 's/^map //p' "$work/out")
-  # Opening a session removes the transform of the session before.
   timeout 60 "$program" "$service" key "living room" localize >"$work/out" 2>"$work/err" &
   hello=$!
-  until grep -qx 'status 0' "$work/out"; do kill -0 "$hello" && sleep 0.05 || fail "the example does not open a localization session"; done
+  until grep -q '^map ' "$work/out"; do kill -0 "$hello" && sleep 0.05 || fail "the example does not open a localization session"; done
+  map=$(sed -n 's/^map //p' "$work/out")  # the map's name in this session
   put '{"TableName": "Transformations", "Item": {"SessionId": {"S": "'"$map"'"}, "Timestamp": {"N": "1"},
     "MatchCount": {"N": "12"}, "MatchValue": {"S": "0.4"}, "Transform": {"S": "1,2,3,0"}}}'
   wait "$hello" || { cat "$work/out" "$work/err" >&2; fail "the example receives no assets"; }

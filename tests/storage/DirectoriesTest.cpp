@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 
+#include "geoloom/base/PrintableText.h"
 #include "geoloom/platform/foundation/FileManager.h"
 #include "geoloom/storage/directories.h"
 
@@ -77,8 +78,8 @@ TEST_F(Directories, RefuseNamesOutsideTheDocuments) {
     lines.clear();
     removeDirectory(name);
     createDirectory(name);
-    EXPECT_THAT(lines.entries(), ElementsAre("! failed to remove directory " + std::string(name),
-                                             "! failed to create directory " + std::string(name)));
+    EXPECT_THAT(lines.entries(), ElementsAre("! failed to remove directory " + base::printable(name),
+                                             "! failed to create directory " + base::printable(name)));
   }
   EXPECT_TRUE(std::filesystem::exists(documents / "kept"));
   EXPECT_TRUE(std::filesystem::exists(home.path() / "app/beside/kept"));
