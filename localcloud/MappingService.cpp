@@ -232,6 +232,7 @@ Body listNearbyMaps(const Context& context, const Fields& body) {
 
 std::vector<Point> placesOf(const std::vector<PlacementRecord>& placements) {
   std::vector<Point> places;
+  places.reserve(placements.size());
   for (const PlacementRecord& placement : placements)
     places.push_back({placement.x, placement.y, placement.z});
   return places;
@@ -297,7 +298,7 @@ Body localizeScene(const Context& context, const Fields& body) {
     const auto session = sessions::find(database, uuid);
     if (!session || session->mapUUID != map)
       throw Refusal(404, "Cannot find the localization session " + uuid + " of the map " + name);
-    const Question asked{.session = *session, .matchDistance = distance};
+    Question asked{.session = *session, .matchDistance = distance};
     sessions::ask(database, asked, secondsSince1970(context.now));
     sessions::removeIdle(database, secondsSince1970(context.now));
     return asked;

@@ -33,7 +33,8 @@ constexpr std::uint64_t MAXIMUM_IMAGE_BYTES = std::uint64_t{1} << 30;
 base::Result<std::shared_ptr<platform::CVPixelBuffer>> readPicture(const std::filesystem::path& path) {
   const auto file = base::readFile(path, MAXIMUM_IMAGE_BYTES);
   if (!file) return file.failure();
-  const std::span bytes(reinterpret_cast<const std::uint8_t*>(file->data()), file->size());
+  const std::string& text = *file;
+  const std::span bytes(reinterpret_cast<const std::uint8_t*>(text.data()), text.size());
   if (platform::isJPEG(bytes)) return platform::decodeJPEG(bytes, path.string());
   const auto image = platform::decodePNG(bytes, path.string());
   if (!image) return image.failure();

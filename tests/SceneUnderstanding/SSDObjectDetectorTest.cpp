@@ -1,7 +1,5 @@
 #include <cmath>
-#include <cstdlib>
 #include <future>
-#include <new>
 #include <stdexcept>
 
 #include <gtest/gtest.h>
@@ -19,27 +17,8 @@
 #include "geoloom/platform/vision/VNRequest.h"
 #include "geoloom/session/types/DetectedObject.h"
 
+#include "tests/SceneUnderstanding/FailingAllocation.h"
 #include "tests/support/Model.h"
-
-namespace {
-thread_local bool nextAllocationFails = false;
-}
-
-[[gnu::noinline]] void* operator new(std::size_t bytes) {
-  if (std::exchange(nextAllocationFails, false)) throw std::bad_alloc();
-  if (void* const memory = std::malloc(bytes == 0 ? 1 : bytes)) return memory;
-  throw std::bad_alloc();
-}
-// AddressSanitizer's own form does not call the one above, and its memory must not reach the operators below.
-[[gnu::noinline]] void* operator new(std::size_t bytes, const std::nothrow_t& /*tag*/) noexcept {
-  return std::malloc(bytes == 0 ? 1 : bytes);
-}
-[[gnu::noinline]] void operator delete(void* memory) noexcept {
-  std::free(memory);
-}
-[[gnu::noinline]] void operator delete(void* memory, std::size_t /*bytes*/) noexcept {
-  std::free(memory);
-}
 
 namespace geoloom {
 namespace {
@@ -351,9 +330,9 @@ TEST_F(ScriptedDetector, DropsAFrameWhoseHandOverFails) {
   const auto frame = frameOf({}, pose(5));
   std::vector<std::string> lines;
   platform::SystemLog::setSink([&](std::string_view line) { lines.emplace_back(line); });
-  nextAllocationFails = true;
+  test::nextAllocationFails() = true;
   EXPECT_EQ(detector_->offer(frame), FrameOffer::busy);
-  EXPECT_FALSE(nextAllocationFails);
+  EXPECT_FALSE(test::nextAllocationFails());
   EXPECT_EQ(lines, std::vector<std::string>{"dropped a frame: std::bad_alloc"});
   EXPECT_EQ(detector_->offer(frame), FrameOffer::taken) << "the lock is free";
   detector_->updateQueue->sync([] {});

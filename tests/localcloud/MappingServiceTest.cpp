@@ -373,7 +373,7 @@ TEST_F(MappingServiceTest, CountsEverySightingOfADetection) {
   }
   EXPECT_EQ(itemsOf("SceneUnderstanding").size(), 2U) << "the table keeps the last of a detection";
   EXPECT_EQ(localize(handle, session).at("match_count"), 3);
-  store_.read([&](Database& database) { EXPECT_EQ(sightings::of(database, session).size(), 3U); });
+  store_.read([&, id = session](Database& database) { EXPECT_EQ(sightings::of(database, id).size(), 3U); });
 }
 
 TEST_F(MappingServiceTest, DropsTheOldestSightingOfTheCommonestName) {
