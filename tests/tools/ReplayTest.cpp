@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include "geoloom/base/ScopeExit.h"
 #include "geoloom/platform/foundation/FileManager.h"
 #include "geoloom/platform/foundation/Log.h"
 
@@ -54,13 +55,12 @@ class ReplayTest : public ::testing::Test {
   }
 
   Trace run() {
-    Trace trace = replay(options_, [this](std::string_view line) {
+    // A clock's timers hold its session, which would be a leak without them. Never destroyed.
+    static auto& clocks = *new std::vector<std::shared_ptr<platform::Clock>>;
+    const base::ScopeExit keepClock([] { clocks.push_back(platform::Clock::current()); });
+    return replay(options_, [this](std::string_view line) {
       if (line.find("sees") != std::string_view::npos) hasSeen_ = true;
     });
-    // Its timers hold the session, which would be a leak without them. Never destroyed.
-    static auto& clocks = *new std::vector<std::shared_ptr<platform::Clock>>;
-    clocks.push_back(platform::Clock::current());
-    return trace;
   }
 
   test::TemporaryDirectory directory_;
