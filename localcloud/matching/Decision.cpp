@@ -80,10 +80,6 @@ double qualityOf(double predictedErrorMeters) {
   return HALF_QUALITY_METERS / (HALF_QUALITY_METERS + predictedErrorMeters);
 }
 
-double predictedErrorOf(double quality) {
-  return HALF_QUALITY_METERS / quality - HALF_QUALITY_METERS;
-}
-
 Localization decide(const Scene& scene, const std::vector<Pose>& poses, const std::vector<Point>& places) {
   Localization result;
   for (const Landmark& landmark : scene.session()) result.objects.push_back(landmark.name());

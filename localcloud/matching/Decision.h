@@ -41,7 +41,6 @@ struct Localization {
 
 /// In [0, 1]; falls strictly with the predicted error e: 0.1 m / (0.1 m + e).
 [[nodiscard]] double qualityOf(double predictedErrorMeters);
-[[nodiscard]] double predictedErrorOf(double quality);
 
 /// Decides between poses, which are ordered by decreasing evidence. `places` are the points of the map where
 /// assets stand.

@@ -64,7 +64,7 @@ bool fixesHeading(const Pose& pose) {
   return false;
 }
 
-/// The most promising starts, best first.
+/// Starts, each with its promise; the first MAXIMUM_HYPOTHESES.
 std::vector<std::pair<double, RigidTransform>> hypotheses(const Scene& scene) {
   std::vector<std::pair<double, RigidTransform>> found;
   const std::vector<Scene::Candidate>& candidates = scene.candidates();
@@ -74,21 +74,21 @@ std::vector<std::pair<double, RigidTransform>> hypotheses(const Scene& scene) {
       const RigidTransform start =
           fitTransform({candidates[earlier].voluminous, candidates[later].voluminous}).transform;
       found.emplace_back(promise(scene, start), start);
-      if (found.size() == MAXIMUM_HYPOTHESES) later = candidates.size() - 1, earlier = later;
+      if (found.size() == MAXIMUM_HYPOTHESES) return found;
     }
   }
-  std::stable_sort(found.begin(), found.end(),
-                   [](const auto& a, const auto& b) { return a.first > b.first; });
   return found;
 }
 
 }  // namespace
 
 std::vector<Pose> findPoses(const Scene& scene) {
+  auto starts = hypotheses(scene);
+  std::stable_sort(starts.begin(), starts.end(),
+                   [](const auto& a, const auto& b) { return a.first > b.first; });
+  if (starts.size() > REFINED_HYPOTHESES) starts.resize(REFINED_HYPOTHESES);
   std::vector<Pose> poses;
-  std::size_t refined = 0;
-  for (const auto& [promised, start] : hypotheses(scene)) {
-    if (++refined > REFINED_HYPOTHESES) break;
+  for (const auto& [promised, start] : starts) {
     Pose pose = refine(scene, start);
     if (!fixesHeading(pose)) continue;
     const auto same =

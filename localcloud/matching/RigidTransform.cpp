@@ -6,8 +6,17 @@
 
 namespace geoloom::localcloud {
 
+namespace {
+
+Point moved(const Point& p, const Point& translation, double cosine, double sine) {
+  return {translation.x + cosine * p.x + sine * p.z, translation.y + p.y,
+          translation.z - sine * p.x + cosine * p.z};
+}
+
+}  // namespace
+
 Point RigidTransform::apply(const Point& p) const {
-  return apply(std::vector{p}).front();
+  return moved(p, translation, std::cos(angle), std::sin(angle));
 }
 
 std::vector<Point> RigidTransform::apply(const std::vector<Point>& points) const {
@@ -15,9 +24,7 @@ std::vector<Point> RigidTransform::apply(const std::vector<Point>& points) const
   const double s = std::sin(angle);
   std::vector<Point> result;
   result.reserve(points.size());
-  for (const Point& p : points)
-    result.push_back(
-        {translation.x + c * p.x + s * p.z, translation.y + p.y, translation.z - s * p.x + c * p.z});
+  for (const Point& p : points) result.push_back(moved(p, translation, c, s));
   return result;
 }
 

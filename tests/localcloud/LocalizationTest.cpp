@@ -241,7 +241,6 @@ TEST(Estimates, ReplaceEachOtherOnlyForAVisibleChange) {
   EXPECT_TRUE(replacesAfter(0.03, 0.09));
   EXPECT_TRUE(replacesAfter(0, 0.05));
   EXPECT_GT(qualityOf(0.02), qualityOf(0.03));
-  EXPECT_NEAR(predictedErrorOf(qualityOf(0.07)), 0.07, 1e-12);
 }
 
 }  // namespace

@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <mutex>
+#include <numeric>
 #include <utility>
 
 namespace geoloom::platform {
@@ -10,6 +12,12 @@ namespace {
 
 /// The radius of a hit test as a fraction of the captured image's width.
 constexpr double HIT_RADIUS_SHARE = 1.0 / 80.0;
+/// Rows and columns of the grid of points; a cell is about as large as the radius.
+constexpr std::size_t CELLS = 80;
+
+std::size_t cellAt(double pixels, double extent) {
+  return static_cast<std::size_t>(std::clamp(pixels / std::max(extent, 1.0) * CELLS, 0.0, CELLS - 1.0));
+}
 
 double dot(const simd_float4& axis, double x, double y, double z) {
   return x * static_cast<double>(axis.x) + y * static_cast<double>(axis.y) + z * static_cast<double>(axis.z);
@@ -19,10 +27,10 @@ double dot(const simd_float4& axis, double x, double y, double z) {
 
 /// A feature point in front of the camera, projected into its image.
 struct ARFrame::ProjectedPoint {
-  double x;  ///< pixels
-  double y;
-  double distance;  ///< metres from the camera
-  std::size_t index;
+  double x = 0;  ///< pixels
+  double y = 0;
+  double distance = 0;  ///< metres from the camera
+  std::size_t index = 0;
 
   /// Nearest first; equally near ones in the order of the list.
   friend bool operator<(const ProjectedPoint& a, const ProjectedPoint& b) {
@@ -30,9 +38,12 @@ struct ARFrame::ProjectedPoint {
   }
 };
 
+/// The projected points and a grid over the image. A point outside the image belongs to the nearest cell.
 struct ARFrame::Projection {
   std::once_flag once;
-  std::vector<ProjectedPoint> byX;
+  std::vector<ProjectedPoint> points;
+  std::vector<std::uint32_t> byCell;  ///< indices of the points, cell after cell, row by row
+  std::vector<std::uint32_t> first;   ///< where each cell begins in `byCell`, and the end
 };
 
 ARFrame::ARFrame(std::shared_ptr<CVPixelBuffer> capturedImage, std::shared_ptr<const ARCamera> camera,
@@ -45,10 +56,10 @@ ARFrame::ARFrame(std::shared_ptr<CVPixelBuffer> capturedImage, std::shared_ptr<c
 
 ARFrame::~ARFrame() = default;
 
-std::vector<ARFrame::ProjectedPoint> ARFrame::project() const {
+void ARFrame::project() const {
   const auto& [right, up, back, eye] = camera_->transform().columns;
   const auto& k = camera_->intrinsics().columns;
-  std::vector<ProjectedPoint> points;
+  auto& [once, points, byCell, first] = *projection_;
   points.reserve(rawFeaturePoints_.size());
   for (std::size_t i = 0; i < rawFeaturePoints_.size(); ++i) {
     const simd_float3& point = rawFeaturePoints_[i];
@@ -62,27 +73,40 @@ std::vector<ARFrame::ProjectedPoint> ARFrame::project() const {
     if (depth > 0 && std::isfinite(x) && std::isfinite(y))
       points.push_back({x, y, std::sqrt(dx * dx + dy * dy + dz * dz), i});
   }
-  std::sort(points.begin(), points.end(),
-            [](const ProjectedPoint& a, const ProjectedPoint& b) { return a.x < b.x; });
-  return points;
+  const CGSize size = camera_->imageResolution();
+  const auto cellOf = [&](const ProjectedPoint& p) {
+    return cellAt(p.y, size.height) * CELLS + cellAt(p.x, size.width);
+  };
+  // A counting sort.
+  first.assign(CELLS * CELLS + 1, 0);
+  for (const ProjectedPoint& point : points) ++first[cellOf(point) + 1];
+  std::partial_sum(first.begin(), first.end(), first.begin());
+  byCell.resize(points.size());
+  auto next = first;
+  for (std::uint32_t i = 0; i < points.size(); ++i) byCell[next[cellOf(points[i])]++] = i;
 }
 
 template <class Visit>
 void ARFrame::forEachAround(CGPoint point, const Visit& visit) const {
-  std::call_once(projection_->once, [this] { projection_->byX = project(); });
-  const auto& points = projection_->byX;
+  std::call_once(projection_->once, [this] { project(); });
+  const auto& [once, points, byCell, first] = *projection_;
   const CGSize size = camera_->imageResolution();
   const double radius = size.width * HIT_RADIUS_SHARE;
   // The first pixel's centre is (0, 0), its corner (-0.5, -0.5).
   const double x = point.x * size.width - 0.5;
   const double y = point.y * size.height - 0.5;
+  if (!std::isfinite(x) || !std::isfinite(y)) return;
   const double reach = radius * (1 + 1e-6);  // a margin for rounding
-  auto at = std::lower_bound(points.begin(), points.end(), x - reach,
-                             [](const ProjectedPoint& p, double least) { return p.x < least; });
-  for (; at != points.end() && at->x <= x + reach; ++at) {
-    const double dx = at->x - x;
-    const double dy = at->y - y;
-    if (dx * dx + dy * dy <= radius * radius) visit(*at);
+  const std::size_t left = cellAt(x - reach, size.width);
+  const std::size_t right = cellAt(x + reach, size.width);
+  for (std::size_t row = cellAt(y - reach, size.height); row <= cellAt(y + reach, size.height); ++row) {
+    const std::uint32_t end = first[row * CELLS + right + 1];
+    for (std::uint32_t i = first[row * CELLS + left]; i < end; ++i) {
+      const ProjectedPoint& near = points[byCell[i]];
+      const double dx = near.x - x;
+      const double dy = near.y - y;
+      if (dx * dx + dy * dy <= radius * radius) visit(near);
+    }
   }
 }
 

@@ -44,7 +44,7 @@ class GEOLOOM_EXPORT ARFrame final : public NSObject {
   struct ProjectedPoint;
   struct Projection;
 
-  [[nodiscard]] std::vector<ProjectedPoint> project() const;
+  void project() const;
   template <class Visit>
   void forEachAround(CGPoint point, const Visit& visit) const;
   [[nodiscard]] ARHitTestResult resultOf(const ProjectedPoint& point) const;

@@ -2,8 +2,6 @@
 
 #include <algorithm>
 #include <bit>
-#include <charconv>
-#include <cstdint>
 #include <utility>
 
 #include <simdjson.h>
@@ -20,19 +18,10 @@ bool isDigit(char c) {
   return c >= '0' && c <= '9';
 }
 
-bool fits64Bits(std::string_view integer) {
-  const char* end = integer.data() + integer.size();
-  if (integer.front() == '-') {
-    std::int64_t value = 0;
-    return std::from_chars(integer.data(), end, value).ec == std::errc{};
-  }
-  std::uint64_t value = 0;
-  return std::from_chars(integer.data(), end, value).ec == std::errc{};
-}
-
-/// The same text with every integer that 64 bits do not hold written with an exponent, so that the parser
-/// reads it as a floating-point number.
+/// The same text with an exponent after every integer that 64 bits may not hold, so that the parser reads it
+/// as a floating-point number.
 std::string withLongIntegersAsFloats(std::string_view text) {
+  constexpr std::size_t SAFE_LENGTH = 18;
   std::string result;
   result.reserve(text.size() + 16);
   bool inString = false;
@@ -51,10 +40,9 @@ std::string withLongIntegersAsFloats(std::string_view text) {
     }
     std::size_t end = at + 1;
     while (end < text.size() && isDigit(text[end])) ++end;
-    const std::string_view integer = text.substr(at, end - at);
     const std::size_t tokenEnd = std::min(text.find_first_not_of("0123456789+-.eE", end), text.size());
     result.append(text.substr(at, tokenEnd - at));
-    if (end == tokenEnd && !fits64Bits(integer)) result.append("e0");
+    if (end == tokenEnd && end - at > SAFE_LENGTH) result.append("e0");
     at = tokenEnd;
   }
   return result;
