@@ -95,13 +95,13 @@ void CloudAPI::listNearbyMaps(const NearbyRequest& request,
 
 void CloudAPI::requestSceneLocalization(const std::string& mappingSessionID,
                                         const std::string& localizationSessionID,
-                                        float featureMatchDistanceMeters, std::function<void()> answered) {
+                                        float featureMatchDistanceMeters, JSONCallback answered) {
   send(sceneUnderstandingAddress_,
        sceneLocalizationBody(mappingSessionID, localizationSessionID, featureMatchDistanceMeters),
        SCENE_LOCALIZATION_TIMEOUT, [answered = std::move(answered)](const std::optional<JSON>& answer) {
          if (!answer) return;
          Console::print("result");
-         if (answered) answered();
+         if (answered) answered(*answer);
        });
 }
 

@@ -68,7 +68,7 @@ class CloudAPI : public platform::NSObject {
   /// Starts the localization by objects. Prints the console line "result" when the answer arrives, then calls
   /// `answered`; neither happens if the request fails.
   void requestSceneLocalization(const std::string& mappingSessionID, const std::string& localizationSessionID,
-                                float featureMatchDistanceMeters, std::function<void()> answered = {});
+                                float featureMatchDistanceMeters, JSONCallback answered = {});
 
   /// Sends one usage event and returns at once. Does nothing if no metrics client is registered.
   void sendMetric(const std::string& eventName, const std::string& developerKey) const;

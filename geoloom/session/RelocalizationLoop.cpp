@@ -87,9 +87,11 @@ void RelocalizationLoop::localizeByObjects() {
                  ". Mapping session id: " + base::text(mapUUID) +
                  ", localitzation session id: " + *localizationSessionUUID);
   session_.observer->localizationAsked();
-  session_.cloudAPI->requestSceneLocalization(
-      *mapUUID, *localizationSessionUUID, session_.configuration->featureMatchDistanceMeters,
-      [observer = session_.observer] { observer->localizationAnswered(); });
+  session_.cloudAPI->requestSceneLocalization(*mapUUID, *localizationSessionUUID,
+                                              session_.configuration->featureMatchDistanceMeters,
+                                              [observer = session_.observer](const platform::JSON& answer) {
+                                                observer->localizationAnswered(answer);
+                                              });
 }
 
 void RelocalizationLoop::noticeWaiting() {

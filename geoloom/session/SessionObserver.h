@@ -16,7 +16,8 @@ namespace geoloom {
 class SSDObjectDetector;
 namespace platform {
 class ARFrame;
-}
+class JSON;
+}  // namespace platform
 
 /// Sees the steps of a session, for the tools and tests of this repository. Not installed.
 ///
@@ -64,7 +65,7 @@ class SessionObserver {
   /// On the asset queue: a localization by objects is requested.
   virtual void localizationAsked() {}
   /// On the main queue: the answer to such a request. Not called if the request fails.
-  virtual void localizationAnswered() {}
+  virtual void localizationAnswered(const platform::JSON& /*answer*/) {}
 
   /// On the asset queue: a scan found a new transform.
   virtual void transformFound(const MapTransform& /*transform*/) {}

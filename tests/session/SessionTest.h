@@ -51,7 +51,9 @@ class SessionWatch final : public SessionObserver {
   void rowSaved() override { events.add("row saved"); }
   void rowFailed(const std::string& reason) override { events.add("row failed: " + reason); }
   void localizationAsked() override { events.add("localization asked"); }
-  void localizationAnswered() override { events.add("localization answered"); }
+  void localizationAnswered(const platform::JSON& /*answer*/) override {
+    events.add("localization answered");
+  }
   void transformFound(const MapTransform& /*transform*/) override { events.add("transform"); }
   void assetsMoved(const std::vector<std::shared_ptr<MapAsset>>& /*assets*/) override {
     assetThread = std::this_thread::get_id();

@@ -11,6 +11,7 @@
 #include "tests/support/TemporaryDirectory.h"
 #include "tools/commands/Commands.h"
 #include "tools/commands/JSONFile.h"
+#include "tools/replay/LocalizationAnswer.h"
 #include "tools/replay/Placements.h"
 #include "tools/replay/ServiceOptions.h"
 #include "tools/replay/Trace.h"
@@ -50,6 +51,14 @@ Trace someTrace() {
   trace.placed = {{"lamp", {1, 2, 3}, 0.5F, -1}};
   trace.relocalized = {{0.1, {}},
                        {0.2, {{"lamp", {1, 2, 3}, 0.5F, 0.5F}}, TracedTransform{{0.1F, 0, -2}, 3}}};
+  trace.localizations = {{.time = 1, .reason = "too few objects", .objects = {"dog"}},
+                         {.time = 2,
+                          .reason = "accepted",
+                          .matchCount = 3,
+                          .predictedErrorMeters = 0.02,
+                          .runnerUp = -7.5,
+                          .moved = {"chair"},
+                          .missing = {"cup"}}};
   trace.stages = {{"vision", {3, 1, 2}}};
   return trace;
 }
@@ -65,7 +74,30 @@ TEST(Trace, SurvivesARoundTrip) {
   EXPECT_EQ(written["summary"]["gated"], 1);
   EXPECT_EQ(written["summary"]["analysed"], 1);
   EXPECT_EQ(written["summary"]["dropped"], 1);
+  EXPECT_EQ(predictedErrorOf(*read), 0.02);
   EXPECT_EQ(read->batches[0].objects[0].confidence, 0.1F);  // bit for bit
+}
+
+TEST(LocalizationAnswer, IsOnePlainLine) {
+  const std::pair<const char*, const char*> cases[] = {
+      {R"({"reason": "accepted", "match_count": 5, "predicted_error_meters": 0.018})",
+       "localized: 5 objects, about 2 cm"},
+      {R"({"reason": "accepted", "match_count": 1, "predicted_error_meters": 0.1, "moved": ["chair"]})",
+       "localized: 1 object, about 10 cm; moved: chair"},
+      {R"({"reason": "too few objects", "objects": []})",
+       "not yet: sees nothing it can name, too little to tell the place by"},
+      {R"({"reason": "could be elsewhere too", "objects": ["chair", "oven", "chair"]})",
+       "not yet: sees 2 chairs and an oven, which fits another place of this map nearly as well"},
+      {R"({"reason": "objects expected here are missing", "objects": ["cup"], "missing": ["bed", "cat"]})",
+       "not yet: sees a cup, but not the map's bed, cat"},
+      {R"({"reason": "predicted error too large", "objects": ["cup"], "predicted_error_meters": 1.26})",
+       "not yet: sees a cup, which leaves the assets uncertain by about 1.3 m"},
+      {R"({"reason": "a new one", "objects": ["cup"], "match_count": -1e300})",
+       "not yet: sees a cup (a new one)"},
+  };
+  for (const auto& [answer, line] : cases)
+    EXPECT_EQ(sentenceOf(*readLocalization(*platform::JSON::parse(answer))), line);
+  EXPECT_FALSE(readLocalization(*platform::JSON::parse("[]")));
 }
 
 TEST(Trace, NamesFaultsOfAFile) {

@@ -90,6 +90,10 @@ void compare(const Options& options, const Trace& localization, const Placements
   for (const std::string& line : tableOf(errors)) say(line);
   const double median = medianOf(errors);
   if (std::isfinite(median)) say(fmt::format("median error: {:.3f} m", median));
+  if (const auto predicted = predictedErrorOf(localization))
+    say(fmt::format("predicted error: {:.3f} m", *predicted));
+  if (!localization.relocalized.empty())
+    say(fmt::format("first assets: {:.1f} s into the walk", localization.relocalized.front().time));
   const bool isAnyFound =
       std::any_of(errors.begin(), errors.end(), [](const AssetError& e) { return e.found.has_value(); });
   if (isAnyFound && median <= options.maximumError) return;

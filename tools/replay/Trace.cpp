@@ -50,6 +50,14 @@ ordered_json relocalized(const TracedAssets& list) {
   return json;
 }
 
+ordered_json localization(const TracedLocalization& l) {
+  ordered_json json{{"time", l.time},       {"reason", l.reason}, {"matchCount", l.matchCount},
+                    {"objects", l.objects}, {"moved", l.moved},   {"missing", l.missing}};
+  if (l.predictedErrorMeters) json["predictedErrorMeters"] = *l.predictedErrorMeters;
+  if (l.runnerUp) json["runnerUp"] = *l.runnerUp;
+  return json;
+}
+
 ordered_json objects(const std::vector<TracedObject>& values) {
   return list(values, [](const TracedObject& o) {
     return ordered_json{
@@ -109,6 +117,26 @@ std::optional<TracedTransform> readTransform(const JSONMember& member) {
   return TracedTransform{{n[0], n[1], n[2]}, n[3]};
 }
 
+std::vector<std::string> readTexts(const JSONMember& member) {
+  std::vector<std::string> texts;
+  for (const JSONMember& text : member.list()) texts.push_back(text.string());
+  return texts;
+}
+
+TracedLocalization readLocalization(const JSONMember& l) {
+  const auto number = [](const JSONMember& member) {
+    return member.isPresent() ? std::optional(member.number()) : std::nullopt;
+  };
+  return {.time = l["time"].number(),
+          .reason = l["reason"].string(),
+          .matchCount = count(l["matchCount"]),
+          .predictedErrorMeters = number(l["predictedErrorMeters"]),
+          .runnerUp = number(l["runnerUp"]),
+          .objects = readTexts(l["objects"]),
+          .moved = readTexts(l["moved"]),
+          .missing = readTexts(l["missing"])};
+}
+
 TracedRecording readRecording(const JSONMember& r) {
   TracedRecording recording{r["path"].string(), count(r["frames"]), {}};
   const std::vector<float> m = numbers(r["sessionFromRecording"], 16);
@@ -162,6 +190,11 @@ Trace read(const JSONMember& json) {
   trace.placed = readAssets(json["placed"]);
   for (const JSONMember& l : json["relocalized"].list()) {
     trace.relocalized.push_back({l["time"].number(), readAssets(l["assets"]), readTransform(l["transform"])});
+  }
+  // Earlier versions have none.
+  if (json["localizations"].isPresent()) {
+    for (const JSONMember& l : json["localizations"].list())
+      trace.localizations.push_back(readLocalization(l));
   }
   return trace;
 }
@@ -225,6 +258,7 @@ ordered_json toJSON(const Trace& trace) {
   });
   json["placed"] = assets(trace.placed);
   json["relocalized"] = list(trace.relocalized, relocalized);
+  json["localizations"] = list(trace.localizations, localization);
   json["summary"] = summary(trace);
   return json;
 }

@@ -73,6 +73,18 @@ struct TracedAssets {
   std::optional<TracedTransform> transform = {};  ///< absent in traces of earlier versions
 };
 
+/// The service's answer to a request to localize the session.
+struct TracedLocalization {
+  double time = 0;
+  std::string reason;          ///< "accepted", or why the session is not localized
+  std::size_t matchCount = 0;  ///< paired objects
+  std::optional<double> predictedErrorMeters = {};
+  std::optional<double> runnerUp = {};    ///< evidence of the second-best pose less that of the best
+  std::vector<std::string> objects = {};  ///< what the session sees
+  std::vector<std::string> moved = {};
+  std::vector<std::string> missing = {};
+};
+
 struct TracedStatus {
   double time = 0;
   std::string name;
@@ -100,6 +112,7 @@ struct Trace {
   std::vector<TracedTrack> tracks;
   std::vector<TracedAsset> placed;
   std::vector<TracedAssets> relocalized;
+  std::vector<TracedLocalization> localizations;
   std::size_t unreadable = 0;  ///< frames of the recordings that could not be offered
   std::size_t saved = 0;       ///< rows
   std::size_t notSaved = 0;

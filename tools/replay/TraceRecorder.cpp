@@ -7,6 +7,7 @@
 
 #include "geoloom/SceneUnderstanding/track/SemanticNetwork.h"
 
+#include "tools/replay/LocalizationAnswer.h"
 #include "tools/terminal/Terminal.h"
 
 namespace geoloom::tools {
@@ -177,8 +178,15 @@ void TraceRecorder::localizationAsked() {
   edit([](Trace&, Progress& progress) { ++progress.localizationsAsked; });
 }
 
-void TraceRecorder::localizationAnswered() {
-  edit([](Trace&, Progress& progress) { ++progress.localizationsAnswered; });
+void TraceRecorder::localizationAnswered(const platform::JSON& answer) {
+  auto localization = readLocalization(answer);
+  if (localization) sayUnlessFinished(sentenceOf(*localization));
+  edit([&](Trace& trace, Progress& progress) {
+    ++progress.localizationsAnswered;
+    if (!localization) return;
+    localization->time = time_;
+    trace.localizations.push_back(*std::move(localization));
+  });
 }
 
 void TraceRecorder::transformFound(const MapTransform& transform) {

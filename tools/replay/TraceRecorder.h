@@ -75,7 +75,7 @@ class TraceRecorder final : public SessionObserver {
   void rowSaved() override;
   void rowFailed(const std::string& reason) override;
   void localizationAsked() override;
-  void localizationAnswered() override;
+  void localizationAnswered(const platform::JSON& answer) override;
   void transformFound(const MapTransform& transform) override;
   void assetsMoved(const std::vector<std::shared_ptr<MapAsset>>& assets) override;
   void tickEnded() override;

@@ -48,6 +48,7 @@ struct Plan {
   std::vector<Named> localizationTracks;
   std::vector<Named> placed;
   std::vector<Named> relocalized;
+  double predictedError = 0;  ///< metres, of the relocalized assets; 0 if it is not known
   std::vector<Named> truth;
 };
 
@@ -98,6 +99,7 @@ Plan planOf(const Trace& mapping, const Trace& localization, const std::optional
   if (!toMap) return plan;
   plan.localizationWalk = walkOf(localization, *toMap);
   plan.relocalized = pointsOf(localization.relocalized.back().assets, *toMap);
+  plan.predictedError = predictedErrorOf(localization).value_or(0);
   if (tracked) plan.localizationTracks = tracksOf(localization, *toMap);
   if (truth) {
     for (const Placement& asset : trueAssetsInMap(localization, *truth))
@@ -205,6 +207,8 @@ void drawLegend(Drawing& drawing, bool isLocalized) {
   drawing.text({256, 76}, "where it came back", localizationInk);
   drawing.ring({459, 70}, 11, truthInk);
   drawing.text({480, 76}, "where it truly is", truthInk);
+  drawing.ring({659, 70}, 8, localizationInk, 1);
+  drawing.text({676, 76}, "predicted error", localizationInk);
 }
 
 }  // namespace
@@ -226,6 +230,15 @@ std::optional<GroundMotion> mapFromSession(const Trace& localization) {
   return GroundMotion{static_cast<double>(t.theta), static_cast<double>(t.translation.x),
                       static_cast<double>(t.translation.z)}
       .inverse();
+}
+
+std::optional<double> predictedErrorOf(const Trace& localization) {
+  if (localization.relocalized.empty()) return std::nullopt;
+  std::optional<double> metres;
+  for (const TracedLocalization& answer : localization.localizations) {
+    if (answer.reason == "accepted") metres = answer.predictedErrorMeters;
+  }
+  return metres;
 }
 
 std::vector<Placement> trueAssetsInMap(const Trace& localization, const Placements& truth) {
@@ -254,7 +267,12 @@ platform::PNGImage topDownPlot(const Trace& mapping, const Trace& localization,
     drawing.label(scale.at(asset.corners[0]), asset.name, assetInk);
   }
   for (const Named& asset : plan.truth) drawing.ring(scale.at(asset.corners[0]), 11, truthInk);
-  for (const Named& asset : plan.relocalized) drawing.cross(scale.at(asset.corners[0]), 7, localizationInk);
+  for (const Named& asset : plan.relocalized) {
+    drawing.cross(scale.at(asset.corners[0]), 7, localizationInk);
+    if (plan.predictedError > 0)
+      drawing.ring(scale.at(asset.corners[0]), plan.predictedError * scale.pixelsPerMetre(), localizationInk,
+                   1);
+  }
   drawTracks(drawing, scale, plan.mappingTracks, mappingInk);
   drawTracks(drawing, scale, plan.localizationTracks, localizationInk);
   drawLegend(drawing, mapFromSession(localization).has_value());

@@ -24,13 +24,18 @@ struct GroundMotion {
 /// From the localization session's coordinates to the map's; nothing without a transform.
 [[nodiscard]] std::optional<GroundMotion> mapFromSession(const Trace& localization);
 
+/// The error that the service predicted for the assets in its last answer, metres; nothing if it did not, or
+/// without relocalized assets.
+[[nodiscard]] std::optional<double> predictedErrorOf(const Trace& localization);
+
 /// Where the assets truly are, in the map's coordinates: `truth` is given in those of the localization's
 /// recording, as for errorsOf. Nothing without a transform.
 [[nodiscard]] std::vector<Placement> trueAssetsInMap(const Trace& localization, const Placements& truth);
 
 /// The room from above in the map's coordinates, x to the right, z down: both walks, the assets as placed and
-/// where they came back and, if known, as they really are; walls and furniture if a truth.json beside the
-/// mapping's recording tells them (docs/rooms.md). With `tracked`, also the boxes of well-seen objects.
+/// where they came back, with the predicted error as a ring, and, if known, as they really are; walls and
+/// furniture if a truth.json beside the mapping's recording tells them (docs/rooms.md). With `tracked`, also
+/// the boxes of well-seen objects.
 [[nodiscard]] platform::PNGImage topDownPlot(const Trace& mapping, const Trace& localization,
                                              const std::optional<Placements>& truth, bool tracked);
 
