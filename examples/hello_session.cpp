@@ -67,8 +67,6 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "usage: hello_session SERVICE DEVELOPER_KEY MAP [map|localize]\n");
     return 2;
   }
-  std::string service = argv[1];
-  while (service.ends_with('/')) service.pop_back();
   const bool localizes = argc > 4 && std::string_view(argv[4]) == "localize";
   std::setvbuf(stdout, nullptr, _IOLBF, 0);
 
@@ -76,11 +74,7 @@ int main(int argc, char** argv) {
   platform::Console::setSink([](std::string_view line) {
     std::fprintf(stderr, "%.*s\n", static_cast<int>(line.size()), line.data());
   });
-  ServiceEndpoints::setCurrent({.production = service + "/prod/maps",
-                                .beta = service + "/beta/maps",
-                                .sceneUnderstanding = service + "/dev/scene-understanding/localize",
-                                .tables = service,
-                                .metrics = service});
+  ServiceEndpoints::setCurrent(ServiceEndpoints::withService(argv[1]));
 
   // Objects with a confidence of at least 0.6 are shared with the service, and objects within half a metre of
   // each other count as the same.

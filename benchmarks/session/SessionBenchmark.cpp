@@ -73,11 +73,7 @@ void openSessions(std::int64_t count, const std::string& service) {
   platform::FileManager::setDocumentsDirectory(folder);
   platform::FileManager::setStateDirectory(folder);
   platform::LibraryBundle::setPathForResource("feature_model", "mlmodelc", GEOLOOM_MODEL);
-  ServiceEndpoints::setCurrent({.production = service + "/prod/maps",
-                                .beta = service + "/beta/maps",
-                                .sceneUnderstanding = service + "/dev/scene-understanding/localize",
-                                .tables = service + "/",
-                                .metrics = service + "/"});
+  ServiceEndpoints::setCurrent(ServiceEndpoints::withService(service));
   for (std::int64_t i = 0; i < count; ++i)
     static_cast<void>(MapSession::create(std::make_shared<platform::ARSession>(), MapMode::mapping, "u", "m",
                                          "k", 812, 375,

@@ -84,6 +84,7 @@ int main(int argc, char** argv) {
     runLoopFor(wait > 0 ? wait : 0);
     [framePool release];
   }
+  for (NSString* line in recording.problems) fprintf(stderr, "%s\n", [line UTF8String]);
   runLoopFor(isMapping ? 2 : 20);
   [pool release];
   return 0;

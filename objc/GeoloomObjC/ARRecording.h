@@ -19,6 +19,9 @@ struct GeoloomNative;
 
 @property(nonatomic, readonly) NSUInteger frameCount;
 
+/// What was skipped so far and what looks like a mistake in the recording: strings, one line each.
+@property(nonatomic, readonly) NSArray* problems;
+
 /// Seconds; never decreases from frame to frame. NaN for a frame that does not exist.
 - (NSTimeInterval)timestampOfFrame:(NSUInteger)index;
 

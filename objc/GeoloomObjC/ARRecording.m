@@ -19,6 +19,11 @@ GEOLOOM_REFUSES_INIT(@"use recordingWithFolder:")
   return geoloomRecordingFrameCount(native_);
 }
 
+- (NSArray*)problems {
+  NSString* lines = GeoloomStringOf(geoloomRecordingProblems(native_));
+  return [lines length] == 0 ? [NSArray array] : [lines componentsSeparatedByString:@"\n"];
+}
+
 - (NSTimeInterval)timestampOfFrame:(NSUInteger)index {
   return geoloomRecordingTimestamp(native_, index);
 }

@@ -11,26 +11,25 @@
 @synthesize tables = tables_;
 @synthesize metrics = metrics_;
 
-+ (instancetype)endpointsWithService:(NSString*)address {
-  while ([address hasSuffix:@"/"]) address = [address substringToIndex:[address length] - 1];
-  ServiceEndpoints* endpoints = [[self new] autorelease];
-  [endpoints setProduction:[address stringByAppendingString:@"/prod/maps"]];
-  [endpoints setBeta:[address stringByAppendingString:@"/beta/maps"]];
-  [endpoints setSceneUnderstanding:[address stringByAppendingString:@"/dev/scene-understanding/localize"]];
-  [endpoints setTables:address];
-  [endpoints setMetrics:address];
+static ServiceEndpoints* endpointsOf(GeoloomEndpoints values) {
+  ServiceEndpoints* endpoints = [[ServiceEndpoints new] autorelease];
+  [endpoints setProduction:GeoloomStringOf(values.production)];
+  [endpoints setBeta:GeoloomStringOf(values.beta)];
+  [endpoints setSceneUnderstanding:GeoloomStringOf(values.sceneUnderstanding)];
+  [endpoints setTables:GeoloomStringOf(values.tables)];
+  [endpoints setMetrics:GeoloomStringOf(values.metrics)];
   return endpoints;
 }
 
++ (instancetype)endpointsWithService:(NSString*)address {
+  NSAutoreleasePool* pool = [NSAutoreleasePool new];
+  ServiceEndpoints* endpoints = [endpointsOf(geoloomEndpointsWithService(GeoloomTextOf(address))) retain];
+  [pool release];
+  return [endpoints autorelease];
+}
+
 + (ServiceEndpoints*)current {
-  const GeoloomEndpoints current = geoloomCurrentEndpoints();
-  ServiceEndpoints* endpoints = [[self new] autorelease];
-  [endpoints setProduction:GeoloomStringOf(current.production)];
-  [endpoints setBeta:GeoloomStringOf(current.beta)];
-  [endpoints setSceneUnderstanding:GeoloomStringOf(current.sceneUnderstanding)];
-  [endpoints setTables:GeoloomStringOf(current.tables)];
-  [endpoints setMetrics:GeoloomStringOf(current.metrics)];
-  return endpoints;
+  return endpointsOf(geoloomCurrentEndpoints());
 }
 
 + (void)setCurrent:(ServiceEndpoints*)endpoints {

@@ -1,6 +1,7 @@
 #include "objc/bridge/Recording.h"
 
 #include <memory>
+#include <string>
 #include <utility>
 
 #include "geoloom/platform/ar/ARFrame.h"
@@ -34,6 +35,14 @@ GeoloomNative* geoloomRecordingOpen(GeoloomText folder) {
 
 size_t geoloomRecordingFrameCount(const GeoloomNative* native) {
   return with<Recording>(native, "frameCount", [](const auto& held) { return held.recording->frameCount(); });
+}
+
+GeoloomText geoloomRecordingProblems(const GeoloomNative* native) {
+  return with<Recording>(native, "problems", [](const auto& held) {
+    std::string lines;
+    for (const std::string& line : held.recording->problems()) lines += (lines.empty() ? "" : "\n") + line;
+    return bridge::copied(lines);
+  });
 }
 
 double geoloomRecordingTimestamp(const GeoloomNative* native, size_t index) {

@@ -11,6 +11,8 @@ extern "C" {
 /// NULL, after a line in the system log with the reason, for a folder that is not a recording.
 GeoloomNative* geoloomRecordingOpen(GeoloomText folder);
 size_t geoloomRecordingFrameCount(const GeoloomNative* recording);
+/// A line each; the text is the receiver's.
+GeoloomText geoloomRecordingProblems(const GeoloomNative* recording);
 /// NaN for a frame that does not exist.
 double geoloomRecordingTimestamp(const GeoloomNative* recording, size_t index);
 /// NULL for a frame that does not exist or cannot be read.

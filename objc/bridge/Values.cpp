@@ -123,15 +123,21 @@ void geoloomSetRetrieveAssetsInterval(long value) {
   MapSessionSettings::RETRIEVE_ASSETS_INTERVAL = value;
 }
 
+static GeoloomEndpoints valuesOf(const ServiceEndpoints& endpoints) {
+  return {.production = copied(endpoints.production),
+          .beta = copied(endpoints.beta),
+          .sceneUnderstanding = copied(endpoints.sceneUnderstanding),
+          .tables = copied(endpoints.tables),
+          .metrics = copied(endpoints.metrics)};
+}
+
 GeoloomEndpoints geoloomCurrentEndpoints(void) {
-  return guarded("ServiceEndpoints", [] {
-    const auto endpoints = ServiceEndpoints::current();
-    return GeoloomEndpoints{.production = copied(endpoints.production),
-                            .beta = copied(endpoints.beta),
-                            .sceneUnderstanding = copied(endpoints.sceneUnderstanding),
-                            .tables = copied(endpoints.tables),
-                            .metrics = copied(endpoints.metrics)};
-  });
+  return guarded("ServiceEndpoints", [] { return valuesOf(ServiceEndpoints::current()); });
+}
+
+GeoloomEndpoints geoloomEndpointsWithService(GeoloomText address) {
+  return guarded("ServiceEndpoints",
+                 [&] { return valuesOf(ServiceEndpoints::withService(bridge::string(address))); });
 }
 
 void geoloomSetCurrentEndpoints(GeoloomEndpoints endpoints) {

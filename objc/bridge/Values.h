@@ -65,6 +65,7 @@ typedef struct {
 
 /// The texts are the receiver's.
 GeoloomEndpoints geoloomCurrentEndpoints(void);
+GeoloomEndpoints geoloomEndpointsWithService(GeoloomText address);
 void geoloomSetCurrentEndpoints(GeoloomEndpoints endpoints);
 
 #ifdef __cplusplus

@@ -45,7 +45,7 @@ static const Face FACES[] = {
     {"ARFrame", "NSObject", {"timestamp"}, {NULL}},
     {"ARRecording",
      "NSObject",
-     {"frameCount", "timestampOfFrame:", "frameAtIndex:"},
+     {"frameCount", "problems", "timestampOfFrame:", "frameAtIndex:"},
      {"recordingWithFolder:"}},
     {"UIView", "NSObject", {"init", "initWithFrame:", "frame", "layer"}, {NULL}},
     {"ARSCNView", "UIView", {"init", "session", "setSession:", "scene"}, {NULL}}};

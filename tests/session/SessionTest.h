@@ -87,11 +87,7 @@ class SessionTest : public ::testing::Test {
     platform::FileManager::setDocumentsDirectory(directory.path() / "documents");
     platform::FileManager::setStateDirectory(directory.path() / "state");
     platform::Clock::install(clock);
-    ServiceEndpoints::setCurrent({.production = service->url("/prod/maps"),
-                                  .beta = service->url("/beta/maps"),
-                                  .sceneUnderstanding = service->url("/dev/scene-understanding/localize"),
-                                  .tables = service->url(),
-                                  .metrics = service->url()});
+    ServiceEndpoints::setCurrent(ServiceEndpoints::withService(service->url()));
     SessionObserver::install(lastWatch);
     answer("/prod/maps/create_map", R"({"uuid": "M1"})");
     answer("/prod/maps/create_localization_session", R"({"session_uuid": "L1", "map_uuid": "M1"})");

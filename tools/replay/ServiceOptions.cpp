@@ -101,15 +101,13 @@ void addSessionOptions(CLI::App& command, ServiceOptions& options) {
 }
 
 ServiceEndpoints endpointsOf(const ServiceOptions& options) {
-  std::string base = options.service;
-  while (base.ends_with('/')) base.pop_back();
-  const auto either = [&](const std::string& given, const char* path) {
-    return given.empty() && !base.empty() ? base + path : given;
-  };
-  const ServiceEndpoints& e = options.endpoints;
-  return {either(e.production, "/prod/maps"), either(e.beta, "/beta/maps"),
-          either(e.sceneUnderstanding, "/dev/scene-understanding/localize"), either(e.tables, "/"),
-          either(e.metrics, "/")};
+  ServiceEndpoints endpoints =
+      options.service.empty() ? ServiceEndpoints{} : ServiceEndpoints::withService(options.service);
+  for (const auto field :
+       {&ServiceEndpoints::production, &ServiceEndpoints::beta, &ServiceEndpoints::sceneUnderstanding,
+        &ServiceEndpoints::tables, &ServiceEndpoints::metrics})
+    if (!(options.endpoints.*field).empty()) endpoints.*field = options.endpoints.*field;
+  return endpoints;
 }
 
 std::optional<GivenLocation> parseLocation(const std::string& text) {

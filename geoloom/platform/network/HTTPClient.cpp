@@ -148,8 +148,12 @@ Easy makeHandle(Transfer& transfer, std::chrono::milliseconds timeLeft) {
 
 std::string reasonOf(const Transfer& transfer, CURLcode code) {
   if (!transfer.reason.empty()) return transfer.reason;
-  // This is how libcurl 7.88 reports a header line of more than 100 KiB.
-  if (code == CURLE_OUT_OF_MEMORY && transfer.sent) return "A header of the answer is too long";
+  // libcurl 7.88 reports a header line of more than 100 KiB as "Out of memory", and 300 KiB in all as an
+  // error of receiving.
+  long headers = 0;
+  curl_easy_getinfo(transfer.easy.get(), CURLINFO_HEADER_SIZE, &headers);
+  if ((code == CURLE_OUT_OF_MEMORY && transfer.sent) || headers > 100 * 1024)
+    return "The headers of the answer are too long";
   return transfer.detail[0] != '\0' ? transfer.detail.data() : curl_easy_strerror(code);
 }
 

@@ -21,6 +21,15 @@ base::AtomicValue<ServiceEndpoints>& shared() {
 
 }  // namespace
 
+ServiceEndpoints ServiceEndpoints::withService(std::string address) {
+  while (address.ends_with('/')) address.pop_back();
+  return {.production = address + "/prod/maps",
+          .beta = address + "/beta/maps",
+          .sceneUnderstanding = address + "/dev/scene-understanding/localize",
+          .tables = address,
+          .metrics = address};
+}
+
 ServiceEndpoints ServiceEndpoints::current() {
   return shared().load();
 }

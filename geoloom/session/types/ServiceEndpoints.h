@@ -21,6 +21,9 @@ struct GEOLOOM_EXPORT ServiceEndpoints {
   /// Address of the metrics service: "https://<host>".
   std::string metrics;
 
+  /// All services at one address, with or without a trailing slash, as geoloom-localcloud serves them.
+  [[nodiscard]] static ServiceEndpoints withService(std::string address);
+
   /// The endpoints set last, else those of the build's configuration (GEOLOOM_PRODUCTION_URL and so on). May
   /// be called from any thread.
   [[nodiscard]] static ServiceEndpoints current();

@@ -238,11 +238,12 @@ INSTANTIATE_TEST_SUITE_P(
         Failure{"TooLong", flood(head("Transfer-Encoding: chunked\r\n"), chunk(1 << 20)),
                 "longer than 64 MiB"},
         Failure{"EndlessHeaders", flood("HTTP/1.1 200 OK\r\n", "X-A: " + std::string(1000, 'a') + "\r\n"),
-                "headers"},
+                "headers of the answer are too long"},
         Failure{"LongHeader", FakeAnswer::bytes(head("X-A: " + std::string(400'000, 'a') + "\r\n")),
-                "A header of the answer is too long"},
+                "headers of the answer are too long"},
         Failure{"EndlessContinues",
-                flood("", "HTTP/1.1 100 Continue\r\nX: " + std::string(1000, 'a') + "\r\n\r\n"), "headers"}),
+                flood("", "HTTP/1.1 100 Continue\r\nX: " + std::string(1000, 'a') + "\r\n\r\n"),
+                "headers of the answer are too long"}),
     [](const auto& suite) { return suite.param.name; });
 
 TEST(HTTPClient, CountsTheDeadlineFromTheCall) {
