@@ -17,6 +17,7 @@
 #include "tools/replay/Trace.h"
 #include "tools/report/Drawing.h"
 #include "tools/report/Errors.h"
+#include "tools/report/InspectedMap.h"
 #include "tools/report/TopDownPlot.h"
 #include "tools/report/Tracking.h"
 
@@ -96,8 +97,29 @@ TEST(LocalizationAnswer, IsOnePlainLine) {
        "not yet: sees a cup (a new one)"},
   };
   for (const auto& [answer, line] : cases)
-    EXPECT_EQ(sentenceOf(*readLocalization(*platform::JSON::parse(answer))), line);
+    EXPECT_EQ(sentenceOf(*readLocalization(*platform::JSON::parse(answer)), false), line);
+  EXPECT_EQ(sentenceOf({.reason = "poor fit", .objects = {"cup"}}, true),
+            "last answer kept: sees a cup, but not at the distances of the map");
   EXPECT_FALSE(readLocalization(*platform::JSON::parse("[]")));
+}
+
+TEST(InspectedMap, TellsWhetherToScanOn) {
+  const std::string object =
+      R"({"objects": [{"name": "cup", "sightings": 9, "x": 1, "y": 2, "z": 3, "spread_meters": 0.02, "ambiguous": true}],
+      "assets": [{"id": "lamp", "x": 1, "z": 2}], )";
+  const auto lines = [&](const char* rest) {
+    const auto map = readInspectedMap(*platform::JSON::parse(object + rest), "service");
+    return map ? linesOf(*map) : std::vector{map.failure().message};
+  };
+  const auto good =
+      lines(R"("reason": "accepted", "predicted_error_meters": 0.04, "smallest_set": ["cup", "bed"]})");
+  ASSERT_EQ(good.size(), 3U);
+  EXPECT_THAT(good[1], HasSubstr("2.0 cm  ambiguous"));
+  EXPECT_EQ(good[2],
+            "1 object, 1 asset: sessions can be localized, expected error 4 cm; enough to see: cup, bed");
+  EXPECT_EQ(lines(R"("reason": "too few objects", "predicted_error_meters": null, "smallest_set": []})")[2],
+            "1 object, 1 asset: sessions cannot be localized yet (too few objects); scan on");
+  EXPECT_THAT(lines(R"("reason": 1})"), ElementsAre("service: reason must be a text"));
 }
 
 TEST(Trace, NamesFaultsOfAFile) {

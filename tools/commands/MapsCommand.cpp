@@ -9,12 +9,14 @@
 #include "geoloom/cloud/CloudBodies.h"
 #include "geoloom/platform/aws/DeveloperKey.h"
 #include "geoloom/platform/foundation/Bundle.h"
+#include "geoloom/platform/imaging/PNG.h"
 
 #include "tools/commands/Commands.h"
 #include "tools/commands/JSONFile.h"
 #include "tools/commands/Numbers.h"
 #include "tools/replay/MappingClient.h"
 #include "tools/replay/ServiceOptions.h"
+#include "tools/report/InspectedMap.h"
 #include "tools/terminal/Terminal.h"
 
 namespace geoloom::tools {
@@ -28,6 +30,12 @@ struct Options {
   double longitude = 0;
   double span = 0.1;
   std::string of;
+};
+
+struct InspectOptions {
+  ServiceOptions service;
+  std::string map;
+  std::string picture;
 };
 
 nlohmann::ordered_json toJSON(const Map& map) {
@@ -88,6 +96,38 @@ void listNear(Options& options) {
   file.write(list);
 }
 
+void inspectMap(InspectOptions& options) {
+  apply(options.service);
+  JSONFile file(options.service.json);
+  const CloudAPI api(options.service.beta);
+  const nlohmann::json body = {{"app_id", platform::Bundle::mainBundleIdentifier()},
+                               {"developer_key", platform::DeveloperKey::hash(options.service.developerKey)},
+                               {"map_id", options.map},
+                               {"feature_match_distance_meters", options.service.matchDistance}};
+  const auto answer = askMappingService(api.address, "/inspect_map", body.dump());
+  if (!answer) throw CommandError(ExitCode::service, answer.failure().message);
+  if (const auto refusal = answer->json["errorMessage"])
+    throw CommandError(ExitCode::service, fmt::format("{}: {}", api.address, refusal->stringValue()));
+  const auto map = readInspectedMap(answer->json, api.address);
+  if (!map) throw CommandError(ExitCode::service, map.failure().message);
+  for (const std::string& line : linesOf(*map)) say(line);
+  if (!options.picture.empty()) {
+    if (const auto failure = platform::writePNG(options.picture, planOf(*map)))
+      throw CommandError(ExitCode::badInput, failure->message);
+  }
+  file.write(nlohmann::ordered_json::parse(answer->json.description()));
+}
+
+void addInspectCommand(CLI::App& maps) {
+  CLI::App* command =
+      maps.add_subcommand("inspect", "Show what a map knows and if sessions can be localized.");
+  auto options = std::make_shared<InspectOptions>();
+  command->add_option("--map", options->map, "the map's identifier")->required();
+  command->add_option("--picture", options->picture, "PNG file for a plan of the map");
+  addServiceOptions(*command, options->service);
+  command->callback([options] { inspectMap(*options); });
+}
+
 }  // namespace
 
 void addMapsCommand(CLI::App& app) {
@@ -103,6 +143,7 @@ void addMapsCommand(CLI::App& app) {
   command->add_option("--of", options->of, "only maps of this user");
   addServiceOptions(*command, options->service);
   command->callback([options] { listNear(*options); });
+  addInspectCommand(*maps);
 }
 
 }  // namespace geoloom::tools

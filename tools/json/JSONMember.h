@@ -35,6 +35,7 @@ class JSONMember {
     return {value_ ? (*value_)[key] : std::nullopt, path_.empty() ? key : fmt::format("{}.{}", path_, key)};
   }
   [[nodiscard]] bool isPresent() const { return value_.has_value(); }
+  [[nodiscard]] bool isNull() const { return value_ && value_->type() == platform::JSON::Type::null; }
   [[nodiscard]] bool isString() const { return value_ && value_->type() == platform::JSON::Type::string; }
   [[nodiscard]] const std::string& path() const { return path_; }
   /// The same value under another name in messages.
@@ -45,6 +46,9 @@ class JSONMember {
   }
   [[nodiscard]] double number() const { return need(value_ ? value_->number() : std::nullopt, "a number"); }
   [[nodiscard]] double number(double absent) const { return isPresent() ? number() : absent; }
+  [[nodiscard]] bool boolean() const {
+    return need(value_ ? value_->boolean() : std::nullopt, "true or false");
+  }
   [[nodiscard]] double positive() const {
     const double n = number();
     if (!(n > 0)) throw MalformedJSON(path_ + " must be above 0");

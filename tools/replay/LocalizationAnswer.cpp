@@ -76,7 +76,7 @@ std::optional<TracedLocalization> readLocalization(const platform::JSON& answer)
                             .missing = textsIn(answer["missing"])};
 }
 
-std::string sentenceOf(const TracedLocalization& localization) {
+std::string sentenceOf(const TracedLocalization& localization, bool hasAnswer) {
   std::string moved;
   if (!localization.moved.empty())
     moved = "; moved: " + fmt::format("{}", fmt::join(localization.moved, ", "));
@@ -84,7 +84,8 @@ std::string sentenceOf(const TracedLocalization& localization) {
     return fmt::format("localized: {}, {}{}", counted(localization.matchCount, "object"),
                        about(localization.predictedErrorMeters), moved);
   }
-  return fmt::format("not yet: sees {}{}{}", enumerated(localization.objects), whyNot(localization), moved);
+  return fmt::format("{}: sees {}{}{}", hasAnswer ? "last answer kept" : "not yet",
+                     enumerated(localization.objects), whyNot(localization), moved);
 }
 
 }  // namespace geoloom::tools

@@ -13,7 +13,7 @@ namespace geoloom::tools {
 /// reason, as the answers of other services.
 [[nodiscard]] std::optional<TracedLocalization> readLocalization(const platform::JSON& answer);
 
-/// The same in one plain line: "localized: 5 objects, about 2 cm".
-[[nodiscard]] std::string sentenceOf(const TracedLocalization& localization);
+/// The same in one line: "localized: 5 objects, about 2 cm". `hasAnswer`: the session was localized before.
+[[nodiscard]] std::string sentenceOf(const TracedLocalization& localization, bool hasAnswer);
 
 }  // namespace geoloom::tools

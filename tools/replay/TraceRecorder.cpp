@@ -180,7 +180,9 @@ void TraceRecorder::localizationAsked() {
 
 void TraceRecorder::localizationAnswered(const platform::JSON& answer) {
   auto localization = readLocalization(answer);
-  if (localization) sayUnlessFinished(sentenceOf(*localization));
+  bool hasAnswer = false;
+  edit([&](Trace&, Progress&) { hasAnswer = transform_.has_value(); });
+  if (localization) sayUnlessFinished(sentenceOf(*localization, hasAnswer));
   edit([&](Trace& trace, Progress& progress) {
     ++progress.localizationsAnswered;
     if (!localization) return;
