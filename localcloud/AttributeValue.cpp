@@ -143,6 +143,14 @@ ItemKey keyOfRequest(const TableRecord& table, const Value& attributes) {
   return keyOfItem(table, attributes);
 }
 
+std::optional<std::string> hashKey(const TableRecord& table, const Value& value) {
+  try {
+    return keyBytes(table.hash, {{table.hash.name, value}}, "hashkey", 2048);
+  } catch (const TableError&) {
+    return std::nullopt;
+  }
+}
+
 Body keyAttributes(const TableRecord& table, const Value& attributes) {
   Body key = {{table.hash.name, attributes.at(table.hash.name)}};
   if (table.range) key[table.range->name] = attributes.at(table.range->name);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 
 #include "localcloud/Tables.h"
@@ -20,6 +21,9 @@ void canonicalizeAll(Value& attributes, const std::string& parameter);
 
 /// The key that a request names, which holds the key attributes and nothing else.
 [[nodiscard]] ItemKey keyOfRequest(const TableRecord& table, const Value& attributes);
+
+/// The hash key of the items whose hash attribute has a canonical value; absent if no item can have it.
+[[nodiscard]] std::optional<std::string> hashKey(const TableRecord& table, const Value& value);
 
 /// The key attributes of an item.
 [[nodiscard]] Body keyAttributes(const TableRecord& table, const Value& attributes);

@@ -131,4 +131,10 @@ bool FilterExpression::matches(const Value& attributes) const {
   });
 }
 
+const Value* FilterExpression::required(const std::string& attribute) const {
+  const auto found = std::find_if(equalities_.begin(), equalities_.end(),
+                                  [&](const auto& equality) { return equality.first == attribute; });
+  return found == equalities_.end() ? nullptr : &found->second;
+}
+
 }  // namespace geoloom::localcloud

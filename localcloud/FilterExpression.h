@@ -19,6 +19,9 @@ class FilterExpression {
 
   [[nodiscard]] bool matches(const Value& attributes) const;
 
+  /// The value that an attribute must have, or null if the filter does not compare it.
+  [[nodiscard]] const Value* required(const std::string& attribute) const;
+
  private:
   std::vector<std::pair<std::string, Value>> equalities_;
 };

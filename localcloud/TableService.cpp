@@ -332,7 +332,11 @@ std::string scan(const Context& context, const Parameters& parameters) {
     page.full = page.scanned == limit || page.bytes >= MAXIMUM_PAGE_BYTES;
     return !page.full;
   };
-  context.store.read([&](Database& database) { tables::scan(database, table.name, after, evaluate); });
+  const Value* const required = filter ? filter->required(table.hash.name) : nullptr;
+  const auto hash = required != nullptr ? attributes::hashKey(table, *required) : std::nullopt;
+  if (hash || required == nullptr)
+    context.store.read(
+        [&](Database& database) { tables::scan(database, table.name, hash, after, evaluate); });
 
   std::string answer = fmt::format(R"({{"Count":{},"ScannedCount":{})", page.count, page.scanned);
   if (select != "COUNT") answer.append(R"(,"Items":[)").append(page.items).append("]");

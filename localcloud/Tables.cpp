@@ -63,20 +63,24 @@ std::vector<std::string> items(Database& database, const std::string& table, con
   return texts;
 }
 
-void scan(Database& database, const std::string& table, const std::optional<ItemKey>& after,
-          const std::function<bool(ItemRecord)>& visit) {
+void scan(Database& database, const std::string& table, const std::optional<std::string>& hash,
+          const std::optional<ItemKey>& after, const std::function<bool(ItemRecord)>& visit) {
+  const std::string items = "SELECT hash, range, attributes FROM items WHERE table_name = ?";
   const auto walk = [&](Query&& query) {
     while (query.next() && visit({.key = {query.text(0), query.text(1)}, .text = query.text(2)})) {
     }
   };
-  if (after) {
-    walk(Query(database,
-               "SELECT hash, range, attributes FROM items WHERE table_name = ? AND (hash, range) > (?, ?)"
-               " ORDER BY hash, range",
-               table, Blob{after->hash}, Blob{after->range}));
+  if (hash && after && after->hash > *hash) return;
+  if (hash && after && after->hash == *hash) {
+    walk(Query(database, items + " AND hash = ? AND range > ? ORDER BY range", table, Blob{*hash},
+               Blob{after->range}));
+  } else if (hash) {
+    walk(Query(database, items + " AND hash = ? ORDER BY range", table, Blob{*hash}));
+  } else if (after) {
+    walk(Query(database, items + " AND (hash, range) > (?, ?) ORDER BY hash, range", table, Blob{after->hash},
+               Blob{after->range}));
   } else {
-    walk(Query(database,
-               "SELECT hash, range, attributes FROM items WHERE table_name = ? ORDER BY hash, range", table));
+    walk(Query(database, items + " ORDER BY hash, range", table));
   }
 }
 

@@ -88,9 +88,10 @@ void remove(Database& database, const std::string& table, const std::string& has
 /// The texts of all items of one hash key in the order of their range keys.
 [[nodiscard]] std::vector<std::string> items(Database& database, const std::string& table,
                                              const std::string& hash);
-/// Visits the items after a key in the order of their keys until `visit` returns false.
-void scan(Database& database, const std::string& table, const std::optional<ItemKey>& after,
-          const std::function<bool(ItemRecord)>& visit);
+/// Visits the items of one hash key, or of all, after a key in the order of their keys until `visit` returns
+/// false. With a hash key the cost does not depend on the number of other items.
+void scan(Database& database, const std::string& table, const std::optional<std::string>& hash,
+          const std::optional<ItemKey>& after, const std::function<bool(ItemRecord)>& visit);
 
 }  // namespace tables
 }  // namespace geoloom::localcloud

@@ -45,7 +45,7 @@ class LocalCloud {
       return true;
     };
     server_.store().read([&](localcloud::Database& database) {
-      localcloud::tables::scan(database, table, std::nullopt, keep);
+      localcloud::tables::scan(database, table, std::nullopt, std::nullopt, keep);
     });
     return rows;
   }
