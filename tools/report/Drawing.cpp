@@ -10,7 +10,6 @@
 namespace geoloom::tools {
 namespace {
 
-constexpr double labelSize = 14;
 constexpr double captionSize = 15;
 constexpr double captionHeight = 34;
 constexpr double plateMargin = 3;
@@ -44,6 +43,7 @@ Drawing::Drawing(std::size_t width, std::size_t height, Ink paper)
 Drawing::Drawing(const platform::PNGImage& picture, double enlargement)
     : Drawing(static_cast<std::size_t>(static_cast<double>(picture.width) * enlargement),
               static_cast<std::size_t>(static_cast<double>(picture.height) * enlargement), Ink{1, 1, 1}) {
+  labelSize_ = 20;
   const Surface image(cairo_image_surface_create(CAIRO_FORMAT_RGB24, static_cast<int>(picture.width),
                                                  static_cast<int>(picture.height)),
                       cairo_surface_destroy);
@@ -128,14 +128,14 @@ void Drawing::text(Point left, const std::string& line, Ink ink, double size) {
   cairo_show_text(context_.get(), line.c_str());
 }
 
-void Drawing::label(Point point, const std::string& line, Ink ink) {
-  if (isFinite(point)) labels_.push_back({point, line, ink});
+void Drawing::add(Label label) {
+  if (isFinite(label.point)) labels_.push_back(std::move(label));
 }
 
 /// Of places ever farther around the point, the first that covers nothing.
 Drawing::Box Drawing::placeFor(const Label& label, const std::vector<Box>& taken) {
-  const double w = textWidth(label.line, labelSize) + 2 * plateMargin;
-  const double h = 1.3 * labelSize + plateMargin;
+  const double w = textWidth(label.line, labelSize_) + 2 * plateMargin;
+  const double h = 1.3 * labelSize_ + plateMargin;
   constexpr int rings = 24;
   constexpr int directions = 16;
   const auto isFree = [&](const Box& box) {
@@ -144,33 +144,35 @@ Drawing::Box Drawing::placeFor(const Label& label, const std::vector<Box>& taken
              return box.x0 < other.x1 && other.x0 < box.x1 && box.y0 < other.y1 && other.y0 < box.y1;
            });
   };
-  Box nearest{};
+  const auto around = [&](double x, double y) { return Box{x - w / 2, y - h / 2, x + w / 2, y + h / 2}; };
+  const Box on = around(label.point.x, label.point.y);
+  if (label.mayCover && isFree(on)) return on;
   for (int ring = 0; ring < rings; ++ring) {
     for (int d = 0; d < directions; ++d) {
       const double angle = 2 * std::numbers::pi * d / directions;
       const double reach = 10.0 + 9.0 * ring;
       const double x = label.point.x + (reach + w / 2) * std::cos(angle);
       const double y = label.point.y + (reach + h / 2) * std::sin(angle);
-      const Box box{x - w / 2, y - h / 2, x + w / 2, y + h / 2};
-      if (isFree(box)) return box;
-      if (ring == 0 && d == 0) nearest = box;
+      if (isFree(around(x, y))) return around(x, y);
     }
   }
-  return nearest;
+  return on;
 }
 
 void Drawing::placeLabels() {
   constexpr double pointReach = 6;
   std::vector<Box> taken;
-  for (const Label& l : labels_)
-    taken.push_back(
-        {l.point.x - pointReach, l.point.y - pointReach, l.point.x + pointReach, l.point.y + pointReach});
+  for (const Label& l : labels_) {
+    if (!l.mayCover)
+      taken.push_back(
+          {l.point.x - pointReach, l.point.y - pointReach, l.point.x + pointReach, l.point.y + pointReach});
+  }
   for (const Label& l : labels_) {
     const Box box = placeFor(l, taken);
     taken.push_back(box);
     const Point end{std::clamp(l.point.x, box.x0, box.x1), std::clamp(l.point.y, box.y0, box.y1)};
     if (std::hypot(end.x - l.point.x, end.y - l.point.y) > 20) line({l.point, end}, l.ink, 1);
-    text({box.x0 + plateMargin, box.y0 + labelSize + plateMargin / 2}, l.line, l.ink, labelSize);
+    text({box.x0 + plateMargin, box.y0 + labelSize_ + plateMargin / 2}, l.line, l.ink, labelSize_);
   }
   labels_.clear();
 }

@@ -46,7 +46,9 @@ class Drawing {
 
   /// Names a point. Labels are placed when the picture is finished, where they cover neither each other nor
   /// the points they name, those added first nearest to their points.
-  void label(Point point, const std::string& line, Ink ink);
+  void label(Point point, const std::string& line, Ink ink) { add({point, line, ink, false}); }
+  /// Names an area by its middle, which the label may cover.
+  void labelArea(Point middle, const std::string& line, Ink ink) { add({middle, line, ink, true}); }
   /// The sentence under the picture, on a strip of its own.
   void caption(std::string line) { caption_ = std::move(line); }
 
@@ -57,6 +59,7 @@ class Drawing {
     Point point;
     std::string line;
     Ink ink;
+    bool mayCover;
   };
   struct Box {
     double x0, y0, x1, y1;
@@ -64,6 +67,7 @@ class Drawing {
   using Surface = std::unique_ptr<_cairo_surface, void (*)(_cairo_surface*)>;
   using Context = std::unique_ptr<_cairo, void (*)(_cairo*)>;
 
+  void add(Label label);
   void use(Ink ink);
   bool trace(const std::vector<Point>& points);
   [[nodiscard]] double textWidth(const std::string& line, double size);
@@ -72,6 +76,7 @@ class Drawing {
 
   double width_;
   double height_;
+  double labelSize_ = 14;
   Surface surface_;
   Context context_;
   std::vector<Label> labels_;

@@ -217,7 +217,7 @@ class FramePicture {
   [[nodiscard]] Drawing& drawing() { return drawing_; }
 
  private:
-  static constexpr double enlargement = 2;
+  static constexpr double enlargement = 1.5;
 
   [[nodiscard]] std::optional<Point> at(const SCNVector3& p) const {
     const std::optional<Point> point = project(frame_, p);

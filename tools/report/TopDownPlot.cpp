@@ -15,8 +15,8 @@
 namespace geoloom::tools {
 namespace {
 
-constexpr std::size_t side = 1000;
-constexpr double margin = 60;
+constexpr double side = 1000;
+constexpr double margin = 48;
 constexpr double legendHeight = 96;
 constexpr Ink paper{0.985, 0.98, 0.965};
 constexpr Ink floorInk{1, 1, 1};
@@ -108,21 +108,27 @@ Plan planOf(const Trace& mapping, const Trace& localization, const std::optional
   return plan;
 }
 
-/// From metres to pixels, so that everything fits.
+/// From metres to pixels, so that everything fits, with a wall of the room at the top.
 class Scale {
  public:
   explicit Scale(const Plan& plan) {
+    if (plan.room.walls.size() > 1) {
+      const Ground& a = plan.room.walls[0];
+      const Ground& b = plan.room.walls[1];
+      turn_ = std::atan2(b.y - a.y, b.x - a.x);
+    }
     double x0 = std::numeric_limits<double>::max();
     double x1 = std::numeric_limits<double>::lowest();
-    double z0 = x0;
-    double z1 = x1;
+    double y0 = x0;
+    double y1 = x1;
     const auto include = [&](const std::vector<Ground>& points) {
-      for (const Ground& p : points) {
+      for (const Ground& point : points) {
+        const Point p = turned(point);
         if (!std::isfinite(p.x) || !std::isfinite(p.y)) continue;
         x0 = std::min(x0, p.x);
         x1 = std::max(x1, p.x);
-        z0 = std::min(z0, p.y);
-        z1 = std::max(z1, p.y);
+        y0 = std::min(y0, p.y);
+        y1 = std::max(y1, p.y);
       }
     };
     include({{0, 0}});
@@ -133,13 +139,15 @@ class Scale {
          {&plan.mappingTracks, &plan.localizationTracks, &plan.placed, &plan.relocalized, &plan.truth}) {
       for (const Named& named : *list) include(named.corners);
     }
-    pixelsPerMetre_ = (static_cast<double>(side) - 2 * margin) / std::max({x1 - x0, z1 - z0, 0.5});
-    centre_ = {(x0 + x1) / 2, (z0 + z1) / 2};
+    pixelsPerMetre_ = (side - 2 * margin) / std::max({x1 - x0, y1 - y0, 0.5});
+    height_ = std::max(0.4 * side, (y1 - y0) * pixelsPerMetre_ + 2 * margin);
+    centre_ = {(x0 + x1) / 2, (y0 + y1) / 2};
   }
 
-  [[nodiscard]] Point at(const Ground& p) const {
-    return {side / 2.0 + (p.x - centre_.x) * pixelsPerMetre_,
-            legendHeight + side / 2.0 + (p.y - centre_.y) * pixelsPerMetre_};
+  [[nodiscard]] Point at(const Ground& point) const {
+    const Point p = turned(point);
+    return {side / 2 + (p.x - centre_.x) * pixelsPerMetre_,
+            legendHeight + height_ / 2 + (p.y - centre_.y) * pixelsPerMetre_};
   }
   [[nodiscard]] std::vector<Point> at(const std::vector<Ground>& points) const {
     std::vector<Point> result;
@@ -148,10 +156,20 @@ class Scale {
     return result;
   }
   [[nodiscard]] double pixelsPerMetre() const { return pixelsPerMetre_; }
+  /// Of the picture, with its legend.
+  [[nodiscard]] double height() const { return legendHeight + height_; }
 
  private:
+  [[nodiscard]] Point turned(const Ground& p) const {
+    const double c = std::cos(turn_);
+    const double s = std::sin(turn_);
+    return {c * p.x + s * p.y, c * p.y - s * p.x};
+  }
+
+  double turn_ = 0;
   double pixelsPerMetre_ = 1;
-  Ground centre_;
+  double height_ = 0;
+  Point centre_;
 };
 
 Point centreOf(const std::vector<Point>& corners) {
@@ -167,7 +185,7 @@ void drawRoom(Drawing& drawing, const Scale& scale, const RoomPlan& room, bool n
   for (const RoomPlan::Thing& thing : room.things) {
     const std::vector<Point> corners = scale.at(thing.corners);
     drawing.area(corners, furnitureInk, furnitureEdge);
-    if (names) drawing.label(centreOf(corners), thing.name, textInk);
+    if (names) drawing.labelArea(centreOf(corners), thing.name, textInk);
   }
 }
 
@@ -182,16 +200,16 @@ void drawTracks(Drawing& drawing, const Scale& scale, const std::vector<Named>& 
   for (const Named& track : tracks) {
     const std::vector<Point> corners = scale.at(track.corners);
     drawing.area(corners, {ink.red, ink.green, ink.blue, 0.1}, ink);
-    drawing.label(centreOf(corners), track.name, ink);
+    drawing.labelArea(centreOf(corners), track.name, ink);
   }
 }
 
 void drawScaleBar(Drawing& drawing, const Scale& scale) {
-  const double metres = scale.pixelsPerMetre() * 2 > side / 2.0 ? 0.5 : 1;
-  const Point left{30, drawing.height() - 24};
+  const double metres = scale.pixelsPerMetre() * 2 > side / 2 ? 0.5 : 1;
+  const Point left{margin, drawing.height() - 14};
   const Point right{left.x + metres * scale.pixelsPerMetre(), left.y};
   drawing.line({{left.x, left.y - 6}, left, right, {right.x, right.y - 6}}, wallInk, 2);
-  drawing.text({left.x + 6, left.y - 6}, fmt::format("{} m", metres), wallInk, 13);
+  drawing.text({left.x + 6, left.y - 7}, fmt::format("{} m", metres), wallInk, 13);
 }
 
 void drawLegend(Drawing& drawing, bool isLocalized) {
@@ -258,7 +276,7 @@ platform::PNGImage topDownPlot(const Trace& mapping, const Trace& localization,
                                const std::optional<Placements>& truth, bool tracked) {
   const Plan plan = planOf(mapping, localization, truth, tracked);
   const Scale scale(plan);
-  Drawing drawing(side, side + static_cast<std::size_t>(legendHeight), paper);
+  Drawing drawing(static_cast<std::size_t>(side), static_cast<std::size_t>(scale.height()), paper);
   drawRoom(drawing, scale, plan.room, !tracked);
   drawWalk(drawing, scale, plan.mappingWalk, mappingInk);
   drawWalk(drawing, scale, plan.localizationWalk, localizationInk);
@@ -278,9 +296,8 @@ platform::PNGImage topDownPlot(const Trace& mapping, const Trace& localization,
   drawLegend(drawing, mapFromSession(localization).has_value());
   drawScaleBar(drawing, scale);
   drawing.caption(
-      tracked
-          ? "The place from above, in the map's coordinates: the boxes of tracked objects of both walks."
-          : "The place from above, in the map's coordinates: both walks, and where the assets came back.");
+      tracked ? "From above: the objects that each walk tracked, as boxes in the map's coordinates."
+              : "From above: the walk that made the map, a later one, and where it found the assets.");
   return drawing.finish();
 }
 
