@@ -3,7 +3,7 @@
 //
 //     replay_walk SERVICE DEVELOPER_KEY MAP RECORDING [map|localize]
 //
-// RECORDING is a folder in the TUM RGB-D format (docs/recordings.md); `geoloom record synthetic` makes one.
+// RECORDING is a folder in the TUM RGB-D format (docs/recordings.md); `geoloom record room` makes one.
 // Run it with `map` on one walk through a room, then with `localize` on another walk through the same room.
 #import <GeoloomObjC/GeoloomObjC.h>
 #include <stdatomic.h>

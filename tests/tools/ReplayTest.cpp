@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include "geoloom/base/ReadFile.h"
 #include "geoloom/base/ScopeExit.h"
 #include "geoloom/platform/foundation/FileManager.h"
 #include "geoloom/platform/foundation/Log.h"
@@ -40,7 +41,7 @@ class ReplayTest : public ::testing::Test {
   }
 
   std::filesystem::path walk(const char* name, double rate, std::optional<std::size_t> frames = {}) {
-    const auto room = parseScene(defaultScene(), "scene");
+    const auto room = parseScene(*base::readFile(GEOLOOM_TEST_BOARDS, 1 << 20), "boards");
     SyntheticWalkOptions how;
     how.sources.photos = geoloom::test::photographs();
     how.walk = name;

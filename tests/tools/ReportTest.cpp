@@ -191,8 +191,12 @@ TEST(Command, NamesInvalidArgumentsInOneLine) {
       {{"maps", "near", "nan", "8"}, 2, "LAT: must be from -90 to 90, not nan"},
       {{"maps", "near", "1", "8", "--span", "0"}, 2, "--span: must be above 0 and at most 360, not 0"},
       {{"maps", "near", "1", "8", "--model", "m"}, 2, "--model"},
-      {{"record", "synthetic", "w", "--frames", "-1"}, 2, "--frames: must be from 1 to 1000000000, not -1"},
-      {{"record", "synthetic", "w", "--rate", "nan"}, 2, "--rate: must be from 1 to 120, not nan"},
+      {{"record", "synthetic", "w", "--scene", "s", "--frames", "-1"},
+       2,
+       "--frames: must be from 1 to 1000000000, not -1"},
+      {{"record", "synthetic", "w", "--scene", "s", "--rate", "nan"},
+       2,
+       "--rate: must be from 1 to 120, not nan"},
       {{"record", "synthetic", "w", "--scene", "/"}, 3, "geoloom: /: is a directory"},
       {{"replay", "w", "--mode", "mapping", "--map", "m", "--patience", "inf"},
        2,
@@ -211,12 +215,11 @@ TEST(Command, NamesInvalidArgumentsInOneLine) {
 }
 
 TEST(Command, ReportsAFullStandardOutput) {
-  const auto printScene = [](const char* to) {
-    return run(
-        {"sh", "-c", std::string("exec \"$0\" record synthetic --print-scene ") + to, GEOLOOM_TEST_COMMAND});
+  const auto printHelp = [](const char* to) {
+    return run({"sh", "-c", std::string("exec \"$0\" help ") + to, GEOLOOM_TEST_COMMAND});
   };
-  EXPECT_EQ(printScene(">&-").code, 0);
-  const Ended full = printScene(">/dev/full");
+  EXPECT_EQ(printHelp(">&-").code, 0);
+  const Ended full = printHelp(">/dev/full");
   EXPECT_EQ(full.code, 3);
   EXPECT_THAT(full.errors, HasSubstr("standard output: cannot be written"));
 }

@@ -1,5 +1,7 @@
 #include <cmath>
+#include <map>
 #include <memory>
+#include <set>
 
 #include <fmt/format.h>
 
@@ -12,6 +14,8 @@
 
 #include "tools/commands/Commands.h"
 #include "tools/model/ModelBundle.h"
+#include "tools/synthetic/FurnitureViews.h"
+#include "tools/synthetic/RoomGenerator.h"
 #include "tools/terminal/Terminal.h"
 
 namespace geoloom::tools {
@@ -42,25 +46,72 @@ void compile(const CompileOptions& options) {
 struct TryOptions {
   std::filesystem::path bundle;
   std::vector<std::filesystem::path> pictures;
+  std::vector<std::string> models;
+  std::string furniture = ".deps/furniture";
 };
 
-/// Prints a line for each picture: what the network sees in its central square, best first.
+/// What the network names in pictures, with its confidence.
+class Recogniser {
+ public:
+  explicit Recogniser(const std::filesystem::path& bundle) {
+    platform::LibraryBundle::setPathForResource("feature_model", "mlmodelc", bundle);
+    model_ = valueOf(platform::VNCoreMLModel::create(valueOf(feature_model::create()).model));
+  }
+
+  /// In the picture's central square, best first.
+  [[nodiscard]] std::vector<std::pair<std::string, double>> namesIn(const platform::PNGImage& picture) const {
+    const auto outputs =
+        valueOf(model_->prediction(*platform::makePixelBuffer(picture), platform::EXIFOrientation::topLeft,
+                                   platform::VNImageCropAndScaleOption::centerCrop));
+    std::vector<std::pair<std::string, double>> names;
+    for (const Prediction& p : reader_.nonMaximumSuppression(reader_.postprocess(*outputs[1], *outputs[0])))
+      names.emplace_back((*reader_.classNames())[static_cast<std::size_t>(p.detectedClass)],
+                         1 / (1 + std::exp(-p.score)));
+    return names;
+  }
+
+ private:
+  std::shared_ptr<platform::VNCoreMLModel> model_;
+  SSDPostProcessor reader_{1917, 90, 0.01};
+};
+
+void tryPicture(const Recogniser& network, const std::filesystem::path& path) {
+  std::vector<std::string> seen;
+  for (const auto& [name, confidence] : network.namesIn(valueOf(platform::readPNG(path))))
+    seen.push_back(fmt::format("{} {:.2f}", name, confidence));
+  say(fmt::format("{:20} {}", path.stem().string(),
+                  seen.empty() ? "-" : fmt::format("{}", fmt::join(seen, ", "))));
+}
+
+/// Prints the names that the network gives a model, each with the number of sides of eight.
+void tryModel(const Recogniser& network, const std::string& type, const std::string& model,
+              const RoomSources& sources) {
+  std::map<std::string, int> sides;
+  for (const platform::PNGImage& picture : valueOf(picturesAround(model, sources))) {
+    std::set<std::string> names;
+    for (const auto& [name, confidence] : network.namesIn(picture)) names.insert(name);
+    for (const std::string& name : names) ++sides[name];
+  }
+  std::vector<std::string> others;
+  for (const auto& [name, count] : sides) {
+    if (name != type) others.push_back(fmt::format("{} {}", name, count));
+  }
+  say(fmt::format("{:14} {:32} {} of 8  {}", type, model, sides[type], fmt::join(others, ", ")));
+}
+
 void tryOut(const TryOptions& options) {
-  platform::LibraryBundle::setPathForResource("feature_model", "mlmodelc", options.bundle);
-  const auto model = valueOf(platform::VNCoreMLModel::create(valueOf(feature_model::create()).model));
-  const SSDPostProcessor reader(1917, 90, 0.01);
-  for (const auto& path : options.pictures) {
-    const auto picture = platform::makePixelBuffer(valueOf(platform::readPNG(path)));
-    const auto outputs = valueOf(model->prediction(*picture, platform::EXIFOrientation::topLeft,
-                                                   platform::VNImageCropAndScaleOption::centerCrop));
-    std::vector<std::string> seen;
-    for (const Prediction& p : reader.nonMaximumSuppression(reader.postprocess(*outputs[1], *outputs[0]))) {
-      const double confidence = 1 / (1 + std::exp(-p.score));
-      const auto& name = (*reader.classNames())[static_cast<std::size_t>(p.detectedClass)];
-      seen.push_back(fmt::format("{} {:.2f}", name, confidence));
+  const Recogniser network(options.bundle);
+  for (const auto& picture : options.pictures) tryPicture(network, picture);
+  for (const std::string& entry : options.models) {
+    const RoomSources sources{{}, options.furniture};
+    const std::size_t equals = entry.find('=');
+    if (entry == "all") {
+      for (const auto& [type, model] : modelsByClass()) tryModel(network, type, model, sources);
+    } else if (equals == std::string::npos) {
+      throw CommandError(ExitCode::usage, fmt::format("--model {}: must be CLASS=MODEL or \"all\"", entry));
+    } else {
+      tryModel(network, entry.substr(0, equals), entry.substr(equals + 1), sources);
     }
-    say(fmt::format("{:20} {}", path.stem().string(),
-                    seen.empty() ? "-" : fmt::format("{}", fmt::join(seen, ", "))));
   }
 }
 
@@ -80,11 +131,15 @@ void addModelCommand(CLI::App& app) {
                       "licence or notice to keep beside the model; may be repeated");
   command->callback([compiling] { compile(*compiling); });
 
-  command = model->add_subcommand("try", "Print what a model sees in pictures.");
+  command = model->add_subcommand(
+      "try", "Print what a network sees in pictures, and in furniture from eight sides.");
   auto trying = std::make_shared<TryOptions>();
-  command->add_option("BUNDLE", trying->bundle, "folder of the model")->required();
-  command->add_option("PICTURE", trying->pictures, "PNG files; the model sees their central square")
-      ->required();
+  command->add_option("BUNDLE", trying->bundle, "folder of the network")->required();
+  command->add_option("PICTURE", trying->pictures, "PNG files; the network sees their central square");
+  command->add_option("--model", trying->models,
+                      "CLASS=MODEL, a furniture model and what it should be called, or \"all\" that `record "
+                      "room` uses; may be repeated");
+  command->add_option("--furniture", trying->furniture, "folder of the furniture")->capture_default_str();
   command->callback([trying] { tryOut(*trying); });
 }
 

@@ -26,7 +26,7 @@ namespace {
 struct Options {
   std::string out;
   std::string scene;
-  bool printScene = false;
+  bool isPrinted = false;
   std::string size = "640x480";
   SyntheticWalkOptions walk;
   RoomOptions room;
@@ -34,7 +34,6 @@ struct Options {
 };
 
 SceneDescription readScene(const std::string& path) {
-  if (path.empty()) return valueOf(parseScene(defaultScene(), "the default scene"));
   return valueOf(parseScene(valueOf(base::readFileOrPipe(path, maximumJSONBytes)), path));
 }
 
@@ -77,10 +76,6 @@ void record(const SceneDescription& scene, SyntheticWalkOptions options, const s
 }
 
 void recordSynthetic(Options& options) {
-  if (options.printScene) {
-    fmt::print("{}", defaultScene());
-    return;
-  }
   if (options.out.empty()) throw CommandError(ExitCode::usage, "record synthetic: OUT is missing");
   readSize(options);
   record(readScene(options.scene), options.walk, options.out);
@@ -96,7 +91,7 @@ void writeRoom(const SceneDescription& scene, const std::filesystem::path& file)
 void recordRoom(Options& options) {
   const FurnitureCatalogue catalogue = valueOf(FurnitureCatalogue::read(options.walk.sources.furniture));
   const SceneDescription room = valueOf(generateRoom(options.room, catalogue));
-  if (options.printScene) {
+  if (options.isPrinted) {
     fmt::print("{}\n", toJSON(room).dump(1));
     return;
   }
@@ -150,9 +145,8 @@ void addRecordCommand(CLI::App& app) {
   CLI::App* synthetic = group->add_subcommand("synthetic", "Render a walk through a described room.");
   const auto options = defaults();
   addWalkOptions(synthetic, options);
-  synthetic->add_option("--scene", options->scene,
-                        "description of the room (JSON); photographs on boards without it");
-  synthetic->add_flag("--print-scene", options->printScene, "print the description of the boards and stop");
+  synthetic->add_option("--scene", options->scene, "room file, such as `record room --print-room` prints")
+      ->required();
   synthetic->add_option("--walk", options->walk.walk, "which of the scene's walks")->capture_default_str();
   synthetic->add_option("--seed", options->walk.seed, "how the hand trembles")->capture_default_str();
   synthetic->callback([options] { recordSynthetic(*options); });
@@ -161,15 +155,19 @@ void addRecordCommand(CLI::App& app) {
       "room", "Furnish a room by a seed and render two walks through it, OUT/first and OUT/second.");
   const auto furnished = defaults();
   addWalkOptions(room, furnished);
-  room->add_flag("--print-room", furnished->printScene, "print the room's description and stop");
+  room->add_flag("--print-room", furnished->isPrinted, "print the room's description and stop");
   room->add_option("--seed", furnished->room.seed, "which room")->capture_default_str();
-  room->add_option("--objects", furnished->room.objects, "things in it besides tables")
+  room->add_option("--objects", furnished->room.objects, "things in it besides tables, a door and a rug")
       ->check(between(3, 12))
       ->capture_default_str();
   room->add_option("--moved", furnished->room.moved, "things that stand elsewhere in the second walk")
       ->check(between(0, 12));
   room->add_option("--removed", furnished->room.removed, "things that are gone in the second walk")
       ->check(between(0, 12));
+  room->add_option("--passers-by", furnished->room.passersBy,
+                   "people who go to and fro in the second walk, if there is space")
+      ->check(between(0, 3))
+      ->capture_default_str();
   room->add_flag("--other-room", furnished->isOtherRoom,
                  "the second walk goes through another room with things of the same classes");
   room->add_option("--drift", furnished->room.driftMetres,

@@ -18,14 +18,6 @@ View turned(const View& view, const Vector& axis, double angle) {
           turned(view.forward, axis, angle)};
 }
 
-View lookingAt(const Vector& position, const Vector& target) {
-  constexpr Vector up{0, 0, 1};
-  const Vector forward = normalized(target - position);
-  const Vector aside = cross(forward, up);
-  const Vector right = dot(aside, aside) < 1e-12 ? Vector{1, 0, 0} : normalized(aside);
-  return {position, right, cross(forward, right), forward};
-}
-
 /// A cubic between two points whose speeds are given, at share `f` of the `seconds` between them.
 Vector hermite(const Vector& p0, const Vector& p1, const Vector& v0, const Vector& v1, double seconds,
                double f) {
@@ -87,6 +79,14 @@ View CameraPath::at(double seconds) const {
   const View yawed = turned(still, {0, 0, 1}, turn_[0].at(seconds));
   const View pitched = turned(yawed, yawed.right, turn_[1].at(seconds));
   return turned(pitched, pitched.forward, turn_[2].at(seconds));
+}
+
+View lookingAt(const Vector& position, const Vector& target) {
+  constexpr Vector up{0, 0, 1};
+  const Vector forward = normalized(target - position);
+  const Vector aside = cross(forward, up);
+  const Vector right = dot(aside, aside) < 1e-12 ? Vector{1, 0, 0} : normalized(aside);
+  return {position, right, cross(forward, right), forward};
 }
 
 std::array<double, 4> quaternionOf(const View& view) {

@@ -40,6 +40,9 @@ class CameraPath {
   std::vector<Tremble> turn_;   ///< radians: yaw, pitch, roll
 };
 
+/// An upright view from one point towards another.
+[[nodiscard]] View lookingAt(const Vector& position, const Vector& target);
+
 /// x, y, z, w of the rotation from camera (x right, y down, z forward) to world.
 [[nodiscard]] std::array<double, 4> quaternionOf(const View& view);
 

@@ -124,7 +124,7 @@ struct Seen {
   Light light;
   Vec normal;
   float distance = 0;
-  std::uint32_t material = std::numeric_limits<std::uint32_t>::max();
+  std::uint32_t material = std::numeric_limits<std::uint32_t>::max() / 2;
 };
 
 }  // namespace
@@ -141,7 +141,13 @@ struct Renderer::World {
   /// What is seen along a ray.
   [[nodiscard]] Seen look(const Vec& origin, const Vec& direction, float pixelAngle) const;
 
+  /// Light that reaches a small surface in the room.
+  [[nodiscard]] Light lightAround(const Vec& place, const Vec& normal) const {
+    return directAt(place, normal) + bouncedAt(place, normal);
+  }
+
  private:
+  friend Guest;
   struct Triangle {
     std::uint32_t firstPoint = 0;  ///< of its net; unused when it has but its corners
     std::uint32_t divisions = 1;   ///< of each edge
@@ -485,21 +491,82 @@ Seen Renderer::World::look(const Vec& origin, const Vec& direction, float pixelA
   return seen;
 }
 
+/// A moving thing in one picture, lit as a small cube at its middle would be.
+class Renderer::Guest {
+ public:
+  Guest(const Moving& moving, const World& room)
+      : world_(*moving.thing->world_),
+        at_(vec(moving.at)),
+        cosine_(static_cast<float>(std::cos((moving.facing + 90) * std::numbers::pi / 180))),
+        sine_(static_cast<float>(std::sin((moving.facing + 90) * std::numbers::pi / 180))) {
+    constexpr float middle = 1;  // metres above its feet
+    const Vec place = at_ + Vec{0, 0, middle};
+    for (const float sign : {1.0F, -1.0F}) {
+      for (const Vec& axis : {Vec{sign, 0, 0}, Vec{0, sign, 0}, Vec{0, 0, sign}})
+        light_.push_back(room.lightAround(place, axis));
+    }
+  }
+
+  /// Covers what is behind the thing, and darkens what is under it.
+  void cover(Seen& seen, const Vec& origin, const Vec& direction, float pixelAngle) const {
+    Hit hit;
+    if (world_.trace(fromRoom(origin - at_), fromRoom(direction), RTC_INTERSECT_CONTEXT_FLAG_COHERENT, hit) &&
+        (seen.distance <= 0 || hit.distance < seen.distance)) {
+      const Vec normal = world_.smoothNormal(hit.triangle, hit.u, hit.v);
+      const Vec turned{cosine_ * normal.x - sine_ * normal.y, sine_ * normal.x + cosine_ * normal.y,
+                       normal.z};
+      float opacity = 1;
+      seen.light =
+          world_.surface(hit.triangle, hit.u, hit.v, pixelAngle * hit.distance, opacity) * lightTo(turned);
+      seen.normal = turned;
+      seen.distance = hit.distance;
+      seen.material = ~world_.mesh_.materialOf[hit.triangle];
+      return;
+    }
+    const Vec apart = origin + seen.distance * direction - at_;
+    constexpr float width = 0.05F;  // square metres
+    if (std::abs(apart.z) < 0.05F)
+      seen.light = (1 - 0.6F * std::exp(-(apart.x * apart.x + apart.y * apart.y) / width)) * seen.light;
+  }
+
+ private:
+  [[nodiscard]] Vec fromRoom(const Vec& v) const {
+    return {cosine_ * v.x + sine_ * v.y, cosine_ * v.y - sine_ * v.x, v.z};
+  }
+  [[nodiscard]] Light lightTo(const Vec& normal) const {
+    const auto share = [&](float component, std::size_t axis) {
+      return component * component * light_[component > 0 ? axis : axis + 3];
+    };
+    return share(normal.x, 0) + share(normal.y, 1) + share(normal.z, 2);
+  }
+
+  const World& world_;
+  Vec at_;
+  float cosine_;
+  float sine_;
+  std::vector<Light> light_;  ///< +x, +y, +z, -x, -y, -z
+};
+
 Renderer::Renderer(const Mesh& mesh, const std::vector<Lamp>& lamps)
     : world_(std::make_unique<World>(mesh, lamps)) {}
 
 Renderer::~Renderer() = default;
 
-Rendered Renderer::render(const Pinhole& camera, const View& view) const {
+Rendered Renderer::render(const Pinhole& camera, const View& view, const std::vector<Moving>& moving) const {
   const std::size_t width = camera.width;
   const std::size_t height = camera.height;
   const auto focal = static_cast<float>(camera.focal);
+  std::vector<Guest> guests;
+  for (const Moving& m : moving) guests.emplace_back(m, *world_);
   const auto look = [&](double x, double y) {
     const Vec way = static_cast<float>((x - camera.centreX) / camera.focal) * vec(view.right) +
                     static_cast<float>((y - camera.centreY) / camera.focal) * vec(view.down) +
                     vec(view.forward);
     const float stretch = length(way);
-    Seen seen = world_->look(vec(view.position), (1 / stretch) * way, 1 / (focal * stretch));
+    const Vec direction = (1 / stretch) * way;
+    const float pixelAngle = 1 / (focal * stretch);
+    Seen seen = world_->look(vec(view.position), direction, pixelAngle);
+    for (const Guest& guest : guests) guest.cover(seen, vec(view.position), direction, pixelAngle);
     seen.distance /= stretch;  // along the camera's axis
     return seen;
   };

@@ -42,6 +42,16 @@ struct Rendered {
   std::vector<float> distance;  ///< metres along the camera's axis, a pixel each; 0 where nothing is seen
 };
 
+class Renderer;
+
+/// A thing that moves from picture to picture, drawn by itself. It takes light from the room and darkens the
+/// floor under it, but throws no other shadow.
+struct Moving {
+  const Renderer* thing;  ///< of its mesh, whose front looks along -y
+  Vector at{};            ///< where the mesh's origin is
+  double facing = 0;      ///< degrees from +x towards +y
+};
+
 /// Draws a still world by rays. Light from lamps, bounced once by surfaces, is worked out where it is first
 /// seen, on a net of points a few centimetres apart, and kept: soft shadows, darker contacts and corners, and
 /// no flicker from frame to frame. `render` may run on several threads at once; pictures do not depend on
@@ -53,10 +63,12 @@ class Renderer {
   Renderer(const Renderer&) = delete;
   Renderer& operator=(const Renderer&) = delete;
 
-  [[nodiscard]] Rendered render(const Pinhole& camera, const View& view) const;
+  [[nodiscard]] Rendered render(const Pinhole& camera, const View& view,
+                                const std::vector<Moving>& moving = {}) const;
 
  private:
   struct World;
+  class Guest;
   std::unique_ptr<World> world_;
 };
 

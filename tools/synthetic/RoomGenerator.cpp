@@ -11,6 +11,7 @@
 #include <nlohmann/json.hpp>
 
 #include "tools/synthetic/Random.h"
+#include "tools/synthetic/RoomMesh.h"
 
 namespace geoloom::tools {
 namespace {
@@ -24,6 +25,7 @@ struct Kind {
   const char* type;
   Spot spot;
   std::size_t most;  ///< of them in one room
+  bool isUsual;      ///< what most rooms have
   std::vector<const char*> models;
 };
 
@@ -32,27 +34,33 @@ const std::vector<Kind>& kinds() {
       {"chair",
        Spot::atTable,
        3,
+       true,
        {"Blend Swap CC-0#oakChair", "Scopia#white_kitchen_chair", "Kator Legaz#dining-chair"}},
-      {"cup", Spot::tableTop, 2, {"Kator Legaz#coffee-mug", "Scopia#cup"}},
-      {"bottle", Spot::tableTop, 2, {"Kator Legaz#red-wine-bottle-01", "Scopia#wine_bottle"}},
-      {"bowl", Spot::tableTop, 1, {"Kator Legaz#bowl", "Scopia#bowl"}},
-      {"laptop", Spot::tableTop, 1, {"Blend Swap CC-BY#laptop", "Kator Legaz#apple-ibook-2001"}},
-      {"cake", Spot::tableTop, 1, {"Scopia#birthday_cake"}},
-      {"vase", Spot::tableTop, 1, {"Scopia#vase1", "Scopia#vase2", "Scopia#vase5"}},
-      {"book", Spot::tableTop, 1, {"Blend Swap CC-BY#book"}},
-      {"teddy bear", Spot::floor, 1, {"Blend Swap CC-0#teddyBear"}},
-      {"suitcase", Spot::floor, 1, {"Blend Swap CC-BY#suitcase"}},
-      {"dog", Spot::floor, 1, {"Blend Swap CC-BY#bulldog", "Scopia#dog"}},
-      {"person", Spot::floor, 1, {"Reallusion#male01", "Reallusion#female01", "Reallusion#male02"}},
-      {"umbrella", Spot::floor, 1, {"Blend Swap CC-0#umbrella"}},
-      {"potted plant", Spot::wall, 2, {"Blend Swap CC-BY#mediumIndoorPlant", "Scopia#maceta"}},
-      {"refrigerator", Spot::wall, 1, {"Kator Legaz#fridge", "Blend Swap CC-0#refrigerator"}},
-      {"toilet", Spot::wall, 1, {"Blend Swap CC-0#toiletsUnit", "Blend Swap CC-BY#modernToilet"}},
-      {"sink", Spot::wall, 1, {"Blend Swap CC-0#sinkCabinet"}},
-      {"bench", Spot::wall, 1, {"Kator Legaz#painted-bench", "Kator Legaz#bench"}},
-      {"bicycle", Spot::wall, 1, {"Scopia#bicycle"}},
-      {"motorcycle", Spot::wall, 1, {"Scopia#yamaha-yzr-r6"}},
-      {"couch", Spot::wall, 1, {"Scopia#beige_sofa_2seats", "Blend Swap CC-0#couch"}},
+      {"cup", Spot::tableTop, 2, true, {"Kator Legaz#coffee-mug", "Scopia#cup"}},
+      {"bottle", Spot::tableTop, 2, true, {"Kator Legaz#red-wine-bottle-01", "Scopia#wine_bottle"}},
+      {"bowl", Spot::tableTop, 1, true, {"Kator Legaz#bowl", "Scopia#bowl"}},
+      {"laptop", Spot::tableTop, 1, true, {"Blend Swap CC-BY#laptop", "Kator Legaz#apple-ibook-2001"}},
+      {"cake", Spot::tableTop, 1, false, {"Scopia#birthday_cake"}},
+      {"vase", Spot::tableTop, 1, true, {"Scopia#vase1", "Scopia#vase2", "Scopia#vase5"}},
+      {"book", Spot::tableTop, 1, true, {"Blend Swap CC-BY#book"}},
+      {"tv", Spot::tableTop, 1, true, {"Scopia#tv"}},
+      {"hot dog", Spot::tableTop, 1, false, {"Blend Swap CC-0#hotDog"}},
+      {"car", Spot::floor, 1, false, {"Blend Swap CC-BY#carrito-de-madera"}},
+      {"fire hydrant", Spot::floor, 1, false, {"Kator Legaz#fire-hydrant"}},
+      {"bed", Spot::wall, 1, false, {"Blend Swap CC-0#bedWithTexture"}},
+      {"teddy bear", Spot::floor, 1, false, {"Blend Swap CC-0#teddyBear"}},
+      {"suitcase", Spot::floor, 1, false, {"Blend Swap CC-BY#suitcase"}},
+      {"dog", Spot::floor, 1, false, {"Blend Swap CC-BY#bulldog", "Scopia#dog"}},
+      {"person", Spot::floor, 1, false, {"Reallusion#male01", "Reallusion#female01", "Reallusion#male02"}},
+      {"umbrella", Spot::floor, 1, false, {"Blend Swap CC-0#umbrella"}},
+      {"potted plant", Spot::wall, 2, true, {"Blend Swap CC-BY#mediumIndoorPlant", "Scopia#maceta"}},
+      {"refrigerator", Spot::wall, 1, false, {"Kator Legaz#fridge", "Blend Swap CC-0#refrigerator"}},
+      {"toilet", Spot::wall, 1, false, {"Blend Swap CC-0#toiletsUnit", "Blend Swap CC-BY#modernToilet"}},
+      {"sink", Spot::wall, 1, false, {"Blend Swap CC-0#sinkCabinet"}},
+      {"bench", Spot::wall, 1, false, {"Kator Legaz#painted-bench", "Kator Legaz#bench"}},
+      {"bicycle", Spot::wall, 1, false, {"Scopia#bicycle"}},
+      {"motorcycle", Spot::wall, 1, false, {"Scopia#yamaha-yzr-r6"}},
+      {"couch", Spot::wall, 1, true, {"Scopia#beige_sofa_2seats", "Blend Swap CC-0#couch"}},
   };
   return all;
 }
@@ -123,7 +131,7 @@ struct Crowded {};
 class Generator {
  public:
   Generator(const RoomOptions& options, const FurnitureCatalogue& catalogue, double growth)
-      : options_(options), catalogue_(catalogue), random_(options.seed) {
+      : options_(options), catalogue_(catalogue), random_(options.seed), growth_(growth) {
     scene_.seed = options.seed;
     scene_.isFurnished = true;
     const auto round = [](double v) { return std::round(v * 100) / 100; };
@@ -135,6 +143,7 @@ class Generator {
     addWindows();
     const std::vector<std::string> types = options_.types.empty() ? chosenTypes() : options_.types;
     furnish(types);
+    addDoorAndRug();
     addPictures();
     addAssets();
     addWalks();
@@ -168,8 +177,11 @@ class Generator {
     std::vector<std::string> pool;
     for (const Kind& kind : kinds()) pool.emplace_back(kind.type);
     shuffle(pool);
-    std::vector<std::string> types(
-        pool.begin(), pool.begin() + static_cast<std::ptrdiff_t>(std::min(options_.objects, pool.size())));
+    std::stable_partition(pool.begin(), pool.end(), [](const std::string& t) { return kindOf(t)->isUsual; });
+    const std::size_t usual = (2 * options_.objects + 2) / 3;
+    std::vector<std::string> types(pool.begin(), pool.begin() + static_cast<std::ptrdiff_t>(usual));
+    types.insert(types.end(), pool.rbegin(),
+                 pool.rbegin() + static_cast<std::ptrdiff_t>(options_.objects - usual));
     // Now and then a second one of the same, as rooms have them.
     for (std::size_t i = 1; i < types.size(); ++i) {
       const std::string& earlier = types[below(i)];
@@ -189,7 +201,8 @@ class Generator {
     const bool hasChairs = std::any_of(types.begin(), types.end(),
                                        [&](const std::string& t) { return spotOf(t) == Spot::atTable; });
     constexpr std::size_t perTable = 3;
-    const std::size_t count = std::max<std::size_t>((onTables + perTable - 1) / perTable, hasChairs ? 1 : 0);
+    const std::size_t count = std::max<std::size_t>((onTables + perTable - 1) / perTable, hasChairs ? 1 : 0) +
+                              static_cast<std::size_t>(growth_);  // more if things did not fit
     for (std::size_t i = 0; i < count; ++i) addTable(i);
     for (const std::string& type : types) {
       const Kind& kind = *kindOf(type);
@@ -214,6 +227,8 @@ class Generator {
     return {{thing.at[0], thing.at[1], 0}, thing.facing, size[0] / 2, size[2] / 2, thing.at[2] + size[1]};
   }
 
+  [[nodiscard]] bool isFlat(const PlacedFurniture& thing) const { return sizeOf(thing)[1] < 0.05; }
+
   /// Whether a thing can stand on the floor as it is put.
   [[nodiscard]] bool fits(const PlacedFurniture& thing, double gap) const {
     const Footprint own = footprintOf(thing);
@@ -228,7 +243,8 @@ class Generator {
     constexpr double freeMiddle = 0.6;
     if (own.distanceTo({0, 0, 0}) < freeMiddle) return false;
     return std::none_of(scene_.furniture.begin(), scene_.furniture.end(), [&](const PlacedFurniture& other) {
-      return other.name != thing.name && other.at[2] < 0.05 && own.overlaps(footprintOf(other), gap);
+      return other.name != thing.name && other.at[2] < 0.05 && !isFlat(other) &&
+             own.overlaps(footprintOf(other), gap);
     });
   }
 
@@ -280,19 +296,39 @@ class Generator {
     }
   }
 
-  void placeAtWall(PlacedFurniture& thing) {
+  /// A place on a wall, its middle if `along` is 0, and the direction into the room.
+  [[nodiscard]] std::pair<Vector, Vector> onWall(std::size_t wall, double along, double height) const {
+    const auto [place, right, inwards] = placeOf({static_cast<Wall>(wall), along, 0, height, 0}, scene_.room);
+    return {place, inwards};
+  }
+  [[nodiscard]] double lengthOf(std::size_t wall) const { return scene_.room[wall % 2]; }
+  [[nodiscard]] bool isBeforeWindow(std::size_t wall, double along, double width) const {
+    return std::any_of(scene_.windows.begin(), scene_.windows.end(), [&](const Window& w) {
+      return static_cast<std::size_t>(w.wall) == wall && std::abs(w.along - along) < (w.width + width) / 2;
+    });
+  }
+
+  void placeAtWall(PlacedFurniture& thing, double gap = 0.08) {
     const Vector size = sizeOf(thing);
     tryUntilFits(thing, 0.25, [&] {
-      const std::size_t wall = below(4);
-      const bool isLong = wall % 2 == 0;  // north and south run along x
-      const double sideLength = isLong ? scene_.room[0] : scene_.room[1];
-      const double away = (isLong ? scene_.room[1] : scene_.room[0]) / 2 - size[2] / 2 - 0.08;
-      const double along = between(-0.5, 0.5) * std::max(0.0, sideLength - size[0] - 0.2);
-      const Vector places[]{{along, away, 0}, {away, along, 0}, {along, -away, 0}, {-away, along, 0}};
-      constexpr std::array<double, 4> headings{-90, 180, 90, 0};
-      thing.at = places[wall];
-      thing.facing = headings[wall] + between(-6, 6);
+      std::size_t wall = 0;
+      double along = 0;
+      do {
+        wall = below(4);
+        along = between(-0.5, 0.5) * std::max(0.0, lengthOf(wall) - size[0] - 0.2);
+      } while (size[1] > 1.2 && isBeforeWindow(wall, along, size[0]));
+      const auto [place, inwards] = onWall(wall, along, 0);
+      thing.at = place + (size[2] / 2 + gap) * inwards;
+      thing.facing = headingOf(inwards) + (gap > 0.05 ? between(-6, 6) : 0);
     });
+  }
+
+  /// What a detector knows no name for.
+  void addDoorAndRug() {
+    PlacedFurniture door{"door", "", "Scopia#puerta", {}, 0};
+    placeAtWall(door, 0.045);
+    PlacedFurniture rug{"rug", "", "Kator Legaz#oriental-rug", {}, 90.0 * static_cast<double>(below(2))};
+    scene_.furniture.insert(scene_.furniture.end(), {door, rug});
   }
 
   void placeOnTable(PlacedFurniture& thing) {
@@ -340,22 +376,19 @@ class Generator {
   void addPictures() {
     std::vector<std::string> photos{"shuttle", "bulb", "pencils", "fish"};
     shuffle(photos);
-    std::vector<std::size_t> walls{0, 1, 2, 3};
-    shuffle(walls);
-    const std::size_t count = 1 + below(2);
-    for (const std::size_t wall : walls) {
-      const bool hasWindow = std::any_of(scene_.windows.begin(), scene_.windows.end(), [&](const Window& w) {
-        return static_cast<std::size_t>(w.wall) == wall;
-      });
-      if (hasWindow || scene_.boards.size() == count) continue;
-      const double x = scene_.room[0] / 2 - 0.01;
-      const double y = scene_.room[1] / 2 - 0.01;
-      const double along = between(-1, 1);
-      const Vector places[]{{along, y, 1.6}, {x, along, 1.6}, {along, -y, 1.6}, {-x, along, 1.6}};
-      constexpr std::array<double, 4> headings{-90, 180, 90, 0};
+    const std::size_t count = 1 + below(3);
+    constexpr int tries = 40;
+    for (int i = 0; i < tries && scene_.boards.size() < count; ++i) {
+      const std::size_t wall = below(4);
+      const double along = between(-0.4, 0.4) * lengthOf(wall);
+      const auto [place, inwards] = onWall(wall, along, 1.6);
+      const Vector centre = place + 0.01 * inwards;
+      const bool isApart = std::none_of(scene_.boards.begin(), scene_.boards.end(),
+                                        [&](const Board& b) { return onGround(b.centre - centre) < 1.5; });
+      if (!isApart || isBeforeWindow(wall, along, 1) || clearance(centre, 1.2) < 0.5) continue;
       const std::string& photo = photos[scene_.boards.size()];
       scene_.boards.push_back(
-          {"picture of " + photo, photo + ".png", places[wall], headings[wall], between(0.4, 0.6), false});
+          {"picture of " + photo, photo + ".png", centre, headingOf(inwards), between(0.4, 0.6), false});
     }
   }
 
@@ -395,12 +428,12 @@ class Generator {
     return std::abs(p[0]) < scene_.room[0] / 2 - fromWall && std::abs(p[1]) < scene_.room[1] / 2 - fromWall &&
            clearance(p, 0.2) > 0.22;
   }
-  /// Whether a camera at eye height gets from one place to the other.
-  [[nodiscard]] bool canPass(const Vector& from, const Vector& to) const {
+  /// Whether what is higher than `height` above the floor gets from one place to the other.
+  [[nodiscard]] bool canPass(const Vector& from, const Vector& to, double height) const {
     constexpr int steps = 12;
     for (int i = 0; i <= steps; ++i) {
       const double f = static_cast<double>(i) / steps;
-      if (clearance((1 - f) * from + f * to, 1.1) < 0.3) return false;
+      if (clearance((1 - f) * from + f * to, height) < 0.3) return false;
     }
     return true;
   }
@@ -419,7 +452,7 @@ class Generator {
                        distance * towards(headingOf(-1 * thing.at) + between(-75, 75));
       if (!canStand(p)) continue;
       const double cost = std::abs(distance - wanted) + 0.3 * onGround(p - from) +
-                          (canPass(from, p) ? 0 : 10) + 0.5 * static_cast<double>(random_());
+                          (canPass(from, p, 1.1) ? 0 : 10) + 0.5 * static_cast<double>(random_());
       if (cost >= least) continue;
       least = cost;
       best = Vector{p[0], p[1], eye};
@@ -437,13 +470,53 @@ class Generator {
     second.shift = {std::round(between(-3, 3) * 10) / 10, std::round(between(-3, 3) * 10) / 10, 0};
     second.driftMetres = options_.driftMetres;
     second.driftDegrees = options_.driftDegrees;
+    addPassersBy(second);
+  }
+
+  /// People who go to and fro where there is nothing in their way, as far from the camera's as possible.
+  void addPassersBy(WalkDescription& walk) {
+    const std::vector<const char*>& models = kindOf("person")->models;
+    for (std::size_t i = 0; i < options_.passersBy; ++i) {
+      PasserBy best{models[below(models.size())], {}, {}, 0};
+      double widest = 0.3;
+      constexpr int tries = 300;
+      for (int t = 0; t < tries; ++t) {
+        const Vector from{between(-0.5, 0.5) * scene_.room[0], between(-0.5, 0.5) * scene_.room[1], 0};
+        const Vector to{between(-0.5, 0.5) * scene_.room[0], between(-0.5, 0.5) * scene_.room[1], 0};
+        const double length = onGround(to - from);
+        if (length < 0.8 || !canStand(from) || !canStand(to) || !canPass(from, to, 0.1)) continue;
+        double apart = 1e9;
+        for (std::size_t w = 1; w < walk.waypoints.size(); ++w)
+          apart = std::min(
+              apart, distanceBetween(from, to, walk.waypoints[w - 1].position, walk.waypoints[w].position));
+        if (apart < widest) continue;
+        widest = apart;
+        constexpr double metresPerSecond = 0.6;
+        best = {best.model, from, to, length / metresPerSecond};
+      }
+      if (best.seconds > 0) walk.passersBy.push_back(best);
+    }
+  }
+
+  /// Of two ways, at a few points of each.
+  static double distanceBetween(const Vector& a0, const Vector& a1, const Vector& b0, const Vector& b1) {
+    constexpr int steps = 5;
+    double least = 1e9;
+    for (int i = 0; i <= steps; ++i) {
+      for (int j = 0; j <= steps; ++j) {
+        const double f = static_cast<double>(i) / steps;
+        const double g = static_cast<double>(j) / steps;
+        least = std::min(least, onGround((1 - f) * a0 + f * a1 - ((1 - g) * b0 + g * b1)));
+      }
+    }
+    return least;
   }
 
   /// Moves and removes things for the second walk, which then looks at them where they are.
   std::vector<Change> change() {
     std::vector<std::size_t> order;
     for (std::size_t i = 0; i < scene_.furniture.size(); ++i) {
-      if (scene_.furniture[i].type != tableType) order.push_back(i);
+      if (kindOf(scene_.furniture[i].type) != nullptr) order.push_back(i);
     }
     shuffle(order);
     std::vector<Change> changes;
@@ -477,7 +550,7 @@ class Generator {
     if (direction < 0) walk.changes = change();
     std::vector<PlacedFurniture> things;
     for (const PlacedFurniture& f : scene_.furniture) {
-      if (f.type != tableType) things.push_back(f);
+      if (kindOf(f.type) != nullptr) things.push_back(f);
     }
     const double start = between(-180, 180);
     const auto angleOf = [&](const PlacedFurniture& f) {
@@ -533,6 +606,7 @@ class Generator {
   const RoomOptions& options_;
   const FurnitureCatalogue& catalogue_;
   Random random_;
+  double growth_;  ///< metres
   SceneDescription scene_;
 };
 
@@ -551,6 +625,10 @@ nlohmann::ordered_json json(const WalkDescription& walk) {
     changes.push_back({{"name", c.name}});
     if (!c.isRemoved) changes.back().update({{"at", json(c.at)}, {"facing", rounded(c.facing)}});
   }
+  nlohmann::ordered_json passersBy = nlohmann::ordered_json::array();
+  for (const PasserBy& p : walk.passersBy)
+    passersBy.push_back(
+        {{"model", p.model}, {"from", json(p.from)}, {"to", json(p.to)}, {"seconds", rounded(p.seconds)}});
   nlohmann::ordered_json waypoints = nlohmann::ordered_json::array();
   for (const Waypoint& w : walk.waypoints) {
     waypoints.push_back({{"at", json(w.position)}, {"look", json(w.target)}});
@@ -562,6 +640,7 @@ nlohmann::ordered_json json(const WalkDescription& walk) {
           {"frame", {{"turn", walk.turn}, {"shift", json(walk.shift)}}},
           {"drift", {{"metres", walk.driftMetres}, {"degrees", walk.driftDegrees}}},
           {"changes", changes},
+          {"passersBy", passersBy},
           {"waypoints", waypoints}};
 }
 
@@ -589,6 +668,15 @@ std::vector<std::string> typesIn(const SceneDescription& scene) {
     if (kindOf(f.type) != nullptr) types.push_back(f.type);
   }
   return types;
+}
+
+std::vector<std::pair<std::string, std::string>> modelsByClass() {
+  std::vector<std::pair<std::string, std::string>> models;
+  for (const Kind& kind : kinds()) {
+    for (const char* model : kind.models) models.emplace_back(kind.type, model);
+  }
+  for (const char* table : tables()) models.emplace_back(tableType, table);
+  return models;
 }
 
 nlohmann::ordered_json toJSON(const SceneDescription& scene) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <nlohmann/json_fwd.hpp>
@@ -21,17 +22,21 @@ struct RoomOptions {
   double seconds = 40;     ///< of each walk
   double driftMetres = 0;  ///< of the second walk's poses, a minute
   double driftDegrees = 0;
+  std::size_t passersBy = 1;  ///< at most, in the second walk
 };
 
 /// A furnished room with two walks, "first" and "second": things stand at walls, on the floor and on tables,
 /// chairs at tables, pictures hang on walls. The walks look at one thing after the other, at some twice; the
-/// second begins elsewhere, goes round the other way, by other light and in a frame of its own. The same
-/// options give the same room. Fails only for a catalogue that lacks models.
+/// second begins elsewhere, goes round the other way, by other light, with a passer-by and in a frame of its
+/// own. The same options give the same room. Fails only for a catalogue that lacks models.
 [[nodiscard]] base::Result<SceneDescription> generateRoom(const RoomOptions& options,
                                                           const FurnitureCatalogue& catalogue);
 
 /// What detectable things a room holds, for another room with the same.
 [[nodiscard]] std::vector<std::string> typesIn(const SceneDescription& scene);
+
+/// The models that rooms are furnished with, by the class that a detector should give them.
+[[nodiscard]] std::vector<std::pair<std::string, std::string>> modelsByClass();
 
 /// The description in the form that parseScene reads.
 [[nodiscard]] nlohmann::ordered_json toJSON(const SceneDescription& scene);

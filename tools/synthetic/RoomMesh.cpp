@@ -54,12 +54,8 @@ void addShell(Mesh& mesh, const SceneDescription& scene) {
   constexpr std::array<Colour, 5> paints{
       {{226, 220, 208}, {206, 216, 212}, {222, 208, 196}, {214, 216, 226}, {232, 228, 222}}};
   constexpr std::array<Colour, 3> woods{{{168, 124, 84}, {130, 92, 62}, {186, 152, 112}}};
-  const bool furnished = scene.isFurnished;
-  const Material wall = furnished
-                            ? textured(plasterTexture(scene.seed, paints[scene.seed % paints.size()], 0))
-                            : textured(plasterTexture(scene.seed, {186, 178, 164}, 5000));
-  const Material floor = furnished ? textured(plankTexture(scene.seed + 1, woods[scene.seed % woods.size()]))
-                                   : textured(tileTexture(scene.seed + 1, {150, 140, 128}));
+  const Material wall = textured(plasterTexture(scene.seed, paints[scene.seed % paints.size()]));
+  const Material floor = textured(plankTexture(scene.seed + 1, woods[scene.seed % woods.size()]));
   const auto& [w, d, h] = scene.room;
   constexpr double metresPerTexture = 1.8;
   const auto repeat = [](double length) { return static_cast<float>(length / metresPerTexture); };
@@ -70,7 +66,7 @@ void addShell(Mesh& mesh, const SceneDescription& scene) {
   mesh.addQuad({-w / 2, -d / 2, h}, {0, d, 0}, down, wall, repeat(d), repeat(h));
   mesh.addQuad({-w / 2, d / 2, 0}, {w, 0, 0}, {0, -d, 0}, floor, repeat(w), repeat(d));
   mesh.addQuad({-w / 2, -d / 2, h}, {w, 0, 0}, {0, d, 0}, Material{{240, 240, 236}});
-  if (!furnished) return;
+  if (!scene.isFurnished) return;
   constexpr double skirting = 0.08;
   constexpr double thickness = 0.015;
   const Material paint{{238, 236, 230}};
@@ -171,23 +167,34 @@ void addPlaced(Mesh& room, Mesh model, const PlacedFurniture& placed) {
   room.add(model);
 }
 
-std::optional<Failure> addFurniture(RoomMesh& room, const SceneDescription& scene,
-                                    const std::filesystem::path& folder) {
+/// Furniture, and the people who pass by.
+std::optional<Failure> addModels(RoomMesh& room, const SceneDescription& scene, const WalkDescription& walk,
+                                 const std::filesystem::path& folder) {
   const auto catalogue = FurnitureCatalogue::read(folder);
   if (!catalogue) return catalogue.failure();
   std::map<std::string, Mesh> loaded;
-  for (const PlacedFurniture& placed : scene.furniture) {
-    const FurnitureModel* model = catalogue->find(placed.model);
+  const auto load = [&](const std::string& id) -> Result<const FurnitureModel*> {
+    const FurnitureModel* model = catalogue->find(id);
     if (model == nullptr)
-      return Failure{fmt::format("\"{}\": there is no furniture model \"{}\" in {}", placed.name,
-                                 placed.model, folder.string())};
-    if (!loaded.contains(placed.model)) {
+      return Failure{fmt::format("there is no furniture model \"{}\" in {}", id, folder.string())};
+    if (!loaded.contains(id)) {
       auto mesh = loadFurniture(*model);
       if (!mesh) return mesh.failure();
-      loaded[placed.model] = *std::move(mesh);
+      loaded[id] = *std::move(mesh);
     }
+    return model;
+  };
+  for (const PlacedFurniture& placed : scene.furniture) {
+    const auto model = load(placed.model);
+    if (!model) return model.failure();
     addPlaced(room.mesh, loaded[placed.model], placed);
-    room.furnitureSizes.push_back(model->size);
+    room.furnitureSizes.push_back((*model)->size);
+  }
+  for (const PasserBy& person : walk.passersBy) {
+    const auto model = load(person.model);
+    if (!model) return model.failure();
+    room.passersBy.push_back(loaded[person.model]);
+    room.passersBySizes.push_back((*model)->size);
   }
   return std::nullopt;
 }
@@ -227,8 +234,8 @@ Result<RoomMesh> roomMeshOf(const SceneDescription& scene, const WalkDescription
     if (!photo) return Failure{photo.failure().message + "; scripts/setup fetches the photographs"};
     addBoard(room.mesh, board, *photo);
   }
-  if (!scene.furniture.empty()) {
-    if (auto failure = addFurniture(room, scene, sources.furniture)) return *failure;
+  if (!scene.furniture.empty() || !walk.passersBy.empty()) {
+    if (auto failure = addModels(room, scene, walk, sources.furniture)) return *failure;
   }
   return room;
 }

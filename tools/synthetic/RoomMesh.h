@@ -15,6 +15,8 @@ struct RoomMesh {
   Mesh mesh;
   std::vector<Lamp> lamps;
   std::vector<Vector> furnitureSizes;
+  std::vector<Mesh> passersBy;  ///< each at the origin, its front towards -y
+  std::vector<Vector> passersBySizes;
 };
 
 struct RoomSources {

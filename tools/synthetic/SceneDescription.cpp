@@ -58,6 +58,9 @@ WalkDescription readWalk(const JSONMember& walk, const SceneDescription& scene) 
   }
   if (result.waypoints.size() < 2) throw MalformedJSON(walk.path() + ".waypoints must be two or more");
   for (const JSONMember& c : listOf(walk["changes"])) result.changes.push_back(readChange(c, scene));
+  for (const JSONMember& p : listOf(walk["passersBy"]))
+    result.passersBy.push_back(
+        {p["model"].string(), vectorOf(p["from"]), vectorOf(p["to"]), p["seconds"].positive()});
   result.daylight = walk["daylight"].number(result.daylight);
   result.lamplight = walk["lamplight"].number(result.lamplight);
   result.turn = walk["frame"]["turn"].number(0);

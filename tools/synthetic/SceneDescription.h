@@ -63,10 +63,19 @@ struct Change {
   double facing = 0;
 };
 
+/// A person who goes to and fro on a straight way.
+struct PasserBy {
+  std::string model;
+  Vector from{};
+  Vector to{};
+  double seconds = 0;  ///< one way
+};
+
 struct WalkDescription {
   std::string name;
   std::vector<Waypoint> waypoints;
   std::vector<Change> changes;
+  std::vector<PasserBy> passersBy;
   double daylight = 1;   ///< through the windows
   double lamplight = 0;  ///< from the ceiling
   /// The recording's frame: the room's, turned by `turn` (degrees) about the vertical, then moved.
@@ -80,7 +89,7 @@ struct WalkDescription {
 struct SceneDescription {
   Vector room{};  ///< width along x, depth along y, height
   unsigned seed = 0;
-  bool isFurnished = false;  ///< painted walls, planks and depth noise; else surfaces full of corners
+  bool isFurnished = false;  ///< has depth noise, skirting boards and a lamp at the ceiling
   std::vector<Window> windows;
   std::vector<PlacedFurniture> furniture;
   std::vector<Board> boards;
@@ -93,8 +102,5 @@ struct SceneDescription {
 
 /// Reads a description; `name` stands at the front of what is wrong with it.
 [[nodiscard]] base::Result<SceneDescription> parseScene(std::string_view json, const std::string& name);
-
-/// The room of boards, as text.
-[[nodiscard]] std::string_view defaultScene();
 
 }  // namespace geoloom::tools

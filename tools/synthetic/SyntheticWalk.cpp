@@ -4,6 +4,7 @@
 #include <atomic>
 #include <cmath>
 #include <fstream>
+#include <memory>
 #include <mutex>
 #include <numbers>
 #include <thread>
@@ -85,13 +86,43 @@ std::string imageName(double time) {
   return fmt::format("{:011.6f}.png", time);
 }
 
+/// The people who go to and fro during a walk.
+class PassersBy {
+ public:
+  PassersBy(const WalkDescription& walk, const std::vector<Mesh>& meshes) : walk_(walk) {
+    for (const Mesh& mesh : meshes) people_.push_back(std::make_unique<Renderer>(mesh, std::vector<Lamp>{}));
+  }
+
+  [[nodiscard]] std::vector<Moving> at(double seconds) const {
+    std::vector<Moving> moving;
+    for (std::size_t i = 0; i < people_.size(); ++i) {
+      const PasserBy& person = walk_.passersBy[i];
+      const double phase = std::fmod(seconds / person.seconds, 2);
+      const bool isBack = phase > 1;
+      const Vector way = person.to - person.from;
+      const double heading = std::atan2(way[1], way[0]) * 180 / std::numbers::pi;
+      moving.push_back({people_[i].get(), person.from + (isBack ? 2 - phase : phase) * way,
+                        isBack ? heading + 180 : heading});
+    }
+    return moving;
+  }
+
+ private:
+  const WalkDescription& walk_;
+  std::vector<std::unique_ptr<Renderer>> people_;
+};
+
 /// Renders all views on all cores.
 class FrameWriter {
  public:
   /// Depth has noise if there is a seed for it.
-  FrameWriter(const Renderer& renderer, const Pinhole& camera, std::filesystem::path folder,
-              std::optional<unsigned> noise)
-      : renderer_(renderer), camera_(camera), folder_(std::move(folder)), noise_(noise) {}
+  FrameWriter(const Renderer& renderer, const PassersBy& passersBy, const Pinhole& camera,
+              std::filesystem::path folder, std::optional<unsigned> noise)
+      : renderer_(renderer),
+        passersBy_(passersBy),
+        camera_(camera),
+        folder_(std::move(folder)),
+        noise_(noise) {}
 
   std::optional<Failure> write(const std::vector<View>& views, double framesPerSecond,
                                const std::function<void(std::size_t, std::size_t)>& progress,
@@ -101,7 +132,9 @@ class FrameWriter {
     for (unsigned i = 0; i < count; ++i) {
       workers.emplace_back([&] {
         for (std::size_t f = next_++; f < views.size(); f = next_++) {
-          std::optional<Failure> failure = writeFrame(f, views[f], imageName(timeOf(f, framesPerSecond)));
+          std::optional<Failure> failure =
+              writeFrame(f, views[f], passersBy_.at(static_cast<double>(f) / framesPerSecond),
+                         imageName(timeOf(f, framesPerSecond)));
           const std::lock_guard lock(mutex_);
           if (failure) failure_ = std::move(failure);
           if (!failure_ && isCancelled()) failure_ = Failure{"interrupted"};
@@ -116,9 +149,10 @@ class FrameWriter {
 
  private:
   [[nodiscard]] std::optional<Failure> writeFrame(std::size_t index, const View& view,
+                                                  const std::vector<Moving>& people,
                                                   const std::string& name) const {
     constexpr int fast = 1;
-    const Rendered rendered = renderer_.render(camera_, view);
+    const Rendered rendered = renderer_.render(camera_, view, people);
     if (auto failure = platform::writePNG(folder_ / "rgb" / name, rendered.colours, fast)) return failure;
     std::vector<std::uint16_t> depth;
     depth.reserve(rendered.distance.size());
@@ -132,6 +166,7 @@ class FrameWriter {
   }
 
   const Renderer& renderer_;
+  const PassersBy& passersBy_;
   const Pinhole& camera_;
   const std::filesystem::path folder_;
   const std::optional<unsigned> noise_;
@@ -159,7 +194,8 @@ std::string listsOf(const std::vector<View>& views, double framesPerSecond, std:
 }
 
 /// Where things really are, in the recording's coordinates with y up; also a placement file.
-std::string truthOf(const SceneDescription& scene, const std::vector<Vector>& sizes, const Frame& frame) {
+std::string truthOf(const SceneDescription& scene, const WalkDescription& walk, const RoomMesh& room,
+                    const Frame& frame) {
   using nlohmann::ordered_json;
   const auto place = [&](const Vector& inRoom) {
     const Vector p = frame.moved(inRoom);
@@ -172,8 +208,9 @@ std::string truthOf(const SceneDescription& scene, const std::vector<Vector>& si
   ordered_json objects = ordered_json::array();
   for (std::size_t i = 0; i < scene.furniture.size(); ++i) {
     const PlacedFurniture& placed = scene.furniture[i];
-    const Vector& size = sizes[i];
-    ordered_json object{{"name", placed.name}, {"class", placed.type}};
+    const Vector& size = room.furnitureSizes[i];
+    ordered_json object{{"name", placed.name}};
+    if (!placed.type.empty()) object["class"] = placed.type;
     object.update(place(placed.at + Vector{0, 0, size[1] / 2}));
     object["size"] = size;
     object["turn"] = (placed.facing + 90) * std::numbers::pi / 180 + frame.angle();
@@ -183,6 +220,15 @@ std::string truthOf(const SceneDescription& scene, const std::vector<Vector>& si
     ordered_json object{{"name", board.name}};
     object.update(place(board.centre));
     objects.push_back(object);
+  }
+  ordered_json passersBy = ordered_json::array();
+  for (std::size_t i = 0; i < walk.passersBy.size(); ++i) {
+    const PasserBy& person = walk.passersBy[i];
+    passersBy.push_back({{"class", "person"},
+                         {"size", room.passersBySizes[i]},
+                         {"from", onGround(person.from)},
+                         {"to", onGround(person.to)},
+                         {"seconds", person.seconds}});
   }
   ordered_json assets = ordered_json::array();
   for (const SceneAsset& asset : scene.assets) {
@@ -201,11 +247,9 @@ std::string truthOf(const SceneDescription& scene, const std::vector<Vector>& si
     const auto [corner, right, inwards] = placeOf(window, scene.room);
     windows.push_back({onGround(corner), onGround(corner + window.width * right)});
   }
-  return ordered_json{{"version", 1},
-                      {"frame", "recording"},
-                      {"assets", assets},
-                      {"objects", objects},
-                      {"room", {{"walls", walls}, {"windows", windows}}}}
+  return ordered_json{{"version", 1},           {"frame", "recording"},
+                      {"assets", assets},       {"objects", objects},
+                      {"passersBy", passersBy}, {"room", {{"walls", walls}, {"windows", windows}}}}
              .dump(2) +
          "\n";
 }
@@ -265,8 +309,9 @@ Result<SyntheticWalkSummary> writeSyntheticWalk(
   Pinhole camera{options.width, options.height, 525.0 * static_cast<double>(options.width) / 640.0,
                  (static_cast<double>(options.width) - 1) / 2, (static_cast<double>(options.height) - 1) / 2};
   const Renderer renderer(room->mesh, room->lamps);
+  const PassersBy passersBy(*walk, room->passersBy);
   const std::optional<unsigned> noise = scene.isFurnished ? std::optional(options.seed) : std::nullopt;
-  if (auto failure = FrameWriter(renderer, camera, folder, noise)
+  if (auto failure = FrameWriter(renderer, passersBy, camera, folder, noise)
                          .write(views, options.framesPerSecond, progress, options.isCancelled))
     return *failure;
 
@@ -284,7 +329,7 @@ Result<SyntheticWalkSummary> writeSyntheticWalk(
       {"groundtruth.txt", truth},
       {"calibration.txt", fmt::format("# fx fy cx cy\n{} {} {} {}\n", camera.focal, camera.focal,
                                       camera.centreX, camera.centreY)},
-      {"truth.json", truthOf(there, room->furnitureSizes, frame)},
+      {"truth.json", truthOf(there, *walk, *room, frame)},
   };
   for (const auto& [name, text] : files) {
     if (auto failure = writeText(folder / name, text)) return *failure;

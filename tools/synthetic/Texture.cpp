@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <bit>
 #include <cmath>
 #include <utility>
 
@@ -63,75 +62,18 @@ class ValueNoise {
 
 constexpr std::size_t side = 1024;
 
-std::vector<Colour> stained(Random& random, const Colour& base, float contrast) {
-  const ValueNoise coarse(random, 6);
-  const ValueNoise middle(random, 23);
-  const ValueNoise fine(random, 128);
-  std::vector<Colour> texels(side * side);
-  for (std::size_t y = 0; y < side; ++y) {
-    for (std::size_t x = 0; x < side; ++x) {
-      const float s = static_cast<float>(x) / side;
-      const float t = static_cast<float>(y) / side;
-      const float n = 0.5F * coarse.at(s, t) + 0.3F * middle.at(s, t) + 0.35F * fine.at(s, t);
-      texels[y * side + x] = scaled(base, 1 + contrast * n);
-    }
-  }
-  return texels;
-}
-
-/// Small round specks, dark and light.
-void addSpecks(std::vector<Colour>& texels, Random& random, int count) {
-  for (int i = 0; i < count; ++i) {
-    const float cx = random() * side;
-    const float cy = random() * side;
-    const float radius = 1.5F + 4.5F * random() * random();
-    const float factor = random() < 0.5F ? 0.55F + 0.25F * random() : 1.12F + 0.15F * random();
-    const int reach = static_cast<int>(std::ceil(radius));
-    for (int dy = -reach; dy <= reach; ++dy) {
-      for (int dx = -reach; dx <= reach; ++dx) {
-        if (static_cast<float>(dx * dx + dy * dy) > radius * radius) continue;
-        const auto x = static_cast<std::size_t>(static_cast<int>(cx) + dx + static_cast<int>(side)) % side;
-        const auto y = static_cast<std::size_t>(static_cast<int>(cy) + dy + static_cast<int>(side)) % side;
-        Colour& texel = texels[y * side + x];
-        texel = scaled(texel, factor);
-      }
-    }
-  }
-}
-
 }  // namespace
 
 Texture::Texture(const platform::PNGImage& picture) {
-  const std::size_t width = std::bit_ceil(picture.width);
-  const std::size_t height = std::bit_ceil(picture.height);
-  const std::vector<std::uint8_t>& samples = *picture.samples8();
   const std::size_t channels = picture.channels;
-  const auto at = [&](std::size_t x, std::size_t y) {
-    const std::uint8_t* p =
-        &samples[(std::min(y, picture.height - 1) * picture.width + std::min(x, picture.width - 1)) *
-                 channels];
-    const auto value = [p](std::size_t c) { return static_cast<float>(p[c]); };
-    if (channels < 3) return Colour{value(0), value(0), value(0)};
-    return Colour{value(0), value(1), value(2), channels == 4 ? value(3) : 255.0F};
-  };
-  std::vector<Colour> texels(width * height);
-  for (std::size_t y = 0; y < height; ++y) {
-    const double v = std::max(0.0, (static_cast<double>(y) + 0.5) * static_cast<double>(picture.height) /
-                                           static_cast<double>(height) -
-                                       0.5);
-    const auto row = static_cast<std::size_t>(v);
-    const auto fy = static_cast<float>(v - static_cast<double>(row));
-    for (std::size_t x = 0; x < width; ++x) {
-      const double u = std::max(0.0, (static_cast<double>(x) + 0.5) * static_cast<double>(picture.width) /
-                                             static_cast<double>(width) -
-                                         0.5);
-      const auto column = static_cast<std::size_t>(u);
-      const auto fx = static_cast<float>(u - static_cast<double>(column));
-      texels[y * width + x] = mix(mix(at(column, row), at(column + 1, row), fx),
-                                  mix(at(column, row + 1), at(column + 1, row + 1), fx), fy);
-    }
+  std::vector<Colour> texels;
+  texels.reserve(picture.width * picture.height);
+  for (std::size_t i = 0; i < picture.width * picture.height; ++i) {
+    const std::uint8_t* p = picture.samples8()->data() + i * channels;
+    const auto value = [&](std::size_t c) { return static_cast<float>(p[channels < 3 ? 0 : c]); };
+    texels.push_back({value(0), value(1), value(2), channels == 4 ? value(3) : 255.0F});
   }
-  addHalvings(width, height, std::move(texels));
+  addHalvings(picture.width, picture.height, std::move(texels));
 }
 
 Texture::Texture(std::vector<Colour> texels, std::size_t size) {
@@ -180,7 +122,7 @@ Colour Texture::sample(float s, float t, float footprint) const {
   const auto column = static_cast<std::size_t>(x);
   const auto row = static_cast<std::size_t>(y);
   const auto texel = [&](std::size_t c, std::size_t r) {
-    return unpack(level.texels[(r & (level.height - 1)) * level.width + (c & (level.width - 1))]);
+    return unpack(level.texels[r % level.height * level.width + c % level.width]);
   };
   const float fx = x - static_cast<float>(column);
   const float fy = y - static_cast<float>(row);
@@ -188,27 +130,18 @@ Colour Texture::sample(float s, float t, float footprint) const {
              mix(texel(column, row + 1), texel(column + 1, row + 1), fx), fy);
 }
 
-Texture plasterTexture(unsigned seed, Colour base, int specks) {
+Texture plasterTexture(unsigned seed, Colour base) {
   Random random(seed);
-  std::vector<Colour> texels = stained(random, base, specks > 0 ? 0.22F : 0.06F);
-  addSpecks(texels, random, specks);
-  return {std::move(texels), side};
-}
-
-Texture tileTexture(unsigned seed, Colour base) {
-  Random random(seed);
-  std::vector<Colour> texels = stained(random, base, 0.3F);
-  addSpecks(texels, random, 3000);
-  constexpr std::size_t tiles = 4;
-  constexpr std::size_t joint = 6;
-  constexpr std::size_t tile = side / tiles;
-  std::array<float, tiles * tiles> tint{};
-  for (float& t : tint) t = 0.85F + 0.3F * random();
+  const ValueNoise coarse(random, 6);
+  const ValueNoise middle(random, 23);
+  const ValueNoise fine(random, 128);
+  std::vector<Colour> texels;
   for (std::size_t y = 0; y < side; ++y) {
     for (std::size_t x = 0; x < side; ++x) {
-      const bool inJoint = x % tile < joint || y % tile < joint;
-      const float factor = inJoint ? 0.45F : tint[y / tile * tiles + x / tile];
-      texels[y * side + x] = scaled(texels[y * side + x], factor);
+      const float s = static_cast<float>(x) / side;
+      const float t = static_cast<float>(y) / side;
+      const float stain = 0.5F * coarse.at(s, t) + 0.3F * middle.at(s, t) + 0.35F * fine.at(s, t);
+      texels.push_back(scaled(base, 1 + 0.06F * stain));
     }
   }
   return {std::move(texels), side};
@@ -240,10 +173,6 @@ Texture plankTexture(unsigned seed, Colour base) {
     }
   }
   return {std::move(texels), side};
-}
-
-Texture plainTexture(Colour colour) {
-  return {{colour}, 1};
 }
 
 }  // namespace geoloom::tools

@@ -16,14 +16,13 @@ struct Colour {
   float alpha = 255;
 };
 
-/// A picture with its halvings, so that it can be looked up from far away without flicker. Its sides are
-/// brought to powers of two. Immutable.
+/// A picture with its halvings, so that it can be looked up from far away without flicker. Immutable.
 class Texture {
  public:
   /// Any picture with 8 bits a sample.
   explicit Texture(const platform::PNGImage& picture);
 
-  /// Rows of colours from the top; `side` is a power of two.
+  /// Rows of colours from the top, as many as in a row.
   Texture(std::vector<Colour> texels, std::size_t side);
 
   [[nodiscard]] float width() const { return static_cast<float>(levels_.front().width); }
@@ -47,14 +46,9 @@ class Texture {
   bool isOpaque_ = true;
 };
 
-/// The look of a painted wall: soft stains and, with `specks`, many small ones, which give a tracker its
-/// corners.
-[[nodiscard]] Texture plasterTexture(unsigned seed, Colour base, int specks);
-/// Stone tiles with joints.
-[[nodiscard]] Texture tileTexture(unsigned seed, Colour base);
+/// The look of a painted wall, softly stained.
+[[nodiscard]] Texture plasterTexture(unsigned seed, Colour base);
 /// Boards of wood along s.
 [[nodiscard]] Texture plankTexture(unsigned seed, Colour base);
-/// One colour.
-[[nodiscard]] Texture plainTexture(Colour colour);
 
 }  // namespace geoloom::tools
