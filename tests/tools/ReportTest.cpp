@@ -404,7 +404,7 @@ TEST(ServiceOptions, DerivesAddressesFromTheService) {
   EXPECT_EQ(endpoints.beta, "http://127.0.0.1:8000/beta/maps");
   EXPECT_EQ(endpoints.sceneUnderstanding, "http://127.0.0.1:8000/dev/scene-understanding/localize");
   EXPECT_EQ(endpoints.tables, "http://127.0.0.1:9000");
-  EXPECT_EQ(endpoints.metrics, "http://127.0.0.1:8000/");
+  EXPECT_EQ(endpoints.metrics, "http://127.0.0.1:8000");
   options.service.clear();
   EXPECT_EQ(endpointsOf(options).metrics, "");
 }
