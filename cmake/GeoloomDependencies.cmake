@@ -47,6 +47,13 @@ foreach(module core imgproc dnn)
   target_link_libraries(geoloom_opencv INTERFACE ${OPENCV_${module}_LIBRARY})
 endforeach()
 
+# Debian's oneDNN runs its loops in GCC's OpenMP, whose number of threads we set for our calls.
+find_path(DNNL_INCLUDE_DIR oneapi/dnnl/dnnl.hpp REQUIRED)
+find_library(DNNL_LIBRARY dnnl REQUIRED)
+add_library(geoloom_dnnl INTERFACE)
+target_include_directories(geoloom_dnnl SYSTEM INTERFACE ${DNNL_INCLUDE_DIR})
+target_link_libraries(geoloom_dnnl INTERFACE ${DNNL_LIBRARY} gomp)
+
 find_path(HTTPLIB_INCLUDE_DIR httplib.h REQUIRED)
 find_library(HTTPLIB_LIBRARY cpp-httplib REQUIRED)
 add_library(geoloom_httplib INTERFACE)

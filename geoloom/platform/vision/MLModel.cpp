@@ -1,15 +1,17 @@
 #include "geoloom/platform/vision/MLModel.h"
 
-#include <cstring>
 #include <map>
 #include <mutex>
 
-#include <opencv2/core.hpp>
-#include <opencv2/dnn.hpp>
+#include <fcntl.h>
+#include <sys/mman.h>
 
+#include "geoloom/base/Descriptor.h"
 #include "geoloom/base/ProcessExit.h"
 #include "geoloom/base/ReadFile.h"
+#include "geoloom/platform/foundation/Log.h"
 #include "geoloom/platform/foundation/NSLock.h"
+#include "geoloom/platform/vision/NetworkEngine.h"
 
 namespace geoloom::platform {
 
@@ -17,11 +19,34 @@ namespace {
 
 constexpr std::uint64_t MAXIMUM_MANIFEST_BYTES = 1 << 20;
 
-/// Runs `work` on this thread only: inside one of its parallel loops OpenCV starts no threads. This leaves
-/// the process-wide number of threads, which the application chooses, unchanged.
-template <class Work>
-void onThisThread(const Work& work) {
-  cv::parallel_for_(cv::Range(0, 1), [&](const cv::Range&) { work(); });
+struct Unmap {
+  std::size_t size;
+  void operator()(const char* front) const { munmap(const_cast<char*>(front), size); }
+};
+using Mapping = std::unique_ptr<const char, Unmap>;
+
+/// The bytes of a file; null if there are none. `model compile` replaces files whole, which leaves a mapping
+/// as it is.
+Mapping mapped(const std::filesystem::path& path) {
+  std::error_code error;
+  const std::size_t size =
+      std::filesystem::is_regular_file(path, error) ? std::filesystem::file_size(path, error) : 0;
+  const base::Descriptor file(error ? -1 : open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  void* const front = mmap(nullptr, size, PROT_READ, MAP_PRIVATE, file.get(), 0);
+  return Mapping(front == MAP_FAILED ? nullptr : static_cast<const char*>(front), {size});
+}
+
+/// oneDNN for the networks that it can run, otherwise OpenCV. Logs which.
+base::Result<std::unique_ptr<NetworkEngine>> makeEngine(const std::string& path,
+                                                        const ModelManifest& manifest) {
+  const Mapping file = mapped(path);
+  const auto network = readONNX({file.get(), file ? file.get_deleter().size : 0});
+  const auto plan = network ? planNetwork(*network, manifest) : network.failure();
+  auto engine = plan ? makeOneDNNEngine(*plan) : plan.failure();
+  const std::string reason = engine ? "" : ", because " + engine.failure().message;
+  if (!engine) engine = makeOpenCVEngine(path, manifest);
+  if (engine) SystemLog::log(path + ": runs on " + (*engine)->description() + reason);
+  return engine;
 }
 
 }  // namespace
@@ -29,13 +54,7 @@ void onThisThread(const Work& work) {
 struct MLModel::State {
   ModelManifest manifest;
   std::string name;  ///< of the network's file
-  std::vector<std::string> outputNames;
-
-  /// Held while the network runs: it guards the members below.
-  NSLock lock;
-  cv::dnn::Net net;
-  cv::Mat input;
-  std::vector<cv::Mat> results;
+  std::unique_ptr<NetworkEngine> engine;
 
   base::Result<void> load(const std::filesystem::path& bundle);
 };
@@ -48,23 +67,9 @@ base::Result<void> MLModel::State::load(const std::filesystem::path& bundle) {
   if (!parsed) return parsed.failure();
   manifest = *std::move(parsed);
   name = (bundle / manifest.network).string();
-  try {
-    net = cv::dnn::readNetFromONNX(name);
-    const int shape[] = {1, 3, static_cast<int>(manifest.inputHeight), static_cast<int>(manifest.inputWidth)};
-    input = cv::Mat(4, shape, CV_32F, cv::Scalar(0));
-    net.setInput(input, manifest.inputName);
-    const auto known = net.getUnconnectedOutLayersNames();
-    for (const auto& output : manifest.outputs) {
-      if (std::find(known.begin(), known.end(), output.name) == known.end()) {
-        return base::Failure{name + ": the network has no output \"" + output.name + "\""};
-      }
-      outputNames.push_back(output.name);
-    }
-  } catch (const std::exception&) {
-    // The engine's own text names only its source files.
-    return base::Failure{name + ": cannot be loaded as a network with the input \"" + manifest.inputName +
-                         "\""};
-  }
+  auto made = makeEngine(name, manifest);
+  if (!made) return base::Failure{name + ": " + made.failure().message};
+  engine = *std::move(made);
   return {};
 }
 
@@ -73,6 +78,10 @@ MLModel::~MLModel() = default;
 
 const ModelManifest& MLModel::manifest() const {
   return state_->manifest;
+}
+
+std::string MLModel::engineDescription() const {
+  return state_->engine->description();
 }
 
 base::Result<std::shared_ptr<MLModel>> MLModel::create(const std::filesystem::path& bundle) {
@@ -90,39 +99,24 @@ base::Result<std::shared_ptr<MLModel>> MLModel::create(const std::filesystem::pa
   if (const auto loaded = state->load(canonical); !loaded) return loaded.failure();
   std::shared_ptr<MLModel> model(new MLModel(std::move(state)));
   models[canonical] = model;
-  // The engine registers exit handlers when it first reads a network and when it first runs one.
+  // Engines register exit handlers when they first load a network and when they first run one.
   base::restAtExit();
   return model;
 }
 
 base::Result<std::vector<std::shared_ptr<MLMultiArray>>> MLModel::prediction(
     const std::function<void(float* planes)>& fill) {
-  State& state = *state_;
-  const std::lock_guard guard(state.lock);
-  try {
-    onThisThread([&] {
-      fill(state.input.ptr<float>());
-      state.net.setInput(state.input, state.manifest.inputName);
-      state.net.forward(state.results, state.outputNames);
-    });
-    static std::once_flag first;
-    std::call_once(first, base::restAtExit);
-  } catch (const std::exception&) {
-    return base::Failure{state.name + ": the network cannot be run on the input that its manifest states"};
-  }
   std::vector<std::shared_ptr<MLMultiArray>> outputs;
-  for (std::size_t i = 0; i < state.manifest.outputs.size(); ++i) {
-    const cv::Mat& result = state.results[i];
-    auto array = MLMultiArray::create(state.manifest.outputs[i].shape, MLMultiArrayDataType::float32);
-    if (!array) return base::Failure{state.name + ": out of memory"};
-    if (result.type() != CV_32F || !result.isContinuous() || result.total() != array->count()) {
-      return base::Failure{state.name + ": the shape of output \"" + state.outputNames[i] +
-                           "\" differs from the manifest's"};
-    }
-    // Copied, because the engine writes its next results to the same memory.
-    std::memcpy(array->dataPointer(), result.ptr<float>(), result.total() * sizeof(float));
-    outputs.push_back(std::move(array));
+  std::vector<float*> fronts;
+  for (const auto& output : state_->manifest.outputs) {
+    outputs.push_back(MLMultiArray::create(output.shape, MLMultiArrayDataType::float32));
+    if (!outputs.back()) return base::Failure{state_->name + ": out of memory"};
+    fronts.push_back(static_cast<float*>(outputs.back()->dataPointer()));
   }
+  const auto ran = state_->engine->run(fill, fronts);
+  static std::once_flag first;
+  std::call_once(first, base::restAtExit);
+  if (!ran) return base::Failure{state_->name + ": " + ran.failure().message};
   return outputs;
 }
 

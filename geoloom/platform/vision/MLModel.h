@@ -25,10 +25,10 @@ struct MLFeatureValue {
 /// A compiled model, loaded from its bundle (docs/model-bundle.md). All loads of one bundle in a process
 /// share the model and its weights.
 ///
-/// May be used from any thread; predictions of one model run one after the other, because the engine cannot
-/// run a network on two threads and a second copy of the detection network would need another 50 MB. A
-/// prediction runs on the caller's thread only and leaves the engine's process-wide settings unchanged. While
-/// it runs, other parallel loops of the engine in this process run on their callers' threads too.
+/// May be used from any thread, also from several at once. A prediction runs on the caller's thread only and
+/// leaves the process-wide settings of the engine unchanged. oneDNN runs the networks whose operators
+/// docs/model-bundle.md lists, several at the same time; OpenCV runs all others, one at a time, and while it
+/// does, other parallel loops of OpenCV in this process run on their callers' threads too.
 class GEOLOOM_EXPORT MLModel final : public NSObject {
  public:
   /// Loads the bundle, or shares it. The failure names the file and the fault.
@@ -37,6 +37,10 @@ class GEOLOOM_EXPORT MLModel final : public NSObject {
   ~MLModel() override;
 
   [[nodiscard]] const ModelManifest& manifest() const;
+
+  /// The engine, its precision and the processor's instructions that it uses, for example
+  /// "oneDNN, 32-bit floats, AVX2". Predictions are the same to the bit if all three are.
+  [[nodiscard]] std::string engineDescription() const;
 
   /// Runs the network on the input that `fill` writes: 3 * inputWidth * inputHeight floats, plane by plane.
   /// `fill` must not request a prediction of this model. Returns the outputs in the manifest's order as new,

@@ -7,6 +7,8 @@
 #include "geoloom/SceneUnderstanding/network/feature_model.h"
 #include "geoloom/base/ReadFile.h"
 #include "geoloom/platform/imaging/PNG.h"
+#include "geoloom/platform/vision/ImagePreparation.h"
+#include "geoloom/platform/vision/NetworkEngine.h"
 #include "geoloom/platform/vision/VNRequest.h"
 
 #include "tests/support/Model.h"
@@ -114,6 +116,47 @@ TEST_F(Photographs, ObjectsAreFoundInTheirPlaces) {
 TEST_F(Photographs, NothingIsFoundWithoutKnownObjects) {
   for (const char* name : {"grass", "fish"})
     EXPECT_TRUE(find(photograph(name), EXIFOrientation::topLeft).empty()) << name;
+}
+
+/// The reference is another engine on the same file.
+TEST_F(Photographs, LogitsAndDetectionsAreThoseOfOpenCV) {
+  const ModelManifest& manifest = model_->manifest();
+  EXPECT_TRUE(model_->engineDescription().starts_with("oneDNN, 32-bit floats, "))
+      << model_->engineDescription();
+  const auto reference = makeOpenCVEngine((test::builtModel() / manifest.network).string(), manifest);
+  ASSERT_TRUE(reference) << reference.failure().message;
+  const auto scores = MLMultiArray::create(manifest.outputs[0].shape, MLMultiArrayDataType::float32);
+  const auto boxes = MLMultiArray::create(manifest.outputs[1].shape, MLMultiArrayDataType::float32);
+  float* const fronts[] = {static_cast<float*>(scores->dataPointer()),
+                           static_cast<float*>(boxes->dataPointer())};
+  for (const auto& entry : std::filesystem::directory_iterator(test::photographs())) {
+    if (entry.path().extension() != ".png") continue;
+    const auto picture = photograph(entry.path().stem());
+    const auto outputs =
+        vision_->prediction(*picture, EXIFOrientation::topLeft, VNImageCropAndScaleOption::centerCrop);
+    ASSERT_TRUE(outputs) << outputs.failure().message;
+    ASSERT_TRUE((*reference)
+                    ->run(
+                        [&](float* planes) {
+                          prepareImage(*picture, EXIFOrientation::topLeft,
+                                       VNImageCropAndScaleOption::centerCrop, {300, 300, false, 127.5F, -1},
+                                       planes);
+                        },
+                        fronts));
+    for (std::size_t i = 0; i < 2; ++i) {
+      const auto elements = *SSDPostProcessor::floatElements(*(*outputs)[i]);
+      double difference = 0;
+      for (std::size_t k = 0; k < elements.size(); ++k)
+        difference = std::max(difference, double{std::abs(elements[k] - fronts[i][k])});
+      EXPECT_LT(difference, 1e-4) << entry.path() << " output " << i;
+    }
+    const auto ours = reader_.nonMaximumSuppression(reader_.postprocess(*(*outputs)[1], *(*outputs)[0]));
+    const auto theirs = reader_.nonMaximumSuppression(reader_.postprocess(*boxes, *scores));
+    const auto isSame = [](const Prediction& a, const Prediction& b) {
+      return a.index == b.index && a.detectedClass == b.detectedClass;
+    };
+    EXPECT_TRUE(std::equal(ours.begin(), ours.end(), theirs.begin(), theirs.end(), isSame)) << entry.path();
+  }
 }
 
 TEST_F(Photographs, TurnsASidewaysPictureUpright) {

@@ -1,15 +1,20 @@
+#include <cmath>
 #include <functional>
+#include <numeric>
+#include <random>
 
 #include <gtest/gtest.h>
 
 #include "geoloom/SceneUnderstanding/boxes/SSDPostProcessor.h"
 #include "geoloom/base/ReadFile.h"
 #include "geoloom/platform/vision/MLModel.h"
+#include "geoloom/platform/vision/NetworkPlan.h"
 
 #include "tests/support/TemporaryDirectory.h"
 #include "tests/tools/model/ReferenceInterpreter.h"
 #include "tests/tools/model/TinyDetector.h"
 #include "tools/model/ModelBundle.h"
+#include "tools/model/ONNX.h"
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 #define GEOLOOM_TEST_IS_SLOW 1
@@ -58,6 +63,7 @@ void expectSameAsReference(const CompiledSSD& compiled, test::ReferenceInterpret
   ASSERT_FALSE(writeModelBundle(folder.path() / "m.mlmodelc", compiled, "model.json", {}));
   const auto loaded = platform::MLModel::create(folder.path() / "m.mlmodelc");
   ASSERT_TRUE(loaded) << loaded.failure().message;
+  EXPECT_TRUE((*loaded)->engineDescription().starts_with("oneDNN")) << (*loaded)->engineDescription();
   EXPECT_EQ((*loaded)->manifest().divisor, 127.5);
   EXPECT_EQ((*loaded)->manifest().offset, -1);
 
@@ -214,6 +220,53 @@ TEST(ModelCompile, WritesABundleOverAnOlderOneAndNamesWhatItCannotWrite) {
   const std::vector<std::filesystem::path> missing = {folder.path() / "no"};
   EXPECT_EQ(writeModelBundle(bundle, *compiled, "", missing)->message,
             (folder.path() / "no").string() + ": cannot be copied into " + bundle.string());
+}
+
+constexpr const char* SMALL_MANIFEST = R"({"format": "geoloom-model", "version": 1, "network": "model.onnx",
+  "input": {"name": "picture", "width": 4, "height": 2, "colors": "RGB", "divisor": 1, "offset": 0},
+  "outputs": [{"name": "result", "shape": [1, 3, 2, 4]}]})";
+
+TEST(ModelCompile, OtherOperatorsRunOnOpenCV) {
+  ONNXGraph graph;
+  graph.input("picture", {1, 3, 2, 4});
+  graph.node("Sigmoid", {"picture"}, "result");
+  graph.output("result", {1, 3, 2, 4});
+  const test::TemporaryDirectory bundle;
+  bundle.write("manifest.json", SMALL_MANIFEST);
+  bundle.write("model.onnx", graph.model("small"));
+  const auto model = platform::MLModel::create(bundle.path());
+  ASSERT_TRUE(model) << model.failure().message;
+  EXPECT_TRUE((*model)->engineDescription().starts_with("OpenCV")) << (*model)->engineDescription();
+  const auto outputs = (*model)->prediction([](float* planes) { std::iota(planes, planes + 24, -12.0F); });
+  ASSERT_TRUE(outputs) << outputs.failure().message;
+  const auto result = *SSDPostProcessor::floatElements(*(*outputs)[0]);
+  for (std::size_t i = 0; i < 24; ++i)
+    EXPECT_NEAR(result[i], 1 / (1 + std::exp(12 - static_cast<double>(i))), 1e-6) << i;
+}
+
+/// Reading and planning trust no size of the file; the sanitizer would find one.
+TEST(ModelCompile, DamagedNetworksAreRefused) {
+  const TinyDetector tiny(3);
+  const auto compiled = compile(tiny.json(), tiny.bytes);
+  ASSERT_TRUE(compiled);
+  auto manifest = *platform::parseModelManifest(SMALL_MANIFEST, "m");
+  manifest.inputName = CompiledSSD::INPUT;
+  manifest.inputWidth = manifest.inputHeight = 300;
+  manifest.outputs = {{CompiledSSD::SCORES, {91, 1917}}, {CompiledSSD::BOXES, {4, 1917}}};
+  const auto isPlanned = [&](const std::string& bytes) {
+    const std::vector<char> file(bytes.begin(), bytes.end());  // exactly as large, unlike a string's memory
+    const auto network = platform::readONNX({file.data(), file.size()});
+    return network && platform::planNetwork(*network, manifest);
+  };
+  EXPECT_TRUE(isPlanned(compiled->onnx));
+  std::mt19937 random(11);
+  for (int turn = 0; turn < 200; ++turn) {
+    const std::size_t place = random() % compiled->onnx.size();
+    EXPECT_FALSE(isPlanned(compiled->onnx.substr(0, place))) << place;
+    std::string changed = compiled->onnx;
+    changed[place] = static_cast<char>(random());
+    isPlanned(changed);  // a changed weight is planned like another
+  }
 }
 
 }  // namespace

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <span>
+#include <string>
+
+#include "geoloom/base/Result.h"
+#include "geoloom/platform/vision/NetworkPlan.h"
+
+namespace geoloom::platform {
+
+/// Runs one network on the caller's thread. May be used from several threads at once.
+class NetworkEngine {
+ public:
+  NetworkEngine() = default;
+  virtual ~NetworkEngine() = default;
+  NetworkEngine(const NetworkEngine&) = delete;
+  NetworkEngine& operator=(const NetworkEngine&) = delete;
+
+  /// The engine with its precision and the processor's instructions that it uses.
+  [[nodiscard]] virtual std::string description() const = 0;
+
+  /// Runs the network on the 3 * width * height floats that `fill` writes. outputs[i] has room for output i.
+  [[nodiscard]] virtual base::Result<void> run(const std::function<void(float* planes)>& fill,
+                                               std::span<float* const> outputs) = 0;
+};
+
+/// An engine of oneDNN's primitives. Copies the weights. Fails if the library lacks a primitive.
+[[nodiscard]] base::Result<std::unique_ptr<NetworkEngine>> makeOneDNNEngine(const NetworkPlan& plan);
+
+/// OpenCV's dnn on an ONNX file.
+[[nodiscard]] base::Result<std::unique_ptr<NetworkEngine>> makeOpenCVEngine(const std::string& path,
+                                                                            const ModelManifest& manifest);
+
+}  // namespace geoloom::platform
