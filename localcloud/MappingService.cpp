@@ -101,6 +101,7 @@ struct Context {
   Store& store;
   std::chrono::system_clock::time_point now;
   const std::optional<std::string>& developerKeyHash;
+  MapLandmarks& landmarks;
 };
 
 /// Checks the fields that several bodies share. Those that describe the device are not stored.
@@ -274,16 +275,15 @@ struct Look {
 
 Look look(const Context& context, const Question& question) {
   const std::string& map = question.session.mapUUID;
-  std::vector<Sighting> ofMap;
+  const auto landmarks = context.landmarks.of(context.store, map);
   std::vector<Sighting> ofSession;
   std::vector<Point> places;
   context.store.read([&](Database& database) {
-    ofMap = sightings::of(database, map);
     ofSession = sightings::of(database, question.session.uuid);
     places = placesOf(maps::placements(database, map));
   });
-  Look look{.found = localize(findLandmarks(ofMap, Age::ignored), findLandmarks(ofSession, Age::fades),
-                              places, question.matchDistance)};
+  Look look{.found =
+                localize(*landmarks, findLandmarks(ofSession, Age::fades), places, question.matchDistance)};
   look.written = look.found.accepted() && replaceTransform(context, question.session, look.found, places);
   return look;
 }
@@ -319,15 +319,16 @@ Body inspectMap(const Context& context, const Fields& body) {
   const std::string mapID = body.text("map_id");
   const double distance = body.number("feature_match_distance_meters");
   if (distance <= 0) throw Refusal(400, "feature_match_distance_meters must be greater than 0");
-  std::vector<Sighting> seen;
+  std::string uuid;
   std::vector<PlacementRecord> placements;
   context.store.read([&](Database& database) {
     const auto map = maps::newest(database, appID, mapID);
     if (!map) mapNotFound(mapID);
-    seen = sightings::of(database, *map);
-    placements = maps::placements(database, *map);
+    uuid = *map;
+    placements = maps::placements(database, uuid);
   });
-  const Inspection inspection = inspect(findLandmarks(seen, Age::ignored), placesOf(placements), distance);
+  const Inspection inspection =
+      inspect(*context.landmarks.of(context.store, uuid), placesOf(placements), distance);
   Body objects = Body::array();
   for (std::size_t i = 0; i < inspection.objects.size(); ++i) {
     const Landmark& object = inspection.objects[i];
@@ -392,14 +393,16 @@ std::optional<Answer> MappingService::answer(std::string_view path, const std::s
   const auto [value, why] = readJSON(body);
   if (!value) return mappingError(400, why);
   try {
-    return Answer{.body = write(operation->answer({store_, now_(), developerKeyHash_}, Fields(*value)))};
+    return Answer{
+        .body = write(operation->answer({store_, now_(), developerKeyHash_, landmarks_}, Fields(*value)))};
   } catch (const Refusal& refusal) {
     return mappingError(refusal.status(), refusal.what());
   }
 }
 
-void MappingService::lookInto(const Question& question) const {
-  static_cast<void>(look({store_, now_(), developerKeyHash_}, question));
+void MappingService::sightingSaved(const std::string& seenBy, const std::optional<Question>& due) const {
+  landmarks_.forget(seenBy);
+  if (due) static_cast<void>(look({store_, now_(), developerKeyHash_, landmarks_}, *due));
 }
 
 }  // namespace geoloom::localcloud

@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "localcloud/Clock.h"
+#include "localcloud/MapLandmarks.h"
 #include "localcloud/Message.h"
 #include "localcloud/Sessions.h"
 #include "localcloud/Store.h"
@@ -12,8 +13,7 @@
 namespace geoloom::localcloud {
 
 /// Mapping operations: maps, localization sessions, placements, nearby maps and scene-understanding
-/// localization. Holds no state but the store; called from any thread. Throws DatabaseError when the store
-/// fails.
+/// localization. Called from any thread. Throws DatabaseError when the store fails.
 class MappingService {
  public:
   /// `developerKeyHash` is the only hash accepted as "developer_key"; without one every key is.
@@ -22,13 +22,15 @@ class MappingService {
   /// The answer to a POST, or nothing when no operation has that path.
   [[nodiscard]] std::optional<Answer> answer(std::string_view path, const std::string& body) const;
 
-  /// Localizes a session by all that it has seen, and writes its transform if it is better than the last.
-  void lookInto(const Question& question) const;
+  /// After each row of "SceneUnderstanding" of a map or session. If it raises a question, localizes the
+  /// session by all that it has seen, and writes its transform if it is better than the last.
+  void sightingSaved(const std::string& seenBy, const std::optional<Question>& due) const;
 
  private:
   Store& store_;
   Now now_;
   std::optional<std::string> developerKeyHash_;
+  mutable MapLandmarks landmarks_;
 };
 
 }  // namespace geoloom::localcloud

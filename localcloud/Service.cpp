@@ -70,7 +70,10 @@ std::optional<std::string> hashOf(const std::optional<std::string>& developerKey
 Service::Service(Store& store, Now now, const std::optional<std::string>& developerKey)
     : now_(std::move(now)),
       mapping_(store, now_, hashOf(developerKey)),
-      table_(store, now_, [this](const Question& question) { mapping_.lookInto(question); }),
+      table_(store, now_,
+             [this](const std::string& seenBy, const std::optional<Question>& due) {
+               mapping_.sightingSaved(seenBy, due);
+             }),
       metric_(store) {
   if (developerKey) verifier_.emplace(platform::DeveloperKey::pair(*developerKey));
 }

@@ -29,17 +29,16 @@ std::optional<std::string> mapNamed(Database& database, const std::string& name)
 }
 
 void ask(Database& database, const Question& question, double now) {
-  Query(database,
-        "UPDATE localization_sessions SET asked = ?2, looked = ?2, match_distance = ?3 WHERE uuid = ?1",
+  Query(database, "UPDATE localization_sessions SET asked = ?2, match_distance = ?3 WHERE uuid = ?1",
         question.session.uuid, now, question.matchDistance)
       .run();
 }
 
-std::optional<Question> questionDue(Database& database, const std::string& uuid, double now) {
+std::optional<Question> questionDue(Database& database, const std::string& uuid, double seen) {
   Query query(database,
               "UPDATE localization_sessions SET looked = ?2 WHERE uuid = ?1 AND match_distance IS NOT NULL"
               " AND abs(?2 - looked) >= ?3 RETURNING handle, map_uuid, match_distance",
-              uuid, now, SECONDS_BETWEEN_LOOKS);
+              uuid, seen, SECONDS_BETWEEN_LOOKS);
   if (!query.next()) return std::nullopt;
   return Question{.session = {.uuid = uuid, .handle = query.text(0), .mapUUID = query.text(1)},
                   .matchDistance = query.real(2)};

@@ -27,7 +27,8 @@ struct Question {
 namespace sessions {
 
 inline constexpr double SECONDS_KEPT = 24 * 60 * 60;
-inline constexpr double SECONDS_BETWEEN_LOOKS = 0.25;
+/// A quarter of a second, less what rounding may take from the difference of two times.
+inline constexpr double SECONDS_BETWEEN_LOOKS = 0.249;
 
 inline constexpr const char* SCHEMA = R"sql(
 CREATE TABLE localization_sessions (
@@ -49,9 +50,9 @@ void add(Database& database, const SessionRecord& session, double now);
 
 /// Notes that a session asks to be localized. From now on `questionDue` returns its question.
 void ask(Database& database, const Question& question, double now);
-/// The question of a session that has asked before, SECONDS_BETWEEN_LOOKS after it was looked into last;
-/// counts as a look.
-[[nodiscard]] std::optional<Question> questionDue(Database& database, const std::string& uuid, double now);
+/// The question of a session that has asked before, once a row was seen SECONDS_BETWEEN_LOOKS after the last
+/// row that raised it. Goes by the time of the rows, so that the same walk gets the same answers at any pace.
+[[nodiscard]] std::optional<Question> questionDue(Database& database, const std::string& uuid, double seen);
 
 /// What the session's row of "Transformations" says; nothing before it has one.
 [[nodiscard]] std::optional<Estimate> estimate(Database& database, const std::string& uuid);

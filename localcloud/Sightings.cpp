@@ -68,6 +68,10 @@ void add(Database& database, const Value& item) {
   if (countOf(database, *session) > MAXIMUM) removeOldestOfCommonest(database, *session);
 }
 
+std::optional<double> timeOf(const Value& item) {
+  return number(item, tables::TIMESTAMP);
+}
+
 std::vector<Sighting> of(Database& database, const std::string& session) {
   Query query(database,
               "SELECT frame, name, x, y, z FROM sightings WHERE session = ? ORDER BY frame, name, x, y, z",

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -31,6 +32,8 @@ CREATE TABLE sightings (
 /// Keeps an item, with canonical attributes, for the map or localization session that it names. Does nothing
 /// if there is none, or if the item lacks a name, a frame or a position.
 void add(Database& database, const Value& item);
+/// When the item was seen, seconds since 1970, if it says so.
+[[nodiscard]] std::optional<double> timeOf(const Value& item);
 /// Of one map or session, in the order of their frames.
 [[nodiscard]] std::vector<Sighting> of(Database& database, const std::string& session);
 void remove(Database& database, const std::string& session);

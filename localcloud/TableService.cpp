@@ -103,7 +103,7 @@ class Parameters {
 struct Context {
   Store& store;
   std::chrono::system_clock::time_point now;
-  const TableService::LookInto& lookInto;
+  const TableService::SightingSaved& sightingSaved;
 };
 
 std::optional<TableRecord> tableNamed(const Context& context, const std::string& name) {
@@ -246,11 +246,12 @@ std::string putItem(const Context& context, const Parameters& parameters) {
     tables::put(database, table.name, item);
     if (table.name == tables::SCENE_UNDERSTANDING) {
       sightings::add(database, attributes);
-      due = sessions::questionDue(database, item.key.hash, secondsSince1970(context.now));
+      const double seen = sightings::timeOf(attributes).value_or(secondsSince1970(context.now));
+      due = sessions::questionDue(database, item.key.hash, seen);
     }
     return replaced;
   });
-  if (due) context.lookInto(*due);
+  if (table.name == tables::SCENE_UNDERSTANDING) context.sightingSaved(item.key.hash, due);
   Body answer = Body::object();
   if (returned == "ALL_OLD" && old) answer["Attributes"] = Body::parse(*old);
   if (const auto units = capacity(parameters, table)) answer["ConsumedCapacity"] = *units;
@@ -380,7 +381,7 @@ Answer TableService::answer(std::string_view operation, const std::string& body)
     const auto [value, why] = readJSON(body);
     if (!value) throw TableError::serialization(why);
     return {.contentType = CONTENT_TYPE,
-            .body = found->answer({store_, now_(), lookInto_}, Parameters(*value)),
+            .body = found->answer({store_, now_(), sightingSaved_}, Parameters(*value)),
             .headers = {{"x-amzn-RequestId", randomUUID()}}};
   } catch (const TableError& refusal) {
     return error(400, refusal.type(), refusal.what());

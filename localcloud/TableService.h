@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -18,11 +19,12 @@ class TableService {
  public:
   static constexpr std::string_view TARGET_PREFIX = "DynamoDB_20120810.";
 
-  /// Answers a question that a new row of "SceneUnderstanding" has raised again.
-  using LookInto = std::function<void(const Question&)>;
+  /// Called after a row of "SceneUnderstanding" is stored, with the map or session that it belongs to and the
+  /// question that it raises again, if any.
+  using SightingSaved = std::function<void(const std::string& seenBy, const std::optional<Question>& due)>;
 
-  TableService(Store& store, Now now, LookInto lookInto)
-      : store_(store), now_(std::move(now)), lookInto_(std::move(lookInto)) {}
+  TableService(Store& store, Now now, SightingSaved sightingSaved)
+      : store_(store), now_(std::move(now)), sightingSaved_(std::move(sightingSaved)) {}
 
   /// `operation` is the target without its prefix.
   [[nodiscard]] Answer answer(std::string_view operation, const std::string& body) const;
@@ -33,7 +35,7 @@ class TableService {
  private:
   Store& store_;
   Now now_;
-  LookInto lookInto_;
+  SightingSaved sightingSaved_;
 };
 
 }  // namespace geoloom::localcloud

@@ -112,6 +112,9 @@ TEST_F(ReplayTest, FindsAssetsOnAnotherWalk) {
   options_.mode = MapMode::localization;
   const Trace localization = run();
   EXPECT_NE(localization.mapUUID, mapping.mapUUID);
+  const Trace again = run();
+  for (const char* part : {"relocalized", "localizations"})
+    EXPECT_EQ(toJSON(localization)[part], toJSON(again)[part]);
   const auto truth = readPlacements(second / "truth.json");
   ASSERT_TRUE(truth);
   const auto errors = errorsOf(localization, *truth);

@@ -30,6 +30,9 @@ using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 using Progress = TraceRecorder::Progress;
 
+/// The session's loop ticks at full seconds.
+constexpr std::chrono::nanoseconds TICK_PERIOD = std::chrono::seconds(1);
+
 double degreesOf(double radians) {
   return std::remainder(radians, 2 * std::numbers::pi) * 180 / std::numbers::pi;
 }
@@ -207,13 +210,34 @@ class Driver {
 
   void moveTimeTo(double time, steady_clock::time_point start) {
     if (clock_) {
-      clock_->advance(std::chrono::round<std::chrono::nanoseconds>(duration<double>(time - time_)));
+      const auto target = std::chrono::round<std::chrono::nanoseconds>(duration<double>(time));
+      for (; nextTick_ <= target; nextTick_ += TICK_PERIOD) {
+        recorder_->setTime(duration<double>(nextTick_).count());
+        advanceTo(nextTick_);
+        ++ticksDue_;
+        settle();
+      }
+      advanceTo(target);
     } else {
       std::this_thread::sleep_until(start +
                                     std::chrono::round<steady_clock::duration>(duration<double>(time)));
     }
-    time_ = time;
     recorder_->setTime(time);
+  }
+
+  void advanceTo(std::chrono::nanoseconds time) {
+    clock_->advance(time - clockTime_);
+    clockTime_ = time;
+  }
+
+  /// Waits until nothing is under way at the present time, so that a lockstep replay gets the same answers
+  /// each time. A service that has used up the patience once is not waited for again.
+  void settle() {
+    if (!isSettling_) return;
+    isSettling_ = waitFor("the services", patienceEnds(), false, [this](const Progress& p) {
+      return p.ticks >= ticksDue_ && p.localizationsAnswered >= p.localizationsAsked &&
+             p.rowsSaved + p.rowsFailed >= p.rowsExpected;
+    });
   }
 
   void offer(const FrameReader::Frame& read) {
@@ -222,7 +246,9 @@ class Driver {
     const auto start = steady_clock::now();
     arSession_->deliver(read.frame);
     recorder_->addLatency("offer", duration<double, std::milli>(steady_clock::now() - start).count());
-    if (options_.lockstep) waitUntilAnalysed();
+    if (!options_.lockstep) return;
+    waitUntilAnalysed();
+    settle();
   }
 
   void waitUntilAnalysed() {
@@ -301,7 +327,10 @@ class Driver {
   std::shared_ptr<platform::ManualClock> clock_;  ///< null in real time
   std::shared_ptr<platform::ARSession> arSession_;
   std::shared_ptr<MapSession> session_;
-  double time_ = 0;
+  std::chrono::nanoseconds clockTime_{0};            ///< of the manual clock
+  std::chrono::nanoseconds nextTick_ = TICK_PERIOD;  ///< of the session's loop
+  std::size_t ticksDue_ = 0;
+  bool isSettling_ = true;
 };
 
 }  // namespace

@@ -1,0 +1,38 @@
+#include "localcloud/MapLandmarks.h"
+
+#include "localcloud/Sightings.h"
+
+namespace geoloom::localcloud {
+
+namespace {
+
+// Maps in use at one time; at most about 30 KB each.
+constexpr std::size_t MAXIMUM_MAPS = 256;
+
+}  // namespace
+
+std::shared_ptr<const std::vector<Landmark>> MapLandmarks::of(Store& store, const std::string& map) {
+  std::uint64_t before = 0;
+  {
+    const base::MutexLock lock(mutex_);
+    const auto known = known_.find(map);
+    if (known != known_.end()) return known->second;
+    before = forgotten_;
+  }
+  const auto seen = store.read([&](Database& database) { return sightings::of(database, map); });
+  auto landmarks = std::make_shared<const std::vector<Landmark>>(findLandmarks(seen, Age::ignored));
+  const base::MutexLock lock(mutex_);
+  // A sighting that was stored meanwhile may be missing from these.
+  if (forgotten_ != before) return landmarks;
+  if (known_.size() >= MAXIMUM_MAPS) known_.clear();
+  known_[map] = landmarks;
+  return landmarks;
+}
+
+void MapLandmarks::forget(const std::string& map) {
+  const base::MutexLock lock(mutex_);
+  ++forgotten_;
+  known_.erase(map);
+}
+
+}  // namespace geoloom::localcloud
