@@ -54,6 +54,8 @@ add_library(geoloom_dnnl INTERFACE)
 target_include_directories(geoloom_dnnl SYSTEM INTERFACE ${DNNL_INCLUDE_DIR})
 target_link_libraries(geoloom_dnnl INTERFACE ${DNNL_LIBRARY} gomp)
 
+find_package(Boost 1.74 REQUIRED)  # the headers
+
 find_path(HTTPLIB_INCLUDE_DIR httplib.h REQUIRED)
 find_library(HTTPLIB_LIBRARY cpp-httplib REQUIRED)
 add_library(geoloom_httplib INTERFACE)

@@ -25,8 +25,8 @@ class ListenError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-/// HTTP/1.1 over TCP or TLS: whole requests in, whole answers out. A connection has a thread of its own and
-/// is kept for further requests.
+/// HTTP/1.1 over TCP or TLS: whole requests in, whole answers out. One thread reads and writes all
+/// connections, which are kept for further requests; workers run the handler.
 class HTTPServer {
  public:
   struct Options {
@@ -35,14 +35,16 @@ class HTTPServer {
     std::optional<TLSFiles> tls = {};
     std::size_t bodyLimit = std::size_t{8} * 1024 * 1024;
     /// Further connections wait until one ends.
-    std::size_t connectionLimit = 512;
+    std::size_t connectionLimit = 16'000;
+    /// Requests that wait for a worker or are with one; further ones are answered with status 503.
+    std::size_t answeringLimit = 4'000;
     /// For a request to come in whole, from its first byte, and again for its answer to go out.
     std::chrono::milliseconds requestDeadline{15'000};
     /// For the next request to begin.
     std::chrono::milliseconds idleDeadline{120'000};
   };
 
-  /// Called from the connections' threads; must not throw.
+  /// Called from the workers; must not throw.
   using Handler = std::function<Answer(const Request&)>;
 
   /// Listens and answers from now on. Throws ListenError.

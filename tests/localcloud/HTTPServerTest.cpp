@@ -1,4 +1,6 @@
 #include <chrono>
+#include <future>
+#include <thread>
 
 #include <arpa/inet.h>
 #include <gmock/gmock.h>
@@ -207,6 +209,30 @@ TEST_F(HTTPServerTest, QueuesClientsBeyondTheConnectionLimit) {
   ASSERT_TRUE(third.send(post("at last")));
   first.reset();
   EXPECT_THAT(third.receive(), EndsWith("at last"));
+}
+
+TEST_F(HTTPServerTest, RefusesRequestsBeyondItsLimitAndFinishesThoseBegun) {
+  options_.answeringLimit = 1;
+  std::promise<void> begun;
+  std::promise<void> released;
+  server_ = std::make_unique<HTTPServer>(options_, [&](const Request& request) {
+    begun.set_value();
+    released.get_future().wait();
+    return echo(request);
+  });
+  RawClient slow(port());
+  ASSERT_TRUE(slow.send(post("slow")));
+  begun.get_future().wait();
+  RawClient other(port());
+  const std::string refusal = other.ask(post("too much"));
+  EXPECT_THAT(refusal, StartsWith("HTTP/1.1 503 Service Unavailable\r\n"));
+  EXPECT_THAT(refusal, HasSubstr("Retry-After: 1\r\n"));
+  std::thread ending([&] { server_.reset(); });
+  EXPECT_TRUE(other.isClosed());
+  released.set_value();
+  EXPECT_THAT(slow.receive(), EndsWith("slow"));
+  EXPECT_TRUE(slow.isClosed());
+  ending.join();
 }
 
 TEST_F(HTTPServerTest, ClosesOpenConnectionsWhenDestroyed) {
