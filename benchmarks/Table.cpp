@@ -3,8 +3,8 @@
 //
 //     benchmark_table PEERS RESULTS OUT
 //
-// RESULTS holds one <program>.json for every program that was run; the figures of others are left out, and
-// said to be.
+// RESULTS holds one <program>.json for every program that was run; the figures of others are left out, with a
+// line that names them.
 
 #include <algorithm>
 #include <cstdio>
@@ -24,7 +24,7 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-/// The input is not what it should be; the text is one line that says where.
+/// Invalid input; the text is one line with the file and the place.
 class InputError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
@@ -114,7 +114,7 @@ class Results {
   std::map<std::string, Json> runs_;
 };
 
-/// Three digits and the unit in which they are easiest to read.
+/// Three digits and a suitable unit.
 std::string shown(Results::Value value) {
   static const std::vector<std::string> units = {"ns", "us", "ms", "s"};
   auto unit = std::find(units.begin(), units.end(), value.unit);

@@ -1,4 +1,4 @@
-# Every library the project stands on, found once and named once. docs/dependencies.md says why each is here.
+# All libraries that the project uses. docs/dependencies.md has the reason for each.
 
 find_package(Threads REQUIRED)
 find_package(PkgConfig REQUIRED)
@@ -38,7 +38,7 @@ add_library(geoloom_embree INTERFACE)
 target_include_directories(geoloom_embree SYSTEM INTERFACE ${EMBREE_INCLUDE_DIR})
 target_link_libraries(geoloom_embree INTERFACE ${EMBREE_LIBRARY})
 
-# By hand: Debian ships OpenCV's CMake files with the whole of OpenCV only, and three modules are all we want.
+# By hand: Debian has OpenCV's CMake files only in the package of all modules, and we need three of them.
 find_path(OPENCV_INCLUDE_DIR opencv2/dnn.hpp PATH_SUFFIXES opencv4 REQUIRED)
 add_library(geoloom_opencv INTERFACE)
 target_include_directories(geoloom_opencv SYSTEM INTERFACE ${OPENCV_INCLUDE_DIR})
@@ -61,5 +61,5 @@ find_library(HTTPLIB_LIBRARY cpp-httplib REQUIRED)
 add_library(geoloom_httplib INTERFACE)
 target_include_directories(geoloom_httplib SYSTEM INTERFACE ${HTTPLIB_INCLUDE_DIR})
 target_link_libraries(geoloom_httplib INTERFACE ${HTTPLIB_LIBRARY} OpenSSL::SSL OpenSSL::Crypto Threads::Threads)
-# As Debian builds the library: the classes in its header have other members without it.
+# Debian builds the library with this definition; without it, the classes of its header have other members.
 target_compile_definitions(geoloom_httplib INTERFACE CPPHTTPLIB_OPENSSL_SUPPORT)

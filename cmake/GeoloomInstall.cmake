@@ -1,8 +1,8 @@
-# What `cmake --install` installs for applications, besides the programs and the model, whose rules are beside their targets.
-# The installed files find each other by relative paths, so an installed tree may be moved.
+# Installation for applications; the rules for the programs and the model are beside their targets. Installed files find each
+# other by relative paths, so an installed tree may be moved.
 include(CMakePackageConfigHelpers)
 
-# Headers that an application includes; the headers they include are installed with them.
+# Headers for applications; the headers that they include are installed too.
 set(GEOLOOM_PUBLIC_HEADERS
   geoloom/geoloom.h
   geoloom/recording/ARRecording.h
@@ -64,7 +64,7 @@ set(package ${CMAKE_INSTALL_LIBDIR}/cmake/Geoloom)
 install(EXPORT Geoloom NAMESPACE Geoloom:: FILE GeoloomTargets.cmake DESTINATION ${package})
 configure_package_config_file(cmake/GeoloomConfig.cmake.in ${PROJECT_BINARY_DIR}/generated/GeoloomConfig.cmake
   INSTALL_DESTINATION ${package})
-# Before 1.0 every minor version may change what applications see.
+# Before 1.0 every minor version may change the interface.
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/generated/GeoloomConfigVersion.cmake
   COMPATIBILITY SameMinorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/generated/GeoloomConfig.cmake

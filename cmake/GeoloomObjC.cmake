@@ -1,13 +1,13 @@
-# The Objective-C face stands on GCC's runtime and GNUstep's Foundation. Where they are missing it is left out, and nothing
-# else needs them. GCC compiles it whatever compiles the C++, since only its object files fit its runtime.
+# The Objective-C interface needs GCC's runtime and GNUstep's Foundation; it is left out if they are missing. GCC compiles it, also
+# if another compiler compiles the C++ code, because its runtime needs object files of GCC.
 
-option(GEOLOOM_BUILD_OBJC "Build the Objective-C face (left out where its packages are missing)" ON)
+option(GEOLOOM_BUILD_OBJC "Build the Objective-C interface (left out if its packages are missing)" ON)
 
-# What applications need too.
+# Applications need these options too.
 set(GEOLOOM_OBJC_FLAGS -fexceptions -fobjc-exceptions -fconstant-string-class=NSConstantString
   -DGNUSTEP -DGNUSTEP_BASE_LIBRARY=1 -DGNU_RUNTIME=1 -D_NATIVE_OBJC_EXCEPTIONS)
 
-# geoloom_objc_missing(RESULT): what stands in the way, or an empty text
+# geoloom_objc_missing(RESULT): the reason why it cannot be built, or an empty text
 function(geoloom_objc_missing result)
   find_program(GEOLOOM_OBJC_COMPILER NAMES gcc cc DOC "GCC with Objective-C")
   find_path(GNUSTEP_INCLUDE_DIR Foundation/Foundation.h PATH_SUFFIXES GNUstep)
@@ -36,7 +36,7 @@ set(GEOLOOM_HAS_OBJC OFF)
 if(GEOLOOM_BUILD_OBJC)
   geoloom_objc_missing(missing)
   if(missing)
-    message(STATUS "objc: without the Objective-C face, which needs ${missing}")
+    message(STATUS "objc: without the Objective-C interface, which needs ${missing}")
   else()
     set(CMAKE_OBJC_COMPILER ${GEOLOOM_OBJC_COMPILER})
     enable_language(OBJC)
@@ -55,8 +55,8 @@ if(GEOLOOM_HAS_OBJC)
     -Wall -Wextra -Wpedantic -Wshadow -Wno-unused-parameter $<$<BOOL:${GEOLOOM_WERROR}>:-Werror>)
 endif()
 
-# geoloom_clang_object(RESULT SOURCE): Objective-C with blocks, which CMake's one compiler for the language lacks. The object
-# has no sanitizer in it: those of two compilers do not mix.
+# geoloom_clang_object(RESULT SOURCE): compiles Objective-C with blocks, since CMake uses one compiler for each language, here gcc.
+# The object is built without sanitizers: those of two compilers cannot be combined.
 function(geoloom_clang_object result source)
   set(object ${CMAKE_CURRENT_BINARY_DIR}/${source}.o)
   add_custom_command(OUTPUT ${object}

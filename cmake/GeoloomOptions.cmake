@@ -1,12 +1,12 @@
-# Options of the build, and `geoloom_flags`, the compile options of everything that is ours.
+# Options of the build, and `geoloom_flags`, the compile options of all our code.
 
 option(GEOLOOM_BUILD_TESTS "Build the test suite" ${PROJECT_IS_TOP_LEVEL})
 option(GEOLOOM_BUILD_EXAMPLES "Build the examples" ${PROJECT_IS_TOP_LEVEL})
 option(GEOLOOM_BUILD_BENCHMARKS "Build the benchmarks" ${PROJECT_IS_TOP_LEVEL})
 option(GEOLOOM_BUILD_FUZZERS "Build the fuzzers" OFF)
-option(GEOLOOM_GPSD "Take the device's location from gpsd where an application asks for it" ON)
+option(GEOLOOM_GPSD "Build the location provider that uses gpsd" ON)
 option(GEOLOOM_WERROR "Treat warnings as errors" ${PROJECT_IS_TOP_LEVEL})
-set(GEOLOOM_SANITIZE "" CACHE STRING "Value of -fsanitize= for everything that is ours, or empty")
+set(GEOLOOM_SANITIZE "" CACHE STRING "Value of -fsanitize= for all our code, or empty")
 
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
@@ -30,7 +30,7 @@ if(GEOLOOM_SANITIZE)
   target_compile_options(geoloom_flags INTERFACE -fsanitize=${GEOLOOM_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   target_link_options(geoloom_flags INTERFACE -fsanitize=${GEOLOOM_SANITIZE})
   if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
-    # Instrumentation confuses these two flow analyses of GCC 12 inside the standard library.
+    # With sanitizers, GCC 12 gives false warnings of these kinds inside the standard library.
     target_compile_options(geoloom_flags INTERFACE -Wno-maybe-uninitialized -Wno-stringop-overflow -Wno-tsan)
   endif()
 endif()

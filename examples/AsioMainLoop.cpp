@@ -1,5 +1,5 @@
-// Runs the kit's main queue in the application's own loop, here Asio's: the kit's reports then arrive between
-// the application's other events, on the thread that runs the loop.
+// Runs the kit's main queue in the application's own loop, here Asio's: the kit's callbacks then run between
+// the application's other events, on the thread of the loop.
 
 #include <iostream>
 #include <thread>
@@ -26,7 +26,7 @@ int main() {
   // A loop without work returns; this one must wait for tasks of the kit.
   auto keepRunning = asio::make_work_guard(loop);
 
-  // In place of a session: works on its own queue and reports on the main queue.
+  // Stands for a session: works on its own queue and reports on the main queue.
   const std::thread::id mainThread = std::this_thread::get_id();
   bool arrived = false;
   DispatchQueue::serial("com.example.work")->async([&] {

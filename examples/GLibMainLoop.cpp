@@ -1,5 +1,5 @@
-// Runs the kit's main queue in GLib's main loop, which every GTK application has: the kit's reports then
-// arrive between the application's other events, on the thread that runs the loop.
+// Runs the kit's main queue in GLib's main loop, which every GTK application has: the kit's callbacks then
+// run between the application's other events, on the thread of the loop.
 
 #include <functional>
 #include <iostream>
@@ -40,7 +40,7 @@ int main() {
 
   GMainLoop* const loop = g_main_loop_new(nullptr, FALSE);
 
-  // In place of a session: works on its own queue and reports on the main queue.
+  // Stands for a session: works on its own queue and reports on the main queue.
   const std::thread::id mainThread = std::this_thread::get_id();
   std::string reports;
   const auto report = [&](char what) {

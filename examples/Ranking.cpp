@@ -35,7 +35,7 @@ int main() {
   };
   // Best first. The better box of the first cup suppresses the other one and the plate.
   bool good = show("kept of all", geoloom::nonMaxSuppression(boxes, 0.3F, 10), {1, 2});
-  // With each class on its own, the plate stays.
+  // With each class suppressed separately, the plate is kept.
   good = show("kept of each class", geoloom::nonMaxSuppressionMultiClass(3, boxes, 0.5F, 0.3F, 10, 100),
               {1, 3, 2}) &&
          good;

@@ -1,11 +1,11 @@
-// The smallest complete application: opens a session, passes it camera frames and prints what comes back.
+// A minimal complete application: opens a session, passes it camera frames and prints the results.
 //
 //     hello_session SERVICE DEVELOPER_KEY MAP [map|localize]
 //
 // SERVICE is the address of a mapping service, such as http://127.0.0.1:8808 for a local one. Run it with
 // `map` first, which stores a lamp, then with `localize`, which prints the map's assets once the service has
-// computed a transform. No frames arrive here; replay_walk.cpp feeds them from a recording. The detection
-// network must be beside the library, where the build puts it after scripts/setup.
+// computed a transform. It delivers no frames; replay_walk.cpp reads them from a recording. The detection
+// network must be beside the library; the build puts it there after scripts/setup.
 #include <chrono>
 #include <cstdio>
 #include <future>
@@ -21,7 +21,7 @@ using namespace geoloom;
 
 namespace {
 
-/// Whether it went well. Callbacks may run until the process ends, so it is never destroyed.
+/// True for success. Callbacks may run until the process ends, so it is never destroyed.
 auto& result = *new std::promise<bool>;
 
 void finish(bool good) {
@@ -47,7 +47,7 @@ void onAssets(const std::vector<std::shared_ptr<MapAsset>>& assets) {
   finish(true);
 }
 
-/// On the main queue: how the opening of the session went.
+/// On the main queue: the result of opening the session.
 void onStatus(MapSession& session, MapStatus status) {
   std::printf("status %ld\n", rawValue(status));
   if (status != MapStatus::initialized) return finish(false);

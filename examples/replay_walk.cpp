@@ -1,5 +1,5 @@
-// Takes two recorded walks through one room as a device would: it places a lamp in a map on the first and
-// finds the lamp again on the second.
+// Replays two recorded walks through one room: places a lamp in a map during the first and finds it again
+// during the second.
 //
 //     replay_walk SERVICE DEVELOPER_KEY FIRST_WALK SECOND_WALK
 //

@@ -3,8 +3,8 @@
 #include <cstdio>
 #include <cstdlib>
 
-/// Ends the process, which the fuzzer reports together with the input, when a promise of the reader's header
-/// is not kept.
+/// Checks a promise of the reader's header. If it is broken, the process ends and the fuzzer reports the
+/// input.
 #define GEOLOOM_EXPECT(condition)                                                    \
   do {                                                                               \
     if (!(condition)) {                                                              \

@@ -1,4 +1,4 @@
-// Answers of the mapping and the table service: the parser, and everything that reads a parsed answer.
+// Answers of the mapping and the table service: the parser, and all readers of parsed answers.
 
 #include <cstddef>
 #include <cstdint>
@@ -51,7 +51,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const auto answer = platform::JSON::parse(text);
   if (!answer) return 0;
   walk(*answer);
-  // What is written back is read back as the same.
+  // The written text must read back to the same value.
   const std::string written = answer->description();
   const auto again = platform::JSON::parse(written);
   GEOLOOM_EXPECT(again.has_value());

@@ -1,6 +1,6 @@
-// Requests to the local cloud, several to an input between lines of "===="; RequestText.h says how one is
-// written. The store holds a map and a session; it is kept for some inputs, as making one takes longer than
-// hundreds of requests.
+// Requests to the local cloud, several in an input, separated by lines of "===="; RequestText.h has their
+// format. The store contains a map and a session; it is kept for several inputs, since creating one takes
+// longer than hundreds of requests.
 
 #include <cstddef>
 #include <cstdint>
@@ -52,7 +52,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   for (const std::string_view text : geoloom::fuzz::pieces({reinterpret_cast<const char*>(data), size})) {
     const Request request = geoloom::fuzz::readRequest(text);
     const Answer answer = (request.header("authorization") ? keyed : open).answer(request);
-    // 500 would be a failure of the store, and there is none.
+    // 500 would be a failure of the store, which does not fail here.
     GEOLOOM_EXPECT(answer.status >= 200 && answer.status < 500);
     if (answer.contentType.find("json") != std::string::npos && !answer.body.empty()) {
       GEOLOOM_EXPECT(nlohmann::json::accept(answer.body));

@@ -20,7 +20,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     GEOLOOM_EXPECT(message.starts_with("input") && message.find('\n') == std::string::npos);
     return 0;
   }
-  // What a loader relies on: the network lies inside the bundle, and sizes can be multiplied.
+  // A loader relies on these: the network is inside the bundle, and sizes can be multiplied.
   GEOLOOM_EXPECT(!manifest->network.empty() && manifest->network.find('/') == std::string::npos);
   GEOLOOM_EXPECT(manifest->network != ".." && manifest->network != ".");
   GEOLOOM_EXPECT(manifest->inputWidth > 0 && manifest->inputWidth <= ModelManifest::MAXIMUM_SIDE);

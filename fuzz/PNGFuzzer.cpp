@@ -1,5 +1,5 @@
-// PNG pictures. What decodes is written and decodes to the same. Every input is read as it is and once more
-// with the checksums of its chunks put right, or nothing that the fuzzer changes would come past them.
+// PNG pictures. A decoded picture must be the same after encoding and decoding. Every input is read as it is
+// and again with corrected checksums; without that, every change of the fuzzer would fail at the checksums.
 
 #include <cstddef>
 #include <cstdint>

@@ -5,7 +5,7 @@
 
 namespace geoloom::fuzz {
 
-/// The parts of an input that lines of "====" separate.
+/// The parts of an input, separated by lines of "====".
 [[nodiscard]] inline std::vector<std::string_view> pieces(std::string_view input) {
   constexpr std::string_view SEPARATOR = "====\n";
   std::vector<std::string_view> result;

@@ -1,6 +1,5 @@
-// The text files of a recording's folder, four to an input, one after the other behind lines of "====":
-// rgb.txt, depth.txt, groundtruth.txt, calibration.txt. The folder holds a small image and a depth image,
-// "c.png" and "d.png".
+// The text files of a recording's folder, four in an input, separated by lines of "====": rgb.txt, depth.txt,
+// groundtruth.txt, calibration.txt. The folder contains a small image and a depth image, "c.png" and "d.png".
 
 #include <array>
 #include <cmath>
@@ -30,8 +29,7 @@ namespace {
 
 constexpr std::size_t SIDE = 24;
 
-/// The folder of this process, with images in it. It stands in the working directory, which the caller
-/// removes.
+/// The folder of this process, with its images. It is in the working directory, which the caller removes.
 const std::filesystem::path& folder() {
   static const auto& instance = *new std::filesystem::path([] {
     auto path = std::filesystem::current_path() / ("recording." + std::to_string(getpid()));

@@ -8,12 +8,12 @@
 
 namespace geoloom::fuzz {
 
-/// The clock of the service that is given such requests, and the developer key of the one that is given those
-/// with an "authorization" header; a signed one of the corpus holds for both.
+/// The time of the service for these requests, and its developer key for those with an "authorization"
+/// header. A signed request of the corpus is valid for both.
 inline constexpr std::chrono::system_clock::time_point REQUEST_TIME{std::chrono::hours(490'000)};
 inline constexpr std::string_view REQUEST_KEY = "access:secret";
 
-/// Takes the text up to `end`, which is taken too and left out.
+/// Removes the text up to and including `end`; returns it without `end`.
 [[nodiscard]] inline std::string_view taken(std::string_view& text, std::string_view end) {
   const std::size_t at = text.find(end);
   const std::string_view result = text.substr(0, at);
@@ -21,7 +21,7 @@ inline constexpr std::string_view REQUEST_KEY = "access:secret";
   return result;
 }
 
-/// A request from its first line ("POST /target"), headers, an empty line and the body.
+/// Reads a request: its first line ("POST /target"), headers, an empty line and the body.
 [[nodiscard]] inline localcloud::Request readRequest(std::string_view text) {
   localcloud::Request request;
   request.method = taken(text, " ");

@@ -16,7 +16,7 @@ using namespace geoloom;
 
 namespace {
 
-/// One number for each run of text that is not a comma, the simple way.
+/// A simple count of the numbers: one for each run of text without a comma.
 std::size_t pieces(std::string_view text) {
   std::size_t count = 0;
   char before = ',';
@@ -34,7 +34,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::vector<float> transform = parseTransform(text);
   GEOLOOM_EXPECT(transform.size() == pieces(text));
 
-  // Where both mean decimal numbers they mean the same.
+  // If both parsers accept a decimal number, they give the same value.
   const auto strict = base::strictFloat(text);
   if (strict && text.find_first_not_of("0123456789+-.eE") == std::string::npos) {
     GEOLOOM_EXPECT(base::lenientFloat(text) == *strict);
@@ -46,7 +46,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   row.Transform = text;
   TransformRow plain = row;
   plain.MatchValue.reset();
-  // Of two rows with equal counts at most one is better, and no value is below every number.
+  // Of two rows with equal counts at most one is better, and a row without a value ranks below every number.
   GEOLOOM_EXPECT(!isBetter(row, plain) || !isBetter(plain, row));
   GEOLOOM_EXPECT(!isBetter(plain, row));
   (void)description(row);

@@ -68,7 +68,7 @@ const Value& keyAttribute(const KeyAttribute& key, const Value& attributes) {
   return found->begin().value();
 }
 
-/// As much as the real service takes.
+/// Limit of the real service.
 std::string keyBytes(const KeyAttribute& key, const Value& attributes, std::string_view kind,
                      std::size_t most) {
   const std::string& value = text(keyAttribute(key, attributes));

@@ -9,8 +9,7 @@
 /// Attribute values in the table protocol's JSON form, {"S": "text"}. All operations throw TableError.
 namespace geoloom::localcloud::attributes {
 
-/// Checks one value and brings it into the form in which it is given back and compared: numbers canonical,
-/// sets sorted.
+/// Checks one value and converts it to the form for answers and comparisons: numbers canonical, sets sorted.
 void canonicalize(Value& value);
 
 /// The same for each attribute of an object; `parameter` is its name in the request.
@@ -19,7 +18,7 @@ void canonicalizeAll(Value& attributes, const std::string& parameter);
 /// The key of an item, taken from its canonical attributes.
 [[nodiscard]] ItemKey keyOfItem(const TableRecord& table, const Value& attributes);
 
-/// The key that a request names, which holds the key attributes and nothing else.
+/// The key in a request, which must contain the key attributes and nothing else.
 [[nodiscard]] ItemKey keyOfRequest(const TableRecord& table, const Value& attributes);
 
 /// The hash key of the items whose hash attribute has a canonical value; absent if no item can have it.

@@ -14,7 +14,7 @@ struct sqlite3_stmt;
 
 namespace geoloom::localcloud {
 
-/// An operation of the database failed; the text says why.
+/// A failed operation of the database; the text is the reason.
 class DatabaseError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
@@ -25,8 +25,8 @@ class Database {
  public:
   enum class Access { readWrite, readOnly };
 
-  /// Opens (and for readWrite makes) the file, in write-ahead mode, every commit synced to the disk.
-  /// Throws DatabaseError.
+  /// Opens the file (and creates it for readWrite), in write-ahead mode, with every commit synced to the
+  /// disk. Throws DatabaseError.
   Database(const std::filesystem::path& file, Access access);
   ~Database();
   Database(const Database&) = delete;
@@ -44,7 +44,7 @@ class Database {
   std::unordered_map<std::string, sqlite3_stmt*> statements_;
 };
 
-/// Bytes to be stored as such.
+/// A parameter that is stored as bytes, not as text.
 struct Blob {
   std::string_view bytes;
 };

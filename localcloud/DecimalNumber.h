@@ -12,10 +12,10 @@ class DecimalNumber {
   /// Throws TableError if the text is not a number or out of range.
   explicit DecimalNumber(std::string_view text);
 
-  /// The form in which the service gives numbers back: no exponent, no needless zero or sign.
+  /// The form of numbers in answers: no exponent, no redundant zero or sign.
   [[nodiscard]] std::string canonical() const;
 
-  /// Text whose byte order is the numbers' order.
+  /// A text whose order by bytes is the order of the numbers.
   [[nodiscard]] std::string orderKey() const;
 
  private:

@@ -8,13 +8,13 @@
 
 namespace geoloom::localcloud {
 
-/// A scan's filter: comparisons "attribute = :value" joined by AND. An attribute is written as itself or as a
-/// #name.
+/// A scan's filter: comparisons "attribute = :value" joined by AND. An attribute is given by its name or by a
+/// #placeholder.
 class FilterExpression {
  public:
-  /// `names` and `values` are the request's ExpressionAttributeNames and ExpressionAttributeValues, absent
-  /// ones null. Throws TableError when a name or value is missing, unused or malformed, or the expression is
-  /// of another form.
+  /// `names` and `values` are the request's ExpressionAttributeNames and ExpressionAttributeValues, null if
+  /// absent. Throws TableError if a name or value is missing, unused or malformed, or the expression has
+  /// another form.
   FilterExpression(const std::string& text, const Value& names, const Value& values);
 
   [[nodiscard]] bool matches(const Value& attributes) const;

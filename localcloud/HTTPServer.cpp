@@ -33,7 +33,7 @@ tcp::acceptor listen(asio::io_context& io, const std::string& host, int port) {
   if (error) throw ListenError(fmt::format("cannot listen on {}: {}", host, error.message()));
   const tcp::endpoint address = *addresses.begin();
   tcp::acceptor acceptor(io, address.protocol());
-  // Lets a restarted service have its port back at once; a port that is listened on stays taken.
+  // Lets a restarted service reuse its port at once; a port in use stays protected.
   acceptor.set_option(tcp::acceptor::reuse_address(true));
   acceptor.bind(address, error);
   if (!error) acceptor.listen(BACKLOG, error);
@@ -50,11 +50,11 @@ std::optional<asio::ssl::context> tlsContext(const std::optional<TLSFiles>& file
   std::optional<asio::ssl::context> tls(asio::ssl::context::tls_server);
   SSL_CTX* const context = tls->native_handle();
   SSL_CTX_set_min_proto_version(context, TLS1_2_VERSION);
-  // A key with a pass phrase is refused: asking for it would block on the terminal.
+  // A key with a pass phrase is rejected: a prompt would block on the terminal.
   SSL_CTX_set_default_passwd_cb(context, [](char*, int, int, void*) { return -1; });
   const auto require = [](bool done, const char* what, const std::filesystem::path& file) {
     if (done) return;
-    // The first error is the cause; the last one only says which part of the library gave up.
+    // The first error is the cause; later ones are its consequences.
     const unsigned long error = ERR_peek_error();
     ERR_clear_error();
     const char* const reason = ERR_reason_error_string(error);

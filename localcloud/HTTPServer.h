@@ -19,7 +19,7 @@ struct TLSFiles {
   std::filesystem::path key;
 };
 
-/// The address cannot be listened on, or the certificate cannot be used; the text says why in one line.
+/// The address or the certificate cannot be used; the text is one line with the reason.
 class ListenError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
@@ -38,16 +38,16 @@ class HTTPServer {
     std::size_t connectionLimit = 16'000;
     /// Requests that wait for a worker or are with one; further ones are answered with status 503.
     std::size_t answeringLimit = 4'000;
-    /// For a request to come in whole, from its first byte, and again for its answer to go out.
+    /// Time to receive a request, from its first byte, and again to send its answer.
     std::chrono::milliseconds requestDeadline{15'000};
-    /// For the next request to begin.
+    /// Time until the next request begins.
     std::chrono::milliseconds idleDeadline{120'000};
   };
 
   /// Called from the workers; must not throw.
   using Handler = std::function<Answer(const Request&)>;
 
-  /// Listens and answers from now on. Throws ListenError.
+  /// Starts to listen and answer. Throws ListenError.
   HTTPServer(const Options& options, Handler handler);
 
   /// Finishes the requests being answered, drops the others and closes all connections.

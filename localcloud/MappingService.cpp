@@ -36,7 +36,7 @@ class Refusal : public std::runtime_error {
   throw Refusal(404, "Cannot find the map " + identifier);
 }
 
-/// UUID of the map that is named by its own UUID or by a session's handle.
+/// UUID of the map with this UUID, or of the map of the session with this handle.
 std::string mapNamed(Database& database, const std::string& name) {
   auto map = sessions::mapNamed(database, name);
   if (!map) mapNotFound(name);
@@ -188,7 +188,7 @@ Body findAssets(const Context& context, const Fields& body) {
   return {{"placements", std::move(list)}};
 }
 
-/// Degrees from one longitude to another the short way round, 0 to 180.
+/// Smaller angle between two longitudes in degrees, 0 to 180.
 double longitudeDistance(double a, double b) {
   return std::abs(std::remainder(a - b, 360.0));
 }
@@ -253,7 +253,7 @@ ItemRecord transformRow(const std::string& handle, std::chrono::system_clock::ti
   return {.key = {handle, timestamp.orderKey()}, .text = write(row)};
 }
 
-/// A session has one row, which only a better one replaces. False when the row stays as it is.
+/// Replaces the only row of a session by a better one. False if the row does not change.
 bool replaceTransform(const Context& context, const SessionRecord& session, const Localization& found,
                       const std::vector<Point>& places) {
   return context.store.write([&](Database& database) {
@@ -267,7 +267,7 @@ bool replaceTransform(const Context& context, const SessionRecord& session, cons
   });
 }
 
-/// What is known about where a session stands, and whether a row of it was written.
+/// The result of localizing a session, and whether its row was written.
 struct Look {
   Localization found;
   bool written = false;

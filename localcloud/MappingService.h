@@ -16,10 +16,10 @@ namespace geoloom::localcloud {
 /// localization. Called from any thread. Throws DatabaseError when the store fails.
 class MappingService {
  public:
-  /// `developerKeyHash` is the only hash accepted as "developer_key"; without one every key is.
+  /// `developerKeyHash` is the only accepted "developer_key"; if absent, every key is accepted.
   MappingService(Store& store, Now now, std::optional<std::string> developerKeyHash);
 
-  /// The answer to a POST, or nothing when no operation has that path.
+  /// The answer to a POST; absent if no operation has that path.
   [[nodiscard]] std::optional<Answer> answer(std::string_view path, const std::string& body) const;
 
   /// After each row of "SceneUnderstanding" of a map or session. If it raises a question, localizes the

@@ -63,7 +63,7 @@ void add(Database& database, const MapRecord& map);
 /// UUID of the application's newest map of that identifier.
 [[nodiscard]] std::optional<std::string> newest(Database& database, const std::string& appID,
                                                 const std::string& mapID);
-/// Of each map identifier of the application the newest map that has a location, if it lies between the two
+/// For each map identifier of the application the newest map with a location, if that is between the two
 /// latitudes.
 [[nodiscard]] std::vector<MapRecord> located(Database& database, const std::string& appID,
                                              const std::optional<std::string>& userID, double south,

@@ -50,7 +50,7 @@ const Value& array(const Value& object, const char* name) {
   return value;
 }
 
-/// In order of name, so that one set of dimensions has one text.
+/// In order of name, so that each set of dimensions has exactly one text.
 std::string dimensionsText(const Value& datum) {
   std::vector<std::pair<std::string, std::string>> dimensions;
   if (datum.contains("Dimensions")) {

@@ -8,7 +8,7 @@
 
 namespace geoloom::localcloud {
 
-/// What was counted under one metric name and one set of dimensions.
+/// Number and sum of the samples of one metric name and one set of dimensions.
 struct MetricRecord {
   std::string space;
   std::string name;
@@ -31,7 +31,7 @@ CREATE TABLE metrics (
 ) WITHOUT ROWID;
 )sql";
 
-/// Adds samples and sum to what is stored under the same name and dimensions.
+/// Adds samples and sum to the record with the same name and dimensions.
 void add(Database& database, const MetricRecord& metric);
 [[nodiscard]] std::vector<MetricRecord> all(Database& database);
 

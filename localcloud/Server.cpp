@@ -30,7 +30,7 @@ Answer answer(const Service& service, const Server::Options& options, const Requ
   const auto arrived = options.now();
   Answer answer = service.answer(request);
   const auto answered = options.now();
-  // Clients with a wrong clock sign by this one.
+  // Clients with a wrong clock sign by this time.
   answer.headers.emplace_back(
       "Date",
       fmt::format("{:%a, %d %b %Y %T GMT}", fmt::gmtime(std::chrono::system_clock::to_time_t(answered))));

@@ -13,25 +13,25 @@
 
 namespace geoloom::localcloud {
 
-/// The whole service in one object: a store, the service over it and the server in front of it.
+/// The whole service in one object: the store, the service and the HTTP server.
 class Server {
  public:
   struct Options {
     std::filesystem::path data;                    ///< the directory of the store
-    std::optional<std::string> developerKey = {};  ///< with it, signatures are verified
+    std::optional<std::string> developerKey = {};  ///< if set, signatures are verified
     HTTPServer::Options http = {};
-    /// Receives a line for each request that is answered, on the connection's thread; empty: none.
+    /// Receives a line for each answered request, on the connection's thread; may be empty.
     std::function<void(std::string_view)> log = {};
     Now now = &std::chrono::system_clock::now;
   };
 
-  /// Listens and answers from now on. Throws StoreError or ListenError.
+  /// Starts to listen and answer. Throws StoreError or ListenError.
   explicit Server(const Options& options);
 
   /// "http://127.0.0.1:8808", without a slash at the end; "https" when it has a certificate.
   [[nodiscard]] const std::string& url() const { return url_; }
 
-  /// What the service holds.
+  /// The stored data, for tests and tools.
   [[nodiscard]] Store& store() { return store_; }
 
  private:

@@ -34,7 +34,7 @@ Operations, each a POST of a JSON object:
     /prod/maps/place_asset_on_map            store placements
     /prod/maps/find_assets_on_the_map        read them back
     /prod/maps/list_nearby_maps              list the maps near a location
-    /prod/maps/inspect_map                   tell what a map knows
+    /prod/maps/inspect_map                   show the content of a map
     /dev/scene-understanding/localize        localize a session in its map
     /                                        tables and metrics, named by the header X-Amz-Target
 

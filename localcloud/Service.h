@@ -17,8 +17,8 @@ namespace geoloom::localcloud {
 /// The whole service as one function from request to answer. Called from any thread.
 class Service {
  public:
-  /// With a developer key, table and metric calls must be signed with its pair, and mapping calls must name
-  /// its hash.
+  /// If `developerKey` is present, table and metric calls must be signed with its pair, and mapping calls
+  /// must contain its hash.
   Service(Store& store, Now now, const std::optional<std::string>& developerKey);
 
   /// Never throws; a failure of the store is an answer of status 500.

@@ -11,12 +11,11 @@ namespace geoloom::localcloud {
 /// A localization session.
 struct SessionRecord {
   std::string uuid;
-  std::string
-      handle;  ///< stands for the map in this session: the rows of its transforms are written under it
+  std::string handle;  ///< identifies the map in this session; key of the session's rows of transforms
   std::string mapUUID;
 };
 
-/// A session whose place in its map is to be found.
+/// A request to localize a session in its map.
 struct Question {
   SessionRecord session;
   double matchDistance = 0;  ///< metres
@@ -45,20 +44,20 @@ CREATE INDEX sessions_by_age ON localization_sessions (asked);
 
 void add(Database& database, const SessionRecord& session, double now);
 [[nodiscard]] std::optional<SessionRecord> find(Database& database, const std::string& uuid);
-/// UUID of the map that is named by its own UUID or by a session's handle.
+/// UUID of the map with this UUID, or of the map of the session with this handle.
 [[nodiscard]] std::optional<std::string> mapNamed(Database& database, const std::string& name);
 
-/// Notes that a session asks to be localized. From now on `questionDue` returns its question.
+/// Stores the request of a session to be localized; `questionDue` returns it from now on.
 void ask(Database& database, const Question& question, double now);
 /// The question of a session that has asked before, once a row was seen SECONDS_BETWEEN_LOOKS after the last
 /// row that raised it. Goes by the time of the rows, so that the same walk gets the same answers at any pace.
 [[nodiscard]] std::optional<Question> questionDue(Database& database, const std::string& uuid, double seen);
 
-/// What the session's row of "Transformations" says; nothing before it has one.
+/// The content of the session's row of "Transformations"; absent before the first one.
 [[nodiscard]] std::optional<Estimate> estimate(Database& database, const std::string& uuid);
 void setEstimate(Database& database, const std::string& uuid, const Estimate& estimate);
 
-/// Removes the sessions that have not asked for SECONDS_KEPT, with their rows and sightings.
+/// Removes the sessions without a request in the last SECONDS_KEPT, with their rows and sightings.
 void removeIdle(Database& database, double now);
 
 }  // namespace sessions

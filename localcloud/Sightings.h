@@ -9,12 +9,12 @@
 #include "localcloud/Text.h"
 #include "localcloud/matching/Sighting.h"
 
-/// What the rows of "SceneUnderstanding" have said. The objects of one detection share a key, so the table
-/// keeps the last of them only; here each is kept. The functions run within Store::read or Store::write and
-/// throw DatabaseError.
+/// The objects of all rows written to "SceneUnderstanding". The objects of one frame share a key, so the
+/// table keeps only the last of them; the sightings are all of them. The functions run within Store::read or
+/// Store::write and throw DatabaseError.
 namespace geoloom::localcloud::sightings {
 
-/// Kept of a map or session; further ones displace the oldest of the name that has most.
+/// Limit for a map or session; beyond it, a new sighting replaces the oldest one of the most frequent name.
 inline constexpr std::int64_t MAXIMUM = 10'000;
 
 inline constexpr const char* SCHEMA = R"sql(
@@ -29,12 +29,12 @@ CREATE TABLE sightings (
 ) WITHOUT ROWID;
 )sql";
 
-/// Keeps an item, with canonical attributes, for the map or localization session that it names. Does nothing
-/// if there is none, or if the item lacks a name, a frame or a position.
+/// Stores an item, with canonical attributes, for the map or localization session in its key. Does nothing if
+/// that does not exist, or if the item lacks a name, a frame or a position.
 void add(Database& database, const Value& item);
 /// When the item was seen, seconds since 1970, if it says so.
 [[nodiscard]] std::optional<double> timeOf(const Value& item);
-/// Of one map or session, in the order of their frames.
+/// The sightings of one map or session, in the order of their frames.
 [[nodiscard]] std::vector<Sighting> of(Database& database, const std::string& session);
 void remove(Database& database, const std::string& session);
 

@@ -117,7 +117,8 @@ std::string timeText(std::chrono::sys_seconds time) {
   return fmt::format("{:%Y%m%dT%H%M%SZ}", fmt::gmtime(system_clock::to_time_t(time)));
 }
 
-/// Values of one header as the canonical request has them: trimmed, runs of blanks as one, joined by commas.
+/// Values of one header in the form of the canonical request: trimmed, runs of blanks replaced by one, joined
+/// by commas.
 std::string canonicalHeader(const Request& request, const std::string& name) {
   std::string text;
   const auto [begin, end] = request.headers.equal_range(name);
@@ -165,7 +166,7 @@ std::string signature(const Request& request, const Authorization& authorization
   return base::hexadecimal(hmac(key, toSign));
 }
 
-/// The first header that must be signed and is not.
+/// The first header that must be signed but is not.
 std::optional<std::string> unsignedHeader(const Request& request, const Authorization& authorization) {
   const auto isSigned = [&](const std::string& name) {
     return std::find(authorization.signedHeaders.begin(), authorization.signedHeaders.end(), name) !=

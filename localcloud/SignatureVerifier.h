@@ -15,10 +15,10 @@ namespace geoloom::localcloud {
 /// thread.
 class SignatureVerifier {
  public:
-  /// A signature is good for this long before and after its time.
+  /// A signature is valid for this long before and after its time.
   static constexpr std::chrono::minutes ALLOWED_SKEW{15};
 
-  /// Why a request is not accepted, in the services' own terms.
+  /// Type and message of a rejection, as the real services word it.
   struct Refusal {
     std::string type;
     std::string message;

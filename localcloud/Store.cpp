@@ -24,7 +24,7 @@ std::int64_t schemaVersion(Database& database) {
   return query.integer(0);
 }
 
-/// Format 1 had no handles, so that its sessions cannot go on; of a map it had one sighting a frame.
+/// Format 1 had no handles, so its sessions are removed; it had only one sighting for each frame of a map.
 constexpr const char* UPGRADE_FROM_1 = R"sql(
 DELETE FROM items WHERE table_name = 'Transformations' OR table_name = 'SceneUnderstanding'
   AND json_extract(attributes, '$.SessionId.S') IN (SELECT uuid FROM localization_sessions);
@@ -61,7 +61,7 @@ void prepareSchema(Database& database, const std::filesystem::path& file) {
   transaction.commit();
 }
 
-/// The kernel releases the lock with the process, however that ends.
+/// The kernel releases the lock when the process ends, also after a crash.
 int lockDirectory(const std::filesystem::path& directory) {
   std::error_code error;
   if (std::filesystem::create_directories(directory, error)) {

@@ -12,28 +12,28 @@
 
 namespace geoloom::localcloud {
 
-/// The store's directory cannot be used; the text is one line that says why and what to do.
+/// The store's directory cannot be used; the text is one line with the reason and the remedy.
 class StoreError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
 
-/// All that the service keeps, in one SQLite file of one directory. Maps.h, Tables.h and Metrics.h have the
-/// functions that read and write it.
+/// All data of the service, in one SQLite file in a directory. Maps.h, Sessions.h, Sightings.h, Tables.h and
+/// Metrics.h have the functions that read and write it.
 ///
 ///     store.write([&](Database& database) { maps::add(database, map); });
 ///
-/// May be used from any thread: writers take turns, readers do not wait for them.
+/// May be used from any thread: writers wait for each other, readers do not wait.
 class Store {
  public:
   static constexpr int SCHEMA_VERSION = 2;
 
-  /// Creates the directory if it is missing and locks it for this object alone. Throws StoreError when it
-  /// cannot be created or written, is locked, or was written by a newer version.
+  /// Creates the directory if it is missing and locks it for this object. Throws StoreError if it cannot be
+  /// created or written, is locked, or was written by a newer version.
   explicit Store(const std::filesystem::path& directory);
   ~Store();
 
-  /// Returns what `work` returns. Throws DatabaseError when the disk or the file fails.
+  /// Runs `work` and returns its result. Throws DatabaseError if the disk or the file fails.
   template <class Work>
   auto read(const Work& work) {
     const Reader reader(*this);
@@ -56,7 +56,7 @@ class Store {
   }
 
  private:
-  /// Borrows a reading connection; a new one is opened when all are in use.
+  /// Borrows a reading connection; opens a new one if all are in use.
   class Reader {
    public:
     explicit Reader(Store& store);

@@ -5,7 +5,7 @@
 
 namespace geoloom::localcloud {
 
-/// A refused table operation, answered with status 400. `type` is the full "__type".
+/// A rejected table operation, answered with status 400. `type` is the full "__type".
 class TableError : public std::runtime_error {
  public:
   TableError(std::string type, const std::string& message)

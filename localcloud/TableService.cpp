@@ -30,7 +30,7 @@ class Parameters {
     if (!body_.is_object()) throw TableError::serialization("The body must be an object");
   }
 
-  /// An absent parameter, and one that is null, is null.
+  /// Null if the parameter is absent or null.
   [[nodiscard]] const Value& operator[](const char* name) const {
     static const Value absent;
     const auto found = body_.find(name);
@@ -78,7 +78,7 @@ class Parameters {
     return limit;
   }
 
-  /// Rejects parameters that the real service supports and this one does not.
+  /// Rejects parameters that the real service supports but this one does not.
   void refuse(std::initializer_list<const char*> unsupported) const {
     for (const char* const name : unsupported) {
       if (!(*this)[name].is_null()) {
@@ -272,7 +272,7 @@ std::string getItem(const Context& context, const Parameters& parameters) {
   return write(answer);
 }
 
-/// The answer to a scan. Items are spliced in as the texts they are stored as.
+/// The answer to a scan. The stored texts of items are inserted without parsing.
 struct Page {
   std::string items;
   std::int64_t count = 0;
@@ -329,7 +329,7 @@ std::string scan(const Context& context, const Parameters& parameters) {
       if (select != "COUNT") page.items.append(page.items.empty() ? "" : ",").append(item.text);
     }
     page.last = std::move(item.text);
-    // Full even if nothing follows, which only the next page shows.
+    // Full even if no item follows: only the next page shows that.
     page.full = page.scanned == limit || page.bytes >= MAXIMUM_PAGE_BYTES;
     return !page.full;
   };

@@ -13,8 +13,8 @@
 namespace geoloom::localcloud {
 
 /// Table operations: CreateTable, DescribeTable, ListTables, PutItem, GetItem and Scan of the
-/// table service's JSON protocol, version 20120810. Holds no state but the store; called from any thread.
-/// Throws DatabaseError when the store fails.
+/// table service's JSON protocol, version 20120810. Has no state except the store; may be called from any
+/// thread. Throws DatabaseError if the store fails.
 class TableService {
  public:
   static constexpr std::string_view TARGET_PREFIX = "DynamoDB_20120810.";

@@ -72,13 +72,13 @@ INSERT INTO tables VALUES ('Transformations', 'SessionId', 'S', 'Timestamp', 'N'
 INSERT INTO tables VALUES ('SceneUnderstanding', 'SessionId', 'S', 'FrameId', 'N', unixepoch());
 )sql";
 
-/// False when the name is taken.
+/// False if the name is taken.
 bool create(Database& database, const TableRecord& table);
 [[nodiscard]] std::optional<TableRecord> find(Database& database, const std::string& name);
 [[nodiscard]] std::vector<std::string> names(Database& database);
 [[nodiscard]] std::int64_t itemCount(Database& database, const std::string& table);
 
-/// Adds the item, or replaces the one of the same key.
+/// Adds the item, or replaces the one with the same key.
 void put(Database& database, const std::string& table, const ItemRecord& item);
 /// Removes all items of one hash key.
 void remove(Database& database, const std::string& table, const std::string& hash);

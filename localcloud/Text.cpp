@@ -13,7 +13,7 @@ namespace geoloom::localcloud {
 Reading readJSON(std::string_view text) {
   if (text.empty()) return {.refusal = "The body is empty; it must be a JSON object"};
   try {
-    // The parser does not recurse, but code that walks the value does.
+    // The parser does not recurse, but code that visits the value does.
     return {.value = Value::parse(text, [](int depth, Value::parse_event_t, const Value&) {
               if (depth > MAXIMUM_NESTING) throw std::length_error("nested too deeply");
               return true;

@@ -6,7 +6,7 @@
 
 #include <nlohmann/json.hpp>
 
-/// Bodies and identifiers. Not included from other headers: it brings the JSON library in.
+/// Bodies and identifiers. Do not include it in other headers, since it includes the JSON library.
 namespace geoloom::localcloud {
 
 /// Parsed JSON. Members are sorted by key, so that lookups in a body of a million keys are fast.
@@ -14,10 +14,10 @@ using Value = nlohmann::json;
 /// JSON to be written, with members in the order given.
 using Body = nlohmann::ordered_json;
 
-/// Bodies nested deeper than this are refused.
+/// Bodies with deeper nesting are rejected.
 constexpr int MAXIMUM_NESTING = 64;
 
-/// The JSON value of a body, or the reason why there is none.
+/// The JSON value of a body, or the reason why it cannot be read.
 struct Reading {
   std::optional<Value> value = {};
   std::string refusal = {};

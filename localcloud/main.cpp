@@ -73,8 +73,8 @@ bool isLoopback(const std::string& host) {
   return host == "localhost";
 }
 
-/// Checks what the parser cannot, and fills in what depends on several options. Returns what is wrong, or an
-/// empty text.
+/// Makes the checks that the parser cannot, and sets the defaults that depend on several options. Returns an
+/// error, or an empty text.
 std::string complete(Arguments& arguments) {
   Server::Options& server = arguments.server;
   if (server.data.empty()) {
@@ -83,7 +83,8 @@ std::string complete(Arguments& arguments) {
     server.data = documents->parent_path();
   }
   if (arguments.log) {
-    // Not fmt::print, which throws if a full disk does not take the line: requests are answered all the same.
+    // Not fmt::print, which throws on a full disk: requests must be answered even if the log cannot be
+    // written.
     server.log = [](std::string_view line) { std::fputs((std::string(line) + '\n').c_str(), stderr); };
   }
   if (!arguments.developerKeyFile.empty()) {
@@ -117,7 +118,7 @@ void serve(const Server::Options& options) {
   sigemptyset(&ending);
   sigaddset(&ending, SIGINT);
   sigaddset(&ending, SIGTERM);
-  // Before the threads start, which inherit the mask.
+  // Before the threads start, because they inherit the mask.
   pthread_sigmask(SIG_BLOCK, &ending, nullptr);
   allowManyConnections();
   const Server server(options);

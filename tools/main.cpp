@@ -17,13 +17,13 @@ int fail(ExitCode code, const std::string& line) {
   return static_cast<int>(code);
 }
 
-/// The first argument that is neither an option nor a command; empty if there is none.
+/// The first argument that is neither an option nor a command, or an empty text.
 std::string unknownCommand(const CLI::App& app) {
   const std::vector<std::string> unknown = app.remaining(true);
   return unknown.empty() || unknown.front().starts_with('-') ? std::string() : unknown.front();
 }
 
-/// Names an unknown command, for which CLI11 only says that a command is missing.
+/// The message of an error. For an unknown command CLI11 says only that a command is missing.
 std::string describe(const CLI::App& app, const CLI::ParseError& error) {
   const std::string unknown = unknownCommand(app);
   const bool isCommandMissing = dynamic_cast<const CLI::RequiredError*>(&error) != nullptr ||

@@ -1,5 +1,5 @@
-// From the network's outputs to ranked boxes, and suppression beside OpenCV's. The argument of the first two
-// is how many of 10,000 scores exceed the threshold.
+// From the network's outputs to ranked boxes, and suppression compared with OpenCV's. The argument of the
+// first two is the number of scores in 10,000 that exceed the threshold.
 #include <algorithm>
 #include <memory>
 #include <random>

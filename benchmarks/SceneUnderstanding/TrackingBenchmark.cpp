@@ -1,4 +1,4 @@
-// Tracking among many objects. Arguments: the number of tracked objects, the observations each has behind it.
+// Tracking among many objects. Arguments: the number of tracked objects, and of earlier observations of each.
 #include <cmath>
 #include <map>
 #include <memory>
@@ -12,7 +12,7 @@
 namespace geoloom {
 namespace {
 
-/// Chairs half a metre wide, 0.9 m apart on a square floor. Every observation is a little off.
+/// Chairs half a metre wide, 0.9 m apart on a square floor. Every observation has a small error.
 class Room {
  public:
   explicit Room(std::int64_t objects)

@@ -86,7 +86,7 @@ void projection(benchmark::State& state) {
   }
 }
 
-/// Every point for every sample, with the tests' linear search.
+/// Checks every point for every sample, with the tests' linear search.
 void plainWalk(benchmark::State& state) {
   analysedFrames(state, [](const ARFrame& frame, CGPoint point) { return test::plainHitTest(frame, point); });
 }

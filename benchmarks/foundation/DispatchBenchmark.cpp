@@ -1,4 +1,4 @@
-// How long a task waits before it runs on an idle machine, beside the usual alternatives.
+// The delay before a task runs on an idle machine, compared with the usual alternatives.
 
 #include <condition_variable>
 #include <future>

@@ -1,5 +1,5 @@
-// The cost of a camera frame: on the thread that calls update(frame:), which renders sixty times a second,
-// and on the detector's queue, where the kit's work is compared with the engine's.
+// The cost of a camera frame: on the thread that calls update(frame), which renders sixty times a second, and
+// on the detector's queue, compared with the engine's cost.
 
 #include <array>
 #include <atomic>
@@ -102,7 +102,7 @@ void offerFrames(benchmark::State& state, float step, const Offer& offer, const 
 /// Offers frames to the detector. Either all or none must be handed over.
 void updateFrames(benchmark::State& state, float step, bool isHandedOver) {
   const auto settle = [&] { detector().updateQueue->sync([] {}); };
-  // The gate depends on the last five frames, which may be another benchmark's.
+  // The gate depends on the last five frames, which may come from another benchmark.
   for (int i = -5; i < 0; ++i) {
     detector().offer(frameAt(static_cast<float>(i) * step));
     settle();

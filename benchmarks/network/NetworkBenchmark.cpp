@@ -12,7 +12,7 @@
 #include "tests/support/Scans.h"
 #include "tests/support/ServiceProcess.h"
 
-// The service is a process of its own, so that the CPU time measured is the client's alone.
+// The service is a separate process, so that only the client's CPU time is measured.
 
 namespace geoloom {
 namespace {
@@ -97,7 +97,7 @@ std::size_t keep(char* data, std::size_t size, std::size_t count, void* body) {
   return size * count;
 }
 
-/// The least that a program on libcurl does for one request.
+/// The minimal use of libcurl for one request.
 struct BareTransfer {
   CURL* easy = curl_easy_init();
   std::string body;
@@ -224,7 +224,7 @@ BENCHMARK(nlohmannParse)->Name("100,000 placements/nlohmann, parsed")->Unit(benc
 }  // namespace geoloom
 
 int main(int argc, char** argv) {
-  // Before there is any thread to be lost in the child.
+  // Before any thread starts: the child process would not have it.
   const geoloom::ServiceProcess service(geoloom::answer);
   geoloom::serviceURL = service.url() + "/";
   benchmark::Initialize(&argc, argv);

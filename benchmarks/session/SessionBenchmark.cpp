@@ -1,8 +1,8 @@
-// What idle sessions cost: each scans the table of transforms every second.
+// The cost of idle sessions: each scans the table of transforms every second.
 //
-// Sessions live until their process ends, so each measurement has a process of its own, and the service
-// another: CPU time and memory are those of the sessions and of the parts that they share (the network's
-// weights, the HTTP thread, the pool of threads).
+// Sessions live until their process ends, so each measurement has its own process, and the service another:
+// CPU time and memory are those of the sessions and of the parts that they share (the network's weights, the
+// HTTP thread, the thread pool).
 
 #include <atomic>
 #include <chrono>

@@ -1,5 +1,5 @@
-// Data::compress and Data::decompress beside zlib used directly, in one call with all the room it needs, and
-// beside libdeflate. Raw DEFLATE at level 5 throughout; "ratio" is input to output.
+// Data::compress and Data::decompress compared with zlib used directly (one call with a buffer that is large
+// enough) and with libdeflate. Raw DEFLATE at level 5 throughout; "ratio" is input to output.
 
 #include <cmath>
 #include <cstring>

@@ -1,5 +1,5 @@
-// Model arrays to image bytes: MultiArray beside OpenCV (convertTo of each plane, then merge) and beside a
-// copy of as many bytes as are read and written, which is the limit that memory sets.
+// Model arrays to image bytes: MultiArray compared with OpenCV (convertTo of each plane, then merge) and with
+// a copy of the same number of bytes, which is the limit of the memory's bandwidth.
 
 #include <cstdint>
 #include <cstring>

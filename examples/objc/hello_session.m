@@ -1,12 +1,11 @@
-// The smallest whole application in Objective-C: opens a session and prints what comes back. Compiled with
-// blocks.
+// A minimal complete application in Objective-C: opens a session and prints the results. Uses blocks.
 //
 //     hello_session SERVICE DEVELOPER_KEY MAP [map|localize]
 //
 // SERVICE is the address of a mapping service, such as http://127.0.0.1:8808 for a local one. Run it with
 // `map` first, which stores a lamp, then with `localize`, which prints the map's assets once the service has
-// computed a transform. No frames arrive here; replay_walk.m feeds them from a recording. The detection
-// network must be beside the library, where the build puts it after scripts/setup.
+// computed a transform. It delivers no frames; replay_walk.m reads them from a recording. The detection network
+// must be beside the library; the build puts it there after scripts/setup.
 #import <GeoloomObjC/GeoloomObjC.h>
 #include <stdatomic.h>
 #include <stdio.h>

@@ -1,5 +1,4 @@
-// Feeds a session with the frames of a recorded walk, in mapping or localization mode, and prints what comes
-// back.
+// Passes the frames of a recorded walk to a session, in mapping or localization mode, and prints the results.
 //
 //     replay_walk SERVICE DEVELOPER_KEY MAP RECORDING [map|localize]
 //
@@ -76,7 +75,7 @@ int main(int argc, char** argv) {
                                printf("lamp %s\n", stored ? "stored" : "refused");
                              }];
   }
-  // At the pace of the recording. Assets come back once the service has computed a transform.
+  // In real time. Assets arrive once the service has computed a transform.
   for (NSUInteger i = 0; i < recording.frameCount; ++i) {
     NSAutoreleasePool* framePool = [NSAutoreleasePool new];
     [arSession deliverFrame:[recording frameAtIndex:i]];

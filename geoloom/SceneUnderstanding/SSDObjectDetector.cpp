@@ -58,7 +58,7 @@ SCNVector3 translationOf(const platform::simd_float4x4& transform) {
   return {transform.columns[3].x, transform.columns[3].y, transform.columns[3].z};
 }
 
-/// The array of one result; null if it is something else or holds fewer elements.
+/// The array of one result; null if the result is no array or has fewer elements.
 const platform::MLMultiArray* arrayOf(const std::shared_ptr<platform::VNObservation>& observation,
                                       std::size_t leastCount) {
   const auto* value = dynamic_cast<const platform::VNCoreMLFeatureValueObservation*>(observation.get());

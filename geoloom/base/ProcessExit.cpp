@@ -77,7 +77,7 @@ bool isProcessExiting() {
 }
 
 void restAtExit() {
-  // A forked child has none of the threads.
+  // A forked child does not have the threads.
   static const pid_t owner = ::getpid();
   // If registration fails, the process exits without waiting.
   static_cast<void>(std::atexit([] {

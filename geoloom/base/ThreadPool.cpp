@@ -42,7 +42,7 @@ void ThreadPool::post(std::function<void()> task) {
 
 void ThreadPool::addThread() {
   active_.fetch_add(1);
-  // If the system has no thread left, the tasks wait for the threads there are.
+  // If the system cannot create a thread, the tasks wait for the existing ones.
   if (!startThread("geoloom-queue", [this] { work(); })) active_.fetch_sub(1);
 }
 

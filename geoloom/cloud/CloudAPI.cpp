@@ -21,14 +21,14 @@ using platform::JSON;
 
 constexpr std::chrono::seconds DEFAULT_TIMEOUT{60};
 
-/// Style of the create requests: a failed request gives an empty array.
+/// For the create requests: a failed request gives an empty array.
 auto withEmptyArray(JSONCallback callback) {
   return [callback = std::move(callback)](const std::optional<JSON>& answer) {
     callback(answer.value_or(JSON::emptyArray()));
   };
 }
 
-/// Style of the asset requests: a failed request does not call back.
+/// For the asset requests: a failed request does not call back.
 auto ifAnswered(JSONCallback callback) {
   return [callback = std::move(callback)](const std::optional<JSON>& answer) {
     if (answer) callback(*answer);

@@ -23,9 +23,9 @@ namespace geoloom {
 namespace {
 
 constexpr double DEPTH_UNITS_PER_METRE = 5000;
-/// A room's walls in millimetres, read as 1/5000 m, are nearer than this: 1.2 m.
+/// 1.2 m in units of 1/5000 m. Depths in millimetres, read in these units, make the walls of a room nearer.
 constexpr std::uint16_t IMPLAUSIBLY_NEAR = 6000;
-/// Fewer depth images than this are no evidence of a mistake.
+/// With fewer depth images no mistake is reported.
 constexpr std::size_t LEAST_EVIDENCE = 5;
 constexpr std::uint64_t MAXIMUM_IMAGE_BYTES = std::uint64_t{1} << 30;
 
@@ -60,7 +60,7 @@ std::shared_ptr<platform::CVPixelBuffer> turned(const platform::CVPixelBuffer& u
   return sensor;
 }
 
-/// A depth image and the window of it that the sensor's image shows.
+/// A depth image and the window of it that corresponds to the sensor's image.
 struct WindowedDepth {
   const platform::PNGImage& image;
   PortraitWindow window;
@@ -85,7 +85,7 @@ struct Skipped {
   }
 };
 
-/// What the frames read so far had wrong with them.
+/// The faults of the frames read so far.
 struct Faults {
   Skipped images;
   Skipped depths;
@@ -237,7 +237,7 @@ base::Result<std::shared_ptr<const platform::ARFrame>> ARRecording::firstReadabl
   for (std::size_t i = 0; i < frameCount(); ++i) {
     const auto readable = frame(i);
     if (!readable) continue;
-    // The frames are likely to be read again, and each fault is to be counted once.
+    // The caller is likely to read the frames again, and each fault must be counted once.
     state_->faults = before;
     return readable;
   }

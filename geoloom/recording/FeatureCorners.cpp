@@ -12,8 +12,8 @@ namespace geoloom {
 std::vector<Corner> findCorners(const platform::CVPixelBuffer& image) {
   constexpr int CELLS_ACROSS = 80;
   constexpr int WINDOW = 3;
-  // The smaller eigenvalue of the summed gradient products. Corners with a contrast of 10 of 255 are well
-  // above this value, the noise of a camera is well below.
+  // The smaller eigenvalue of the summed gradient products. Corners with a contrast of 10 (of 255) are
+  // well above this value, camera noise is well below.
   constexpr float LEAST_STRENGTH = 2e-5F;
 
   const int width = static_cast<int>(image.width());

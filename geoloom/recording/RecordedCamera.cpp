@@ -74,7 +74,7 @@ RigidTransform sessionFromWorld(const RigidTransform& uprightCamera) {
   double x = r[0][2];
   double z = r[2][2];
   if (std::hypot(x, z) < VERTICAL) {
-    // Looking down, the upper edge is ahead; looking up, the lower edge.
+    // When the camera looks down, the picture's upper edge points ahead; when it looks up, the lower edge.
     const double side = r[1][2] > 0 ? -1 : 1;
     x = side * r[0][1];
     z = side * r[2][1];

@@ -89,7 +89,7 @@ std::optional<TimedPose> parsePose(const std::vector<std::string_view>& line) {
                    {(*n)[4] / length, (*n)[5] / length, (*n)[6] / length, (*n)[7] / length}};
 }
 
-/// The entry nearest to `time`, the earlier of two equally near ones; null if there is none.
+/// The entry nearest to `time`, the earlier of two equally near ones; null if the list is empty.
 template <class Entry>
 const Entry* nearest(const std::vector<Entry>& entries, double time) {
   const auto after = std::lower_bound(entries.begin(), entries.end(), time,
@@ -128,10 +128,10 @@ std::optional<std::string> describe(const MalformedLines& lines, const char* fil
                      lines.count == 1 ? "line" : "lines", lines.first);
 }
 
-/// Fewer entries than this are no evidence of a mistake.
+/// With fewer entries no mistake is reported.
 constexpr std::size_t LEAST_EVIDENCE = 5;
 
-/// Cameras deliver several images per second; times in milliseconds make them seem far apart.
+/// Cameras deliver several images per second; times in milliseconds, read as seconds, are far apart.
 std::optional<std::string> unlikelyTimes(const std::vector<TimedPath>& images) {
   constexpr double LONGEST_STEP = 5;
   if (images.size() < LEAST_EVIDENCE) return std::nullopt;
@@ -144,7 +144,7 @@ std::optional<std::string> unlikelyTimes(const std::vector<TimedPath>& images) {
                      *middle);
 }
 
-/// A walk that moves and never turns is likely to have its rotations in another order of columns or none.
+/// If a walk moves but never turns, its rotations are probably missing or in another order of columns.
 std::optional<std::string> unlikelyRotations(const std::vector<TimedPose>& poses) {
   if (poses.size() < LEAST_EVIDENCE) return std::nullopt;
   const auto all = [&](const auto& same) { return std::all_of(poses.begin(), poses.end(), same); };

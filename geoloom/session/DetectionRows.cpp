@@ -57,7 +57,7 @@ class BatchSaver final : public std::enable_shared_from_this<BatchSaver> {
 }  // namespace
 
 void saveDetections(DetectionBatch batch, float threshold, const std::shared_ptr<SessionObserver>& observer) {
-  // Written so that a confidence or threshold that is not a number passes.
+  // This comparison keeps objects if the confidence or the threshold is not a number.
   std::erase_if(batch.objects, [threshold](const auto& object) { return object->confidence < threshold; });
   observer->rowsExpected(batch.objects.size());
   std::make_shared<BatchSaver>(batch, observer)->saveNext();

@@ -65,14 +65,14 @@ struct MapSession::Parts {
   base::AtomicValue<std::shared_ptr<DataManager>> dataManager;
   /// Written by `registerCallbacks`; never null.
   base::AtomicValue<std::shared_ptr<const Callbacks>> callbacks{std::make_shared<const Callbacks>()};
-  /// The map's position in this session. Nothing resolves it yet, so a localization session takes no
+  /// The map's position in this session. This version never sets it, so a localization session stores no
   /// placements.
   const std::optional<std::vector<float>> resolvedTranslation;
   const std::optional<float> resolvedConfidence;
-  /// Absent until construction has made it; a derived session may already be in use.
+  /// Absent until construction has made it; a derived class may already use the session.
   base::AtomicValue<std::shared_ptr<SSDObjectDetector>> objectDetector;
   const std::shared_ptr<MapSessionConfiguration> mapSessionConfiguration;
-  /// Batches of detections that were not empty. Used on the detector's queue only.
+  /// Number of batches with detections. Used on the detector's queue only.
   std::int64_t frameCounter = 0;
   const std::shared_ptr<SessionObserver> observer = SessionObserver::installed();
 };
@@ -140,10 +140,10 @@ void MapSession::open(const std::shared_ptr<platform::ARSession>& arSession,
                       platform::DispatchSemaphore& constructed) {
   const auto self = shared();
   const auto dataManager = std::make_shared<DataManager>(arSession, self, parts_->cloudApi);
-  // A reset that came before this task stays in force.
+  // Keeps the manager of a reset that came before this task.
   parts_->dataManager.storeIfAbsent(dataManager);
-  // Loading the first detector of a process takes time, in which an answer could arrive and find no
-  // callbacks.
+  // Loading the first detector of a process takes time; an answer could arrive before the callbacks are
+  // registered.
   constructed.wait();
   const auto report = [self, dataManager](MapStatus status) {
     self->parts_->observer->opened(status, dataManager->refusal());
@@ -193,7 +193,8 @@ void MapSession::handleDetections(const std::vector<std::shared_ptr<DetectedObje
   const std::int64_t frameID = ++parts_->frameCounter;
   const auto sessionID = mapSessionUUID();
   callApplication("detections", parts_->callbacks.load()->objectDetectedCallback, objects);
-  // Before the service has named the identifier, which is part of a row's key, objects are only reported.
+  // Rows need the identifier as part of their key. Until the service has assigned it, objects are only
+  // reported.
   if (!sessionID) return;
   saveDetections({.sessionID = *sessionID, .frameID = frameID, .mode = mapSessionMode(), .objects = objects},
                  confidenceThreshold, parts_->observer);

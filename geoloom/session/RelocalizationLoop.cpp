@@ -18,7 +18,7 @@ namespace {
 using platform::Console;
 
 constexpr std::chrono::seconds TICK_PERIOD{1};
-/// Ticks from one request for a localization by objects to the next.
+/// Number of ticks between two requests for a localization by objects.
 constexpr long SCENE_LOCALIZATION_TICKS = 8;
 constexpr std::size_t TRANSFORM_NUMBERS = 4;
 
@@ -60,7 +60,7 @@ void RelocalizationLoop::handleTransform(const std::shared_ptr<DataManager>& dat
       pending_ = {dataManager, std::move(numbers)};
     }
   }
-  // A transform leads into the AR session of its own manager, which a reset may have replaced.
+  // A transform is valid for the AR session of its own manager, which a reset may have replaced.
   if (pending_.dataManager.lock() != session_.dataManager()) pending_ = {};
   if (pending_.numbers.empty()) return;
 
@@ -77,7 +77,7 @@ void RelocalizationLoop::handleTransform(const std::shared_ptr<DataManager>& dat
 
 void RelocalizationLoop::localizeByObjects() {
   if (session_.mode == MapMode::mapping || queryAssetsCounter_ % SCENE_LOCALIZATION_TICKS != 0) return;
-  // Read again: a reset may have come during the scan.
+  // Read again: the session may have been reset during the scan.
   const auto dataManager = session_.dataManager();
   if (!dataManager) return;
   const auto mapUUID = dataManager->mapUUID();

@@ -14,7 +14,8 @@ constexpr int LEVEL = 5;                 // the level of the format on a phone
 constexpr int RAW_DEFLATE_WINDOW = -15;  // 32 KiB; negative: no header, no checksum
 constexpr int DEFAULT_MEMORY = 8;
 
-/// One of zlib's two directions: `step` and `end` of a stream that was initialised with status `begun`.
+/// Compresses or decompresses: `step` and `end` are zlib's functions for a stream whose initialisation
+/// returned `begun`.
 std::optional<Data> transcoded(const std::vector<std::uint8_t>& source, z_stream& stream, int begun,
                                int (*step)(z_stream*, int), int (*end)(z_stream*)) {
   if (begun != Z_OK) return std::nullopt;

@@ -18,7 +18,7 @@ void LocationManager::start() {
   locationManager_->startUpdatingHeading();
   locationManager_->startUpdatingLocation();
   locationManager_->requestWhenInUseAuthorization();
-  // A fix may have arrived meanwhile, on the main queue; it is the newer one.
+  // A fix that has arrived meanwhile on the main queue is newer.
   currentLocation_.storeIfAbsent(locationManager_->location());
 }
 

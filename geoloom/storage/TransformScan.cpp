@@ -39,7 +39,7 @@ void sleepOnClock(std::chrono::nanoseconds pause) {
   over->wait();
 }
 
-/// One page, requested until it comes or the tries are used up.
+/// One page, requested until it arrives or MAXIMUM_SCAN_TRIES is reached.
 base::Result<Page> requestPage(const platform::AWSDynamoDBObjectMapper& mapper,
                                const AWSDynamoDBScanExpression& expression) {
   for (int tries = 1;; ++tries) {
@@ -71,7 +71,7 @@ base::Result<TransformScan> scanTransformRows(const std::string& mapUUID) {
     base::Result<Page> page = requestPage(mapper, expression);
     if (!page) return page.failure();
     for (TransformRow& row : page->items) {
-      // The service filters, but a page may hold other maps' rows if it does not know the filter.
+      // A service that ignores the filter also returns rows of other maps.
       if (row.SessionId.value_or(mapUUID) != mapUUID) continue;
       ++scan.rows;
       if (isUsable(row) && (!scan.best || isBetter(row, *scan.best))) scan.best = std::move(row);

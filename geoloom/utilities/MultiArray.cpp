@@ -74,7 +74,7 @@ void describe(const T* element, const Shape& shape, const Shape& strides, std::s
 }
 
 /// The byte of an element v: (v + offset) * scale, limited to [0, 255] and truncated. Integers are computed
-/// as 64-bit floats: neither step can overflow, and whatever is rounded lies outside the limits.
+/// as 64-bit floats: neither step can overflow, and only values outside the limits are rounded.
 template <class T>
 class ByteMapping {
  public:

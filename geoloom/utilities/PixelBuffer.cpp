@@ -48,7 +48,7 @@ std::string sizeText(std::size_t width, std::size_t height) {
   return std::to_string(width) + " x " + std::to_string(height);
 }
 
-/// Null if the size is out of range or memory does not suffice.
+/// Null if the size is out of range or there is not enough memory.
 ScaledMemory allocate(std::size_t width, std::size_t height) {
   std::size_t rowBytes = 0;
   std::size_t bytes = 0;

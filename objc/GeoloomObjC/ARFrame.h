@@ -16,11 +16,11 @@ struct GeoloomNative;
 @property(nonatomic, readonly) NSTimeInterval timestamp;
 
 /// For trackers and players. The pixels are BGRA, 8 bits each, and copied: the sensor's image, landscape for
-/// a device held upright, with its top edge at the right of the user's view. `transform` (4 by 4) takes
-/// camera coordinates to world coordinates, `intrinsics` (3 by 3) are in pixels of the image; both are
-/// column-major. In the world y points up; the camera looks along -z. The feature points are located
-/// world points, in metres; NULL for none. nil, after a line in the system log, for an image without pixels
-/// or with rows too short for them, and without a transform or intrinsics.
+/// a device held upright, with its top edge at the right of the user's view. `transform` (4 by 4) maps camera
+/// to world coordinates, `intrinsics` (3 by 3) are in pixels of the image; both are column-major. In the
+/// world y points up; the camera looks along -z. The feature points are points of the world, in metres,
+/// located by tracking; they may be NULL. nil, after a line in the system log, for an image without pixels or
+/// with rows too short for them, or without a transform or intrinsics.
 - (instancetype)initWithPixels:(const void*)pixels
                          width:(NSUInteger)width
                         height:(NSUInteger)height

@@ -13,13 +13,13 @@ struct GeoloomNative;
   struct GeoloomNative* native_;
 }
 
-/// Reads the folder's lists; images are opened frame by frame. nil, after a line in the system log with the
+/// Reads the folder's lists; `frameAtIndex:` opens the images. nil, after a line in the system log with the
 /// reason, for a folder that is not a recording.
 + (ARRecording*)recordingWithFolder:(NSString*)folder;
 
 @property(nonatomic, readonly) NSUInteger frameCount;
 
-/// What was skipped so far and what looks like a mistake in the recording: strings, one line each.
+/// Skipped files so far and probable mistakes of the recording: strings, one line each.
 @property(nonatomic, readonly) NSArray* problems;
 
 /// Seconds; never decreases from frame to frame. NaN for a frame that does not exist.

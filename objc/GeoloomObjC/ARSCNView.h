@@ -12,7 +12,7 @@
 }
 
 @property(nonatomic, retain) ARSession* session;
-/// The scene in which the kit draws boxes; empty at first.
+/// The scene in which the kit draws boxes; initially empty.
 @property(nonatomic, readonly) SCNScene* scene;
 
 @end

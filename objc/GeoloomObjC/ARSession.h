@@ -25,7 +25,7 @@ typedef void* FrameCallback;
 /// Sets the application's handler; nil for none.
 - (void)setDidUpdateFrame:(FrameCallback)didUpdateFrame;
 
-/// For trackers and players: makes `frame` the current one and calls the application's handler with it.
+/// For trackers and players: makes `frame` the current frame and calls the application's handler with it.
 - (void)deliverFrame:(ARFrame*)frame;
 
 @end

@@ -65,7 +65,7 @@ void _Block_release(const void* argument) {
   free(block);
 }
 
-// The first copy of a block moves the variable to the heap, where all blocks find it from then on.
+// The first copy of a block moves the variable to the heap; all blocks use that one from then on.
 static Byref* copyByref(Byref* byref) {
   Byref* current = byref->forwarding;
   if ((current->flags & IS_ON_HEAP) != 0) {
@@ -89,7 +89,7 @@ static void releaseByref(Byref* byref) {
   free(current);
 }
 
-// A __block variable does not own its object, which is neither retained nor released.
+// A __block variable does not own its object: it is neither retained nor released.
 
 void _Block_object_assign(void* destination, const void* object, const int flags) {
   void* kept = (void*)object;

@@ -6,8 +6,8 @@
 
 struct GeoloomNative;
 
-/// A rectangular drawing and its sublayers: a CALayer, a CAShapeLayer or a CATextLayer. May be used
-/// from any thread.
+/// A layer of a view and its sublayers: a CALayer, a CAShapeLayer or a CATextLayer. May be used from any
+/// thread.
 @interface CALayer : NSObject {
  @private
   struct GeoloomNative* native_;

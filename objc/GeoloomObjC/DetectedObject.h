@@ -18,10 +18,11 @@ struct GeoloomNative;
 @property(nonatomic, readonly) float confidence;
 /// Centre of the object's bounds: metres, in the coordinates of the AR session.
 @property(nonatomic, readonly) SCNVector3 center;
-/// Metres.
+/// Height of the bounds in metres.
 @property(nonatomic, readonly) float height;
 
-/// "<name>, <confidence>, <height>", the numbers as the shortest text that reads back: "chair, 0.8125, 0.9".
+/// "<name>, <confidence>, <height>", each number with the fewest digits that identify it: "chair, 0.8125,
+/// 0.9".
 - (NSString*)print;
 
 - (instancetype)init GEOLOOM_UNAVAILABLE("detected objects come from the detections callback");

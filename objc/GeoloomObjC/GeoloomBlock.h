@@ -6,8 +6,8 @@
 ///     static GeoloomBlock statusBlock = GEOLOOM_BLOCK(onStatus);
 ///     [session registerCallbacksWithAssetsFoundCallback:NULL statusCallback:&statusBlock ...
 ///
-/// Such a block is never copied or released, so make it static. A function that needs data besides its
-/// arguments finds them through its first one, in a struct that begins with a GeoloomBlock.
+/// Such a block is never copied or released, so make it static. To pass data to the function, make a struct
+/// that begins with a GeoloomBlock; the first argument of the function points to it.
 
 #ifdef __cplusplus
 extern "C" {

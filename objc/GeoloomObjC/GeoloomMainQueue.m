@@ -3,7 +3,7 @@
 
 #include "objc/bridge/Platform.h"
 
-/// A task on its way to the main thread.
+/// A task posted to the main thread.
 @interface GeoloomPostedTask : NSObject {
   GeoloomTask* task_;
 }

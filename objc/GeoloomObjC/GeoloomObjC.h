@@ -1,6 +1,6 @@
 #pragma once
 
-/// Everything that an application imports.
+/// All headers that an application needs.
 
 #import <GeoloomObjC/ARFrame.h>
 #import <GeoloomObjC/ARRecording.h>

@@ -15,7 +15,7 @@
   double verticalAccuracy_;
 }
 
-/// The user who owns the map.
+/// The user who made the map.
 @property(nonatomic, copy) NSString* userID;
 /// The application's own identifier of the map.
 @property(nonatomic, copy) NSString* mapID;

@@ -17,9 +17,9 @@
 @property(nonatomic, copy) NSString* assetID;
 /// Metres, in the coordinates of the AR session.
 @property(nonatomic) SCNVector3 position;
-/// Radians about the vertical axis, in the coordinates of the session that placed the asset. An asset that
-/// comes back from a map carries the value it was stored with: only its position is moved. To turn it with
-/// the map, add the rotation of the session's `lastTransform` (counterclockwise seen from above).
+/// Radians about the vertical axis, in the coordinates of the session that placed the asset. In an asset from
+/// a map this is the stored value: only the position is transformed. For the orientation in this session add
+/// the rotation of its `lastTransform` (counterclockwise seen from above).
 @property(nonatomic) float orientation;
 /// How the position was obtained: -1 for an asset created by the application, 0.5 for a stored asset that was
 /// moved into this session's coordinates.

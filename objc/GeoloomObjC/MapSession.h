@@ -17,7 +17,7 @@
 struct GeoloomNative;
 
 /// Callbacks are copied and kept until they are replaced, or after their only call. Each call has its own
-/// autorelease pool. An Objective-C exception that leaves a callback is logged. nil stands for no callback.
+/// autorelease pool. An Objective-C exception that leaves a callback is logged. Callbacks may be nil.
 #if defined(__BLOCKS__)
 typedef void (^AssetsFoundCallback)(NSArray* assets);
 typedef void (^StatusCallback)(MapStatus status);
@@ -40,10 +40,10 @@ typedef void* MapsFoundCallback;
 /// returning to the run loop: the service's answer is handled there, so its status cannot arrive before the
 /// callbacks are registered.
 ///
-/// Operations return at once, only the initializer takes up to 200 ms. They may be called from any thread,
-/// `updateWithFrame:` by one thread at a time.
+/// Operations return soon, except that the initializer takes up to 200 ms. They may be called from any
+/// thread; `updateWithFrame:` from one thread at a time.
 ///
-/// A session cannot be closed. After this object is released, the session still calls its callbacks and asks
+/// A session cannot be closed. After this object is released, the session still calls its callbacks and scans
 /// for transforms every second until the process ends.
 @interface MapSession : NSObject {
  @private
@@ -69,8 +69,8 @@ typedef void* MapsFoundCallback;
 + (NSInteger)RETRIEVE_ASSETS_INTERVAL;
 + (void)setRETRIEVE_ASSETS_INTERVAL:(NSInteger)value;
 
-/// Why a new session would stop the process: the detection model is missing or cannot be loaded. nil if it
-/// can be. Loads the model to find out.
+/// The reason why the detection model cannot be loaded, for which a new session would end the process; nil if
+/// it can. Loads the model.
 + (NSString*)detectionModelFault;
 
 @property(nonatomic, readonly) MapMode mapSessionMode;
@@ -80,15 +80,15 @@ typedef void* MapsFoundCallback;
 @property(nonatomic, readonly) NSString* mappingUUID;
 @property(nonatomic, readonly) NSString* mapID;
 @property(nonatomic, readonly) NSString* userID;
-/// The transform that moved the assets of the last assets callback; nil before the first one and after a
-/// reset. Assets keep the orientation with which they were stored; MapAsset.h says how to turn them.
+/// The transform of the assets of the last assets callback; nil before the first one and after a reset. It is
+/// applied to their positions only; see MapAsset's `orientation`.
 @property(nonatomic, readonly) MapTransform* lastTransform;
 
 /// Starts a session on the application's AR session and opens it with the service; the result arrives as a
 /// status. `userID` and `mapID` are the application's own identifiers. `developerKey` is not kept; the
 /// services receive its MD5. The screen's size is in points, height first. nil, after a line in the system
-/// log, without an AR session or a configuration and for an invalid mode. The process stops if the detection
-/// model is missing or cannot be loaded; ask `detectionModelFault` first.
+/// log, without an AR session or a configuration and for an invalid mode. Ends the process if the detection
+/// model cannot be loaded; call `detectionModelFault` first.
 - (instancetype)initWithArSession:(ARSession*)arSession
                           mapMode:(MapMode)mapMode
                            userID:(NSString*)userID
@@ -106,8 +106,8 @@ typedef void* MapsFoundCallback;
 ///
 /// `statusCallback`, on the main queue: the result of opening the session.
 ///
-/// `objectDetectedCallback`, on the detector's queue: the objects found in a frame (DetectedObject); not
-/// called for none.
+/// `objectDetectedCallback`, on the detector's queue: the objects found in a frame (DetectedObject), if there
+/// are any.
 - (void)registerCallbacksWithAssetsFoundCallback:(AssetsFoundCallback)assetsFoundCallback
                                   statusCallback:(StatusCallback)statusCallback
                           objectDetectedCallback:(ObjectDetectedCallback)objectDetectedCallback;
@@ -122,9 +122,9 @@ typedef void* MapsFoundCallback;
 /// Draws detected objects: an overlay on `view`, boxes in the scene of `scene`. Call it on the main thread.
 - (void)visualizeSceneUnderstandingWithView:(UIView*)view scene:(ARSCNView*)scene;
 
-/// Stores assets (MapAsset) in the map. NO before MapStatusInitialized and in localization mode. After YES,
-/// `callback` is called on the main queue with whether the service stored them; not if the service does not
-/// answer.
+/// Stores assets (MapAsset) in the map. NO before MapStatusInitialized and always in localization mode. After
+/// YES, `callback` runs on the main queue with YES if the service stored the assets and NO if it rejected
+/// them; it is not called if the service does not answer.
 - (BOOL)storePlacementWithAssets:(NSArray*)assets callback:(PlacementCallback)callback;
 
 /// Requests the maps (Map) within half a delta of a location on either side, in degrees, of one user, or of

@@ -12,11 +12,10 @@ struct GeoloomNative;
   struct GeoloomNative* native_;
 }
 
-/// The confidence, 0 to 1, from which a detected object is written to the service's table; all objects are
-/// reported. Read once, while the session is constructed.
+/// Detected objects with at least this confidence, 0 to 1, are written to the service's table; the callback
+/// receives all objects. Read once, while the session is created.
 @property(nonatomic) float sceneUnderstandingConfidenceThreshold;
-/// Distance in metres within which the service takes two objects as the same. Read for every localization
-/// request.
+/// Metres within which the service considers two objects the same. Read for every localization request.
 @property(nonatomic) float featureMatchDistanceMeters;
 
 - (instancetype)initWithSceneUnderstandingConfidenceThreshold:(float)sceneUnderstandingConfidenceThreshold

@@ -15,7 +15,7 @@
 @interface NSObject (GeoloomNative)
 /// Borrowed.
 - (GeoloomNative*)geoloomNative;
-/// Becomes the owner of the reference.
+/// Takes ownership of the reference.
 - (id)initWithGeoloomNative:(GeoloomNative*)native;
 @end
 
@@ -32,17 +32,17 @@
 /// Borrowed; NULL unless `object` is of that class.
 GeoloomNative* GeoloomNativeOf(id object, Class expected);
 
-/// Borrowed until the innermost autorelease pool is drained; absent for nil. Half a surrogate pair, which
-/// UTF-8 cannot express, is left out.
+/// Borrowed until the innermost autorelease pool is drained; absent for nil. Unpaired surrogates, which UTF-8
+/// cannot encode, are left out.
 GeoloomText GeoloomTextOf(NSString* string);
 /// Frees the text; nil for an absent one.
 NSString* GeoloomStringOf(GeoloomText text);
 /// Does not free the text.
 NSString* GeoloomStringCopying(GeoloomText text);
 
-/// Wrappers of class `class`, which become the owners of the references.
+/// Wrappers of class `class`, which take ownership of the references.
 NSArray* GeoloomArrayOf(GeoloomObjects objects, Class class);
-/// Becomes the owner of the reference. A CALayer, CAShapeLayer or CATextLayer.
+/// A CALayer, CAShapeLayer or CATextLayer that takes ownership of the reference.
 CALayer* GeoloomLayerOf(GeoloomNative* native);
 
 void GeoloomLog(NSString* line);

@@ -17,8 +17,7 @@ struct GeoloomNative;
 @property(nonatomic, readonly) SCNVector4 orientation;
 @property(nonatomic, readonly) SCNVector3 scale;
 
-/// SCNShapeNone for a node without geometry. SCNShape says which of the sizes below a shape has; the others
-/// are 0.
+/// SCNShapeNone for a node without geometry. SCNShape lists the sizes that each shape has; the others are 0.
 @property(nonatomic, readonly) SCNShape shape;
 @property(nonatomic, readonly) CGFloat width;
 @property(nonatomic, readonly) CGFloat height;

@@ -5,7 +5,8 @@
 
 struct GeoloomNative;
 
-/// A tree of nodes in world coordinates (metres, y up), in which the kit draws. May be used from any thread.
+/// A tree of nodes in world coordinates (metres, y up), into which the kit draws. May be used from any
+/// thread.
 @interface SCNScene : NSObject {
  @private
   struct GeoloomNative* native_;

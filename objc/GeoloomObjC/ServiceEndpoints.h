@@ -2,9 +2,9 @@
 
 #import <Foundation/Foundation.h>
 
-/// Addresses of the services that the kit uses. An empty address is absent: requests to it fail as if the
-/// service did not answer, and metrics are not sent. HTTPS, or plain HTTP to this machine. A session uses the
-/// endpoints that are current while it is constructed.
+/// Addresses of the services: HTTPS, or plain HTTP to this machine. Requests to an empty address fail as if
+/// it did not answer; without an address, metrics are not sent. A session uses the endpoints that are current
+/// while it is created.
 @interface ServiceEndpoints : NSObject {
  @private
   NSString* production_;
@@ -31,7 +31,7 @@
 
 /// The current endpoints: those set last, else those the kit was built with. May be called from any thread.
 + (ServiceEndpoints*)current;
-/// Set before the first session is constructed.
+/// Call before the first session is created.
 + (void)setCurrent:(ServiceEndpoints*)endpoints;
 
 @end

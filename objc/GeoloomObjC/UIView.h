@@ -5,8 +5,7 @@
 
 struct GeoloomNative;
 
-/// A part of the application's screen, in points, and its layer. Use it on the
-/// main thread.
+/// A part of the application's screen, in points, and its layer. Use it on the main thread.
 @interface UIView : NSObject {
  @private
   struct GeoloomNative* native_;

@@ -1,6 +1,6 @@
 #pragma once
 
-/// Marks what an object cannot be made with; both compilers refuse a call.
+/// Marks a method that cannot create an object of the class; both compilers reject a call.
 #define GEOLOOM_UNAVAILABLE(instead) __attribute__((unavailable(instead)))
 
 /// Declares the class of `[Class alloc]`, so that gcc finds the unavailable `init` of that class. NSObject

@@ -10,14 +10,14 @@ extern "C" {
 /// Callbacks in C. `run` is called with `context`, possibly from several threads at once. `release` is called
 /// once, after the last call. A closure whose `run` is NULL is absent and has nothing to release.
 
-/// `run` becomes the owner of the references.
+/// `run` takes ownership of the references.
 typedef struct {
   void* context;
   void (*run)(void* context, GeoloomNative* const* objects, size_t count);
   void (*release)(void* context);
 } GeoloomObjectsClosure;
 
-/// The values are borrowed for the call of `run`.
+/// The values are borrowed during the call of `run`.
 typedef struct {
   void* context;
   void (*run)(void* context, const GeoloomMapAsset* assets, size_t count);

@@ -7,7 +7,7 @@
 extern "C" {
 #endif
 
-/// What the kit draws: see geoloom/platform/scene/ and geoloom/platform/ui/CALayer.h.
+/// Scenes and layers: see geoloom/platform/scene/ and geoloom/platform/ui/CALayer.h.
 
 GeoloomNative* geoloomARSCNViewScene(const GeoloomNative* view);
 /// The root of an immutable copy of the scene.

@@ -21,10 +21,10 @@ typedef struct {
   const GeoloomNative* mapSessionConfiguration;
 } GeoloomMapSession;
 
-/// Absent if a session can be made.
+/// Absent if a session can be created.
 GeoloomText geoloomMapSessionDetectionModelFault(void);
 
-/// NULL, after a line in the system log, if something is missing or the mode is invalid.
+/// NULL, after a line in the system log, if an argument is missing or the mode is invalid.
 GeoloomNative* geoloomMapSessionMake(const GeoloomMapSession* construction);
 
 void geoloomMapSessionRegisterCallbacks(GeoloomNative* session, GeoloomAssetsClosure assetsFound,
@@ -45,7 +45,7 @@ GeoloomText geoloomMapSessionUUID(const GeoloomNative* session);
 GeoloomText geoloomMapSessionMappingUUID(const GeoloomNative* session);
 GeoloomText geoloomMapSessionMapID(const GeoloomNative* session);
 GeoloomText geoloomMapSessionUserID(const GeoloomNative* session);
-/// False, without writing, if there is none.
+/// False, without writing the results, if there is no transform yet.
 bool geoloomMapSessionLastTransform(const GeoloomNative* session, SCNVector3* translation, float* rotation);
 
 #ifdef __cplusplus

@@ -19,7 +19,7 @@ void logException(std::string_view operation, std::string_view what) noexcept {
 }
 
 GeoloomText copied(std::string_view text) {
-  // One byte more, since NULL would mean an absent text.
+  // One byte more: malloc(0) may return NULL, which would mean an absent text.
   auto* const bytes = static_cast<char*>(std::malloc(text.size() + 1));
   if (bytes == nullptr) throw std::bad_alloc();
   std::memcpy(bytes, text.data(), text.size());

@@ -7,8 +7,8 @@
 extern "C" {
 #endif
 
-/// One reference to an object of the kit, NULL if there is none. Every function of the bridge accepts NULL
-/// and then does nothing or returns an empty value. None throws.
+/// A reference to an object of the kit, or NULL. Every function of the bridge accepts NULL and then does
+/// nothing or returns an empty value. No function throws.
 typedef struct GeoloomNative GeoloomNative;
 
 /// UTF-8 that may contain any character; absent if `bytes` is NULL. Arguments are borrowed for the call;
@@ -18,7 +18,7 @@ typedef struct {
   size_t length;
 } GeoloomText;
 
-/// References in order. The receiver owns each of them, and the array, to be freed with free().
+/// References in order. The receiver owns each of them and the array, which it frees with free().
 typedef struct {
   GeoloomNative** objects;
   size_t count;

@@ -52,8 +52,8 @@ void geoloomARSCNViewSetSession(GeoloomNative* view, const GeoloomNative* sessio
 typedef struct GeoloomTask GeoloomTask;
 void geoloomTaskRun(GeoloomTask* task);
 
-/// Hands the main queue over to `post`, which is called on any thread and makes the main thread run the tasks
-/// in order. False if the main queue is already in use.
+/// Hands the main queue over to `post`, which is called on any thread and must make the main thread run the
+/// tasks in order. False if the main queue is already in use.
 bool geoloomMainQueueHandOver(void (*post)(GeoloomTask* task));
 
 #ifdef __cplusplus

@@ -16,7 +16,7 @@ using bridge::with;
 
 namespace {
 
-/// A recording as an object that a reference can hold.
+/// Wraps a recording in an object for a reference.
 struct Recording final : platform::NSObject {
   explicit Recording(std::shared_ptr<ARRecording> held) : recording(std::move(held)) {}
   std::shared_ptr<ARRecording> recording;

@@ -11,7 +11,7 @@ extern "C" {
 /// NULL, after a line in the system log with the reason, for a folder that is not a recording.
 GeoloomNative* geoloomRecordingOpen(GeoloomText folder);
 size_t geoloomRecordingFrameCount(const GeoloomNative* recording);
-/// A line each; the text is the receiver's.
+/// One line for each problem; the receiver frees the text.
 GeoloomText geoloomRecordingProblems(const GeoloomNative* recording);
 /// NaN for a frame that does not exist.
 double geoloomRecordingTimestamp(const GeoloomNative* recording, size_t index);

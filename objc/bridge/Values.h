@@ -63,7 +63,7 @@ typedef struct {
   GeoloomText metrics;
 } GeoloomEndpoints;
 
-/// The texts are the receiver's.
+/// The receiver frees the texts.
 GeoloomEndpoints geoloomCurrentEndpoints(void);
 GeoloomEndpoints geoloomEndpointsWithService(GeoloomText address);
 void geoloomSetCurrentEndpoints(GeoloomEndpoints endpoints);

@@ -75,7 +75,7 @@ TEST(SampleGrid, HasNoSamplesWithoutASize) {
   for (const double x : {NOT_A_NUMBER, infinity}) EXPECT_TRUE(samplesOf({{x, 0}, {1, 1}}).empty()) << x;
 }
 
-/// How many of 100 frames with these steps the gate lets through.
+/// Number of frames that pass the gate, of 100 with these steps.
 int passed(simd_float3 step, simd_float3 turn) {
   MotionGate gate;
   int count = 0;
@@ -107,7 +107,7 @@ TEST(MotionGate, StaysShutAtExactlyAMillimetre) {
   }
 }
 
-/// A frame whose camera stands at `camera` and looks along -z; 640 x 480, 90 degrees wide.
+/// A frame of a camera at `camera` that looks along -z; 640 x 480, 90 degrees wide.
 std::shared_ptr<const ARFrame> frameOf(std::vector<simd_float3> points, simd_float3 camera = {}) {
   platform::simd_float4x4 pose;
   pose.columns[3] = {camera.x, camera.y, camera.z, 1};
@@ -142,8 +142,8 @@ auto located(const BoundingBox2& box, std::vector<simd_float3> points, simd_floa
 TEST(LocateBox, BoundsThePointsThatAreHit) {
   const auto found = located(MIDDLE, wall(-2));
   ASSERT_TRUE(found);
-  // The square spans 480 of the image's 640 columns; a fifth of it is 96 pixels, of which the samples span
-  // three fifths. Of the points near a sample the nearest to the camera is taken, up to 8 pixels further in.
+  // The square spans 480 of the image's 640 columns; a fifth of it is 96 pixels, and the samples span three
+  // fifths of that. Near a sample the point nearest to the camera is chosen, up to 8 pixels further in.
   const float half = 2 * (96 * 0.6F / 2 - 4) / 320;
   EXPECT_NEAR(found->minX, -half, 0.035);
   EXPECT_NEAR(found->maxX, half, 0.035);
@@ -205,7 +205,7 @@ std::shared_ptr<platform::VNObservation> observationOf(std::vector<float> values
   return observationOf(array);
 }
 
-/// The outputs of a network that sees these; each box is its anchor.
+/// The outputs of a network that detects these objects; each box is its anchor.
 SSDObjectDetector::Observations observationsOf(const std::vector<Seen>& seen) {
   std::vector<float> scores(91 * SSDAnchors::COUNT, -20);
   for (const Seen& s : seen) scores[s.detectedClass * SSDAnchors::COUNT + s.anchor] = s.score;
@@ -339,7 +339,7 @@ TEST_F(ScriptedDetector, DropsAFrameWhoseHandOverFails) {
   platform::SystemLog::setSink({});
 }
 
-TEST_F(ScriptedDetector, DrawsOnlyWhatIsSwitchedOn) {
+TEST_F(ScriptedDetector, DrawsOnlyEnabledOverlays) {
   observations_ = observationsOf({{WHOLE_VIEW, CHAIR, 2}});
   auto points = wall(-2, 0.05F);
   for (auto& p : points) p.z += 0.3F * p.x;  // turned, so that its bounds have depth and overlap

@@ -5,7 +5,7 @@
 namespace geoloom::base {
 namespace {
 
-TEST(PrintableText, EscapesWhatATerminalWouldObey) {
+TEST(PrintableText, EscapesControlAndFormatCharacters) {
   const std::pair<std::string, std::string> cases[] = {
       {"a room, Zürich 部屋 🪑", "a room, Zürich 部屋 🪑"},
       {"\x1b[31mred\x07", "\\u{1b}[31mred\\u{7}"},

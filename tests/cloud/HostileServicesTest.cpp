@@ -68,14 +68,14 @@ struct Operation {
   int tries;
   std::function<void(Kit& kit)> start;
   std::function<bool(const Kit& kit)> isOver;
-  /// The journal after so many failed tries.
+  /// The journal after `tries` failed tries.
   std::function<Lines(int tries)> outcome;
 };
 
 std::vector<Operation> operations() {
   using namespace std::chrono_literals;
   std::vector<Operation> all;
-  // A metric is sent and forgotten, so nothing tells when it is over; what follows gives it time.
+  // No callback reports the end of a metric; the operations after it give it time.
   all.push_back({"sendMetric", 10s, 1, [](Kit& kit) { kit.api->sendMetric("YeltMaps.AssetSaved", "k"); },
                  [](const Kit&) { return true; }, [](int) { return Lines{}; }});
   for (const MappingOperation& operation : mappingOperations())

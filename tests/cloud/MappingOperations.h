@@ -12,15 +12,15 @@ namespace geoloom::test {
 
 using Heard = const std::function<void(std::string)>&;
 
-/// One operation of the mapping service, called with plain arguments. `heard` is told of every callback with
-/// the text of what it received.
+/// One operation of the mapping service, called with plain arguments. Each callback passes the text of its
+/// argument to `heard`.
 struct MappingOperation {
   std::string name;
   std::string path;
   void (*call)(CloudAPI& api, Heard heard);
-  /// What is heard when there is no answer.
+  /// The calls of `heard` without an answer.
   std::vector<std::string> withoutAnswer;
-  /// What is heard of the answer [].
+  /// The calls of `heard` for the answer [].
   std::vector<std::string> ofEmptyArray;
 };
 

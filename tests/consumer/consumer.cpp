@@ -1,6 +1,5 @@
-// An application of the installed library: opens a session whose services are absent, so that nothing leaves
-// the process, and waits to hear that the opening failed. A session stops the process when it has no model,
-// so the model was found. Prints where.
+// An application of the installed library: opens a session without services, so that nothing leaves the
+// process, waits for the status of the failure and prints the path of the detection model.
 
 #include <chrono>
 #include <cstdio>

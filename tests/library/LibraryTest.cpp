@@ -1,5 +1,5 @@
-// The shared library as the loader and other libraries of a process see it. This program links nothing of the
-// kit, so that the tests load it.
+// The shared library from the view of the loader and of other libraries. This program does not link the kit;
+// the tests load it.
 
 #include <array>
 #include <cstdio>
@@ -60,7 +60,7 @@ TEST(Library, NeedsNoObjectiveCRuntime) {
 
 TEST(Library, ExportsItsOwnNamesOnly) {
   static const std::regex own(
-      // A template's name begins with what it returns.
+      // The name of a template instance begins with its return type.
       "((typeinfo|typeinfo name|vtable|VTT|guard variable) for |(non-)?virtual thunk to |void )?"
       "geoloom::.*");
   const auto symbols = linesOf("nm --dynamic --defined-only --format=posix '" GEOLOOM_TEST_LIBRARY "'");

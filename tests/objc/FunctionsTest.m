@@ -62,7 +62,7 @@ static void onObjectsThrow(GeoloomBlock* block, NSArray* objects) {
 }
 static GeoloomBlock throwingBlock = GEOLOOM_BLOCK(onObjectsThrow);
 
-// As from a callback written in Objective-C++.
+// Like a callback written in Objective-C++.
 TEST_CASE(cppExceptionsFromCallbacksAreLogged) {
   serviceStart();
   received = [NSMutableArray new];

@@ -51,7 +51,7 @@ static const Face FACES[] = {
     {"ARSCNView", "UIView", {"init", "session", "setSession:", "scene"}, {NULL}}};
 enum { FACE_COUNT = sizeof FACES / sizeof *FACES };
 
-// GCC's runtime aborts if it does not know a type of the signature.
+// GCC's runtime aborts for an unknown type in the signature.
 TEST_CASE(everyClassRespondsToEverySelector) {
   for (int i = 0; i < FACE_COUNT; ++i) {
     const Face* face = &FACES[i];

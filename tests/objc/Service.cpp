@@ -12,7 +12,7 @@ namespace {
 using namespace geoloom;
 using geoloom::test::SessionTest;
 
-/// The fixture of the session's own tests, without GoogleTest's ways of running it.
+/// The fixture of the session's own tests, without GoogleTest's runner.
 class Service final : public SessionTest {
  public:
   using SessionTest::answer;

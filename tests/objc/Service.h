@@ -9,42 +9,41 @@
 extern "C" {
 #endif
 
-/// The mapping service of a test in Objective-C, scripted, on a clock that the test moves; and what the kit
-/// itself says of where it calls. SessionTest (tests/session) says what is answered unless the test says
-/// otherwise.
+/// The scripted mapping service of a test in Objective-C, on a clock that the test moves, and the records of
+/// the kit's calls. The default answers are those of SessionTest (tests/session).
 
-/// Before the first session.
+/// Call before the first session.
 void serviceStart(void);
-/// Takes the test's folders away.
+/// Removes the test's folders.
 void serviceEnd(void);
 
-/// What every further request of that name is answered.
+/// Sets the answer to all further requests of that name.
 void serviceAnswer(const char* name, const char* json);
-/// The table of transforms holds this one.
+/// Sets the only row of the table of transforms.
 void serviceAnswerTransform(const char* transform);
-/// False when so many requests of that name do not come.
+/// False if fewer than `count` requests of that name arrive in time.
 bool serviceWaitForRequests(const char* name, size_t count);
 /// The value of a key in the last request of that name, as JSON; the receiver frees it.
 char* serviceLastValue(const char* name, const char* key);
-/// How often exactly that line was printed ("> ...") or logged ("! ...").
+/// How often exactly this line was printed ("> ...") or logged ("! ...").
 size_t serviceCountOfLine(const char* line);
-/// The same for lines that begin so.
+/// The same for lines with this beginning.
 size_t serviceCountOfLinesThatBegin(const char* beginning);
 
-/// Lets a tick of the session's loop begin and end.
+/// Runs one tick of the session's loop.
 void serviceTick(const GeoloomNative* session);
-/// True when the service's answer with the stored assets has been taken in.
+/// True if the session has received the answer with the stored assets.
 bool serviceHasStoredAssets(const GeoloomNative* session);
-/// Waits until the detector has done what it was given.
+/// Waits until the detector is idle.
 void serviceWaitForDetector(const GeoloomNative* session);
 /// Reports a chair with confidence 0.8125 at (0.1, -0.5, -1.2), 0.9 m high, as the detector does.
 void serviceDetectChair(const GeoloomNative* session);
-/// Keeps a session in mind, but not alive.
+/// Keeps a weak reference to a session.
 void serviceRemember(const GeoloomNative* session);
-/// The same as above in the session that was remembered; false when it is gone.
+/// serviceDetectChair in the remembered session; false if it has been destroyed.
 bool serviceDetectChairInRemembered(void);
 
-/// Throws a std::runtime_error that says "mine".
+/// Throws a std::runtime_error with the text "mine".
 void serviceThrow(void);
 
 bool serviceIsOnAssetQueue(const GeoloomNative* session);

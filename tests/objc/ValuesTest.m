@@ -33,7 +33,7 @@ TEST_CASE(assetsCompareByIdentifierPositionAndOrientation) {
   EXPECT(![composed isEqual:nil] && ![composed isEqual:@"caf\u00E9"]);
 }
 
-// Only half of a surrogate pair is lost.
+// Only an unpaired surrogate is lost.
 TEST_CASE(identifiersMayBeAnyText) {
   NSMutableString* broken = [NSMutableString stringWithString:@"\U0001F4A1 lamp"];
   EXPECT(![asset(broken, 0, 0, 0, 0) isEqual:asset(@"\U0001F4A2 lamp", 0, 0, 0, 0)]);

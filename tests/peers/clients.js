@@ -1,5 +1,5 @@
-// The field's own clients of the table and metrics services, and its own signer. Reads one call a line from standard input,
-// writes one line of JSON for each, and ends with its input. Arguments: address, access key, secret key, region.
+// The provider's own clients of the table and metrics services, and a signer. Reads one call a line from standard input, writes
+// one line of JSON for each, and ends with its input. Arguments: address, access key, secret key, region.
 //   {"client": "tables" | "metrics", "command": "ScanCommand", "input": {…}}  ->  {"output": {…}} | {"error": name, …}
 //   {"sign": {"service", "headers", "body"}}  ->  {"authorization": text}, of a POST to / at the time of its x-amz-date
 'use strict';

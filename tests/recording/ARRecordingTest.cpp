@@ -72,7 +72,7 @@ Seen see(const Pose& pose, const Vector& world) {
   return {CX + FX * c[0] / c[2], CY + FY * c[1] / c[2], c[2]};
 }
 
-/// Writes recordings whose pictures are gray except for corners at given pixels.
+/// Writes recordings with gray pictures that have corners at given pixels.
 class RecordedFolder : public testing::Test {
  protected:
   void SetUp() override {

@@ -34,7 +34,7 @@ class MapSessionAssets : public SessionTest {
   }
 };
 
-TEST_F(MapSessionAssets, ReportsWhetherTheServiceTookAPlacement) {
+TEST_F(MapSessionAssets, ReportsIfTheServiceStoredAPlacement) {
   const auto session = openInitialized(MapMode::mapping);
   Recorder<bool> taken;
   const auto store = [&] {
@@ -193,7 +193,7 @@ TEST_F(MapSessionAssets, DiscardsTheTransformOfAScanBeforeAReset) {
             0);
 }
 
-TEST_F(MapSessionAssets, AsksForALocalizationEveryEighthTick) {
+TEST_F(MapSessionAssets, RequestsALocalizationEveryEighthTick) {
   const std::string path = "/dev/scene-understanding/localize";
   const auto session = openInitialized(MapMode::localization);
   const std::string line =
@@ -213,7 +213,7 @@ TEST_F(MapSessionAssets, AsksForALocalizationEveryEighthTick) {
       "localization_session_id": "L1", "feature_match_distance_meters": 0.5})"));
 }
 
-TEST_F(MapSessionAssets, AsksForNoLocalizationBeforeTheSessionIsKnown) {
+TEST_F(MapSessionAssets, RequestsNoLocalizationBeforeTheSessionIsKnown) {
   const std::string path = "/dev/scene-understanding/localize";
   Gate answered;
   answer("/prod/maps/create_localization_session",

@@ -67,7 +67,7 @@ TEST_F(MapSessionDetections, SavesNoRowsBeforeTheIdentifierIsKnown) {
   EXPECT_THAT(rows(), ElementsAre("dog M1 2"));
 }
 
-// The part alone; the fixture's services are those of the last session.
+// Tests saveDetections without a session; the fixture's services are those of the last session.
 TEST_F(MapSessionDetections, SavesTheRowsOfABatchOneAfterTheOther) {
   openInitialized(MapMode::mapping);
   Gate firstArrived;
@@ -171,7 +171,7 @@ TEST_F(MapSessionFrames, AreDroppedWhileOneIsAnalysed) {
   goOn.open();
   EXPECT_EQ(analysed(), 1U) << "dropped, not queued";
 
-  // The motion gate has seen the frames that were dropped: the camera came to rest with them.
+  // The motion gate also uses dropped frames: with them the camera came to rest.
   session->update(still);
   EXPECT_EQ(analysed(), 1U);
   session->update(nextFrame());
@@ -190,7 +190,7 @@ TEST_F(MapSessionFrames, SwitchOnTheOverlay) {
   EXPECT_EQ(detector->scene.load(), sceneView->scene);
 }
 
-/// Uses its session before there is a detector.
+/// Uses its session before the detector exists.
 struct Early final : MapSession {
   explicit Early(const Construction& construction) : MapSession(construction) {
     update(std::make_shared<platform::ARFrame>(nullptr, nullptr, std::vector<platform::simd_float3>{}, 0));

@@ -38,7 +38,7 @@ TEST_F(MapSessionLifecycle, ConstructsInOrder) {
   EXPECT_EQ(metric["MetricData"][0]["Dimensions"][0]["Value"], "900150983cd24fb0d6963f7d28e17f72");
 }
 
-TEST_F(MapSessionLifecycle, PreparesTheOpeningDuringConstructionAndAsksAfterIt) {
+TEST_F(MapSessionLifecycle, PreparesTheOpeningDuringConstructionAndSendsItAfterwards) {
   Gate prepared;
   platform::SystemLog::setSink([&](std::string_view line) {
     if (line.starts_with("created directory yelt/")) prepared.open();
@@ -154,7 +154,7 @@ TEST_F(MapSessionLifecycle, KeepsOneDataDirectory) {
   EXPECT_TRUE(std::filesystem::is_directory(directory.path() / "documents" / ("yelt/" + today())));
 }
 
-TEST_F(MapSessionLifecycle, SaysWhyItCouldNotLoadTheModel) {
+TEST_F(MapSessionLifecycle, ReportsWhyTheModelCannotBeLoaded) {
   EXPECT_EQ(MapSession::detectionModelFault(), std::nullopt);
   platform::LibraryBundle::setPathForResource("feature_model", "mlmodelc",
                                               "/nonexistent/feature_model.mlmodelc");

@@ -20,7 +20,7 @@ TEST_F(MapSessionQueues, HangingScansDelayNoOtherSession) {
   clock->advance(std::chrono::seconds(1));
   ASSERT_TRUE(scans.waitForCount(HANGING));
 
-  // From here on other scans are answered; those never are.
+  // Scans from now on are answered; the earlier ones never are.
   answer("Scan", page({{"3", "0.5", "1,2,3,0"}}));
   answer("/prod/maps/find_assets_on_the_map", R"({"placements": [
       {"placement": {"x": 1, "y": 1, "z": 1, "ori": 0}, "asset": {"id": "lamp"}}]})");

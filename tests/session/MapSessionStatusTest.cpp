@@ -7,7 +7,7 @@ using ::testing::ElementsAre;
 
 using MapSessionStatus = SessionTest;
 
-// WrongTypes has the answers with a value of another type at each place.
+// WrongTypes tests the answers with a value of another type at each place.
 TEST_F(MapSessionStatus, FollowsFromTheAnswer) {
   struct Opening {
     MapMode mode;
@@ -58,7 +58,7 @@ struct Derived final : MapSession {
   Recorder<MapStatus> reported;
 };
 
-TEST_F(MapSessionStatus, NeedsACallbackWhenReportedAndGoesToTheOneAtDelivery) {
+TEST_F(MapSessionStatus, RequiresACallbackAndGoesToTheOneAtDelivery) {
   answer("/prod/maps/create_map", FakeAnswer::silence());
   const auto session = create<Derived>(MapMode::mapping);
   Gate registered;

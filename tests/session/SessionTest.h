@@ -76,10 +76,10 @@ class SessionWatch final : public SessionObserver {
   std::atomic<std::thread::id> assetThread;
 };
 
-/// A session against a scripted service, on a clock that the test moves. What is printed, logged and sent
-/// stands in `journal`, in order: "> console", "! system log", "/path" or "Scan", "status 0".
+/// A session with a scripted service, on a clock that the test moves. `journal` has the printed and logged
+/// lines, requests and statuses in order: "> console", "! system log", "/path" or "Scan", "status 0".
 ///
-/// Sessions never die: every test runs in a process of its own.
+/// Sessions live until the process ends: every test runs in its own process.
 class SessionTest : public ::testing::Test {
  protected:
   SessionTest() {
@@ -95,7 +95,7 @@ class SessionTest : public ::testing::Test {
     answer("Scan", R"({"Items": [], "Count": 0, "ScannedCount": 0})");
   }
 
-  /// What every further request of that name is answered.
+  /// Sets the answer to all further requests of that name.
   void answer(const std::string& name, std::string body) { answer(name, FakeAnswer::json(std::move(body))); }
   void answer(const std::string& name, FakeAnswer fake) {
     const std::lock_guard lock(script->mutex);
@@ -158,7 +158,7 @@ class SessionTest : public ::testing::Test {
     return session;
   }
 
-  /// Runs so many ticks of the session's loop. A tick whose scan fails would wait for ever for its retry.
+  /// Runs `count` ticks of the session's loop. A tick with a failing scan would wait for ever for its retry.
   void tick(MapSession& session, int count = 1) {
     for (; count > 0; --count) {
       const std::size_t before = watch(session).count("tick");
@@ -181,7 +181,7 @@ class SessionTest : public ::testing::Test {
     });
   }
 
-  /// Name of the data directory of a session that is made now.
+  /// Name of the data directory of a session created now.
   [[nodiscard]] std::string today() const {
     const std::time_t time = std::chrono::system_clock::to_time_t(clock->date());
     char name[32] = "";
@@ -225,7 +225,7 @@ class SessionTest : public ::testing::Test {
   }
 
   const test::TemporaryDirectory directory;
-  /// Sees a person, from the middle of the picture almost to its edges.
+  /// Detects a person, from the middle of the picture almost to its edges.
   const test::TinyModel model{1, 1911, 2};
   Recorder<MapStatus> statuses;
   Recorder<std::vector<std::shared_ptr<MapAsset>>> assets;

@@ -7,7 +7,7 @@
 #include "tests/support/EagerClock.h"
 #include "tests/support/Scans.h"
 
-// Every answer that the kit reads, with a value of another type, or none, in each place in turn.
+// Every answer that the kit reads, with each value in turn missing or of another type.
 namespace geoloom::test {
 namespace {
 

@@ -32,7 +32,7 @@ std::vector<Bytes> samples() {
   return all;
 }
 
-TEST(DataTest, RoundTripsThroughBareDeflateBlocks) {
+TEST(DataTest, RoundTripsThroughRawDeflate) {
   EXPECT_EQ(Data().compress()->bytes(), (Bytes{0x03, 0x00}));
   for (const Bytes& bytes : samples()) {
     SCOPED_TRACE(bytes.size());

@@ -81,8 +81,8 @@ TEST_F(LocationManagerTest, HasNoLocationUnlessAuthorized) {
   EXPECT_NE(LocationManager::create()->currentLocation(), nullptr);
 }
 
-// The service has no fix when construction asks for it, and reports one before construction stores the
-// answer.
+// The provider has no fix when the constructor reads it, and reports one before the constructor stores the
+// result.
 TEST_F(LocationManagerTest, KeepsAFixThatArrivesDuringConstruction) {
   const auto fix = at(1);
   device_->atLocation = [&] {
@@ -94,7 +94,7 @@ TEST_F(LocationManagerTest, KeepsAFixThatArrivesDuringConstruction) {
   EXPECT_EQ(LocationManager::create()->currentLocation(), fix);
 }
 
-TEST_F(LocationManagerTest, ForwardsEveryFixAndKeepsTheServicesOwn) {
+TEST_F(LocationManagerTest, ForwardsEveryFixAndKeepsTheProvidersLatest) {
   const auto manager = LocationManager::create();
   const Locations fixes{at(1), at(2), at(3)};
   const auto recorder = std::make_shared<Recorder>();

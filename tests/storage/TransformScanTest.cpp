@@ -16,7 +16,7 @@ using ::testing::Each;
 using ::testing::SizeIs;
 using ::testing::StartsWith;
 
-TEST(ScanPause, DoublesUpToFourSecondsLessAtMostHalf) {
+TEST(ScanPause, DoublesUpToFourSecondsMinusUpToHalf) {
   const std::vector<std::chrono::nanoseconds> whole{250ms, 500ms, 1s, 2s, 4s, 4s, 4s};
   for (int failed = 1; failed <= 7; ++failed) {
     const auto span = whole[static_cast<std::size_t>(failed - 1)];
@@ -60,7 +60,7 @@ class TransformScanTest : public ::testing::Test {
   static std::string failureOf(const base::Result<TransformScan>& scan) {
     return scan ? "" : scan.failure().message;
   }
-  // The pauses of a page that failed so often.
+  // The pauses of a page that failed `failed` times.
   void expectPauses(int failed) {
     const auto delays = clock->delays.entries();
     ASSERT_EQ(delays.size(), static_cast<std::size_t>(failed));
@@ -148,13 +148,13 @@ TEST_F(TransformScanTest, RepeatsAFailedPageAfterAPause) {
     EXPECT_GE(delays[static_cast<std::size_t>(tries - 1)], scanPause(tries, 1)) << tries;
   }
   const auto sent = service.requests();
-  // A kept connection that closes is no failure: the request goes out again over another.
+  // A reused connection that closes is not a failure: the request is sent again over another.
   ASSERT_THAT(sent, SizeIs(6));
   for (std::size_t tries = 2; tries < sent.size(); ++tries) EXPECT_EQ(sent[tries].json(), sent[1].json());
   EXPECT_THAT(lines.entries(), Each(StartsWith("> The request failed. Error: ")));
 }
 
-TEST_F(TransformScanTest, GivesAPageUpAfterFiveTries) {
+TEST_F(TransformScanTest, FailsAfterFiveTriesOfAPage) {
   for (const char* type : {"ExpiredTokenException", "AccessDeniedException", "ResourceNotFoundException"}) {
     EXPECT_TRUE(scan({tableError(type), page(item("a"))})) << type;
     EXPECT_EQ(failureOf(scan({tableError(type)})), "Transform DB scan given up after 5 tries") << type;

@@ -9,10 +9,10 @@
 
 namespace geoloom::test {
 
-/// A program that a test exchanges lines with. Its standard input stays open while this lives.
+/// A child process that exchanges lines with a test. Its standard input stays open while this object exists.
 class ChildProcess {
  public:
-  /// Standard error is this program's own, or read by errors().
+  /// Standard error goes to that of this program, or errors() reads it.
   enum class Errors { shown, taken };
 
   explicit ChildProcess(std::vector<std::string> arguments, Errors errors = Errors::shown);

@@ -9,7 +9,7 @@
 
 namespace geoloom::test {
 
-/// A clock on which no time passes: what is put off is noted and done at once.
+/// A clock whose time never changes: it records the delay of an action and runs it at once.
 class EagerClock final : public platform::Clock {
  public:
   [[nodiscard]] platform::Date date() const override { return {}; }

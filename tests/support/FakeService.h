@@ -50,7 +50,7 @@ class FakeConnection {
   [[nodiscard]] bool staysOpenForAMoment() const;
   /// Returns when the client has closed the connection.
   void waitForClose() const;
-  /// Makes the closing of the connection a reset.
+  /// Makes the connection end with a reset.
   void resetOnClose() const;
   void shutDown() const;
 
@@ -85,8 +85,8 @@ struct FakeAnswer {
   [[nodiscard]] std::string text() const;
 };
 
-/// An HTTP service on a port of its own on 127.0.0.1. It records every request before it calls the handler
-/// for the answer; the handler runs on a thread of the connection and may wait.
+/// An HTTP service on its own port of 127.0.0.1. It records every request, then calls the handler for the
+/// answer; the handler runs on the thread of the connection and may block.
 class FakeService {
  public:
   using Handler = std::function<FakeAnswer(const RecordedRequest&)>;
@@ -101,10 +101,10 @@ class FakeService {
   [[nodiscard]] std::string url(std::string_view path = {}) const;
 
   [[nodiscard]] std::vector<RecordedRequest> requests() const;
-  /// Number of connections that were ever opened.
+  /// Number of connections opened so far.
   [[nodiscard]] std::size_t connections() const;
   [[nodiscard]] std::size_t openConnections() const;
-  /// True as soon as no connection is open any longer.
+  /// True as soon as no connection is open.
   [[nodiscard]] bool waitForAllToClose() const;
   /// True as soon as `count` requests were recorded.
   [[nodiscard]] bool waitForRequests(std::size_t count) const;

@@ -19,7 +19,7 @@ namespace geoloom::test {
 /// geoloom_localcloud.
 class LocalCloud {
  public:
-  /// With a developer key, signatures are verified.
+  /// If `developerKey` is present, signatures are verified.
   explicit LocalCloud(const std::optional<std::string>& developerKey = {},
                       localcloud::Now now = &std::chrono::system_clock::now)
       : server_({.data = directory_.path(), .developerKey = developerKey, .now = std::move(now)}) {}
@@ -32,7 +32,7 @@ class LocalCloud {
   [[nodiscard]] std::string tables() const { return server_.url() + "/"; }
   [[nodiscard]] std::string metrics() const { return server_.url() + "/"; }
 
-  /// What was counted under each metric name and set of dimensions.
+  /// The records of all metric names and sets of dimensions.
   [[nodiscard]] std::vector<localcloud::MetricRecord> counted() {
     return server_.store().read(localcloud::metrics::all);
   }

@@ -10,9 +10,9 @@
 
 namespace geoloom::test {
 
-/// Mounts a file system in memory over a directory, for this thread and those that it starts from now on; it
-/// goes with them. `options` as mount(8) has them for tmpfs. Says why where it cannot; it takes the rights of
-/// an administrator.
+/// Mounts a file system in memory over a directory, for this thread and those that it starts from now on,
+/// until they end. `options` are those of tmpfs in mount(8). Needs administrator rights; returns the reason
+/// if it fails.
 [[nodiscard]] inline std::string mountInMemory(const std::filesystem::path& directory, unsigned long flags,
                                                const char* options) {
   if (::unshare(CLONE_NEWNS) != 0 || ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||

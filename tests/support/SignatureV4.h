@@ -10,8 +10,8 @@
 
 namespace geoloom::test {
 
-/// What is wrong with the kit's signature of a request as it was received: the local cloud verifies it, with
-/// code of its own. Empty when it is right. Link geoloom_localcloud.
+/// The fault of the kit's signature of a received request, or an empty text. The local cloud verifies it with
+/// its own code. Link geoloom_localcloud.
 [[nodiscard]] inline std::string signatureFault(const RecordedRequest& request,
                                                 const platform::DeveloperKey::Pair& pair,
                                                 const std::string& service) {

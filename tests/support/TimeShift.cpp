@@ -20,7 +20,7 @@ void shiftTime(std::chrono::seconds by) {
 
 }  // namespace geoloom::test
 
-/// Stands before the C library's own for the program and everything that it loads.
+/// Replaces the C library's function for the program and all libraries that it loads.
 extern "C" __attribute__((visibility("default"))) int clock_gettime(clockid_t clock,
                                                                     struct timespec* time) noexcept {
   const long failed = ::syscall(SYS_clock_gettime, clock, time);

@@ -15,8 +15,7 @@
 namespace geoloom::test {
 
 /// A detection network that finds one object in every picture: the class `row` at `anchor` with the score
-/// `score`, its box the anchor itself. It is what sessions load for as long as this lives. Link
-/// geoloom_tools.
+/// `score`; its box is the anchor. Sessions load it while this object exists. Link geoloom_tools.
 class TinyModel {
  public:
   TinyModel(std::size_t row, std::size_t anchor, float score) {

@@ -10,14 +10,14 @@ namespace geoloom::test {
 /// Longest wait for anything in a test; reached only if something is broken.
 inline constexpr std::chrono::seconds PATIENCE{30};
 
-/// Polls a condition that nothing announces; false if it does not become true in time.
+/// Polls a condition for which there is no notification; false if it does not become true in time.
 [[nodiscard]] bool eventually(const std::function<bool()>& condition);
 
-/// A gate that stays shut until it is opened.
+/// A gate that is closed until it is opened once.
 class Gate {
  public:
   void open();
-  /// False if it stayed shut for too long.
+  /// False if it is not opened in time.
   [[nodiscard]] bool wait();
 
  private:

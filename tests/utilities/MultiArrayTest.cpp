@@ -129,7 +129,7 @@ TEST(MultiArrayDescriptionTest, IsTheSameInEveryLocale) {
 
 using MultiArrayBytesTest = test::ConsoleTest;
 
-/// The bytes that the definition gives, element by element.
+/// The bytes by the definition, element by element.
 template <class T>
 Bytes expectedBytes(const MultiArray<T>& view, T offset, T scale) {
   const auto mapped = [&](T v) {

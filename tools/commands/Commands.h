@@ -17,7 +17,7 @@ enum class ExitCode : int {
   internal = 1,      ///< unexpected failure
   usage = 2,         ///< invalid arguments
   badInput = 3,      ///< a file or folder cannot be read or written, or has invalid content
-  service = 4,       ///< a service refused, failed or did not answer
+  service = 4,       ///< a service rejected a request, failed or did not answer
   notLocalized = 5,  ///< no transform was found
   interrupted = 130  ///< SIGINT, as shells count it; 143 for SIGTERM
 };
@@ -39,7 +39,7 @@ template <class T>
   return *std::move(result);
 }
 
-/// The failure of a command that a signal has stopped.
+/// The failure of a command that was interrupted by a signal.
 [[nodiscard]] CommandError interruptedBy(int signal, const std::string& kept);
 
 void addEvaluateCommand(CLI::App& app);

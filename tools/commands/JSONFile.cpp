@@ -18,7 +18,7 @@
 namespace geoloom::tools {
 namespace {
 
-/// Such a path may lead to a regular file that is being written to: standard output, redirected.
+/// True for paths of open streams, which may be regular files: standard output, redirected.
 bool isOpenStream(const std::string& path) {
   return path.starts_with("/dev/std") || path.starts_with("/dev/fd/") || path.starts_with("/proc/");
 }
@@ -78,7 +78,8 @@ void JSONFile::write(const nlohmann::ordered_json& json) {
 
 bool JSONFile::replaceBy(const std::string& text) const {
   struct stat earlier {};
-  // A new file has no content to protect; renaming over a hard link would leave its other names behind.
+  // A new file has no content to protect; renaming over a hard link would leave the file's other names
+  // unchanged.
   if (::stat(path_.c_str(), &earlier) != 0 || earlier.st_nlink > 1) return false;
   std::string temporary = path_.string() + ".XXXXXX";
   const int file = ::mkstemp(temporary.data());

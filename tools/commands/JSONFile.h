@@ -8,9 +8,9 @@
 
 namespace geoloom::tools {
 
-/// The file that --json names; "-" is standard output, and lines for people then go to standard error. An
-/// earlier file is replaced only by a complete new one with the same mode, written beside it. Devices, pipes,
-/// open streams and files in folders that cannot be written are written directly.
+/// The file of the option --json; "-" is standard output, and lines for people then go to standard error. An
+/// existing file is replaced only by a complete new one with the same mode, written beside it. Devices,
+/// pipes, open streams and files in folders that cannot be written are written directly.
 class JSONFile {
  public:
   /// An empty path writes nothing. Throws CommandError if the file cannot be written, so that a long replay
@@ -27,7 +27,7 @@ class JSONFile {
   [[noreturn]] void fail(int error) const;
   /// False if the text has to be written directly.
   bool replaceBy(const std::string& text) const;
-  /// Writes in place, and leaves no part of a file that was not there.
+  /// Writes in place; removes a new file that could not be written completely.
   void putNew(const std::string& text) const;
   void put(Stream stream, const std::string& text) const;
 

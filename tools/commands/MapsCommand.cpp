@@ -59,7 +59,7 @@ std::string listNearbyBody(const Options& options, const CloudAPI& api) {
                              .developerKey = platform::DeveloperKey::hash(options.service.developerKey)});
 }
 
-/// The maps of an answer. Throws CommandError if it is a refusal or not a list of maps.
+/// The maps of an answer. Throws CommandError if the service rejected the request or sent no list of maps.
 Maps mapsIn(const MappingAnswer& answer, const std::string& address) {
   const auto fail = [&address](const std::string& why) {
     throw CommandError(ExitCode::service, fmt::format("{}: {}", address, why));

@@ -50,7 +50,7 @@ void readSize(Options& options) {
   }
 }
 
-/// Removes what an interrupted or failed recording has written into a new or empty folder.
+/// Removes the files that an interrupted or failed recording has written into a new or empty folder.
 void removeContent(const std::filesystem::path& folder) {
   std::error_code ignored;
   for (const auto& entry : std::filesystem::directory_iterator(folder, ignored))

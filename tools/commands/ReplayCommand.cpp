@@ -23,7 +23,7 @@ struct Options {
   bool verbose = false;
 };
 
-/// The library's own lines go to standard error if they are wanted.
+/// The library's own lines go to standard error with --verbose; otherwise they are dropped.
 void routeLibraryLines(bool verbose) {
   const platform::LineSink sink = verbose ? platform::LineSink(complain) : [](std::string_view) {};
   platform::Console::setSink(sink);

@@ -75,7 +75,7 @@ void printSummary(const Trace& mapping, const Trace& localization) {
   print(localization, foundIn(localization).size(), "found");
 }
 
-/// What each session tracked of the things that a truth.json beside its recording knows.
+/// Prints the objects that a session tracked, compared with the truth.json beside its recording.
 void printTracking(const Trace& trace) {
   if (trace.recordings.empty()) return;
   const RoomPlan room = roomPlanOf(trace.recordings.front());

@@ -15,10 +15,10 @@
 
 namespace geoloom::tools {
 
-/// Larger JSON files are refused.
+/// Larger JSON files are rejected.
 constexpr std::uint64_t maximumJSONBytes = std::uint64_t{1} << 30;
 
-/// A fault of a file; readJSON turns it into a failure.
+/// A fault of a file; readJSON converts it to a failure.
 class MalformedJSON : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
@@ -38,7 +38,7 @@ class JSONMember {
   [[nodiscard]] bool isNull() const { return value_ && value_->type() == platform::JSON::Type::null; }
   [[nodiscard]] bool isString() const { return value_ && value_->type() == platform::JSON::Type::string; }
   [[nodiscard]] const std::string& path() const { return path_; }
-  /// The same value under another name in messages.
+  /// The same value with another path in messages.
   [[nodiscard]] JSONMember withPath(std::string path) const { return {value_, std::move(path)}; }
 
   [[nodiscard]] std::string string() const {

@@ -4,9 +4,8 @@
 
 namespace geoloom::tools {
 
-/// Turns the first SIGINT or SIGTERM into a question that a long command asks between two steps, so that it
-/// can keep what it has done. A second signal ends the process. In effect for the lifetime of the object;
-/// one at a time.
+/// Stores the first SIGINT or SIGTERM, for which a long command checks between two steps, so that it can keep
+/// its results. A second signal ends the process. In effect for the lifetime of the object; one at a time.
 class Interrupt {
  public:
   Interrupt();

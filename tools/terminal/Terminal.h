@@ -4,8 +4,8 @@
 #include <string>
 #include <string_view>
 
-/// What commands print for people. Text from outside (answers of services, names in recordings and files) is
-/// made harmless by base::printable here, so callers pass it on as it is.
+/// Output of commands for people. These functions escape text with base::printable, so callers may pass text
+/// from outside (answers of services, names in recordings and files).
 namespace geoloom::tools {
 
 /// One line on standard output. From any thread; main reports if standard output cannot be written.
@@ -13,7 +13,7 @@ void say(std::string_view line);
 /// One line on standard error.
 void complain(std::string_view line);
 
-/// From now on say() prints on standard error, since standard output carries data (`--json -`).
+/// From now on say() prints on standard error, since standard output is used for data (`--json -`).
 void keepStandardOutputForData();
 
 /// "1 asset", "2 assets".

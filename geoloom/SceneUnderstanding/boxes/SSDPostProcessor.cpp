@@ -12,7 +12,7 @@
 namespace geoloom {
 namespace {
 
-// clang-format off: it would break lines inside names
+// clang-format off: it would break names
 constexpr const char* CLASS_NAMES =
     "???,person,bicycle,car,motorcycle,airplane,bus,train,truck,boat,traffic light,fire hydrant,???,"
     "stop sign,parking meter,bench,bird,cat,dog,horse,sheep,cow,elephant,bear,zebra,giraffe,???,backpack,"
@@ -38,7 +38,7 @@ std::vector<std::string> split(const std::string& text, char separator) {
 }
 
 /// Reads the elements of an array by their linear index (last dimension fastest), widened to double, for any
-/// element type and strides. Contiguous 32-bit floats, which is what the model runtime returns, cost a load.
+/// element type and strides. Fast for contiguous 32-bit floats, which the model runtime returns.
 class ElementReader {
  public:
   explicit ElementReader(const platform::MLMultiArray& array) : array_(array) {

@@ -22,8 +22,8 @@ struct Vector {
 };
 
 /// The shortest rotation from the y axis to the direction of `v`, which is not zero, by the half-angle
-/// formula. 1 + y is computed without cancellation if `v` points down. Straight down, it is half a turn about
-/// x.
+/// formula. 1 + y is computed without cancellation if `v` points down. For straight down it is half a turn
+/// about x.
 platform::SCNQuaternion rotationFromY(Vector v) {
   const double length = std::hypot(v.x, v.y, v.z);
   const Vector u{v.x / length, v.y / length, v.z / length};
@@ -75,7 +75,7 @@ std::array<Edge, 12> edgesOf(const BoundingBox3D& b) {
       {{b.minX, b.minY, b.minZ}, {b.minX, b.maxY, b.minZ}},
       {{b.minX, b.minY, b.minZ}, {b.maxX, b.minY, b.minZ}},
       {{b.maxX, b.maxY, b.maxZ}, {b.minX, b.maxY, b.maxZ}},
-      // Ends a millimetre short of the corner, so that it has length even in a box without height.
+      // Ends a millimetre before the corner, so that the edge has a length even in a box without height.
       {{b.maxX, b.maxY, b.maxZ}, {b.maxX - 0.001F, b.minY, b.maxZ}},
       {{b.maxX, b.maxY, b.maxZ}, {b.maxX, b.maxY, b.minZ}},
       {{b.minX, b.minY, b.maxZ}, {b.minX, b.maxY, b.maxZ}},

@@ -14,7 +14,7 @@ simd_float3 pitchYawRoll(const simd_float4x4& transform) {
   const double cosPitch = std::hypot(static_cast<double>(z.x), static_cast<double>(z.z));
   constexpr double DEGENERATE = 1e-6;
   if (cosPitch < DEGENERATE) {
-    // Straight up or down, yaw and roll are about the same axis; all of it is yaw.
+    // Looking straight up or down, yaw and roll have the same axis; all of the rotation is taken as yaw.
     return {static_cast<float>(std::copysign(std::acos(0.0), sinPitch)), std::atan2(-x.z, x.x), 0};
   }
   return {static_cast<float>(std::atan2(sinPitch, cosPitch)), std::atan2(z.x, z.z), std::atan2(x.y, y.y)};

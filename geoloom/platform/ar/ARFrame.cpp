@@ -43,7 +43,7 @@ struct ARFrame::Projection {
   std::once_flag once;
   std::vector<ProjectedPoint> points;
   std::vector<std::uint32_t> byCell;  ///< indices of the points, cell after cell, row by row
-  std::vector<std::uint32_t> first;   ///< where each cell begins in `byCell`, and the end
+  std::vector<std::uint32_t> first;   ///< begin of each cell in `byCell`, and the end
 };
 
 ARFrame::ARFrame(std::shared_ptr<CVPixelBuffer> capturedImage, std::shared_ptr<const ARCamera> camera,

@@ -27,7 +27,7 @@ base::Result<std::string> bodyOf(const base::Result<HTTPResponse>& answer,
   return base::Failure{withoutCredentials(outcome.failure().message, *configuration->credentialsProvider)};
 }
 
-/// Saves complete here. Never destroyed: they may still complete while the process ends.
+/// Runs the completions of saves. Never destroyed: a save may still complete while the process ends.
 const std::shared_ptr<DispatchQueue>& completionQueue() {
   static auto* const queue =
       new std::shared_ptr<DispatchQueue>(DispatchQueue::serial("com.yelt.tablemapper"));

@@ -14,8 +14,7 @@ namespace {
 
 using std::chrono::seconds;
 
-/// What must be added to the system's time to get the services' time. Requests are refused from 15 minutes
-/// on.
+/// The services' time minus the system's time. Services reject requests that differ by 15 minutes or more.
 std::atomic<seconds> clockCorrection{seconds(0)};
 
 Date serviceTime() {
@@ -47,7 +46,7 @@ void noteServiceTime(const HTTPResponse& response) {
   const auto correction = std::chrono::round<seconds>(*response.date - std::chrono::system_clock::now());
   seconds known = clockCorrection;
   if (std::chrono::abs(correction - known) <= TOLERANCE) return;
-  // Of several refusals at once only one prints the line.
+  // If several requests are rejected at once, only one prints the line.
   if (!clockCorrection.compare_exchange_strong(known, correction)) return;
   SystemLog::log(fmt::format(
       "The device's clock is {} s {} the cloud service's; requests are now signed by the service's time",
@@ -56,7 +55,7 @@ void noteServiceTime(const HTTPResponse& response) {
 
 std::string withoutCredentials(std::string text, const AWSStaticCredentialsProvider& credentials) {
   constexpr std::string_view MASK = "***";
-  // Shorter texts are no secrets, and masking them would leave nothing readable.
+  // Shorter texts are not secrets, and masking them would make the text unreadable.
   constexpr std::size_t SHORTEST = 4;
   for (const std::string& secret : {credentials.accessKey(), credentials.secretKey()}) {
     if (secret.size() < SHORTEST) continue;

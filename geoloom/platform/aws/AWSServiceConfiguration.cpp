@@ -23,7 +23,7 @@ AWSServiceConfiguration::AWSServiceConfiguration(
       endpoints(std::move(serviceEndpoints)) {}
 
 AWSServiceManager& AWSServiceManager::defaultServiceManager() {
-  // Never destroyed: queues may still ask for it while the process ends.
+  // Never destroyed: queues may still use it while the process ends.
   static AWSServiceManager* const manager = new AWSServiceManager;
   return *manager;
 }

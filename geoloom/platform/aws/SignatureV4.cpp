@@ -34,7 +34,7 @@ std::string lowerCase(std::string text) {
   return text;
 }
 
-/// Trimmed, with each run of blanks as one.
+/// Trimmed, with each run of blanks replaced by one.
 std::string canonicalValue(std::string_view value) {
   std::string text;
   for (const char c : value)
@@ -87,7 +87,7 @@ std::string timeText(Date time) {
 }
 
 void sign(HTTPRequest& request, const Signer& signer, std::string_view time) {
-  // A request to an address that is not allowed is signed for none; the client refuses to send it.
+  // For an address that is not allowed the host is empty; the client rejects the request.
   const base::Result<HTTPAddress> parsed = HTTPAddress::of(request.url);
   const HTTPAddress address = parsed ? *parsed : HTTPAddress();
   request.headers.emplace_back("Host", address.host);

@@ -26,7 +26,7 @@ namespace geoloom::platform {
 
 namespace {
 
-/// The value of VERSION_ID in an os-release file, without its quotation marks; empty if there is none.
+/// The value of VERSION_ID in an os-release file, without its quotation marks; empty if missing.
 std::string versionOf(const std::string& osRelease) {
   constexpr std::string_view KEY = "VERSION_ID=";
   std::istringstream lines(osRelease);
@@ -50,7 +50,7 @@ bool isUUID(std::string_view text) {
   return true;
 }
 
-/// A version 4 UUID; absent if the system has no randomness.
+/// A version 4 UUID; absent if the system provides no random numbers.
 std::optional<std::string> randomUUID() {
   std::array<std::uint8_t, 16> bytes{};
   if (::getentropy(bytes.data(), bytes.size()) != 0) return std::nullopt;
@@ -79,7 +79,7 @@ bool writeUUID(const base::Descriptor& file, const std::string& uuid) {
          ::fsync(file.get()) == 0;
 }
 
-/// The UUID stored in `path`; creates one if there is none or the file is damaged.
+/// The UUID stored in `path`; creates one if the file is missing or damaged.
 std::optional<std::string> keptUUID(const std::filesystem::path& path) {
   const base::Descriptor file(
       ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, S_IRUSR | S_IWUSR));

@@ -33,7 +33,7 @@ std::string executableName() {
   return name;
 }
 
-/// Whether a desktop entry of that name starts this executable.
+/// True if a desktop entry of that name starts this executable.
 bool isDesktopApplication(const std::string& identifier, const std::string& executable) {
   if (identifier.empty() || identifier.find('/') != std::string::npos) return false;
   const auto directories = FileManager::dataDirectories();

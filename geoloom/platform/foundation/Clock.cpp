@@ -15,7 +15,7 @@ namespace {
 
 using std::chrono::nanoseconds;
 
-/// At most the last moment that can be represented.
+/// The sum, at most the largest value.
 nanoseconds later(nanoseconds now, nanoseconds span) {
   return now + std::min(span, nanoseconds::max() - now);
 }
@@ -66,7 +66,7 @@ std::shared_ptr<Clock> Clock::current() {
 void Clock::install(std::shared_ptr<Clock> clock) {
   if (!clock) clock = std::make_shared<SystemClock>();
   CurrentClock& current = currentClock();
-  // The old one is destroyed after the lock is released: the tasks that it holds may ask for the clock.
+  // The old clock is destroyed after the lock is released: its tasks may call current().
   const base::MutexLock lock(current.mutex);
   current.clock.swap(clock);
 }

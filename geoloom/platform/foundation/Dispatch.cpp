@@ -97,7 +97,7 @@ class GlobalQueue final : public DispatchQueue {
   std::string label_;
 };
 
-/// The main thread, unless the application handed the main queue to its own.
+/// The main thread, unless the application's loop runs the main queue.
 class MainThread {
  public:
   MainThread() {
@@ -173,7 +173,7 @@ void DispatchQueue::asyncAfter(std::chrono::nanoseconds delay, Task task) {
 }
 
 void DispatchQueue::sync(const Task& task) {
-  // Queues run no tasks then: a destructor that calls `sync` at exit would block for ever.
+  // Queues run no tasks during exit: a destructor that calls `sync` then would block for ever.
   if (base::isProcessExiting()) return;
   DispatchSemaphore done(0);
   async([&task, &done] {
@@ -224,7 +224,7 @@ void DispatchSemaphore::wait() {
 
 bool DispatchSemaphore::wait(std::chrono::nanoseconds timeout) {
   if (state_->take()) return true;
-  // The sum with the present time must not overflow.
+  // The sum with the current time must not overflow.
   timeout = std::min<std::chrono::nanoseconds>(timeout, std::chrono::hours(24 * 365));
   const BlockingScope waiting;
   const auto deadline = std::chrono::steady_clock::now() + timeout;

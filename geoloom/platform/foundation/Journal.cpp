@@ -42,7 +42,7 @@ bool sendToJournal(std::string_view line, const char* socket) {
   if (path.size() >= sizeof address.sun_path) return false;
   std::copy(path.begin(), path.end(), address.sun_path);
   const base::Descriptor sender(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-  // A journal that hangs delays the caller by a second at most.
+  // A hanging journal delays the caller by at most a second.
   const timeval patience{1, 0};
   ::setsockopt(sender.get(), SOL_SOCKET, SO_SNDTIMEO, &patience, sizeof patience);
   const std::string entry = entryOf(line);

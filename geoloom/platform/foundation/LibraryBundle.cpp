@@ -15,7 +15,7 @@ struct Places {
   std::map<std::string, std::filesystem::path> paths GEOLOOM_GUARDED_BY(mutex);
 };
 
-/// Never destroyed: a session may ask while the process ends.
+/// Never destroyed: a session may use it while the process ends.
 Places& places() {
   static Places& instance = *new Places;
   return instance;
@@ -25,12 +25,12 @@ std::string fileName(std::string_view name, std::string_view extension) {
   return std::string(name) + "." + std::string(extension);
 }
 
-/// Folder of the file that this function was loaded from.
+/// Folder of the file that contains this function.
 std::filesystem::path ownFolder() {
   Dl_info info{};
   if (dladdr(reinterpret_cast<const void*>(&ownFolder), &info) == 0 || info.dli_fname == nullptr) return {};
   std::error_code error;
-  // A program that was found through PATH is known by its bare name only.
+  // For a program found through PATH, dli_fname is its bare name.
   const auto own = std::filesystem::canonical(info.dli_fname, error);
   return error ? std::filesystem::canonical("/proc/self/exe", error).parent_path() : own.parent_path();
 }

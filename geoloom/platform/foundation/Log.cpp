@@ -63,7 +63,7 @@ class LineStream {
  private:
   struct Sink {
     LineSink call;
-    /// Calls under way; guarded by the stream's lock.
+    /// Number of running calls; guarded by the stream's lock.
     int running = 0;
   };
 

@@ -58,7 +58,7 @@ void writeRow(const std::uint8_t* in, CGPixelLayout layout, std::uint8_t* out, s
   if (alphaSkipped(layout.alpha)) makeOpaque(out + (alphaFirst(layout.alpha) != little ? 0 : 3), width);
 }
 
-/// One axis of a drawing: the painted pixels [begin, end) and the part of the image they show.
+/// One axis of a drawing: the painted pixels [begin, end) and the part of the image for them.
 struct Span {
   std::size_t begin = 0;
   std::size_t end = 0;
@@ -66,8 +66,8 @@ struct Span {
   double imageSize = 0;
 };
 
-/// `from` and `to` are the positions of the image's first and last edge, in pixels. The span is empty if
-/// there is nothing to paint; there is none if a position is not finite.
+/// `from` and `to` are the positions of the image's first and last edge, in pixels. The span is empty if no
+/// pixel is painted, and absent if a position is not finite.
 std::optional<Span> spanOf(double from, double to, std::size_t imagePixels, std::size_t limit) {
   if (!std::isfinite(from) || !std::isfinite(to)) return std::nullopt;
   const double last = static_cast<double>(limit);
@@ -93,8 +93,7 @@ struct Part {
   }
 };
 
-/// The part of the image that the spans show, scaled to their size. `memory` is null if the scaler
-/// refuses.
+/// The part of the image for these spans, scaled to their size. `memory` is null if the scaler fails.
 Part scaledPart(const CGImage& image, const Span& across, const Span& down) {
   Part part{nullptr, image.layout(), across.end - across.begin, down.end - down.begin};
   const PixelSource source{image.bytes(), image.width(), image.height(), image.bytesPerRow()};

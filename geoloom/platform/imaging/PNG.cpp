@@ -38,7 +38,7 @@ std::uint64_t fileBitsPerPixel(const spng_ihdr& header) {
   }
 }
 
-/// The form in which the decoder delivers the image.
+/// The form of the decoder's output.
 struct Form {
   std::size_t channels = 0;
   bool wide = false;

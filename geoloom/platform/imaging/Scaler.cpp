@@ -58,7 +58,7 @@ zimg_image_format format(std::size_t width, std::size_t height, std::size_t chan
   if (channels == 4) {
     result.color_family = ZIMG_COLOR_RGB;
     result.matrix_coefficients = ZIMG_MATRIX_RGB;
-    result.alpha = ZIMG_ALPHA_PREMULTIPLIED;  // the kind that leaves all four channels independent
+    result.alpha = ZIMG_ALPHA_PREMULTIPLIED;  // keeps all four channels independent
   }
   return result;
 }
@@ -74,7 +74,7 @@ zimg_filter_graph* buildGraph(const Sizes& sizes) {
   return zimg_filter_graph_build(&source, &target, &parameters);
 }
 
-/// Rows of separate channels that go into or come out of a graph, as many at a time as it asks for.
+/// Rows of separate channels, the input or output of a graph in the pieces that it requests.
 struct PlaneRows {
   AlignedMemory memory;
   std::size_t rowBytes = 0;
@@ -103,7 +103,7 @@ struct Graph {
   std::size_t bytes = 0;  ///< of all buffers
 };
 
-/// Null if zimg refuses the sizes.
+/// Null if zimg rejects the sizes.
 std::unique_ptr<Graph> prepare(const Sizes& sizes) {
   auto graph = std::make_unique<Graph>();
   graph->sizes = sizes;

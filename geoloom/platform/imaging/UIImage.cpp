@@ -76,7 +76,7 @@ bool UIImage::draw(const CGRect& rect) const {
   if (!context) return false;
   const auto picture = turn.quarter ? turned(*cgImage_) : cgImage_;
   if (!picture) return false;
-  // The picture has y upwards from the rectangle's lower edge.
+  // In the picture y grows upwards from the rectangle's lower edge.
   const CGFloat width = rect.width();
   const CGFloat height = rect.height();
   CGAffineTransform placement{1, -1, rect.minX(), rect.maxY()};

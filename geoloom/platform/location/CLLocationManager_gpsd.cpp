@@ -127,7 +127,7 @@ class Watch : public std::enable_shared_from_this<Watch> {
   }
 
  private:
-  /// Reports the daemon's locations until the daemon or the watch ends; false without a connection.
+  /// Reports the daemon's locations until the connection or the watch ends; false without a connection.
   bool follow() {
     Connection daemon(host_, port_);
     if (!daemon) return false;

@@ -69,7 +69,7 @@ base::Result<HTTPAddress> HTTPAddress::of(const std::string& url) {
   if (!part(parsed.get(), CURLUPART_USER).empty() || !part(parsed.get(), CURLUPART_PASSWORD).empty())
     return base::Failure{"The address of the service must not hold credentials"};
   std::string host = part(parsed.get(), CURLUPART_HOST);
-  // Their lookup would depend on the application's locale.
+  // The lookup of other characters would depend on the application's locale.
   if (std::any_of(host.begin(), host.end(), [](char c) { return static_cast<unsigned char>(c) >= 0x80; }))
     return base::Failure{"The host name of the service holds non-ASCII letters; write its xn-- form"};
   if (isPlain && !namesLoopback(host))

@@ -51,7 +51,7 @@ HeaderLines headerLines(const HTTPRequest& request) {
   return lines;
 }
 
-/// One request on its way. Belongs to the client's thread once it is handed over.
+/// One request in flight. Only the client's thread uses it after it is handed over.
 struct Transfer {
   HTTPRequest request;
   std::shared_ptr<DispatchQueue> queue;
@@ -64,7 +64,7 @@ struct Transfer {
   HeaderLines headers;
   Easy easy;
   bool sent = false;
-  /// libcurl's reason for a failure, and our own if we end the transfer.
+  /// The reason for a failure, from libcurl or, if we end the transfer, from us.
   std::array<char, CURL_ERROR_SIZE> detail{};
   std::string reason;
 };
@@ -85,7 +85,7 @@ std::size_t receiveBody(char* data, std::size_t size, std::size_t count, void* c
   return bytes;
 }
 
-/// The last check that plain HTTP goes to loopback only: of the address that the name resolved to.
+/// The last check that plain HTTP goes to loopback only: it checks the resolved address.
 curl_socket_t openSocket(void* context, curlsocktype, curl_sockaddr* address) {
   auto& transfer = *static_cast<Transfer*>(context);
   if (transfer.isPlain && !isLoopback(address->addr)) {
@@ -95,7 +95,7 @@ curl_socket_t openSocket(void* context, curlsocktype, curl_sockaddr* address) {
   return socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
 }
 
-/// libcurl would send a request again if a kept connection closes before an answer. The service may already
+/// libcurl would send a request again if a reused connection closes before an answer. The service may already
 /// have handled it, so only requests that permit it are sent twice.
 int beforeRequest(void* context, char*, char*, int, int) {
   auto& transfer = *static_cast<Transfer*>(context);
@@ -106,7 +106,7 @@ int beforeRequest(void* context, char*, char*, int, int) {
   return CURL_PREREQFUNC_OK;
 }
 
-/// A handle for the transfer, which must stay where it is. nullptr if memory is short.
+/// A handle for the transfer, whose address must not change. nullptr if memory is short.
 Easy makeHandle(Transfer& transfer, std::chrono::milliseconds timeLeft) {
   Easy handle(curl_easy_init());
   CURL* easy = handle.get();
@@ -164,10 +164,10 @@ std::optional<Date> dateOf(CURL* easy) {
   return seconds < 0 ? std::nullopt : std::optional(std::chrono::system_clock::from_time_t(seconds));
 }
 
-/// Longer ones could overflow when added to the present time.
+/// Longer ones could overflow when added to the current time.
 constexpr std::chrono::milliseconds LONGEST_DEADLINE = std::chrono::hours(24 * 365);
 
-/// Idle connections kept for later requests. By default libcurl would keep four per running transfer, so none
+/// Idle connections kept for later requests. libcurl's default is four for each running transfer, so none
 /// after a burst.
 constexpr long KEPT_CONNECTIONS = 64;
 
@@ -202,8 +202,8 @@ bool HTTPClient::State::start() {
     return false;
   }
   multi = handles;
-  // Transfers and the reading of answers must end before the libraries that they use are taken down: the TLS
-  // library, which is initialised by now, and the JSON parser, which is by its first use.
+  // At process exit, transfers and the parsing of answers must end before the libraries that they use are
+  // destroyed: the TLS library, initialised by now, and the JSON parser, initialised by its first use.
   static_cast<void>(JSON::emptyArray());
   base::restAtExit();
   return true;

@@ -9,8 +9,8 @@
 namespace geoloom::platform {
 namespace {
 
-/// One lock for all nodes, so that moving a node between scenes needs no lock order. Held during single edits
-/// and while a snapshot is copied, never while application code runs.
+/// One lock for all nodes, so that moving a node between scenes needs no lock order. Held during single
+/// changes and while a snapshot is copied, never while application code runs.
 std::mutex graphMutex;
 
 }  // namespace

@@ -15,8 +15,7 @@ using platform::CGPoint;
 using platform::CGSize;
 using platform::simd_float3;
 
-/// A hit test by linear search: the indices of the frame's feature points that are hit, nearest to the camera
-/// first.
+/// A hit test by linear search: the indices of the hit feature points, nearest to the camera first.
 inline std::vector<std::size_t> plainHitTest(const ARFrame& frame, CGPoint point) {
   const ARCamera& camera = frame.camera();
   const CGSize size = camera.imageResolution();

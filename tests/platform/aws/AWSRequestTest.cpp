@@ -13,7 +13,7 @@ using platform::Date;
 using ::testing::ElementsAre;
 using ::testing::MatchesRegex;
 
-/// How far the time of a signature lies from the system's.
+/// The time of a signature minus the system's time.
 std::chrono::seconds signedAhead() {
   const platform::HTTPRequest request = platform::awsRequest(*servicesAt("https://example.com"),
                                                              "https://example.com", "dynamodb", "Scan", "{}");

@@ -10,7 +10,7 @@ TEST(DeveloperKey, HashIsMD5) {
   EXPECT_EQ(DeveloperKey::hash(""), "d41d8cd98f00b204e9800998ecf8427e");
 }
 
-TEST(DeveloperKey, PairIsCarriedOrDerived) {
+TEST(DeveloperKey, PairIsContainedOrDerived) {
   // The derived secrets come from another tool: printf '%s' LABEL | openssl dgst -sha256 -hmac KEY
   static constexpr std::string_view OF_ABC =
       "5e28ff51429ae3b17bf7cf6b9ce22a72b746a99a8fe3eba40537905dd2022805";

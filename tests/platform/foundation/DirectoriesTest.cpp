@@ -98,7 +98,7 @@ TEST(FileManager, ListsDataDirectories) {
   EXPECT_EQ(FileManager::dataDirectories(), (Paths{"/data", "/one", "/three"}));
 }
 
-TEST(FileManager, SettingsWinAndIdentifiersStayBelow) {
+TEST(FileManager, UsesIdentifiersAsOneFolderAndSettingsFirst) {
   setEnvironment("XDG_DATA_HOME", "/data");
   for (const auto& [identifier, folder] : {std::pair{"..", "_"}, {".", "_"}, {"../../etc", ".._.._etc"}}) {
     Bundle::setMainBundleIdentifier(identifier);

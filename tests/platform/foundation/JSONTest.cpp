@@ -95,7 +95,7 @@ TEST(JSON, ReadsNumbersOfAnyLength) {
                           -98765432109876543210.0, 0.1, 100.0, 0.0, 1234567890123456789012345678905.0));
 }
 
-TEST(JSON, PartsOutliveTheWhole) {
+TEST(JSON, ValuesKeepTheirDocumentAlive) {
   std::optional<JSON> part;
   {
     const auto whole = JSON::parse(R"({"placements":[{"asset":{"id":"lamp"}}]})");

@@ -8,7 +8,7 @@
 namespace geoloom::platform {
 namespace {
 
-TEST(LibraryBundle, FindsWhatLiesBesideItAndNothingElse) {
+TEST(LibraryBundle, FindsOnlyResourcesNearTheLibrary) {
   // The library's code is part of this program, so its folder is the program's.
   const auto folder = std::filesystem::canonical("/proc/self/exe").parent_path();
   const std::string name = "resource-" + std::to_string(::getpid());
@@ -20,7 +20,7 @@ TEST(LibraryBundle, FindsWhatLiesBesideItAndNothingElse) {
   std::filesystem::remove(file);
 }
 
-TEST(LibraryBundle, TheApplicationsWordCounts) {
+TEST(LibraryBundle, UsesThePathThatTheApplicationSets) {
   LibraryBundle::setPathForResource("thing", "bin", "/some/where/else");
   EXPECT_EQ(LibraryBundle::pathForResource("thing", "bin"), "/some/where/else");
   EXPECT_FALSE(LibraryBundle::pathForResource("thing", "bim"));

@@ -36,7 +36,7 @@ class Captured {
       return all;
     });
   }
-  /// Restores the stream and returns what was written meanwhile.
+  /// Restores the stream and returns the captured text.
   std::string finish() {
     ::dup2(original_, descriptor_);
     ::close(original_);

@@ -41,7 +41,7 @@ TEST(CGImageTest, RefusesInvalidLayoutsAndTooFewBytes) {
   EXPECT_FALSE(CGImage::create(3, std::numeric_limits<std::size_t>::max() / 8, 12, RGBA, start, 24));
 }
 
-TEST(CGContextTest, RefusesWhatItCannotDrawInto) {
+TEST(CGContextTest, RejectsInvalidMemoryAndLayouts) {
   Bytes memory(64);
   const auto make = [&](std::size_t bits, std::size_t rowBytes, CGImageAlphaInfo alpha) {
     return CGBitmapContextCreate(memory.data(), 4, 4, bits, rowBytes, CGColorSpace::deviceRGB, alpha) !=
@@ -57,7 +57,7 @@ TEST(CGContextTest, RefusesWhatItCannotDrawInto) {
 TEST(CGContextTest, ConvertsBetweenAllLayouts) {
   struct Case {
     CGPixelLayout layout;
-    Bytes pixel;  ///< red 200, green 100, blue 50, alpha 255 where there is one
+    Bytes pixel;  ///< red 200, green 100, blue 50, alpha 255 if the layout has alpha
   };
   const CGColorSpace colour = CGColorSpace::deviceRGB;
   const std::vector<Case> cases = {
@@ -84,7 +84,7 @@ TEST(CGContextTest, ConvertsBetweenAllLayouts) {
   EXPECT_EQ(drawnOver({9, 9, 9, 9}, RGBA, *imageOf({1, 2, 3, 4}, 1, 1, RGBA)), (Bytes{1, 2, 3, 4}));
 }
 
-/// A 4 x 4 gray context with rows 6 bytes apart, painted with one image; '.' where it is unchanged.
+/// A 4 x 4 gray context with rows 6 bytes apart, painted with one image; '.' for unchanged pixels.
 class GrayContext {
  public:
   GrayContext() : context_(memory_.data(), 4, 4, 6, GRAY) {}

@@ -96,7 +96,7 @@ TEST(PNGTest, ReportsDamagedFilesInOneLine) {
                               handmade(0, 1, 8, 0, {0}),
                               handmade(40000, 1, 8, 0, {0}),           // a side over the limit
                               handmade(30000, 30000, 8, 0, {0, 0}),    // too many pixels
-                              handmade(16384, 16384, 8, 2, {0, 0}),    // a few bytes that promise 800 MB
+                              handmade(16384, 16384, 8, 2, {0, 0}),    // a few bytes with a header for 800 MB
                               handmade(2, 2, 8, 0, {0, 1, 2, 0, 3})};  // one sample short
   for (std::size_t length = 20; length + 12 < whole->size(); length += whole->size() / 5)
     files.emplace_back(whole->begin(), whole->begin() + static_cast<std::ptrdiff_t>(length));
@@ -108,7 +108,7 @@ TEST(PNGTest, ReportsDamagedFilesInOneLine) {
   }
 }
 
-TEST(PNGTest, ReadsAndWritesFilesAndNamesThoseItCannot) {
+TEST(PNGTest, ReadsAndWritesFilesAndNamesTheFailedOnes) {
   const test::TemporaryDirectory directory;
   const auto path = directory.path() / "picture.png";
   const PNGImage image = randomImage<std::uint8_t>(5, 4, 4, 7);

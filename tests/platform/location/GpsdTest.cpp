@@ -136,7 +136,7 @@ TEST_F(Gpsd, RetriesAnAbsentDaemonAtGrowingIntervals) {
   ASSERT_TRUE(eventually(isWaiting));
   const FakeDaemon daemon(port);
   clock->advance(std::chrono::seconds(30));
-  // It ends and returns, twice; malformed reports are ignored.
+  // The daemon ends and starts again, twice; malformed reports are ignored.
   daemon.accept().reset();
   for (const int place : {1, 2}) {
     ASSERT_TRUE(eventually(isWaiting));

@@ -36,7 +36,7 @@ std::future<Answer> post(std::string url, std::chrono::milliseconds deadline) {
 
 }  // namespace
 
-/// Replaces the system's in this program: the lookup of "hangs.example" hangs.
+/// Replaces the system's function in this program: the lookup of "hangs.example" hangs.
 extern "C" __attribute__((visibility("default"))) int getaddrinfo(const char* node, const char* service,
                                                                   const addrinfo* hints, addrinfo** result) {
   if (node != nullptr && std::string_view(node) == "hangs.example") {
