@@ -1,7 +1,7 @@
 #pragma once
 
-/// Exports a name from the library; all others are hidden. tests/library/exports compares them with the
-/// installed headers.
+/// Exports a name from the library; all others are hidden. tests/library/exports compares the exported names
+/// with the installed headers.
 #define GEOLOOM_EXPORT __attribute__((visibility("default")))
 
 /// Lock annotations, checked by clang's -Wthread-safety and empty elsewhere.

@@ -1,6 +1,6 @@
 #pragma once
 
-/// Everything that an application includes.
+/// All headers that an application needs.
 
 #include "geoloom/SceneUnderstanding/boxes/Ranking.h"
 #include "geoloom/platform/ar/ARCamera.h"

@@ -2,7 +2,7 @@
 
 namespace geoloom {
 
-/// What the detector does with a frame that it is offered.
+/// The detector's answer to an offered frame.
 enum class FrameOffer {
   still,  ///< not analysed: the camera has hardly moved
   busy,   ///< dropped: another frame is queued or being analysed

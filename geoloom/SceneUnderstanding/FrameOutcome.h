@@ -13,9 +13,9 @@ class SemanticNetwork;
 struct FrameOutcome {
   /// Why the frame was not analysed; absent if it was.
   std::optional<base::Failure> failure;
-  /// Time the vision request took.
+  /// Duration of the vision request.
   std::chrono::steady_clock::duration vision{};
-  /// Time it took to handle the request's results: decoding, locating, tracking, the callback.
+  /// Duration of the steps after it: decoding, locating, tracking, the callback.
   std::chrono::steady_clock::duration handling{};
   /// The objects tracked after this frame; valid for the duration of the observer's call.
   const SemanticNetwork* tracked = nullptr;

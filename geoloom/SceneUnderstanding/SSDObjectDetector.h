@@ -32,27 +32,27 @@ class VNObservation;
 
 class DetectedObject;
 
-/// Finds objects in camera frames and places them in the world. Held by std::shared_ptr: a frame in analysis
-/// keeps its detector alive.
+/// Finds objects in camera frames and places them in the world. Held by std::shared_ptr: a frame being
+/// analysed keeps its detector alive.
 ///
-/// Threads. offer() and cameraMoved() belong to the thread that delivers frames; the analysis of a frame and
-/// the calls of `callback` and of the observer to `updateQueue`.
+/// Threads. Call offer() and cameraMoved() on the thread that delivers frames. The analysis of a frame,
+/// `callback` and the observer run on `updateQueue`.
 class SSDObjectDetector : public std::enable_shared_from_this<SSDObjectDetector> {
  public:
   using Callback = std::function<void(const std::vector<std::shared_ptr<DetectedObject>>&)>;
-  /// Receives the outcome of each frame that offer() took; the next frame may be offered by then.
+  /// Receives the outcome of each frame that offer() took, after the next frame may already be offered.
   using Observer = std::function<void(const platform::ARFrame& frame, const FrameOutcome& outcome)>;
   using Observations = std::vector<std::shared_ptr<platform::VNObservation>>;
   /// Runs the network on a frame's image.
   using Vision = std::function<base::Result<Observations>(const platform::ARFrame& frame)>;
 
-  /// Why the compiled network cannot be loaded; absent if it can.
+  /// The reason why the compiled network cannot be loaded; absent if it can.
   [[nodiscard]] static std::optional<std::string> modelFault();
 
   /// Loads the compiled network; if that fails, the process ends with the line "Can't load VisionML model" in
   /// the system log.
   SSDObjectDetector(ViewSize view, Callback callback, Observer observer = {});
-  /// With another network.
+  /// Uses another network.
   SSDObjectDetector(ViewSize view, Callback callback, Observer observer, Vision vision);
   ~SSDObjectDetector();
   SSDObjectDetector(const SSDObjectDetector&) = delete;
@@ -67,8 +67,8 @@ class SSDObjectDetector : public std::enable_shared_from_this<SSDObjectDetector>
   /// True if the camera has moved enough for another detection. Records the pose of every frame.
   [[nodiscard]] bool cameraMoved(const platform::ARFrame& frame);
 
-  /// Detects objects in the frame and returns when `callback` has returned. `callback` is not called if the
-  /// image cannot be analysed.
+  /// Detects objects in the frame and calls `callback` before it returns, but not if the image cannot be
+  /// analysed.
   void predict(const std::shared_ptr<const platform::ARFrame>& frame);
 
   /// Adds the boxes of the 2D overlay to the view, hidden.
@@ -76,7 +76,7 @@ class SSDObjectDetector : public std::enable_shared_from_this<SSDObjectDetector>
   /// Hides the 2D overlay, asynchronously on the main queue.
   void hideBoundingBoxes();
 
-  /// When results were last handled; at first the time of construction. Read on `updateQueue` only.
+  /// The time at which results were last handled, initially that of construction. Read on `updateQueue` only.
   [[nodiscard]] platform::Date lastExecution() const { return lastExecution_; }
   [[nodiscard]] const SSDPostProcessor& ssdPostProcessor() const { return ssdPostProcessor_; }
   [[nodiscard]] std::vector<BoundingBox> boundingBoxes() const { return boundingBoxes_->boxes(); }
@@ -86,18 +86,19 @@ class SSDObjectDetector : public std::enable_shared_from_this<SSDObjectDetector>
     return motionGate_.positions();
   }
   [[nodiscard]] std::span<const platform::simd_float3> cameraAngles() const { return motionGate_.angles(); }
-  /// The tracked objects. Read on `updateQueue` only; in the callback they include the objects of its frame.
+  /// The tracked objects. Read on `updateQueue` only; in the callback they include those of its frame.
   [[nodiscard]] const SemanticNetwork& semanticNetwork() const { return semanticNetwork_; }
 
-  /// The size of the application's view, upright, in points.
+  /// The size of the application's upright view, in points.
   const double screenHeight;
   const double screenWidth;
-  /// Boxes of the 2D overlay that are used.
+  /// Number of boxes of the 2D overlay.
   static constexpr std::int64_t numBoxes = BoundingBoxPool::SIZE;
   /// Boxes are suppressed class by class.
   static constexpr bool multiClass = true;
   const std::shared_ptr<platform::DispatchQueue> updateQueue;
-  /// What is drawn, and where. May be set at any time from any thread; read after each frame's inference.
+  /// Selects the drawings, and the scene for them. May be set at any time from any thread; read after the
+  /// inference of each frame.
   std::atomic<bool> drawBoundingBoxes = false;
   std::atomic<bool> VISUALIZE_HITTEST_LOCS = false;
   base::AtomicValue<std::shared_ptr<platform::SCNScene>> scene;

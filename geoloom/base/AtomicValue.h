@@ -6,7 +6,7 @@
 
 namespace geoloom::base {
 
-/// A value that is replaced whole: a reader on any thread sees either the old or the new value.
+/// A value that is replaced as a whole: a reader on any thread gets either the old or the new value.
 template <class T>
 class AtomicValue {
  public:
@@ -24,7 +24,7 @@ class AtomicValue {
     std::swap(value_, value);
   }
 
-  /// For values that can be absent: keeps a present value.
+  /// Only for values that can be absent: keeps a value that is present.
   void storeIfAbsent(T value) {
     const MutexLock lock(mutex_);
     if (!value_) value_ = std::move(value);

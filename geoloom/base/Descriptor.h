@@ -6,10 +6,10 @@
 
 namespace geoloom::base {
 
-/// A file descriptor, closed with its owner.
+/// Owns a file descriptor and closes it.
 class Descriptor {
  public:
-  /// Owns the result of a system call; negative is none.
+  /// Takes the result of a system call; negative: no descriptor.
   explicit Descriptor(int value = -1) : value_(value) {}
   ~Descriptor() {
     if (value_ >= 0) ::close(value_);

@@ -7,8 +7,8 @@
 
 namespace geoloom::base {
 
-// Computed in an OpenSSL library context of our own, so that they also work in processes whose default
-// context allows approved digests only, or none. From any thread.
+// These use a separate OpenSSL library context, so that they also work in processes whose default context
+// allows only approved digests, or none. May be called from any thread.
 
 using SHA256Digest = std::array<std::uint8_t, 32>;
 
@@ -17,7 +17,7 @@ using SHA256Digest = std::array<std::uint8_t, 32>;
 /// HMAC-SHA256 (RFC 2104).
 [[nodiscard]] SHA256Digest hmacSHA256(std::string_view key, std::string_view message);
 
-/// 32 lower-case hexadecimal digits. Names a key here; protects nothing.
+/// 32 lower-case hexadecimal digits. An identifier of a key, not a protection.
 [[nodiscard]] std::string md5Hexadecimal(std::string_view text);
 
 }  // namespace geoloom::base

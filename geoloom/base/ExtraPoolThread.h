@@ -4,8 +4,8 @@
 
 namespace geoloom::base {
 
-/// While it lives on a thread of the queues' pool, the pool has another thread in its place: the caller may
-/// block or run long without delaying other queues. Elsewhere it does nothing. May be nested.
+/// While it exists on a thread of the queues' pool, the pool replaces that thread: the caller may block or
+/// run long without delaying other queues. No effect on other threads. May be nested.
 class GEOLOOM_EXPORT ExtraPoolThread {
  public:
   ExtraPoolThread();

@@ -6,7 +6,7 @@
 
 namespace geoloom::base {
 
-/// A std::mutex annotated for clang's thread-safety analysis. Waits with std::condition_variable_any.
+/// A std::mutex annotated for clang's thread-safety analysis. Use std::condition_variable_any to wait.
 class GEOLOOM_CAPABILITY("mutex") Mutex {
  public:
   void lock() GEOLOOM_ACQUIRE() { mutex_.lock(); }

@@ -9,8 +9,8 @@
 
 namespace geoloom::base {
 
-/// Writes a JSON object directly as text, members in the order added: building a document for each of many
-/// small request bodies would be most of the work. Invalid UTF-8 is replaced by U+FFFD.
+/// Writes a JSON object directly as text, members in the order added. For small request bodies this is much
+/// cheaper than building a document. Invalid UTF-8 is replaced by U+FFFD.
 class ObjectText {
  public:
   ObjectText& add(std::string_view name, std::string_view text);

@@ -9,11 +9,9 @@ namespace geoloom::base {
 
 }  // namespace geoloom::base
 
-/// A condition that the caller must meet. Checked, with an abort, in builds without NDEBUG; in other builds
-/// it is compiled but not evaluated.
-///
-/// GEOLOOM_REQUIRE is checked in every build: for functions that applications call and whose check costs
-/// little beside their work.
+/// A condition that the caller must meet, else the program aborts. GEOLOOM_PRECONDITION is checked in builds
+/// without NDEBUG only; in others it is compiled but not evaluated. GEOLOOM_REQUIRE is checked in every
+/// build: for functions of applications whose check costs little beside their work.
 #define GEOLOOM_REQUIRE(condition, message) \
   ((condition) ? static_cast<void>(0) : ::geoloom::base::preconditionFailed(__FILE__, __LINE__, message))
 #ifdef NDEBUG

@@ -5,9 +5,9 @@
 
 namespace geoloom::base {
 
-// Directories with mode 0700: their content is private. A `name` is a relative path below a root: one that is
-// absolute, empty, or holds ".." or a NUL is refused, and no symbolic link below the root is followed. All
-// functions return success; `errno` is unspecified afterwards.
+// Directories with mode 0700: their content is private. A `name` is a relative path below a root; it is
+// rejected if it is absolute, empty, or contains ".." or a NUL. No symbolic link below the root is followed.
+// All functions return true on success; `errno` is unspecified afterwards.
 
 /// Creates the directory and its missing parents. Follows symbolic links.
 bool createPrivateDirectories(const std::filesystem::path& directory);

@@ -2,11 +2,11 @@
 
 namespace geoloom::base {
 
-// When the process exits (by exit, or by a return from main), the destructors of libraries run while our
-// threads may still use them. Sessions live until then, so work that has begun is waited for first, and no
-// more begins.
+// When the process exits (by exit, or by a return from main), the destructors of libraries run, although the
+// kit's threads may still use them. Therefore the exit first waits for running work, and no other work
+// starts.
 
-/// A stretch of work, from construction to destruction; may be nested. On any thread.
+/// A piece of work, from construction to destruction; may be nested, on any thread.
 class Work {
  public:
   Work();
@@ -14,10 +14,11 @@ class Work {
   Work(const Work&) = delete;
   Work& operator=(const Work&) = delete;
 
-  /// False while the process exits: the work must not begin.
+  /// False during process exit: the work must not begin.
   explicit operator bool() const { return begun_; }
 
-  /// Around a wait within work, which would delay the exit. `resume` does not return while the process exits.
+  /// Call these around a wait within work, so that it does not delay the exit. `resume` does not return
+  /// during process exit.
   static void suspend();
   static void resume();
 
@@ -32,7 +33,7 @@ class Work {
 /// so far run. Call it after each library that work depends on is initialised.
 void restAtExit();
 
-/// Blocks the calling thread for ever: it must not run while the process exits.
+/// Blocks the calling thread for ever, to keep it from running during process exit.
 [[noreturn]] void parkThread();
 
 }  // namespace geoloom::base

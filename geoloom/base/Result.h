@@ -22,14 +22,14 @@ class [[nodiscard]] Result {
 
   explicit operator bool() const { return state_.index() == 0; }
 
-  /// Only if there is a value.
+  /// Precondition: there is a value.
   T& operator*() & { return *value(); }
   const T& operator*() const& { return *const_cast<Result*>(this)->value(); }
   T&& operator*() && { return std::move(*value()); }
   T* operator->() { return value(); }
   const T* operator->() const { return const_cast<Result*>(this)->value(); }
 
-  /// Only if there is no value.
+  /// Precondition: there is no value.
   [[nodiscard]] const Failure& failure() const {
     assert(state_.index() == 1);
     return *std::get_if<1>(&state_);
@@ -53,7 +53,7 @@ class [[nodiscard]] Result<void> {
 
   explicit operator bool() const { return !failure_; }
 
-  /// Only after a failure.
+  /// Precondition: this is a failure.
   [[nodiscard]] const Failure& failure() const {
     assert(failure_);
     return *failure_;

@@ -8,16 +8,15 @@
 
 namespace geoloom::base {
 
-/// The threads behind all queues and timers. While a task waits or runs application code, the pool has
-/// another thread in its place (ExtraPoolThread): the number of threads that can run never falls below the
-/// pool's size.
+/// The threads of all queues and timers. While a task waits or runs application code, the pool replaces its
+/// thread (ExtraPoolThread), so that the number of threads that can run never falls below the pool's size.
 class ThreadPool {
  public:
   /// Started at first use, never destroyed: tasks run until the process ends.
   static ThreadPool& shared();
   static bool isPoolThread();
 
-  /// Timers belong to it.
+  /// Runs the timers.
   asio::io_context& context() { return context_; }
 
   /// Runs `task` soon, on a thread of the pool. From any thread.

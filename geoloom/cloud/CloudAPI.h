@@ -21,18 +21,17 @@ namespace geoloom {
 using JSONCallback = std::function<void(const platform::JSON&)>;
 
 /// The client of the mapping service; it also sends usage metrics. Operations may be called from any thread
-/// and return at once. Each request is sent once, over a connection of its own. The answer reaches the
-/// callback on the main queue; the HTTP status is ignored. A request fails if the transfer fails, its
-/// deadline (60 s) passes or the body is not JSON. Held by std::shared_ptr: a request in flight keeps the
-/// client and the callback alive.
+/// and return at once. Each request is sent once, over its own connection. Callbacks run on the main queue;
+/// the HTTP status is ignored. A request fails if the transfer fails, its deadline (60 s) passes or the body
+/// is not JSON. Held by std::shared_ptr: a request in flight keeps the client and the callback alive.
 class CloudAPI : public platform::NSObject {
  public:
-  /// The metrics client that sendMetric looks up.
+  /// Key of the metrics client that sendMetric uses.
   static constexpr char METRICS_CLIENT_KEY[] = "GeoloomLib";
   /// Deadline of requestSceneLocalization.
   static constexpr std::chrono::seconds SCENE_LOCALIZATION_TIMEOUT{620};
 
-  /// Reads the device's identity and the current service endpoints. `useBeta` chooses `address`.
+  /// Reads the device's identity and the current service endpoints. `useBeta` selects `address`.
   explicit CloudAPI(bool useBeta);
 
   /// Base address of the mapping service.
@@ -65,8 +64,8 @@ class CloudAPI : public platform::NSObject {
   void listNearbyMaps(const NearbyRequest& request,
                       std::function<void(const std::vector<std::shared_ptr<Map>>&)> callback);
 
-  /// Starts the localization by objects. Prints the console line "result" when the answer arrives, then calls
-  /// `answered`; neither happens if the request fails.
+  /// Requests a localization by objects. When the answer arrives, prints the console line "result" and calls
+  /// `answered`; neither if the request fails.
   void requestSceneLocalization(const std::string& mappingSessionID, const std::string& localizationSessionID,
                                 float featureMatchDistanceMeters, JSONCallback answered = {});
 

@@ -5,7 +5,7 @@
 
 namespace geoloom {
 
-/// Asks for the maps around a place, in degrees; of one user if a user is given, else of all.
+/// A request for the maps around a place, in degrees; of one user if a user is given, else of all.
 struct NearbyRequest {
   std::string appID;
   std::optional<std::string> userID;

@@ -14,7 +14,7 @@ struct CloudLocation {
   std::optional<double> verticalAccuracy;
 };
 
-/// What a request to create a map or to open a localization session carries.
+/// The content of a request to create a map or to open a localization session.
 struct OpeningRequest {
   std::string appID;
   std::string userID;

@@ -15,7 +15,7 @@ struct Corner {
   friend bool operator==(const Corner&, const Corner&) = default;
 };
 
-/// The strongest corner of every cell that has one, row by row. Cells are squares with sides of 1/80 of the
+/// The strongest corner of each cell with a corner, row by row. Cells are squares with sides of 1/80 of the
 /// image's width, the radius of a hit test. `image` is BGRA. Deterministic.
 [[nodiscard]] std::vector<Corner> findCorners(const platform::CVPixelBuffer& image);
 

@@ -73,7 +73,7 @@ struct UnmatchedImages {
   void add(double gap);
 };
 
-/// A recording's text files, read and associated. No image is opened.
+/// The associated content of a recording's text files. No image is opened.
 struct TUMFolder {
   std::vector<TUMEntry> entries;
   std::optional<TUMCalibration> calibration;

@@ -4,8 +4,8 @@
 
 namespace geoloom {
 
-/// Makes the key pair that the developer key carries, the region us-west-2 and the current endpoints those of
-/// the table and metrics clients, for the whole process.
+/// Configures the table and metrics clients of the process with the pair of the developer key, the region
+/// us-west-2 and the current endpoints.
 void configureCloudProvider(const std::string& developerKey);
 
 }  // namespace geoloom

@@ -20,9 +20,8 @@ struct DetectionBatch {
 };
 
 /// Saves the objects whose confidence is at least `threshold` as rows of the table of detected objects and
-/// prints a console line for each. Returns at once. All rows of a batch have the same key, so that each
-/// replaces the one before it: a save is sent when the one before has completed, in list order. Batches do
-/// not wait for each other.
+/// prints a console line for each. Returns at once. All rows of a batch have the same key, so each replaces
+/// the previous one; they are saved one after the other, in list order. Batches do not wait for each other.
 void saveDetections(DetectionBatch batch, float threshold, const std::shared_ptr<SessionObserver>& observer);
 
 }  // namespace geoloom

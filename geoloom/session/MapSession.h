@@ -44,10 +44,11 @@ class UIView;
 ///
 /// Create a session and register its callbacks in one task of the main queue, as above. The answers of the
 /// service are handled on that queue, so no status can be lost between the two calls. Code that already runs
-/// on the main queue, or on a loop that was handed over (platform::MainQueue), calls both without `sync`.
+/// on the main queue, or on a loop that was handed over (platform::MainQueue), calls both without `sync`,
+/// which would deadlock.
 ///
 /// Threads. Operations may be called from any thread and from callbacks; `update` from one thread at a time.
-/// All return soon; only `create` takes up to 200 ms. Callbacks arrive on the threads that
+/// They return soon, except that `create` takes up to 200 ms. Callbacks arrive on the queues that
 /// `registerCallbacks` names. An exception that leaves a callback is logged and swallowed; the session throws
 /// nothing.
 ///
@@ -62,17 +63,17 @@ class GEOLOOM_EXPORT MapSession : public platform::NSObject, public MapSessionSe
   using ObjectDetectedCallback = std::function<void(const std::vector<std::shared_ptr<DetectedObject>>&)>;
   using MapsFoundCallback = std::function<void(const std::vector<std::shared_ptr<Map>>&)>;
 
-  /// The arguments of `create`; only `create` makes one, so that every session is started.
+  /// The arguments of `create`. Only `create` can make one, so that every session is started.
   class Construction;
 
-  /// Why `create` would end the process: the detection model is missing or cannot be loaded. Absent if it can
-  /// be. Loads the model to find out.
+  /// The reason why the detection model cannot be loaded, for which `create` would end the process; absent if
+  /// it can. Loads the model.
   [[nodiscard]] static std::optional<std::string> detectionModelFault();
 
-  /// Creates a session over the application's AR session and starts to open it with the service; the outcome
+  /// Creates a session over the application's AR session and starts to open it with the service; the result
   /// arrives as a status. Set MapSessionSettings, ServiceEndpoints and the location provider before. Returns
   /// null, after a line in the system log, if the AR session or the configuration is null. Ends the process
-  /// if the detection model cannot be loaded; ask detectionModelFault() first.
+  /// if the detection model cannot be loaded; call detectionModelFault() first.
   ///
   /// `userID` and `mapID` are the application's own identifiers. `developerKey` is not kept; the services
   /// receive its MD5. `view` is the size of the view that shows the camera.
@@ -105,33 +106,34 @@ class GEOLOOM_EXPORT MapSession : public platform::NSObject, public MapSessionSe
   /// `assetsFoundCallback`, on the session's asset queue: all assets of the map, whenever the service has
   /// found a better transform.
   ///
-  /// `statusCallback`, on the main queue: the outcome of opening the session.
+  /// `statusCallback`, on the main queue: the result of opening the session.
   ///
   /// `objectDetectedCallback`, on the detector's queue: the objects found in a frame, if there are any.
   void registerCallbacks(AssetsFoundCallback assetsFoundCallback, StatusCallback statusCallback,
                          ObjectDetectedCallback objectDetectedCallback);
 
-  /// Continues with another AR session and without the service's identifiers. The session is not opened again
-  /// and reports no status, except that of an opening which is still under way. Does nothing, after a line in
-  /// the system log, if the AR session is null.
+  /// Continues with another AR session and without the service's identifiers. The session is not opened
+  /// again; the only status that may still arrive is that of an opening in progress. Does nothing, after a
+  /// line in the system log, if the AR session is null.
   void reset(std::shared_ptr<platform::ARSession> arSession);
 
-  /// Offers a camera frame. It is analysed if the camera has moved and no other frame is in analysis,
-  /// otherwise dropped.
+  /// Offers a camera frame. It is analysed if the camera has moved and no other frame is being analysed,
+  /// otherwise dropped. The analysis runs on the detector's queue.
   void update(std::shared_ptr<const platform::ARFrame> frame);
 
-  /// Draws detections: an overlay on `view`, boxes in the scene of `scene`. Call on the main thread.
+  /// Draws detections: an overlay on `view`, boxes in the scene of `scene`. Call on the application's main
+  /// thread.
   void visualizeSceneUnderstanding(const std::shared_ptr<platform::UIView>& view,
                                    const std::shared_ptr<platform::ARSCNView>& scene);
 
-  /// Stores assets in the map. Returns false if the session cannot take any: before `initialized`, and always
-  /// in localization mode. After true, `callback` receives on the main queue whether the service took them;
-  /// it is not called if the service does not answer.
+  /// Stores assets in the map. Returns false before `initialized` and always in localization mode. After
+  /// true, `callback` runs on the main queue with true if the service stored the assets and false if it
+  /// rejected them; it is not called if the service does not answer.
   bool storePlacement(const std::vector<std::shared_ptr<MapAsset>>& assets,
                       std::function<void(bool)> callback);
 
-  /// Asks for the maps within half a delta of a location on either side, of one user or of all; degrees.
-  /// Returns false in the first moments of a session, while it is too early. After true, the callback
+  /// Requests the maps within half a delta of a location on either side, of one user or of all; degrees.
+  /// Returns false in the first moments of a session, before it has started. After true, the callback
   /// receives the maps on the main queue; an empty list if the service does not answer.
   bool listNearbyMaps(const std::optional<std::string>& userID, double longitude, double latitude,
                       double longitudeDelta, double latitudeDelta, MapsFoundCallback mapsFoundCallback);
@@ -145,14 +147,14 @@ class GEOLOOM_EXPORT MapSession : public platform::NSObject, public MapSessionSe
   [[nodiscard]] std::optional<std::string> mappingUUID() const;
   [[nodiscard]] const std::string& mapID() const;
   [[nodiscard]] const std::string& userID() const;
-  /// The transform that moved the assets of the last assets callback; absent before the first one and after
-  /// `reset`. Assets keep the orientation with which they were stored; MapAsset::orientation says how to turn
-  /// them.
+  /// The transform of the assets of the last assets callback; absent before the first one and after `reset`.
+  /// It is applied to their positions only; see MapAsset::orientation.
   [[nodiscard]] std::optional<MapTransform> lastTransform() const;
 
  protected:
-  /// Delivers a status to the callback registered at the time of delivery, if one is registered now. Returns
-  /// at once. Called from any thread.
+  /// Delivers a status on the main queue. Dropped without a registered status callback; a callback that is
+  /// replaced before the delivery does not receive it, its replacement does. Returns at once. May be called
+  /// from any thread.
   virtual void reportStatus(MapStatus status);
 
  private:
@@ -172,7 +174,7 @@ class GEOLOOM_EXPORT MapSession::Construction {
   friend class MapSession;
 
   Construction() = default;
-  /// Logs what is missing or doubtful; false if something is missing.
+  /// Logs missing and doubtful arguments; false if one is missing.
   [[nodiscard]] bool isComplete() const;
 
   std::shared_ptr<platform::ARSession> arSession;

@@ -11,8 +11,8 @@
 namespace geoloom {
 
 /// The numbers of a transform text: translation x, y, z in metres, the rotation about the vertical axis in
-/// radians, then any others. They are separated by commas; empty pieces are dropped, and a piece that does
-/// not begin with a number is 0. Any text gives a list.
+/// radians, then others. They are separated by commas; empty pieces are dropped, and a piece that does not
+/// begin with a number is 0. No text is an error.
 [[nodiscard]] std::vector<float> parseTransform(std::string_view text);
 
 /// The placements of a stored-assets answer, moved by a transform of at least four numbers from the map's
@@ -23,8 +23,8 @@ namespace geoloom {
                                                                 const std::vector<float>& transform,
                                                                 const platform::LineSink& print);
 
-/// New assets with the positions moved by the first three numbers of `translation` and with `confidence`; for
-/// placements that are made in a localized session. Null entries are left out.
+/// Copies of the assets with the positions moved by the first three numbers of `translation` and with
+/// `confidence`, for placements in a localized session. Null entries are left out.
 [[nodiscard]] std::vector<std::shared_ptr<MapAsset>> resolved(
     const std::vector<std::shared_ptr<MapAsset>>& assets, const std::vector<float>& translation,
     float confidence);

@@ -16,14 +16,14 @@
 namespace geoloom {
 
 /// Once a second: scans for a new transform, moves the stored assets with it and passes them to the
-/// application; in localization mode every eighth time also asks the service for a localization by objects.
-/// Runs on the serial queue "reloadAssetQueue" and never ends: each scheduled tick holds the loop, and the
-/// loop what its session gave it.
+/// application; in localization mode, every eighth time also requests a localization by objects. Runs on the
+/// serial queue "reloadAssetQueue" and never ends: each scheduled tick owns the loop, and the loop owns the
+/// functions of its session.
 class RelocalizationLoop final : public std::enable_shared_from_this<RelocalizationLoop> {
  public:
   using AssetsCallback = std::function<void(const std::vector<std::shared_ptr<MapAsset>>&)>;
 
-  /// What the loop needs of its session.
+  /// The parts of the session that the loop uses.
   struct Session {
     MapMode mode = MapMode::mapping;
     std::shared_ptr<CloudAPI> cloudAPI;
@@ -31,7 +31,7 @@ class RelocalizationLoop final : public std::enable_shared_from_this<Relocalizat
     std::shared_ptr<SessionObserver> observer;
     /// The current manager; null before the session has one.
     std::function<std::shared_ptr<DataManager>()> dataManager;
-    /// The registered callback; empty if there is none.
+    /// The registered callback, or an empty one.
     std::function<AssetsCallback()> assetsCallback;
   };
 
@@ -41,7 +41,7 @@ class RelocalizationLoop final : public std::enable_shared_from_this<Relocalizat
   void start() { scheduleTick(); }
 
  private:
-  /// A transform that still waits for an assets callback.
+  /// A transform that waits for an assets callback.
   struct Pending {
     std::weak_ptr<DataManager> dataManager;
     std::vector<float> numbers;

@@ -19,11 +19,11 @@ class ARFrame;
 class JSON;
 }  // namespace platform
 
-/// Sees the steps of a session, for the tools and tests of this repository. Not installed.
+/// Is called at the steps of a session, for the tools and tests of this repository. Not installed.
 ///
-/// Install an observer, then create the session: it keeps the observer until the process ends. One observer
-/// may serve several sessions, but is not told which of them calls. Operations do nothing unless overridden;
-/// they must return soon and must not throw. Each names its thread.
+/// Install an observer, then create the session: it keeps the observer until the process ends. Several
+/// sessions may share one observer, which cannot distinguish them. Operations do nothing unless overridden;
+/// they must return soon and must not throw. The comment of each gives its thread.
 class SessionObserver {
  public:
   /// Sessions that are created from now on call `observer`; null: no observer.
@@ -41,7 +41,7 @@ class SessionObserver {
   virtual void detectorCreated(const std::shared_ptr<SSDObjectDetector>& /*detector*/) {}
 
   /// On the main queue, when the answer to the opening request is known and before the status is reported.
-  /// `refusal` is the service's error text, empty unless it refused.
+  /// `refusal` is the service's error text, empty unless it rejected the request.
   virtual void opened(MapStatus /*status*/, const std::string& /*refusal*/) {}
 
   /// On the main queue, localization only: the assets stored in the map have arrived.
@@ -54,7 +54,7 @@ class SessionObserver {
   /// detections callback have been called before. The next frame may be offered already.
   virtual void frameFinished(const platform::ARFrame& /*frame*/, const FrameOutcome& /*outcome*/) {}
 
-  /// On the detector's queue: so many rows of a batch will be saved. Each ends in rowSaved or rowFailed.
+  /// On the detector's queue: `count` rows of a batch will be saved. Each ends in rowSaved or rowFailed.
   virtual void rowsExpected(std::size_t /*count*/) {}
 
   /// On the table client's completion queue.
@@ -74,7 +74,7 @@ class SessionObserver {
   /// lastTransform() is the transform that moved them.
   virtual void assetsMoved(const std::vector<std::shared_ptr<MapAsset>>& /*assets*/) {}
 
-  /// On the asset queue: a tick of the relocalization loop is over and the next one is scheduled.
+  /// On the asset queue: a tick of the relocalization loop has ended and the next one is scheduled.
   virtual void tickEnded() {}
 };
 

@@ -7,13 +7,13 @@
 
 namespace geoloom {
 
-/// Tells a developer what a localization waits for: one line for each reason, once it has waited for 5 s.
+/// The console line about a localization that waits: one for each reason, after it has waited for 5 s.
 class WaitNotice {
  public:
   static constexpr std::chrono::seconds PATIENCE{5};
 
-  /// The line to print at `now`, if any. `reason` is what the localization waits for, empty if for nothing;
-  /// call it with each change, and again while the reason lasts.
+  /// The line to print at `now`, if any. `reason` is the reason for waiting, empty if the localization does
+  /// not wait; call it with each change, and again while the reason lasts.
   [[nodiscard]] std::optional<std::string> update(const std::string& reason, std::chrono::nanoseconds now);
 
  private:

@@ -17,10 +17,9 @@ namespace geoloom {
 ///     const std::optional<Data> packed = Data("a text, or bytes").compress();
 ///     const std::optional<Data> again = packed->decompress();   // again->text() == "a text, or bytes"
 ///
-/// Compression is raw DEFLATE (RFC 1951), without header and checksum: any raw-DEFLATE decoder reads it, and
-/// the output of any raw-DEFLATE encoder can be decoded. Both operations read the bytes in place, keep no
-/// state between calls and may run on any number of threads at once. Besides the result they need at most 64
-/// KiB and zlib's own state.
+/// Compression is raw DEFLATE (RFC 1951), without header and checksum, compatible with all encoders and
+/// decoders of this format. Both operations read the bytes in place, keep no state between calls and may run
+/// on several threads at once. Besides the result they need at most 64 KiB and zlib's own state.
 class GEOLOOM_EXPORT Data {
  public:
   Data() = default;
@@ -38,12 +37,12 @@ class GEOLOOM_EXPORT Data {
   [[nodiscard]] std::string_view text() const&;
   [[nodiscard]] std::size_t count() const { return bytes_.size(); }
 
-  /// The bytes encoded; an empty buffer gives the few bytes of an empty stream. Empty if zlib fails.
+  /// The compressed bytes; an empty buffer gives the few bytes of an empty stream. Absent if zlib fails.
   [[nodiscard]] std::optional<Data> compress() const;
 
-  /// The bytes decoded. Empty, never a part of the result, for an empty buffer, bytes that are not a DEFLATE
-  /// stream and a stream that is truncated anywhere. Bytes after the end of the stream are ignored. There is
-  /// no checksum: damage that leaves a valid stream goes unnoticed. Untrusted bytes may decode to a thousand
+  /// The decompressed bytes. Absent, never a part of the result, for an empty buffer, bytes that are not a
+  /// DEFLATE stream and a truncated stream. Bytes after the end of the stream are ignored. There is no
+  /// checksum: damage that leaves the stream valid is not detected. Untrusted bytes may decode to a thousand
   /// times their size.
   [[nodiscard]] std::optional<Data> decompress() const;
 

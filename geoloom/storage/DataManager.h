@@ -24,9 +24,9 @@ namespace platform {
 class ARSession;
 }
 
-/// Prepares the data directory, asks the service to create a map or a localization session, keeps the
-/// identifiers and assets of its answers and scans the table of transforms. Each session owns a current
-/// manager; `reset` replaces it.
+/// Prepares the data directory, opens a map or a localization session with the service, keeps the identifiers
+/// and assets of the answers and scans the table of transforms. Each session has a current manager; `reset`
+/// replaces it.
 ///
 /// Answers arrive on the main queue. The results may be read from any thread.
 class DataManager final : public std::enable_shared_from_this<DataManager> {
@@ -34,21 +34,21 @@ class DataManager final : public std::enable_shared_from_this<DataManager> {
   using StatusCallback = std::function<void(MapStatus)>;
   using AnswerCallback = std::function<void(const platform::JSON&)>;
 
-  // This version captures no frames: fields without a comment keep these values, and nothing runs on the two
-  // queues.
+  // This version captures no frames: it does not change the fields without a comment and runs nothing on the
+  // two queues.
 
   /// The kit's directory in the application's documents directory.
   const std::string dataRootDirectory = "yelt";
   /// This session's directory, relative to the documents directory: "yelt/240315_142501".
   const std::string dataDirectory;
   const bool dataSaved = false;
-  /// Transforms of this manager lead into its coordinates.
+  /// The transforms of this manager map to its coordinates.
   const std::shared_ptr<platform::ARSession> arSession;
   const std::shared_ptr<platform::DispatchQueue> imageSaveQueue;
   const std::shared_ptr<platform::DispatchQueue> relocalizationQueue;
   const bool saveImageLoopStarted = false;
   const std::optional<bool> stopImageLoop;
-  /// Gives the opening request its location.
+  /// Source of the location in the opening request.
   const std::shared_ptr<LocationManager> locManager;
   /// The session's own.
   const std::shared_ptr<CloudAPI> cloudAPI;
@@ -64,12 +64,12 @@ class DataManager final : public std::enable_shared_from_this<DataManager> {
   DataManager(std::shared_ptr<platform::ARSession> arSession, std::shared_ptr<platform::NSObject> session,
               std::shared_ptr<CloudAPI> cloudAPI);
 
-  /// Asks the service to create a map. Adds the device's location to `request` and returns at once; `report`
-  /// is called once, on the main queue.
+  /// Requests a new map from the service. Adds the device's location to `request` and returns at once;
+  /// `report` is called once, on the main queue.
   void createMap(OpeningRequest request, StatusCallback report);
 
-  /// Asks the service to open a localization session, as createMap does; after success also fetches the map's
-  /// assets and passes them to `retrieved`.
+  /// Requests a localization session in the same way; after success also fetches the map's assets and passes
+  /// them to `retrieved`.
   void createLocalizationSession(OpeningRequest request, StatusCallback report,
                                  AnswerCallback retrieved = {});
 
@@ -87,17 +87,17 @@ class DataManager final : public std::enable_shared_from_this<DataManager> {
   [[nodiscard]] std::optional<std::string> localizationSessionUUID() const {
     return identifiers_.load().localizationSession;
   }
-  /// The answer that holds the map's assets.
+  /// The answer with the map's assets.
   [[nodiscard]] std::optional<platform::JSON> preloadedAssetJSON() const {
     return preloadedAssetJSON_.load();
   }
 
-  /// True from an opening request to its answer.
+  /// True between an opening request and its answer.
   [[nodiscard]] bool isOpening() const { return isOpening_; }
-  /// The service's "errorMessage" if it refused the opening request, else empty.
+  /// The service's "errorMessage" if it rejected the opening request, else empty.
   [[nodiscard]] std::string refusal() const { return refusal_.load(); }
 
-  /// The transform that moved the assets which the application received last.
+  /// The transform of the assets that the application received last.
   [[nodiscard]] std::optional<MapTransform> appliedTransform() const { return appliedTransform_.load(); }
   void setAppliedTransform(const MapTransform& transform) { appliedTransform_.store(transform); }
 
@@ -118,7 +118,7 @@ class DataManager final : public std::enable_shared_from_this<DataManager> {
   base::AtomicValue<std::optional<MapTransform>> appliedTransform_;
   base::AtomicValue<Identifiers> identifiers_;
   base::AtomicValue<std::optional<platform::JSON>> preloadedAssetJSON_;
-  /// Only scans touch it.
+  /// Used by scans only.
   std::string lastMatchTransform_;
 };
 

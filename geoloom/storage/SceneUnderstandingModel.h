@@ -10,7 +10,7 @@
 
 namespace geoloom {
 
-/// A row of the table of detected objects. Write only. The objects of one batch share a key, so the table
+/// A row of the table of detected objects; only written. The objects of one batch share a key, so the table
 /// keeps the one saved last.
 struct SceneUnderstandingModel : platform::AWSDynamoDBObjectModel {
   /// `x`, `y`, `z`: centre of the object in metres, session coordinates. `Timestamp` becomes the current
@@ -18,7 +18,7 @@ struct SceneUnderstandingModel : platform::AWSDynamoDBObjectModel {
   SceneUnderstandingModel(std::string sessionId, std::int64_t frameId, float x, float y, float z,
                           std::string objectName, float confidence, bool isLocalizationSession);
 
-  /// UUID of the localization session, or of the map that is being made.
+  /// UUID of the localization session, or in mapping mode of the new map.
   std::optional<std::string> SessionId;
   std::optional<std::int64_t> FrameId;
   std::optional<float> PositionX;

@@ -9,12 +9,12 @@
 
 namespace geoloom {
 
-/// A row of the table in which the mapping service reports where a session is in a map. Read only.
+/// A row of the table of transforms, the mapping service's results of localizing sessions; only read.
 struct TransformRow : platform::AWSDynamoDBObjectModel {
   /// UUID of the map that was matched.
   std::optional<std::string> SessionId;
   std::optional<double> Timestamp;
-  /// How many features matched; larger is better.
+  /// Number of matched features; larger is better.
   std::optional<float> MatchCount;
   /// A number as text; larger is better.
   std::optional<std::string> MatchValue;
@@ -35,11 +35,11 @@ struct TransformRow : platform::AWSDynamoDBObjectModel {
   }
 };
 
-/// A usable row has a count that is a number and a transform.
+/// True if the row has a transform and a count that is a number.
 [[nodiscard]] bool isUsable(const TransformRow& row);
 
-/// Of two usable rows, whether `row` has more matches than `other`, or as many and a larger match value. A
-/// match value that is absent, unreadable or "nan" is below every number.
+/// True if `row` has more matches than `other`, or as many and a larger match value. A match value that is
+/// absent, unreadable or "nan" ranks below every number. Precondition: both are usable.
 [[nodiscard]] bool isBetter(const TransformRow& row, const TransformRow& other);
 
 /// One line for the console.

@@ -10,18 +10,18 @@
 
 namespace geoloom {
 
-/// Tries of one page before a scan is given up.
+/// Tries of one page before a scan fails.
 inline constexpr int MAXIMUM_SCAN_TRIES = 5;
 
 /// Time for a whole scan, with all its pages and pauses.
 inline constexpr std::chrono::minutes SCAN_DEADLINE{10};
 
 /// Pause after the given number of failed tries of a page: 250 ms, doubled with each, at most 4 s. A random
-/// part of up to one half is left out, so that devices that failed together do not return together. `random`
+/// part of up to one half is subtracted, so that devices that failed together do not retry together. `random`
 /// is in [0, 1].
 [[nodiscard]] std::chrono::nanoseconds scanPause(int failedTries, double random);
 
-/// What a scan found; rows are not kept.
+/// The result of a scan; rows are not kept.
 struct TransformScan {
   std::size_t rows = 0;
   /// The best row (isBetter), the first of equals; absent if no row is usable.

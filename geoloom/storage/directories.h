@@ -4,9 +4,9 @@
 
 namespace geoloom {
 
-// Directories below the application's documents directory, with mode 0700. The outcome is one line of the
-// system log; without a documents directory nothing happens. A name that does not lie below it (absolute, or
-// with "..") fails, and symbolic links below it are never followed.
+// Directories below the application's documents directory, with mode 0700. The result is one line of the
+// system log; without a documents directory nothing happens. A name outside it (absolute, or with "..")
+// fails, and symbolic links below it are never followed.
 
 /// Creates the directory of that relative path and its missing parents.
 void createDirectory(std::string_view name);

@@ -23,20 +23,19 @@ namespace geoloom {
 template <class T>
 concept MultiArrayType = std::same_as<T, double> || std::same_as<T, float> || std::same_as<T, std::int32_t>;
 
-/// The element type code of the model runtime for T.
+/// The model runtime's code of the element type T.
 template <MultiArrayType T>
 inline constexpr platform::MLMultiArrayDataType multiArrayDataType =
     std::same_as<T, double>  ? platform::MLMultiArrayDataType::float64
     : std::same_as<T, float> ? platform::MLMultiArrayDataType::float32
                              : platform::MLMultiArrayDataType::int32;
 
-/// The value as a byte, truncated toward zero. Precondition: greater than -1 and less than 256, which NaN is
-/// not.
+/// The value as a byte, truncated toward zero. Precondition: greater than -1 and less than 256, so not NaN.
 template <MultiArrayType T>
 [[nodiscard]] constexpr std::uint8_t toUInt8(T value) {
   GEOLOOM_PRECONDITION(value > T(-1) && value < T(256),
                        "toUInt8 takes values above -1 and below 256, not NaN");
-  // Through int, a conversion that processors have.
+  // Through int: processors have no conversion to bytes.
   return static_cast<std::uint8_t>(static_cast<int>(value));
 }
 
@@ -54,8 +53,8 @@ struct RawBytes {
 ///     view(0, y, x) = 0.5F;
 ///     auto image = view.image(1, 127.5F);      // (v + 1) * 127.5, limited to 0...255
 ///
-/// Element (i0, i1, ...) lives i0 * strides[0] + i1 * strides[1] + ... elements from the pointer. Like a
-/// std::span, a const view allows writing its elements. There is no locking: use a view and the views made
+/// Element (i0, i1, ...) is i0 * strides[0] + i1 * strides[1] + ... elements after the pointer. As with
+/// std::span, the elements of a const view can be changed. There is no locking: use a view and the views made
 /// from it on one thread at a time, or only read.
 ///
 /// A violated precondition aborts with a message, in every build. Element access and byte conversion check
@@ -65,11 +64,11 @@ class GEOLOOM_EXPORT MultiArray {
  public:
   using Shape = std::vector<std::ptrdiff_t>;
 
-  /// A view over the whole array. T is the caller's choice; it is not compared with the array's own type.
-  /// Precondition: `array` is not null.
+  /// A view of the whole array. T is not compared with the array's element type. Precondition: `array` is not
+  /// null.
   explicit MultiArray(std::shared_ptr<platform::MLMultiArray> array);
 
-  /// A new array of zeros. Precondition: no size is negative and memory suffices.
+  /// A new array of zeros. Precondition: no size is negative and there is enough memory.
   explicit MultiArray(const Shape& shape);
   explicit MultiArray(std::initializer_list<std::ptrdiff_t> shape) : MultiArray(Shape(shape)) {}
 
@@ -127,8 +126,9 @@ class GEOLOOM_EXPORT MultiArray {
   /// Shape [height, width] as one byte per pixel; otherwise as above.
   [[nodiscard]] std::optional<RawBytes> toRawBytesGray(T offset, T scale) const;
 
-  /// Two dimensions as a gray image, three as a colour image, through the conversions above. Null if they
-  /// return nothing, for an image without pixels and, without a line, for any other number of dimensions.
+  /// Two dimensions as a gray image, three as a colour image, by the conversions above. Null if they return
+  /// nothing, for an image without pixels and, without a line on the console, for another number of
+  /// dimensions.
   [[nodiscard]] std::shared_ptr<platform::UIImage> image(T offset, T scale) const;
 
   /// One channel of shape [channels, height, width] as a gray image. Null, after a line on the console, for
@@ -154,8 +154,8 @@ extern template class MultiArray<std::int32_t>;
 
 }  // namespace geoloom
 
-/// The array as an image: MultiArray<T>::image(offset, scale). T is float unless named. Precondition, checked
-/// in every build: the array holds elements of type T.
+/// The array as an image: MultiArray<T>::image(offset, scale). T is float by default. Precondition, checked
+/// in every build: the array's element type is T.
 template <class T>
 std::shared_ptr<geoloom::platform::UIImage> geoloom::platform::MLMultiArray::image(
     std::type_identity_t<T> offset, std::type_identity_t<T> scale) const {

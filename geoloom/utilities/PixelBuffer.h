@@ -9,19 +9,19 @@
 
 namespace geoloom {
 
-/// A new BGRA buffer with uninitialised pixels. Null, after a line on the console, for a size of 0 and if
-/// memory does not suffice.
+/// A new BGRA buffer with uninitialised pixels. Null, after a line on the console, for a size of 0 or if
+/// there is not enough memory.
 [[nodiscard]] GEOLOOM_EXPORT std::shared_ptr<platform::CVPixelBuffer> createPixelBuffer(std::size_t width,
                                                                                         std::size_t height);
 
 /// A new buffer of the source's format that holds the crop rectangle (in pixels, from the top left) scaled to
 /// scaleWidth x scaleHeight, with rows of scaleWidth * 4 bytes. The source is read in place, as four bytes
-/// per pixel whatever its format, so it should be BGRA or ARGB; it is locked during the call and must not be
-/// written by others. See vImageScale_ARGB8888 for the filter.
+/// per pixel regardless of its format, so it should be BGRA or ARGB; it is locked during the call, and no
+/// other thread may change it meanwhile. See vImageScale_ARGB8888 for the filter.
 ///
 /// Null, after a line on the console that begins with "Error:", for an absent source, a crop rectangle that
 /// is not inside the source, an empty crop rectangle or scaled size, a format other than BGRA or ARGB that
-/// cannot hold the result, and if memory does not suffice.
+/// cannot hold the result, or if there is not enough memory.
 [[nodiscard]] GEOLOOM_EXPORT std::shared_ptr<platform::CVPixelBuffer> resizePixelBuffer(
     const std::shared_ptr<platform::CVPixelBuffer>& source, std::size_t cropX, std::size_t cropY,
     std::size_t cropWidth, std::size_t cropHeight, std::size_t scaleWidth, std::size_t scaleHeight);
@@ -31,8 +31,8 @@ namespace geoloom {
     const std::shared_ptr<platform::CVPixelBuffer>& source, std::size_t width, std::size_t height);
 
 /// Renders the source (any format), scaled to width x height, into the bottom left of `output` (one plane),
-/// which usually has just that size; the rest of `output` becomes 0. Does nothing without a source or an
-/// output. Nothing is reported.
+/// which usually has exactly that size; the rest of `output` becomes 0. Does nothing, without a message, if
+/// the source or the output is null.
 GEOLOOM_EXPORT void resizePixelBuffer(const std::shared_ptr<platform::CVPixelBuffer>& source,
                                       std::size_t width, std::size_t height,
                                       const std::shared_ptr<platform::CVPixelBuffer>& output,

@@ -25,14 +25,14 @@ namespace platform {
 class VNClassificationObservation;
 }
 
-/// A scored rectangle in any unit of length.
+/// A rectangle with a score, in any unit of length.
 struct NMSPrediction {
   std::int64_t classIndex = 0;
   float score = 0;
   platform::CGRect rect;
 };
 
-/// Intersection over union of the standardised rectangles; 0 if either has no area.
+/// Intersection over union; 0 if a rectangle has no area. Negative sizes are normalised (see CGRect).
 [[nodiscard]] GEOLOOM_EXPORT float IOU(const platform::CGRect& a, const platform::CGRect& b);
 
 /// The indices of the boxes that are kept, at most `maxBoxes`, highest score first. A box is dropped if its
@@ -64,7 +64,7 @@ using RankedLabel = std::pair<std::string, double>;
 [[nodiscard]] GEOLOOM_EXPORT std::vector<RankedLabel> top(
     std::int64_t k, std::span<const std::shared_ptr<platform::VNClassificationObservation>> observations);
 
-/// Index and value of the largest element; the first of several. Precondition: `array` is not empty.
+/// Index and value of the largest element, the first of equal ones. Precondition: `array` is not empty.
 template <std::ranges::random_access_range Array>
 [[nodiscard]] auto argmax(const Array& array) -> std::pair<std::int64_t, std::ranges::range_value_t<Array>> {
   const auto first = std::ranges::begin(array);

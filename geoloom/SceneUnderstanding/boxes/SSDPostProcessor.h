@@ -14,8 +14,8 @@ namespace platform {
 class MLMultiArray;
 }
 
-/// Turns the network's two raw outputs into ranked predictions. Stateless: every operation may be called from
-/// any thread.
+/// Converts the network's two raw outputs to ranked predictions. Stateless: every operation may be called
+/// from any thread.
 class SSDPostProcessor {
  public:
   /// `threshold` is a raw logit; scores must exceed it.
@@ -29,16 +29,16 @@ class SSDPostProcessor {
   /// The class names as one comma-separated text.
   [[nodiscard]] const std::string& classNamesRaw() const { return classNamesRaw_; }
 
-  /// The candidates of every class in ascending order of anchors: numClasses + 1 lists, the background's
-  /// empty. `boxPredictions` is coordinate-major, [4, numAnchors] as ty, tx, th, tw. `scorePredictions` is
-  /// class-major, [numClasses + 1, numAnchors]. Both are read by linear index, for any element type
-  /// and strides. Preconditions: the arrays hold at least that many elements; numAnchors is at most
-  /// SSDAnchors::COUNT; numAnchors and numClasses are not negative.
+  /// The candidates of every class in ascending order of anchors: numClasses + 1 lists; that of the
+  /// background is empty. `boxPredictions` is coordinate-major, [4, numAnchors] as ty, tx, th, tw.
+  /// `scorePredictions` is class-major, [numClasses + 1, numAnchors]. Both are read by linear index, for any
+  /// element type and strides. Preconditions: the arrays hold at least that many elements; numAnchors is at
+  /// most SSDAnchors::COUNT; numAnchors and numClasses are not negative.
   [[nodiscard]] std::vector<std::vector<Prediction>> postprocess(
       const platform::MLMultiArray& boxPredictions, const platform::MLMultiArray& scorePredictions) const;
 
-  /// All elements of `array` in linear order, or nothing unless they are contiguous 32-bit floats. Valid as
-  /// long as the array.
+  /// All elements of `array` in linear order; absent unless they are contiguous 32-bit floats. Valid as long
+  /// as the array.
   [[nodiscard]] static std::optional<std::span<const float>> floatElements(
       const platform::MLMultiArray& array);
 

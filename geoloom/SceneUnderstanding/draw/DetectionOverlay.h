@@ -8,8 +8,7 @@
 #include "geoloom/platform/scene/SCNScene.h"
 #include "geoloom/platform/ui/UIColor.h"
 
-/// Draws detections into the application's scene, in world coordinates (metres). All functions run on the
-/// caller's thread and add nodes to the scene's root.
+/// Draws detections into the application's scene, in world coordinates (metres), by adding nodes to its root.
 namespace geoloom {
 
 /// Draws a box with its label, "<name> (<confidence, two decimals>)". Returns its 14 nodes: the twelve edges,

@@ -26,8 +26,8 @@ class MotionHistory {
   std::size_t count_ = 0;                        ///< at most 5
 };
 
-/// Opens while the camera moves by more than about a millimetre or a milliradian a frame. Needs the pose of
-/// every frame, analysed or not. One thread at a time.
+/// Open while the camera moves by more than about a millimetre or a milliradian per frame. Needs the pose of
+/// every frame, also of those that are not analysed. Use it on one thread at a time.
 class MotionGate {
  public:
   /// `position` in metres, `eulerAngles` in radians.

@@ -12,9 +12,9 @@ namespace platform {
 class ARFrame;
 }
 
-/// The bounds, in the world, of the feature points that a box's samples hit. Only the nearest hit of a sample
-/// counts, and only if it is at least 0.3 m away from the camera. Returns nothing if no hit counts. `onHit`
-/// is called with each point that counts.
+/// The bounds, in the world, of the feature points that the samples of a box hit. A sample's nearest hit is
+/// accepted if it is at least 0.3 m from the camera; other hits are ignored. Absent without an accepted hit.
+/// `onHit` is called with each accepted point.
 [[nodiscard]] std::optional<BoundingBox3D> locateBox(
     const BoundingBox2& box, const platform::ARFrame& frame, double screenWidth, double screenHeight,
     const std::function<void(platform::SCNVector3)>& onHit = {});

@@ -22,7 +22,7 @@ template <class Visit>
 void forEachSample(const platform::CGRect& rect, Visit&& visit) {
   const double stepX = rect.width() / 5;
   const double stepY = rect.height() / 5;
-  // A size so small that its fifth is zero would make an endless loop.
+  // If the fifth of a tiny size were zero, the loop would be endless.
   if (!(stepX > 0) || !(stepY > 0)) return;
   const double startX = rect.minX() + stepX;
   const double startY = rect.minY() + stepY;

@@ -9,7 +9,7 @@ namespace geoloom {
 /// std::strong_order, so -0 precedes 0 and a positive NaN comes last. Precondition: `values` is not empty.
 [[nodiscard]] float median(std::vector<float> values);
 
-/// A list of values that is kept in order, so that its median is found without sorting.
+/// A sorted list of values, whose median needs no sorting.
 class SortedValues {
  public:
   void insert(float value);

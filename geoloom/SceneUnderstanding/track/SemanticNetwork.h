@@ -17,13 +17,13 @@ namespace geoloom {
 /// only the detector's queue uses it.
 class SemanticNetwork {
  public:
-  /// Number of objects ever created; the next one's id.
+  /// Number of objects created so far; the id of the next one.
   [[nodiscard]] std::int64_t totalTrackedObjectCount() const;
   /// In order of creation, so an object's id is its index.
   [[nodiscard]] const std::vector<std::shared_ptr<TrackedObject>>& trackedObjects() const {
     return trackedObjects_;
   }
-  /// Every edge line ever drawn by its key "<id>|<id>", including those that are not in the scene now.
+  /// All edge lines drawn so far, by key "<id>|<id>", including those that are not in the scene now.
   [[nodiscard]] std::map<std::string, std::shared_ptr<platform::SCNNode>> visualEdges() const;
 
   /// Adds one located object. With a scene and `drawBoxes`, the matched object is drawn again. All other
@@ -32,8 +32,8 @@ class SemanticNetwork {
                const std::shared_ptr<platform::SCNScene>& scene, bool drawBoxes);
 
   /// Draws a purple line for every ordered pair of visible objects that were each matched at least five times
-  /// and whose centres are at most a metre apart, including from each object to itself. Lines of other pairs
-  /// leave the scene.
+  /// and whose centres are at most a metre apart, including the pair of an object with itself. Removes the
+  /// lines of other pairs from the scene.
   void drawVisualEdges(platform::SCNScene& scene);
 
  private:
@@ -43,7 +43,7 @@ class SemanticNetwork {
   std::map<IDs, std::shared_ptr<platform::SCNNode>> visualEdges_;
 };
 
-/// True when two boxes share volume: on each axis the sum of their extents exceeds the extent of their hull,
+/// True if two boxes share volume: on each axis the sum of their extents exceeds the extent of their hull,
 /// in single precision. Boxes that only touch do not overlap.
 [[nodiscard]] bool overlaps(const BoundingBox3D& a, const BoundingBox3D& b);
 

@@ -22,7 +22,7 @@ class TrackedObject {
   [[nodiscard]] std::int64_t id() const { return id_; }
   /// True while its drawing is in the scene.
   [[nodiscard]] bool isVisible() const { return isVisible_; }
-  /// True for persons. Their box follows their last four observations, that of other objects all of them.
+  /// True for persons. Their box is the median of the last four observations, that of other objects of all.
   [[nodiscard]] bool mayMove() const { return mayMove_; }
   /// The boxes of the observations matched to it, oldest first, without the box it was created with.
   [[nodiscard]] const std::vector<BoundingBox3D>& previousBBoxes() const { return previousBBoxes_; }

@@ -7,7 +7,7 @@
 
 namespace geoloom::platform {
 
-/// The pose and the projection of a frame's camera. Immutable.
+/// Pose and projection of the camera of a frame. Immutable.
 ///
 /// World and camera coordinates are right-handed, in metres. World y points up, against gravity. Camera x
 /// points right and camera y up in the captured (landscape) image; the camera looks along -z.

@@ -15,13 +15,14 @@ namespace geoloom::platform {
 
 class CVPixelBuffer;
 
-/// An image of the camera with the tracking state of that moment. Immutable, readable from any thread, shared
-/// as std::shared_ptr<const ARFrame>.
+/// A camera image with the tracking state at its time. Immutable, readable from any thread, shared as
+/// std::shared_ptr<const ARFrame>.
 class GEOLOOM_EXPORT ARFrame final : public NSObject {
  public:
-  /// `capturedImage` is the sensor's image: landscape for a device held upright, its top edge at the right of
-  /// the user's view. `rawFeaturePoints` are points that tracking has located, in world coordinates.
-  /// `timestamp` is in seconds and increases from frame to frame. Precondition: `camera` is not null.
+  /// `capturedImage` is the sensor's image: landscape, also for a device held upright; its top edge is then
+  /// at the right of the user's view. `rawFeaturePoints` are points located by tracking, in world
+  /// coordinates. `timestamp` is in seconds and increases from frame to frame. Precondition: `camera` is not
+  /// null.
   ARFrame(std::shared_ptr<CVPixelBuffer> capturedImage, std::shared_ptr<const ARCamera> camera,
           std::vector<simd_float3> rawFeaturePoints, double timestamp);
   ~ARFrame() override;
@@ -37,7 +38,7 @@ class GEOLOOM_EXPORT ARFrame final : public NSObject {
   /// may be outside the image. The feature points are projected once, by the frame's first hit test.
   [[nodiscard]] std::vector<ARHitTestResult> hitTest(CGPoint point, ARHitTestResultType types) const;
 
-  /// The first result of hitTest(), found without sorting or allocating.
+  /// The first result of hitTest(), without sorting or allocating.
   [[nodiscard]] std::optional<ARHitTestResult> nearestHit(CGPoint point, ARHitTestResultType types) const;
 
  private:

@@ -5,7 +5,7 @@
 
 namespace geoloom::platform {
 
-/// What a hit test searches for; a set of bits. Planes are not tracked, so searching for them finds nothing.
+/// The targets of a hit test; a set of bits. Planes are not tracked, so a search for them finds nothing.
 enum class ARHitTestResultType : unsigned {
   featurePoint = 1U << 0U,
   estimatedHorizontalPlane = 1U << 1U,
@@ -22,12 +22,12 @@ enum class ARHitTestResultType : unsigned {
   return (static_cast<unsigned>(set) & static_cast<unsigned>(type)) != 0;
 }
 
-/// A point of the world under a point of the image.
+/// A point of the world that a hit test has found at a point of the image.
 struct ARHitTestResult {
   ARHitTestResultType type = ARHitTestResultType::featurePoint;
   /// Metres from the camera.
   CGFloat distance = 0;
-  /// In world coordinates. The translation is the point; a feature point has no rotation.
+  /// In world coordinates. The translation is the point; the rotation of a feature point is the identity.
   simd_float4x4 worldTransform;
 };
 

@@ -26,7 +26,7 @@ using AWSDynamoDBAttributes = std::map<std::string, AWSDynamoDBAttributeValue>;
 
 /// The attribute of a row's property: a String for text, a Number for numbers and Booleans ("1", "0"), in the
 /// shortest text that reads back to the same value, integers without a fraction. Absent for absent properties
-/// and for numbers that are not finite, which the table service does not have.
+/// and for numbers that are not finite, which the table service does not support.
 [[nodiscard]] std::optional<AWSDynamoDBAttributeValue> toAttribute(const std::optional<std::string>& value);
 [[nodiscard]] std::optional<AWSDynamoDBAttributeValue> toAttribute(const std::optional<std::int64_t>& value);
 [[nodiscard]] std::optional<AWSDynamoDBAttributeValue> toAttribute(const std::optional<float>& value);

@@ -14,7 +14,7 @@
 
 namespace geoloom::platform {
 
-/// What to scan a table for.
+/// The filter and the position of a scan.
 struct AWSDynamoDBScanExpression {
   /// The last key of the previous page; absent for the first page.
   std::optional<AWSDynamoDBAttributes> exclusiveStartKey;
@@ -33,8 +33,8 @@ struct AWSDynamoDBPage {
   std::optional<AWSDynamoDBAttributes> lastEvaluatedKey;
 };
 
-/// Reads and writes rows of cloud tables, with the configuration's deadline for each request. A failure is
-/// one line that holds no secret. A cheap value; may be used from any thread.
+/// Reads and writes rows of cloud tables, with the configuration's deadline for each request. Failures
+/// contain no secret. Cheap to copy; may be used from any thread.
 class AWSDynamoDBObjectMapper {
  public:
   /// The mapper of the default service configuration as it is now.
@@ -42,8 +42,8 @@ class AWSDynamoDBObjectMapper {
 
   explicit AWSDynamoDBObjectMapper(std::shared_ptr<const AWSServiceConfiguration> configuration);
 
-  /// Requests one page of the row type's table and waits for it. If a kept connection closes without an
-  /// answer, the request is sent again over another.
+  /// Requests one page of the row type's table and blocks until it arrives. If a reused connection closes
+  /// without an answer, the request is sent again over another.
   template <AWSDynamoDBModeling Row>
   requires std::default_initializable<Row>
   [[nodiscard]] base::Result<AWSDynamoDBPage<Row>> scan(const AWSDynamoDBScanExpression& expression) const {
@@ -55,8 +55,8 @@ class AWSDynamoDBObjectMapper {
     return page;
   }
 
-  /// Writes the row, replacing the one of the same key. Returns at once; `completion` runs once, on the
-  /// mappers' own serial queue. The request is sent once and never repeated.
+  /// Writes the row, replacing the one with the same key. Returns at once; `completion` runs once, on the
+  /// serial queue of all mappers. The request is never repeated.
   template <AWSDynamoDBModeling Row>
   void save(const Row& row, std::function<void(const base::Result<void>&)> completion) const {
     putItem(Row::dynamoDBTableName(), toAttributes(row), std::move(completion));

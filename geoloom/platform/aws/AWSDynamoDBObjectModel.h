@@ -33,7 +33,7 @@ AWSDynamoDBAttribute(std::string_view, std::optional<Property> Row::*) -> AWSDyn
 ///     }
 ///   };
 ///
-/// Row types that are scanned need a default constructor; a type without one is for saving only.
+/// A row type needs a default constructor to be scanned; a type without one can only be saved.
 struct AWSDynamoDBObjectModel {};
 
 template <class Row>
@@ -55,7 +55,7 @@ template <AWSDynamoDBModeling Row>
   return result;
 }
 
-/// The row that an item of the table holds.
+/// The row of an item of the table.
 template <AWSDynamoDBModeling Row>
 [[nodiscard]] Row fromItem(const JSON& item) {
   Row row;

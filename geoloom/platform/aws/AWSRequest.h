@@ -17,8 +17,8 @@ namespace geoloom::platform {
                                      std::string_view target, std::string body,
                                      std::vector<std::pair<std::string, std::string>> headers = {});
 
-/// Corrects the time that later requests are signed by if the service refused this one and its time differs
-/// from the signed one by more than five minutes; one line in the system log names the difference.
+/// Corrects the signing time of later requests if the service rejected this one and its time differs from the
+/// signed one by more than five minutes; one line in the system log gives the difference.
 void noteServiceTime(const HTTPResponse& response);
 
 /// The text with both halves of the credential pair masked: services may echo the request.

@@ -9,7 +9,7 @@
 
 namespace geoloom::platform::signature {
 
-/// Whose requests to which service are signed.
+/// The credentials and the service that requests are signed for.
 struct Signer {
   const AWSStaticCredentialsProvider& credentials;
   std::string_view region;

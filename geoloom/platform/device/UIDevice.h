@@ -12,8 +12,7 @@ class GEOLOOM_EXPORT UIDevice {
  public:
   [[nodiscard]] static const UIDevice& current();
 
-  /// The operating system's version as its os-release file states it, such as "12"; empty if it states
-  /// none.
+  /// The operating system's version from its os-release file, such as "12"; empty if the file has none.
   [[nodiscard]] std::string systemVersion() const;
 
   /// The kernel's name of the hardware, such as "x86_64" or "aarch64".

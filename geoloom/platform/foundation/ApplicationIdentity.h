@@ -5,10 +5,10 @@
 
 namespace geoloom::platform {
 
-// The identifier of the application that a process belongs to, from Linux system files; empty if they have
-// none.
+// The identifier of the application that a process belongs to, from Linux system files; empty if they do not
+// contain one.
 
-/// From the text of /.flatpak-info, which a Flatpak's processes see.
+/// From the text of /.flatpak-info, which exists for processes of a Flatpak.
 [[nodiscard]] std::string flatpakIdentifier(std::string_view info);
 
 /// From the text of /proc/self/cgroup: desktops start applications in units of systemd that are named
@@ -16,7 +16,7 @@ namespace geoloom::platform {
 /// hyphen within a part is written \x2d.
 [[nodiscard]] std::string desktopIdentifier(std::string_view cgroup);
 
-/// Whether this desktop entry starts the executable (a file name). A program that an application starts, such
+/// True if this desktop entry starts the executable (a file name). A program that an application starts, such
 /// as a shell in a terminal, inherits its unit but is not that application.
 [[nodiscard]] bool desktopEntryStarts(std::string_view entry, std::string_view executable);
 

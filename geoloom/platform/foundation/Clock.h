@@ -16,7 +16,7 @@ using Date = std::chrono::system_clock::time_point;
 [[nodiscard]] GEOLOOM_EXPORT double timeIntervalSince1970(Date date);
 
 /// The kit's source of time: the wall clock for dates, a monotonic clock for timers. The process has one
-/// current clock, the system's unless another was installed before the first session was created. All
+/// current clock: the system's, unless the application installs another before it creates a session. All
 /// operations may be called from any thread.
 class GEOLOOM_EXPORT Clock {
  public:
@@ -27,18 +27,18 @@ class GEOLOOM_EXPORT Clock {
   /// Monotonic time since an arbitrary start.
   [[nodiscard]] virtual std::chrono::nanoseconds uptime() const = 0;
 
-  /// Runs `action` once, `delay` from now (at once when `delay` is not positive), on a thread of the clock.
+  /// Runs `action` once, `delay` from now (at once if `delay` is not positive), on a thread of the clock.
   /// The action must be short and must not block: queues use it to submit a task.
   virtual void schedule(std::chrono::nanoseconds delay, std::function<void()> action) = 0;
 
   [[nodiscard]] static std::shared_ptr<Clock> current();
 
-  /// Replaces the current clock; nullptr brings the system's back. Actions scheduled on the old one stay
+  /// Replaces the current clock; nullptr restores the system's. Actions scheduled on the old clock stay
   /// there.
   static void install(std::shared_ptr<Clock> clock);
 };
 
-/// A clock that stands still until it is advanced: it drives timers in tests and in replay.
+/// A clock whose time changes only by `advance`, for timers in tests and in replay.
 class GEOLOOM_EXPORT ManualClock final : public Clock {
  public:
   explicit ManualClock(Date start = Date{});
@@ -48,8 +48,8 @@ class GEOLOOM_EXPORT ManualClock final : public Clock {
   [[nodiscard]] std::chrono::nanoseconds uptime() const override;
   void schedule(std::chrono::nanoseconds delay, std::function<void()> action) override;
 
-  /// Moves the time forward and runs the actions that fall due on the caller's thread, in order of time, each
-  /// with the clock at its own time. Actions that these schedule within the span run too.
+  /// Moves the time forward and runs the actions that become due, on the caller's thread and in order of
+  /// time, each with the clock at its due time. Actions that these schedule within the span run too.
   void advance(std::chrono::nanoseconds span);
 
   /// Number of actions not yet run.

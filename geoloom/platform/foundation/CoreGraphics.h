@@ -20,7 +20,7 @@ struct CGSize {
 };
 
 /// A rectangle by its origin and size. A negative width or height extends towards smaller coordinates; the
-/// bounds below are those of the standardised rectangle.
+/// operations below return the bounds with sizes that are not negative.
 struct CGRect {
   CGPoint origin;
   CGSize size;

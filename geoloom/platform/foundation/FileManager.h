@@ -8,9 +8,9 @@
 
 namespace geoloom::platform {
 
-/// The application's directories, one set per main bundle identifier. They follow the XDG base directories,
-/// which only this class reads from the environment; a directory set in code wins. None of them is created
-/// here.
+/// The application's directories, one set for each main bundle identifier. They follow the XDG base
+/// directories, which only this class reads from the environment; a directory set in code has precedence. No
+/// directory is created. May be used from any thread.
 class GEOLOOM_EXPORT FileManager {
  public:
   /// <XDG data home>/<bundle identifier>/documents, absent if no home is known.

@@ -18,14 +18,13 @@ class GEOLOOM_EXPORT JSON {
  public:
   enum class Type { null, boolean, number, string, array, object };
 
-  /// Nesting deeper than this does not parse; an array or object without members is not counted.
+  /// Texts with deeper nesting do not parse; an array or object without members is not counted.
   static constexpr std::size_t MAXIMUM_DEPTH = 256;
   /// Longer texts do not parse.
   static constexpr std::size_t MAXIMUM_BYTES = std::size_t{64} << 20;
 
-  /// Parses any value, top-level scalars too; a leading byte-order mark is skipped. Absent if the text is
-  /// not JSON, which includes invalid UTF-8 and numbers beyond the range of double. Integers of any
-  /// length are numbers.
+  /// Parses any value, including top-level scalars; skips a leading byte-order mark. Absent if the text is
+  /// not JSON, contains invalid UTF-8 or a number beyond the range of double. Integers may have any length.
   [[nodiscard]] static std::optional<JSON> parse(std::string_view text);
 
   [[nodiscard]] static JSON emptyArray();
@@ -38,16 +37,16 @@ class GEOLOOM_EXPORT JSON {
   [[nodiscard]] std::optional<JSON> operator[](std::string_view key) const;
 
   [[nodiscard]] std::optional<std::string> string() const;
-  /// The string that an object holds under the key.
+  /// The string at `key` of an object.
   [[nodiscard]] std::optional<std::string> string(std::string_view key) const;
-  /// The string at `inner` in the object at `outer`, without a copy: a view into the document, valid while a
-  /// value of it lives.
+  /// The string at `inner` in the object at `outer`, without a copy: a view into the document, valid while
+  /// any JSON value of this document lives.
   [[nodiscard]] std::optional<std::string_view> stringAt(std::string_view outer,
                                                          std::string_view inner) const;
   [[nodiscard]] std::optional<bool> boolean() const;
   /// Numbers only; a Boolean is not a number.
   [[nodiscard]] std::optional<double> number() const;
-  /// The number that an object holds under the key.
+  /// The number at `key` of an object.
   [[nodiscard]] std::optional<double> number(std::string_view key) const;
 
   /// A string unchanged, a number or Boolean in its usual text form, the empty text for other types.
@@ -56,10 +55,10 @@ class GEOLOOM_EXPORT JSON {
   /// Number of elements of an array or members of an object; 0 for other types.
   [[nodiscard]] std::size_t size() const;
 
-  /// Walks the elements of an array or the values of an object in document order; does nothing for other
+  /// Visits the elements of an array or the values of an object in document order; does nothing for other
   /// types.
   void forEach(const std::function<void(const JSON&)>& visit) const;
-  /// The same over an object with its keys.
+  /// The same for an object, with its keys.
   void forEachMember(const std::function<void(std::string_view key, const JSON&)>& visit) const;
 
   /// Compact JSON text of the value, in document order.

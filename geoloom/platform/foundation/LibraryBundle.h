@@ -13,9 +13,9 @@ namespace geoloom::platform {
 class GEOLOOM_EXPORT LibraryBundle {
  public:
   /// The path of the resource `name`.`extension`: the one set by setPathForResource, else the first that
-  /// exists near the file that this code was loaded from (the library, or a program that links it): in its
-  /// folder, in "geoloom" in or next to that folder, or in the "geoloom" folders of the installation's
-  /// library and data directories. Absent if there is none.
+  /// exists near the file that contains this code (the library, or a program that links it statically): in
+  /// its folder, in "geoloom" in or next to that folder, or in the "geoloom" folders of the installation's
+  /// library and data directories. Absent if the resource is not found.
   [[nodiscard]] static std::optional<std::filesystem::path> pathForResource(std::string_view name,
                                                                             std::string_view extension);
 

@@ -6,7 +6,7 @@
 
 namespace geoloom::platform {
 
-/// A non-recursive lock that one thread may take and another release, which std::mutex forbids.
+/// A non-recursive lock. Unlike std::mutex, it may be released by another thread.
 class NSLock {
  public:
   void lock();

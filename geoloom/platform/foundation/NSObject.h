@@ -7,7 +7,7 @@
 
 namespace geoloom::platform {
 
-/// Root of every class that an application shares with the kit. Held by std::shared_ptr, never copied.
+/// Base of the classes that an application shares with the kit. Held by std::shared_ptr, never copied.
 class GEOLOOM_EXPORT NSObject : public std::enable_shared_from_this<NSObject> {
  public:
   NSObject() = default;
@@ -15,7 +15,7 @@ class GEOLOOM_EXPORT NSObject : public std::enable_shared_from_this<NSObject> {
   NSObject& operator=(const NSObject&) = delete;
   virtual ~NSObject();
 
-  /// Identity, unless a class says otherwise. An absent object (nullptr) is unequal to every object.
+  /// Identity, unless a class overrides it. nullptr is unequal to every object.
   [[nodiscard]] virtual bool isEqual(const NSObject* other) const;
 
   /// Equal objects have equal hashes.

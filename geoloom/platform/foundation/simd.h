@@ -19,13 +19,13 @@ struct simd_float4 {
   friend bool operator==(const simd_float4&, const simd_float4&) = default;
 };
 
-/// Column-major, as the frameworks have it: columns[3] of a pose is its translation. Default: identity.
+/// Column-major, as in the frameworks: columns[3] of a pose is its translation. The default is the identity.
 struct simd_float4x4 {
   std::array<simd_float4, 4> columns{{{1, 0, 0, 0}, {0, 1, 0, 0}, {0, 0, 1, 0}, {0, 0, 0, 1}}};
   friend bool operator==(const simd_float4x4&, const simd_float4x4&) = default;
 };
 
-/// Column-major. Camera intrinsics are columns (fx, 0, 0), (0, fy, 0), (cx, cy, 1).
+/// Column-major. Camera intrinsics have the columns (fx, 0, 0), (0, fy, 0), (cx, cy, 1).
 struct simd_float3x3 {
   std::array<simd_float3, 3> columns{{{1, 0, 0}, {0, 1, 0}, {0, 0, 1}}};
   friend bool operator==(const simd_float3x3&, const simd_float3x3&) = default;

@@ -4,8 +4,8 @@
 
 namespace geoloom::platform {
 
-/// x' = a·x + tx, y' = d·y + ty: images are stretched, mirrored and shifted along their axes. Quarter turns
-/// belong to the orientation of a UIImage; there are no other rotations.
+/// x' = a·x + tx, y' = d·y + ty: scales, mirrors and shifts along the axes. It does not rotate; quarter turns
+/// are in the orientation of a UIImage.
 struct CGAffineTransform {
   CGFloat a = 1;
   CGFloat d = 1;

@@ -11,8 +11,8 @@
 
 namespace geoloom::platform {
 
-/// Draws into memory that the caller owns and keeps alive. The coordinates have their origin at the bottom
-/// left and y upwards, although memory begins with the top row. A transformation maps the coordinates
+/// Draws into memory that the caller owns and keeps alive. The origin of the coordinates is at the bottom
+/// left and y grows upwards, although memory begins with the top row. The transformation maps the coordinates
 /// of a drawing to these. Use it on one thread at a time.
 class GEOLOOM_EXPORT CGContext final : public NSObject {
  public:
@@ -26,7 +26,7 @@ class GEOLOOM_EXPORT CGContext final : public NSObject {
   [[nodiscard]] const CGPixelLayout& layout() const { return layout_; }
   [[nodiscard]] const CGAffineTransform& transform() const { return transform_; }
 
-  /// From now on `first` is applied to coordinates before the present transformation.
+  /// From now on `first` is applied to coordinates before the current transformation.
   void concatenate(const CGAffineTransform& first);
 
   /// Draws the image into `rect`, stretched to fill it, its top row at the larger y. `placement` is applied

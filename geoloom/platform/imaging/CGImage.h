@@ -11,8 +11,7 @@ namespace geoloom::platform {
 
 enum class CGColorSpace { deviceGray, deviceRGB };
 
-/// Meaning and position of the alpha byte, by the platform's published codes. Straight alpha is not
-/// supported.
+/// Meaning and position of the alpha byte; the platform's published codes. Straight alpha is not supported.
 enum class CGImageAlphaInfo : std::uint32_t {
   none = 0,
   premultipliedLast = 1,
@@ -40,7 +39,7 @@ struct CGPixelLayout {
   }
 };
 
-/// An immutable image: rows from the top. It shares ownership of its bytes; other owners must not write them
+/// An immutable image: rows from the top. It shares ownership of its bytes; other owners must not change them
 /// during its lifetime.
 class GEOLOOM_EXPORT CGImage final : public NSObject {
  public:

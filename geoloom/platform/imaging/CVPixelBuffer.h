@@ -11,7 +11,7 @@
 
 namespace geoloom::platform {
 
-/// Pixel formats by the platform's published codes.
+/// Pixel formats; the platform's published codes.
 enum class CVPixelFormatType : std::uint32_t {
   ARGB32 = 32,                       ///< 8 bits each, alpha first
   BGRA32 = 1111970369,               ///< "BGRA"
@@ -19,13 +19,13 @@ enum class CVPixelFormatType : std::uint32_t {
   biPlanarFullRange420 = 875704422,  ///< "420f": full-range luma plane, then interleaved CbCr at half size
 };
 
-/// Outcomes of creating a buffer, by the platform's published codes.
+/// Results of creating a buffer; the platform's published codes.
 enum CVReturn : std::int32_t {
   kCVReturnSuccess = 0,
   kCVReturnInvalidArgument = -6661,  ///< a size of 0
   kCVReturnAllocationFailed = -6662,
   kCVReturnInvalidPixelFormat = -6680,
-  kCVReturnInvalidSize = -6681,  ///< a size beyond what can be addressed
+  kCVReturnInvalidSize = -6681,  ///< a size that exceeds the address space
 };
 
 /// An image in memory: rows of pixels in one or two planes, possibly padded. Shared, never copied. Write the
@@ -59,8 +59,8 @@ class GEOLOOM_EXPORT CVPixelBuffer {
   /// Bytes from one row of a plane to the next; 0 for a plane that does not exist.
   [[nodiscard]] std::size_t bytesPerRow(std::size_t plane = 0) const;
 
-  /// Call in pairs around every write, from any thread (CVPixelBufferLock does). They count and never wait.
-  /// Readers of finished frames (the detector, the tools) need no lock.
+  /// Call in pairs around every write, from any thread (CVPixelBufferLock does). They only count and never
+  /// block. Readers of finished frames (the detector, the tools) need no lock.
   void lockBaseAddress() { ++locks_; }
   void unlockBaseAddress();
 

@@ -11,7 +11,7 @@ namespace geoloom::platform {
 
 class CVPixelBuffer;
 
-/// True if the bytes begin as a JPEG file does.
+/// True if the bytes begin like a JPEG file.
 [[nodiscard]] bool isJPEG(std::span<const std::uint8_t> bytes);
 
 /// Decodes a gray or colour JPEG file of at most 2^28 pixels into a new opaque BGRA buffer. Ignores the EXIF

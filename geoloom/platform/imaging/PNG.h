@@ -28,12 +28,12 @@ struct PNGImage {
   [[nodiscard]] const std::vector<std::uint16_t>* samples16() const { return std::get_if<1>(&samples); }
 };
 
-/// Larger widths and heights are refused, as are images of more than 2^28 pixels.
+/// Images of greater width or height, or of more than 2^28 pixels, are rejected.
 inline constexpr std::size_t MAXIMUM_PNG_SIDE = 32768;
 
-/// Palettes, gray of fewer than 8 bits, gray with alpha and transparent colours are converted without loss to
-/// the nearest of the six forms of PNGImage. A truncated or damaged file, or one too short for the size it
-/// states, is a failure whose message begins with `name`.
+/// Converts palettes, gray of fewer than 8 bits, gray with alpha and transparent colours without loss to one
+/// of the six forms of PNGImage (1, 3 or 4 channels of 8 or 16 bits). Fails for a truncated or damaged file,
+/// or one too short for its stated size; the message begins with `name`.
 [[nodiscard]] GEOLOOM_EXPORT base::Result<PNGImage> decodePNG(std::span<const std::uint8_t> bytes,
                                                               const std::string& name);
 [[nodiscard]] GEOLOOM_EXPORT base::Result<PNGImage> readPNG(const std::filesystem::path& path);
@@ -41,13 +41,13 @@ inline constexpr std::size_t MAXIMUM_PNG_SIDE = 32768;
 /// `compressionLevel` is 0 to 9, as in zlib.
 [[nodiscard]] GEOLOOM_EXPORT base::Result<std::vector<std::uint8_t>> encodePNG(const PNGImage& image,
                                                                                int compressionLevel = 6);
-/// Returns the reason if the file cannot be written.
+/// Returns the failure, or nothing if the file was written.
 [[nodiscard]] GEOLOOM_EXPORT std::optional<base::Failure> writePNG(const std::filesystem::path& path,
                                                                    const PNGImage& image,
                                                                    int compressionLevel = 6);
 
-/// A new BGRA buffer with the image: gray in all three colours, the upper 8 of 16 bits, alpha 255 if the
-/// image has none. Null for a size of 0.
+/// A new BGRA buffer with the image: gray in all three colours, the upper 8 of 16 bits, alpha 255 for an
+/// image without alpha. Null for a size of 0.
 [[nodiscard]] GEOLOOM_EXPORT std::shared_ptr<CVPixelBuffer> makePixelBuffer(const PNGImage& image);
 
 /// The image of a buffer in any format, as 8-bit RGB, or gray for `oneComponent8`, without alpha.

@@ -12,7 +12,7 @@
 
 namespace geoloom::platform {
 
-/// Whether the sizes describe an image that can be addressed, with sides and rows that fit libyuv's `int`.
+/// True if the image fits the address space, and its sides and rows fit libyuv's `int`.
 [[nodiscard]] constexpr bool isAddressable(std::size_t width, std::size_t height, std::size_t bytesPerRow,
                                            std::size_t bytesPerPixel) {
   constexpr std::size_t LARGEST = std::numeric_limits<std::int32_t>::max();

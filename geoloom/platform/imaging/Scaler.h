@@ -22,7 +22,7 @@ struct PixelTarget {
 };
 
 /// The part of a source that fills the target, in source pixels; pixel (x, y) covers [x, x+1) × [y, y+1). It
-/// may begin between pixels and extend a little beyond the edges, where the image is mirrored.
+/// may begin between pixels and extend a little beyond the edges; the image is mirrored there.
 struct SourceRegion {
   double left = 0;
   double top = 0;
@@ -31,10 +31,10 @@ struct SourceRegion {
   friend bool operator==(const SourceRegion&, const SourceRegion&) = default;
 };
 
-/// Resamples 8-bit images of 1 or 4 channels, each channel on its own, with a Lanczos filter of 3 lobes that
-/// widens with the reduction, so that nothing aliases; first one axis, then the other, limited to 0...255
-/// after each. Any row strides; source and target do not overlap. Callable from any number of threads; each
-/// keeps the prepared filter of its last call. False for sizes that zimg refuses.
+/// Resamples 8-bit images of 1 or 4 channels, each channel separately, with a Lanczos filter of 3 lobes that
+/// is widened for a reduction, so that nothing aliases; first one axis, then the other, limited to 0...255
+/// after each. Any row strides; source and target must not overlap. May be called from several threads at
+/// once; each keeps the prepared filter of its last call. False for sizes that zimg rejects.
 [[nodiscard]] bool scale(const PixelSource& source, const SourceRegion& region, std::size_t channels,
                          const PixelTarget& target);
 

@@ -16,7 +16,7 @@ namespace geoloom::platform {
 
 class CIContext;
 
-/// How to turn the stored image for display, by the platform's published codes.
+/// How to transform the stored image for display; the platform's published codes.
 enum class UIImageOrientation : int {
   up = 0,
   down = 1,          ///< by 180 degrees
@@ -28,7 +28,7 @@ enum class UIImageOrientation : int {
   rightMirrored = 7  ///< rows and columns exchanged, then by 180 degrees
 };
 
-/// An image with its scale and orientation for display. Immutable; may be shared by any number of threads.
+/// An image with its scale and orientation for display. Immutable; may be used from several threads at once.
 class GEOLOOM_EXPORT UIImage final : public NSObject {
  public:
   /// A scale of 0 means 1. Null without an image.
@@ -51,14 +51,14 @@ class GEOLOOM_EXPORT UIImage final : public NSObject {
   // The conversions below are defined in geoloom/utilities/UIImageConversion.cpp.
 
   /// An image of a camera's buffer, orientation `right`, scale 1. A one-plane buffer is shared, not copied:
-  /// writing the buffer changes the image. Null for an absent buffer.
+  /// changing the buffer changes the image. Null for an absent buffer.
   [[nodiscard]] static std::shared_ptr<UIImage> create(const std::shared_ptr<CVPixelBuffer>& pixelBuffer);
 
   /// A copy of the buffer, rendered by `context`, orientation `up`, scale 1. Null for an absent buffer.
   [[nodiscard]] static std::shared_ptr<UIImage> create(const std::shared_ptr<CVPixelBuffer>& pixelBuffer,
                                                        const CIContext& context);
 
-  /// An image that owns `bytes` (move them in; there is no copy): red, green, blue and premultiplied alpha,
+  /// An image that owns `bytes` (move them in to avoid a copy): red, green, blue and premultiplied alpha,
   /// `width * 4` bytes per row, rows from the top. Null for a size of 0 and too few bytes.
   [[nodiscard]] static std::shared_ptr<UIImage> fromByteArrayRGBA(
       std::vector<std::uint8_t> bytes, std::size_t width, std::size_t height, CGFloat scale = 0,
@@ -84,7 +84,7 @@ class GEOLOOM_EXPORT UIImage final : public NSObject {
   UIImageOrientation orientation_;
 };
 
-// The contexts that UIImage draws into. Each thread has its own stack.
+// The stack of contexts that UIImage draws into. Each thread has its own.
 
 GEOLOOM_EXPORT void UIGraphicsPushContext(std::shared_ptr<CGContext> context);
 /// Does nothing if the stack is empty.

@@ -22,8 +22,8 @@ enum vImage_Error : std::ptrdiff_t {
   kvImageBufferSizeMismatch = -21774,  ///< a size of 0, or rows shorter than their pixels
 };
 
-/// Scales four 8-bit channels of any meaning, each on its own: Lanczos with 3 lobes, widened by a reduction.
-/// The views must not overlap. Callable from any number of threads.
+/// Scales four 8-bit channels separately, in any order: Lanczos with 3 lobes, widened for a reduction so that
+/// it does not alias. The views must not overlap. May be called from several threads at once.
 [[nodiscard]] GEOLOOM_EXPORT vImage_Error vImageScale_ARGB8888(const vImage_Buffer& source,
                                                                const vImage_Buffer& destination);
 

@@ -13,7 +13,7 @@ struct CLLocationCoordinate2D {
   friend bool operator==(const CLLocationCoordinate2D&, const CLLocationCoordinate2D&) = default;
 };
 
-/// One fix of the device. Immutable, shared.
+/// A position of the device at a time. Immutable, shared.
 class GEOLOOM_EXPORT CLLocation final : public NSObject {
  public:
   CLLocation(CLLocationCoordinate2D coordinate, double altitude, double horizontalAccuracy,
@@ -37,7 +37,7 @@ class GEOLOOM_EXPORT CLHeading final : public NSObject {
   const double magneticHeading;
   /// Valid only if the accuracy is not negative.
   const double trueHeading;
-  /// Greatest deviation in degrees; negative if the reading is invalid.
+  /// Largest error in degrees; negative if the reading is invalid.
   const double headingAccuracy;
 };
 

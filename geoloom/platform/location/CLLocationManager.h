@@ -20,7 +20,7 @@ class GEOLOOM_EXPORT CLLocationManagerDelegate {
                                   const std::vector<std::shared_ptr<const CLLocation>>& locations) = 0;
   virtual void didUpdateHeading(CLLocationManager& manager,
                                 const std::shared_ptr<const CLHeading>& newHeading) = 0;
-  /// Whether a panel for calibrating the compass may be shown.
+  /// True if a panel for calibrating the compass may be shown.
   virtual bool shouldDisplayHeadingCalibration(CLLocationManager& manager) = 0;
 };
 
@@ -28,18 +28,19 @@ inline constexpr double kCLLocationAccuracyBest = -1;
 inline constexpr double kCLDistanceFilterNone = -1;
 inline constexpr double kCLHeadingFilterNone = -1;
 
-/// One client of the device's location. Configured and started from one thread; `location` may be read from
+/// One client of the device's location. Configure and start it on one thread; `location` may be called from
 /// any. Updates end when the manager or its delegate is destroyed.
 class GEOLOOM_EXPORT CLLocationManager final : public NSObject {
  public:
-  /// Uses the process's current provider.
+  /// A manager that uses the current provider of the process.
   [[nodiscard]] static std::shared_ptr<CLLocationManager> create();
   ~CLLocationManager() override;
 
-  /// The source of every manager created from now on; nullptr restores the default, which has no location.
+  /// Sets the source of all managers created from now on; nullptr restores the default, which has no
+  /// location.
   static void setProvider(std::shared_ptr<CLLocationProvider> provider);
 
-  /// Metres, metres, degrees. Assignable as on a phone; the providers here report every fix that they get.
+  /// Metres, metres, degrees. Without effect: the providers report every fix.
   double desiredAccuracy = kCLLocationAccuracyBest;
   double distanceFilter = kCLDistanceFilterNone;
   double headingFilter = kCLHeadingFilterNone;
@@ -51,7 +52,7 @@ class GEOLOOM_EXPORT CLLocationManager final : public NSObject {
   /// Reports the authorization status to the delegate.
   void requestWhenInUseAuthorization();
 
-  /// The latest fix; nullptr without one, and unless the provider is authorized.
+  /// The latest fix; nullptr before the first one or if the provider is not authorized.
   [[nodiscard]] std::shared_ptr<const CLLocation> location() const;
 
  private:

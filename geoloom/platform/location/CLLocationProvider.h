@@ -18,8 +18,8 @@ enum class CLAuthorizationStatus {
   authorizedWhenInUse = 4
 };
 
-/// A source of the device's location. Each implementation is a file of its own,
-/// CLLocationManager_<source>.cpp. Operations may be called from any thread.
+/// A source of the device's location; an application may implement its own. Operations may be called from any
+/// thread.
 class GEOLOOM_EXPORT CLLocationProvider {
  public:
   /// Callbacks of an observation; both run on the main queue and may be empty.
@@ -33,26 +33,26 @@ class GEOLOOM_EXPORT CLLocationProvider {
 
   [[nodiscard]] virtual CLAuthorizationStatus authorizationStatus() const = 0;
 
-  /// The last known fix, or nullptr. Used only while the status is an authorized one.
+  /// The last known fix, or nullptr. Used only while the provider is authorized.
   [[nodiscard]] virtual std::shared_ptr<const CLLocation> location() const = 0;
 
-  /// Observes from now on, until the returned token is destroyed.
+  /// Calls the observer for new fixes and headings until the returned token is destroyed.
   [[nodiscard]] virtual std::shared_ptr<void> observe(Observer observer) = 0;
 
   /// A device without a location.
   [[nodiscard]] static std::shared_ptr<CLLocationProvider> none();
 
-  /// A device at rest: the location is known at once and reported once to every observer.
+  /// A stationary device: the location is known at once and reported once to every observer.
   [[nodiscard]] static std::shared_ptr<CLLocationProvider> fixed(std::shared_ptr<const CLLocation> location);
 
-  /// A receiver served by gpsd. Reads from the daemon on a thread of its own until the provider is destroyed,
-  /// which does not block. If the daemon does not answer or ends, it is tried again silently, after 1 second
-  /// first and at last every 30 seconds.
+  /// A receiver served by gpsd. A separate thread reads from the daemon until the provider is destroyed,
+  /// which does not block. If the connection fails, the thread reconnects silently, after 1 second at first
+  /// and later every 30 seconds.
   ///
-  /// Accuracies are gpsd's estimates, mostly at 95%, or 100 m horizontally if gpsd has none. A fix without
-  /// altitude has the altitude 0 and the vertical accuracy -1. There are no headings: the direction of travel
-  /// is not the direction in which a device points. In a library built without gpsd it has no location, and
-  /// one line in the system log says so.
+  /// Accuracies are gpsd's estimates (mostly 95% confidence), or 100 m horizontally if gpsd has no estimate.
+  /// A fix without altitude has the altitude 0 and the vertical accuracy -1. There are no headings, because
+  /// the direction of travel is not the orientation of the device. In a library built without gpsd the
+  /// provider has no location and writes one line to the system log.
   [[nodiscard]] static std::shared_ptr<CLLocationProvider> gpsd(std::string host = "localhost",
                                                                 std::string port = "2947");
 };

@@ -8,18 +8,18 @@
 
 namespace geoloom::platform {
 
-/// The parts of a request's URL that the request's head and its signature use.
+/// The parts of a URL that the head of the request and its signature use.
 struct HTTPAddress {
-  /// Without TLS; the host is then a loopback address or "localhost".
+  /// True without TLS; the host is then a loopback address or "localhost".
   bool isPlain = false;
-  /// As the transfer sends it, with the port if it is not the scheme's default.
+  /// The value of the Host header: with the port if it is not the scheme's default.
   std::string host;
   /// Begins with a slash.
   std::string path;
-  /// Without its question mark; empty if there is none.
+  /// Without its question mark; empty for a URL without a query.
   std::string query;
 
-  /// Fails for an address to which nothing may be sent, in one line without credentials.
+  /// Fails for an address that is not allowed; the message contains no credentials.
   [[nodiscard]] static base::Result<HTTPAddress> of(const std::string& url);
 };
 

@@ -24,29 +24,29 @@ struct HTTPRequest {
   std::vector<std::pair<std::string, std::string>> headers;
   std::string contentType = "application/json";
   std::string body;
-  /// From the call to the last byte of the answer; at most a year.
+  /// Time from the call to the last byte of the answer; at most a year.
   std::chrono::milliseconds deadline = std::chrono::seconds(60);
-  /// Send it over a new connection that is closed afterwards. A kept connection may close just as the request
-  /// goes out, and then the request fails: this avoids that for requests that the caller does not repeat.
+  /// Send it over a new connection that is closed afterwards. A reused connection may close just as the
+  /// request is sent, and then the request fails; set this for requests that the caller does not repeat.
   bool ownConnection = false;
-  /// If a kept connection closes without an answer, send the request again over another. Only for requests
+  /// If a reused connection closes without an answer, send the request again over another. Only for requests
   /// that the service may handle twice without harm.
   bool mayBeSentTwice = false;
 };
 
-/// An answer that arrived whole, with any status.
+/// An answer that arrived completely, with any status.
 struct HTTPResponse {
   int status = 0;
   std::string body;
-  /// The service's time, if the answer states it.
+  /// The service's time, if the answer has a Date header.
   std::optional<Date> date;
 };
 
-/// The process's HTTP client: one thread drives all transfers. May be used from any thread. A request without
-/// a whole answer ends in a Failure: one line that names the fault and holds no credentials.
+/// The process's HTTP client: one thread runs all transfers. May be used from any thread. Without a complete
+/// answer a request fails; the message contains no credentials.
 class GEOLOOM_EXPORT HTTPClient {
  public:
-  /// Longer answers end in a failure.
+  /// A request with a longer answer fails.
   static constexpr std::size_t MAXIMUM_ANSWER_BYTES = std::size_t{64} << 20;
 
   [[nodiscard]] static HTTPClient& shared();
@@ -59,7 +59,7 @@ class GEOLOOM_EXPORT HTTPClient {
   void post(HTTPRequest request, std::shared_ptr<DispatchQueue> queue,
             std::function<void(base::Result<HTTPResponse>)> completion);
 
-  /// Sends the request and waits for the answer, in a BlockingScope.
+  /// Sends the request and blocks until the answer, in a BlockingScope.
   [[nodiscard]] base::Result<HTTPResponse> postAndWait(HTTPRequest request);
 
   /// Sends the request, returns at once and parses the answer on a global queue; `completion` runs exactly

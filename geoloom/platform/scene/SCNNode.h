@@ -16,8 +16,8 @@ namespace geoloom::platform {
 /// A node of a scene: position, orientation and scale relative to its parent, geometry, and child nodes.
 /// Always held by std::shared_ptr; a parent owns its children.
 ///
-/// May be used from any thread. Every operation is atomic: a snapshot contains all of it or nothing. Edits
-/// take constant time, a snapshot time proportional to the number of nodes.
+/// May be used from any thread. Every operation is atomic: a snapshot contains all of its effect or none.
+/// Changes take constant time, a snapshot time proportional to the number of nodes.
 class GEOLOOM_EXPORT SCNNode final : public NSObject {
  public:
   SCNNode();
@@ -35,8 +35,8 @@ class GEOLOOM_EXPORT SCNNode final : public NSObject {
   [[nodiscard]] std::shared_ptr<const SCNGeometry> geometry() const;
   void setGeometry(std::shared_ptr<const SCNGeometry> geometry);
 
-  /// Appends `child` to the children, after detaching it from its parent. Precondition: `child` is neither
-  /// null nor this node nor an ancestor of it.
+  /// Detaches `child` from its parent and appends it to the children of this node. Precondition: `child` is
+  /// not null, not this node and not an ancestor of it.
   void addChildNode(const std::shared_ptr<SCNNode>& child);
   /// Does nothing without a parent.
   void removeFromParentNode();

@@ -16,7 +16,7 @@ class GEOLOOM_EXPORT SCNScene final : public NSObject {
 
   [[nodiscard]] const std::shared_ptr<SCNNode>& rootNode() const { return rootNode_; }
 
-  /// A copy of the whole scene, which a renderer can traverse while other threads edit.
+  /// A copy of the whole scene, for a renderer to traverse while other threads change the scene.
   [[nodiscard]] SCNNodeSnapshot snapshot() const { return rootNode_->snapshot(); }
 
  private:

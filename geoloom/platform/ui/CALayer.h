@@ -14,9 +14,8 @@
 
 namespace geoloom::platform {
 
-/// A rectangular drawing and its sublayers. The list of sublayers and `isHidden` may be used from any thread:
-/// the kit adds layers on the application's thread and hides them on the main queue, while a renderer reads
-/// them.
+/// A layer of a view and its sublayers. The list of sublayers and `isHidden` may be used from any thread: the
+/// kit adds layers on the application's thread and hides them on the main queue, while a renderer reads them.
 class GEOLOOM_EXPORT CALayer : public NSObject {
  public:
   ~CALayer() override;

@@ -8,8 +8,8 @@
 
 namespace geoloom {
 
-/// One real object that the detector found in a camera frame and located in the world. Only the kit makes
-/// one.
+/// A real object that the detector found in a camera frame and located in the world. Only the kit creates
+/// these. Immutable.
 class GEOLOOM_EXPORT DetectedObject : public platform::NSObject {
  public:
   /// Class name, such as "chair".
@@ -18,10 +18,10 @@ class GEOLOOM_EXPORT DetectedObject : public platform::NSObject {
   const float confidence;
   /// Centre of the object's bounds: metres, in the coordinates of the AR session.
   const platform::SCNVector3 center;
-  /// Metres.
+  /// Height of the bounds in metres.
   const float height;
 
-  /// "<name>, <confidence>, <height>", the numbers as the shortest text that reads back: "chair, 0.8125,
+  /// "<name>, <confidence>, <height>", each number with the fewest digits that identify it: "chair, 0.8125,
   /// 0.9".
   [[nodiscard]] std::string print() const;
 

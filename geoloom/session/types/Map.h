@@ -7,15 +7,15 @@
 
 namespace geoloom {
 
-/// One map of the mapping service's list of maps near a place.
+/// A map in the mapping service's list of maps near a place.
 class GEOLOOM_EXPORT Map : public platform::NSObject {
  public:
   Map(std::string userID, std::string mapID, double latitude, double longitude, double altitude,
       double horizontalAccuracy, double verticalAccuracy);
 
-  /// The user who owns the map.
+  /// The user who made the map.
   std::string userID;
-  /// The application's identifier of the map.
+  /// The application's identifier of the map, as passed to MapSession::create.
   std::string mapID;
   /// Degrees.
   double latitude;

@@ -9,7 +9,7 @@
 
 namespace geoloom {
 
-/// One virtual object of the application in a map.
+/// A virtual object of the application in a map.
 class GEOLOOM_EXPORT MapAsset : public platform::NSObject {
  public:
   /// Confidence of an asset that the application made.
@@ -23,9 +23,9 @@ class GEOLOOM_EXPORT MapAsset : public platform::NSObject {
   std::string assetID;
   /// Metres, in the coordinates of the AR session.
   platform::SCNVector3 position;
-  /// Radians about the vertical axis, in the coordinates of the session that placed the asset. An asset that
-  /// comes back from a map carries the value it was stored with: only its position is moved. To turn it with
-  /// the map, add the rotation of MapSession::lastTransform() (counterclockwise seen from above):
+  /// Radians about the vertical axis, in the coordinates of the session that placed the asset. In an asset
+  /// from a map this is the stored value: only the position is transformed. For the orientation in this
+  /// session add the rotation of MapSession::lastTransform() (counterclockwise seen from above):
   ///
   ///     const float heading = asset->orientation + session->lastTransform()->rotation;
   float orientation;

@@ -12,12 +12,12 @@ enum class MapMode : long {
   localization = 1,
 };
 
-/// The number for other languages and for log lines.
+/// The number in other languages and in log lines.
 [[nodiscard]] constexpr long rawValue(MapMode mode) {
   return static_cast<long>(mode);
 }
 
-/// Empty if the number is not a mode.
+/// Absent if the number is not a mode.
 [[nodiscard]] constexpr std::optional<MapMode> mapModeFromRawValue(long raw) {
   if (raw < 0 || raw > 1) return std::nullopt;
   return static_cast<MapMode>(raw);

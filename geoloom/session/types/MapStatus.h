@@ -4,17 +4,17 @@
 
 namespace geoloom {
 
-/// The outcome of opening a session, reported to the status callback on the main queue, at most once a
-/// session. Reserved values have no meaning and are not reported; treat them as unknown.
+/// The result of opening a session, reported to the status callback on the main queue, at most once per
+/// session. Reserved values are never reported; treat them as unknown.
 enum class MapStatus : long {
   /// The service has assigned the session's identifiers; a mapping session accepts placements from now on.
   initialized = 0,
-  /// Localization: the service has no map with that identifier.
+  /// The service has no map with that identifier; in localization mode only.
   mapNotFound = 1,
   /// The service could not be reached, or its answer was not valid.
   connectionFailed = 2,
   reserved3 = 3,
-  /// The service refused for another reason.
+  /// The service rejected the request for another reason.
   serviceError = 4,
   reserved5 = 5,
   reserved6 = 6,
@@ -27,7 +27,7 @@ enum class MapStatus : long {
   return static_cast<long>(status);
 }
 
-/// Empty if the number is not a status.
+/// Absent if the number is not a status.
 [[nodiscard]] constexpr std::optional<MapStatus> mapStatusFromRawValue(long raw) {
   if (raw < 0 || raw > 9) return std::nullopt;
   return static_cast<MapStatus>(raw);

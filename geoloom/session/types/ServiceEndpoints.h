@@ -6,15 +6,15 @@
 
 namespace geoloom {
 
-/// Addresses of the services. Requests to an empty address fail as if it did not answer; metrics are not
-/// sent. HTTPS, or plain HTTP to this machine. A session uses the endpoints that are current while it is
-/// constructed.
+/// Addresses of the services: HTTPS, or plain HTTP to this machine. Requests to an empty address fail as if
+/// it did not answer; without an address, metrics are not sent. A session uses the endpoints that are current
+/// while it is created.
 struct GEOLOOM_EXPORT ServiceEndpoints {
   /// Base address of the mapping service, without a trailing slash: "https://<host>/prod/maps".
   std::string production;
   /// The same for its beta: "https://<host>/beta/maps".
   std::string beta;
-  /// The whole address of the localization by objects: "https://<host>/dev/scene-understanding/localize".
+  /// Full address of the localization by objects: "https://<host>/dev/scene-understanding/localize".
   std::string sceneUnderstanding;
   /// Address of the table service: "https://<host>".
   std::string tables;
@@ -27,7 +27,7 @@ struct GEOLOOM_EXPORT ServiceEndpoints {
   /// The endpoints set last, else those of the build's configuration (GEOLOOM_PRODUCTION_URL and so on). May
   /// be called from any thread.
   [[nodiscard]] static ServiceEndpoints current();
-  /// Set before the first session is constructed.
+  /// Call before the first session is created.
   static void setCurrent(ServiceEndpoints endpoints);
 };
 

@@ -4,7 +4,7 @@
 
 namespace geoloom {
 
-/// The size of the view that shows the camera, upright, in points: a phone's is higher than wide.
+/// The size of the upright view that shows the camera, in points. On a phone it is higher than wide.
 struct ViewSize {
   platform::CGFloat width = 0;
   platform::CGFloat height = 0;
