@@ -32,7 +32,7 @@ using boost::system::error_code;
 constexpr std::size_t MAXIMUM_HEAD_BYTES = std::size_t{64} * 1024;
 constexpr std::size_t MAXIMUM_TARGET_BYTES = std::size_t{8} * 1024;
 constexpr std::size_t PIECE_BYTES = std::size_t{16} * 1024;
-/// For the client to read the answer and close a connection that the server will not use again.
+/// Time for the client to read the answer and close a connection that the server does not reuse.
 constexpr std::chrono::milliseconds CLOSING_DEADLINE{1000};
 
 using Head = http::request<http::buffer_body>;
@@ -265,7 +265,7 @@ class Connection final : public HTTPConnection, public std::enable_shared_from_t
     }
   }
 
-  /// What the client is still sending would turn into a reset that destroys the answer on its way.
+  /// If the socket were closed while the client still sends, a reset could destroy the answer in flight.
   void discardRest() {
     error_code ignored;
     socket().shutdown(tcp::socket::shutdown_send, ignored);
@@ -281,7 +281,7 @@ class Connection final : public HTTPConnection, public std::enable_shared_from_t
   asio::steady_timer timer_;
   Phase phase_ = Phase::idle;
   bool isLate_ = false;
-  bool isKept_ = false;  ///< whether the bytes after this request are the next one
+  bool isKept_ = false;  ///< true if the bytes after this request are the next one
   beast::flat_buffer input_;
   std::optional<http::request_parser<http::buffer_body>> parser_;
   std::string piece_;

@@ -14,8 +14,8 @@
 
 namespace geoloom::localcloud {
 
-/// One client. All functions are called on the thread that runs HTTPShared::io; the handler runs on the
-/// workers.
+/// The connection of one client. Call all functions on the thread that runs HTTPShared::io; the handler runs
+/// on the workers.
 class HTTPConnection {
  public:
   HTTPConnection() = default;
@@ -28,7 +28,7 @@ class HTTPConnection {
   virtual void stop() = 0;
 };
 
-/// What the connections of a server share.
+/// The state that the connections of a server share.
 struct HTTPShared {
   const HTTPServer::Options options;
   const HTTPServer::Handler handler;
@@ -36,7 +36,7 @@ struct HTTPShared {
   boost::asio::thread_pool workers;
   std::set<HTTPConnection*> connections = {};
   std::function<void()> connectionEnded = {};
-  std::size_t answering = 0;  ///< requests that wait for a worker or are with one
+  std::size_t answering = 0;  ///< requests that wait for a worker or are being handled
   bool isStopping = false;
 };
 

@@ -23,7 +23,7 @@ using asio::ip::tcp;
 using boost::system::error_code;
 
 constexpr int BACKLOG = 4096;
-/// Writes wait for the disk one after the other; reads go on beside them.
+/// Enough for reads while writes wait, one after the other, for the disk.
 constexpr std::size_t WORKERS = 16;
 
 tcp::acceptor listen(asio::io_context& io, const std::string& host, int port) {
@@ -123,7 +123,7 @@ class HTTPServer::Listener {
 
   std::optional<asio::ssl::context> tls_;
   HTTPShared shared_;
-  // Of the serving thread, once it runs.
+  // Used by the serving thread only, once it runs.
   tcp::acceptor acceptor_;
   const int port_;
   asio::steady_timer retry_;

@@ -25,8 +25,8 @@ class ListenError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-/// HTTP/1.1 over TCP or TLS: whole requests in, whole answers out. One thread reads and writes all
-/// connections, which are kept for further requests; workers run the handler.
+/// HTTP/1.1 over TCP or TLS: the handler gets complete requests and returns complete answers. One thread
+/// reads and writes all connections, which are kept for further requests; workers run the handler.
 class HTTPServer {
  public:
   struct Options {
@@ -36,7 +36,7 @@ class HTTPServer {
     std::size_t bodyLimit = std::size_t{8} * 1024 * 1024;
     /// Further connections wait until one ends.
     std::size_t connectionLimit = 16'000;
-    /// Requests that wait for a worker or are with one; further ones are answered with status 503.
+    /// Requests that wait for a worker or are being handled; further ones are answered with status 503.
     std::size_t answeringLimit = 4'000;
     /// Time to receive a request, from its first byte, and again to send its answer.
     std::chrono::milliseconds requestDeadline{15'000};

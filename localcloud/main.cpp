@@ -53,7 +53,7 @@ void describe(CLI::App& app, Arguments& arguments) {
                  "Address to listen on; one that is not loopback needs a developer key and --tls")
       ->capture_default_str();
   auto* const key = app.add_option("--developer-key", server.developerKey,
-                                   "Accept only what is signed with this developer key's pair");
+                                   "Accept only requests signed with this developer key's pair");
   app.add_option("--developer-key-file", arguments.developerKeyFile,
                  "The same, from the first line of a file")
       ->excludes(key);
