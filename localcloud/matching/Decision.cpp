@@ -11,14 +11,16 @@ namespace geoloom::localcloud {
 namespace {
 
 // Calibrated with `geoloom evaluate` (docs/matching.md).
-constexpr double EVIDENCE_TO_ACCEPT = 3;
-constexpr double MARGIN_TO_RUNNER_UP = 4;
+constexpr double EVIDENCE_TO_ACCEPT = 2.5;
+constexpr double MARGIN_TO_RUNNER_UP = 6;
 constexpr double LARGEST_STRAIN = 4;
-constexpr double LARGEST_PREDICTED_ERROR_METERS = 0.2;
+constexpr double LARGEST_PREDICTED_ERROR_METERS = 0.3;
 constexpr double VISIBLE_MOVE_METERS = 0.02;
 constexpr double CLEARLY_SHARPER = 0.7;
 // Seen from one side, all objects seem to stand nearer; this share of a pair's variance does not average out.
 constexpr double SHARED_ERROR = 0.15;
+// A normal error over the ground exceeds its root mean square times √(ln 20) in one case of twenty.
+constexpr double RADIUS_OF_95_PERCENT = 1.73;
 constexpr double HALF_QUALITY_METERS = 0.1;
 
 double predictedError(const Pose& pose, const std::vector<Point>& places) {
@@ -26,7 +28,7 @@ double predictedError(const Pose& pose, const std::vector<Point>& places) {
   for (const Point& place : places) worst = std::max(worst, pose.fit.errorVariance(place));
   const double common = SHARED_ERROR * static_cast<double>(pose.pairs.size()) *
                         (2 * pose.fit.groundVariance + pose.fit.heightVariance);
-  return std::sqrt(worst * pose.strain + common);
+  return RADIUS_OF_95_PERCENT * std::sqrt(worst * pose.strain + common);
 }
 
 /// An object without partner moved if the other side has one of its name without partner too.

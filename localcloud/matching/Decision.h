@@ -23,7 +23,7 @@ enum class Reason {
 /// Where a session stands in a map.
 struct Estimate {
   RigidTransform transform;         ///< from the map's coordinates to the session's
-  double predictedErrorMeters = 0;  ///< root mean square at the worst placement
+  double predictedErrorMeters = 0;  ///< 95% of the answers are closer, at the worst placement
 };
 
 /// What is known about where a session stands, and why no more.

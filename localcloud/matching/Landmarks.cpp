@@ -15,8 +15,10 @@ namespace geoloom::localcloud {
 
 namespace {
 
-// Bounds that keep the worst input within a second: 4 million distances a name, 96 landmarks.
+// Bounds that keep the worst input within a second: 4 million distances a name, 96 landmarks. A session is
+// looked at several times a second, and its older sightings count little.
 constexpr std::size_t MAXIMUM_SIGHTINGS_OF_A_NAME = 2000;
+constexpr std::size_t MAXIMUM_RECENT_SIGHTINGS_OF_A_NAME = 500;
 constexpr std::size_t MAXIMUM_LANDMARKS_OF_A_NAME = 24;
 constexpr std::size_t MAXIMUM_LANDMARKS = 96;
 
@@ -116,9 +118,11 @@ Point medianOf(const std::vector<const Sighting*>& sightings) {
 }
 
 /// The latest, so that a long session follows the walk.
-std::vector<const Sighting*> bounded(std::vector<const Sighting*> sightings) {
-  if (sightings.size() > MAXIMUM_SIGHTINGS_OF_A_NAME)
-    sightings.erase(sightings.begin(), sightings.end() - MAXIMUM_SIGHTINGS_OF_A_NAME);
+std::vector<const Sighting*> bounded(std::vector<const Sighting*> sightings, Age age) {
+  const std::size_t most =
+      age == Age::fades ? MAXIMUM_RECENT_SIGHTINGS_OF_A_NAME : MAXIMUM_SIGHTINGS_OF_A_NAME;
+  if (sightings.size() > most)
+    sightings.erase(sightings.begin(), sightings.end() - static_cast<std::ptrdiff_t>(most));
   return sightings;
 }
 
@@ -229,12 +233,12 @@ Landmark landmarkOf(const std::vector<const Group*>& groups, const Drift& drift,
   return landmark;
 }
 
-std::vector<Group> groupsOf(const std::vector<Sighting>& sightings) {
+std::vector<Group> groupsOf(const std::vector<Sighting>& sightings, Age age) {
   std::map<std::string, std::vector<const Sighting*>> byName;
   for (const Sighting& seen : sightings) byName[seen.name].push_back(&seen);
   std::vector<Group> groups;
   for (auto& [name, ofName] : byName) {
-    std::vector<Group> found = groupsOfOneName(name, bounded(std::move(ofName)));
+    std::vector<Group> found = groupsOfOneName(name, bounded(std::move(ofName), age));
     if (found.size() > MAXIMUM_LANDMARKS_OF_A_NAME) found.resize(MAXIMUM_LANDMARKS_OF_A_NAME);
     std::move(found.begin(), found.end(), std::back_inserter(groups));
   }
@@ -269,13 +273,13 @@ std::vector<Landmark> findLandmarks(const std::vector<Sighting>& sightings, Age 
     seen.push_back(sighting);
     last = std::max(last, sighting.frame);
   }
-  std::vector<Group> groups = groupsOf(seen);
+  std::vector<Group> groups = groupsOf(seen, age);
   Drift drift;
   for (int round = 0; age == Age::fades && round < DRIFT_ROUNDS; ++round) {
     drift = driftOf(groups, last);
     for (Sighting& sighting : seen)
       sighting.position = drift.now(sighting.position, static_cast<double>(last - sighting.frame));
-    groups = groupsOf(seen);
+    groups = groupsOf(seen, age);
   }
   std::vector<std::vector<const Group*>> objects;
   for (const Group& group : groups) {

@@ -78,7 +78,7 @@ SessionOutcome attend(const Visit& visit, const NoiseModel& noise) {
     current = answer;
     const double error = errorOf(answer, visit, frame);
     ++outcome.answers;
-    if (!visit.isOtherRoom && error < 2 * answer.predictedErrorMeters) ++outcome.calibrated;
+    if (!visit.isOtherRoom && error < answer.predictedErrorMeters) ++outcome.calibrated;
     if (visit.isOtherRoom || error > answer.predictedErrorMeters + TOLERANCE) outcome.wrong = true;
   }
   outcome.localized = current.has_value();

@@ -34,7 +34,7 @@ struct SessionOutcome {
   double firstAnswerSeconds = 0;
   double lastError = 0;  ///< metres, of the worst asset when the session ended
   int answers = 0;       ///< rows that the session was given
-  int calibrated = 0;    ///< of these, the ones off by less than twice their prediction
+  int calibrated = 0;    ///< of these, the ones off by less than their prediction, which claims 95%
 };
 
 struct ConditionResult {
