@@ -33,7 +33,13 @@ std::shared_ptr<platform::CVPixelBuffer> sensorImageOf(const platform::CVPixelBu
 }
 
 void useBuiltModel() {
+  useBuiltOpenCVEngine();
   platform::LibraryBundle::setPathForResource("feature_model", "mlmodelc", builtModel());
+}
+
+void useBuiltOpenCVEngine() {
+  platform::LibraryBundle::setPathForResource("geoloom-opencv", "so",
+                                              builtModel().parent_path() / "geoloom-opencv.so");
 }
 
 }  // namespace geoloom::test

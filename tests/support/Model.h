@@ -25,4 +25,7 @@ namespace geoloom::test {
 /// Makes detectors of this process load the built model.
 void useBuiltModel();
 
+/// Makes models of this process that oneDNN does not run load the engine that was built beside the library.
+void useBuiltOpenCVEngine();
+
 }  // namespace geoloom::test

@@ -40,8 +40,10 @@ Mapping mapped(const std::filesystem::path& path) {
 base::Result<std::unique_ptr<NetworkEngine>> makeEngine(const std::string& path,
                                                         const ModelManifest& manifest) {
   const Mapping file = mapped(path);
-  const auto network = readONNX({file.get(), file ? file.get_deleter().size : 0});
-  const auto plan = network ? planNetwork(*network, manifest) : network.failure();
+  if (!file) return base::Failure{std::filesystem::exists(path) ? "cannot be read" : "there is no such file"};
+  const auto network = readONNX({file.get(), file.get_deleter().size});
+  if (!network) return network.failure();
+  const auto plan = planNetwork(*network, manifest);
   auto engine = plan ? makeOneDNNEngine(*plan) : plan.failure();
   const std::string reason = engine ? "" : ", because " + engine.failure().message;
   if (!engine) engine = makeOpenCVEngine(path, manifest);

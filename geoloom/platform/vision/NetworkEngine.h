@@ -21,15 +21,17 @@ class NetworkEngine {
   /// The engine with its precision and the processor's instructions that it uses.
   [[nodiscard]] virtual std::string description() const = 0;
 
+  using Fill = std::function<void(float* planes)>;
+
   /// Runs the network on the 3 * width * height floats that `fill` writes. outputs[i] has room for output i.
-  [[nodiscard]] virtual base::Result<void> run(const std::function<void(float* planes)>& fill,
-                                               std::span<float* const> outputs) = 0;
+  [[nodiscard]] virtual base::Result<void> run(const Fill& fill, std::span<float* const> outputs) = 0;
 };
 
 /// An engine of oneDNN's primitives. Copies the weights. Fails if the library lacks a primitive.
 [[nodiscard]] base::Result<std::unique_ptr<NetworkEngine>> makeOneDNNEngine(const NetworkPlan& plan);
 
-/// OpenCV's dnn on an ONNX file.
+/// OpenCV's dnn on an ONNX file, in a part of the library that is loaded here for the first time:
+/// geoloom-opencv.so, found like the detection model (LibraryBundle).
 [[nodiscard]] base::Result<std::unique_ptr<NetworkEngine>> makeOpenCVEngine(const std::string& path,
                                                                             const ModelManifest& manifest);
 

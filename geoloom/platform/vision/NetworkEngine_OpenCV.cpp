@@ -1,86 +1,41 @@
-#include <algorithm>
-#include <cstring>
-#include <mutex>
+#include <dlfcn.h>
 
-#include <opencv2/core.hpp>
-#include <opencv2/dnn.hpp>
-
-#include "geoloom/platform/foundation/NSLock.h"
+#include "geoloom/platform/foundation/LibraryBundle.h"
 #include "geoloom/platform/vision/NetworkEngine.h"
+#include "geoloom/platform/vision/OpenCVPart.h"
 
 namespace geoloom::platform {
 
 namespace {
 
-/// Runs one network at a time.
 class OpenCVEngine final : public NetworkEngine {
  public:
-  OpenCVEngine(const std::string& path, const ModelManifest& manifest)
-      : manifest_(manifest), net_(cv::dnn::readNetFromONNX(path)) {
-    const int shape[] = {1, 3, static_cast<int>(manifest.inputHeight), static_cast<int>(manifest.inputWidth)};
-    input_ = cv::Mat(4, shape, CV_32F, cv::Scalar(0));
-    net_.setInput(input_, manifest.inputName);
-    for (const auto& output : manifest.outputs) names_.push_back(output.name);
-  }
-
-  /// An output of the manifest that the network lacks.
-  [[nodiscard]] std::optional<std::string> missingOutput() const {
-    const auto known = net_.getUnconnectedOutLayersNames();
-    for (const auto& name : names_)
-      if (std::find(known.begin(), known.end(), name) == known.end()) return name;
-    return std::nullopt;
-  }
-
+  explicit OpenCVEngine(OpenCVRun run) : run_(std::move(run)) {}
   [[nodiscard]] std::string description() const override { return "OpenCV, 32-bit floats"; }
-
-  base::Result<void> run(const std::function<void(float* planes)>& fill,
-                         std::span<float* const> outputs) override {
-    const std::lock_guard guard(lock_);
-    try {
-      // Inside one of its parallel loops OpenCV starts no threads. This leaves the process-wide number of
-      // threads, which the application chooses, unchanged.
-      cv::parallel_for_(cv::Range(0, 1), [&](const cv::Range&) {
-        fill(input_.ptr<float>());
-        net_.setInput(input_, manifest_.inputName);
-        net_.forward(results_, names_);
-      });
-    } catch (const std::exception&) {
-      return base::Failure{"the network cannot be run on the input that its manifest states"};
-    }
-    for (std::size_t i = 0; i < outputs.size(); ++i) {
-      const cv::Mat& result = results_[i];
-      std::size_t count = 1;
-      for (const std::ptrdiff_t size : manifest_.outputs[i].shape) count *= static_cast<std::size_t>(size);
-      if (result.type() != CV_32F || !result.isContinuous() || result.total() != count)
-        return base::Failure{"the shape of output \"" + names_[i] + "\" differs from the manifest's"};
-      // Copied, because OpenCV writes its next results to the same memory.
-      std::memcpy(outputs[i], result.ptr<float>(), count * sizeof(float));
-    }
-    return {};
+  base::Result<void> run(const Fill& fill, std::span<float* const> outputs) override {
+    return run_(fill, outputs);
   }
 
  private:
-  const ModelManifest manifest_;
-  std::vector<cv::String> names_;
-  NSLock lock_;  ///< guards the members below
-  cv::dnn::Net net_;
-  cv::Mat input_;
-  std::vector<cv::Mat> results_;
+  const OpenCVRun run_;
 };
 
 }  // namespace
 
 base::Result<std::unique_ptr<NetworkEngine>> makeOpenCVEngine(const std::string& path,
                                                               const ModelManifest& manifest) {
-  try {
-    auto engine = std::make_unique<OpenCVEngine>(path, manifest);
-    if (const auto missing = engine->missingOutput())
-      return base::Failure{"the network has no output \"" + *missing + "\""};
-    return std::unique_ptr<NetworkEngine>(std::move(engine));
-  } catch (const std::exception&) {
-    // OpenCV's own text names only its source files.
-    return base::Failure{"cannot be loaded as a network with the input \"" + manifest.inputName + "\""};
-  }
+  const auto file = LibraryBundle::pathForResource("geoloom-opencv", "so");
+  if (!file) return base::Failure{"geoloom-opencv.so, which runs other networks, is not beside the library"};
+  // Loaded until the process ends.
+  void* const part = dlopen(file->c_str(), RTLD_NOW | RTLD_LOCAL);
+  if (part == nullptr)
+    return base::Failure{std::string("cannot load the part for other networks: ") + dlerror()};
+  auto* const load = reinterpret_cast<LoadOpenCVNetwork*>(dlsym(part, OPENCV_PART_SYMBOL));
+  if (load == nullptr) return base::Failure{file->string() + " is not the part for other networks"};
+  base::Result<OpenCVRun> run = OpenCVRun();
+  load(path, manifest, run);
+  if (!run) return run.failure();
+  return std::unique_ptr<NetworkEngine>(new OpenCVEngine(*std::move(run)));
 }
 
 }  // namespace geoloom::platform

@@ -71,11 +71,9 @@ TEST(MLModel, NamesABundleThatCannotBeLoaded) {
   EXPECT_EQ(messageOf(bundle), (bundle / "manifest.json").string() + ": is a directory");
   std::filesystem::remove(bundle / "manifest.json");
   folder.write("m.mlmodelc/manifest.json", GOOD);
-  const std::string unloadable =
-      (bundle / "model.onnx").string() + ": cannot be loaded as a network with the input \"picture\"";
-  EXPECT_EQ(messageOf(bundle), unloadable);
+  EXPECT_EQ(messageOf(bundle), (bundle / "model.onnx").string() + ": there is no such file");
   folder.write("m.mlmodelc/model.onnx", "not a network");
-  EXPECT_EQ(messageOf(bundle), unloadable);
+  EXPECT_EQ(messageOf(bundle), (bundle / "model.onnx").string() + ": not an ONNX file");
 }
 
 }  // namespace

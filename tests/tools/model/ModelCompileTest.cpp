@@ -10,6 +10,7 @@
 #include "geoloom/platform/vision/MLModel.h"
 #include "geoloom/platform/vision/NetworkPlan.h"
 
+#include "tests/support/Model.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "tests/tools/model/ReferenceInterpreter.h"
 #include "tests/tools/model/TinyDetector.h"
@@ -234,6 +235,7 @@ TEST(ModelCompile, OtherOperatorsRunOnOpenCV) {
   const test::TemporaryDirectory bundle;
   bundle.write("manifest.json", SMALL_MANIFEST);
   bundle.write("model.onnx", graph.model("small"));
+  test::useBuiltOpenCVEngine();
   const auto model = platform::MLModel::create(bundle.path());
   ASSERT_TRUE(model) << model.failure().message;
   EXPECT_TRUE((*model)->engineDescription().starts_with("OpenCV")) << (*model)->engineDescription();
