@@ -1,5 +1,6 @@
 #include "geoloom/platform/vision/MLModel.h"
 
+#include <atomic>
 #include <map>
 #include <mutex>
 
@@ -18,6 +19,8 @@ namespace geoloom::platform {
 namespace {
 
 constexpr std::uint64_t MAXIMUM_MANIFEST_BYTES = 1 << 20;
+
+std::atomic<MLModelPrecision> modelPrecision = MLModelPrecision::float32;
 
 struct Unmap {
   std::size_t size;
@@ -38,13 +41,14 @@ Mapping mapped(const std::filesystem::path& path) {
 
 /// oneDNN for the networks that it can run, otherwise OpenCV. Logs which.
 base::Result<std::unique_ptr<NetworkEngine>> makeEngine(const std::string& path,
-                                                        const ModelManifest& manifest) {
+                                                        const ModelManifest& manifest,
+                                                        MLModelPrecision precision) {
   const Mapping file = mapped(path);
   if (!file) return base::Failure{std::filesystem::exists(path) ? "cannot be read" : "there is no such file"};
   const auto network = readONNX({file.get(), file.get_deleter().size});
   if (!network) return network.failure();
   const auto plan = planNetwork(*network, manifest);
-  auto engine = plan ? makeOneDNNEngine(*plan) : plan.failure();
+  auto engine = plan ? makeOneDNNEngine(*plan, precision) : plan.failure();
   const std::string reason = engine ? "" : ", because " + engine.failure().message;
   if (!engine) engine = makeOpenCVEngine(path, manifest);
   if (engine) SystemLog::log(path + ": runs on " + (*engine)->description() + reason);
@@ -58,10 +62,10 @@ struct MLModel::State {
   std::string name;  ///< of the network's file
   std::unique_ptr<NetworkEngine> engine;
 
-  base::Result<void> load(const std::filesystem::path& bundle);
+  base::Result<void> load(const std::filesystem::path& bundle, MLModelPrecision precision);
 };
 
-base::Result<void> MLModel::State::load(const std::filesystem::path& bundle) {
+base::Result<void> MLModel::State::load(const std::filesystem::path& bundle, MLModelPrecision precision) {
   const auto manifestPath = bundle / "manifest.json";
   const auto text = base::readFile(manifestPath, MAXIMUM_MANIFEST_BYTES);
   if (!text) return text.failure();
@@ -69,7 +73,7 @@ base::Result<void> MLModel::State::load(const std::filesystem::path& bundle) {
   if (!parsed) return parsed.failure();
   manifest = *std::move(parsed);
   name = (bundle / manifest.network).string();
-  auto made = makeEngine(name, manifest);
+  auto made = makeEngine(name, manifest, precision);
   if (!made) return base::Failure{name + ": " + made.failure().message};
   engine = *std::move(made);
   return {};
@@ -86,6 +90,10 @@ std::string MLModel::engineDescription() const {
   return state_->engine->description();
 }
 
+void MLModel::setPrecision(MLModelPrecision precision) {
+  modelPrecision = precision;
+}
+
 base::Result<std::shared_ptr<MLModel>> MLModel::create(const std::filesystem::path& bundle) {
   std::error_code error;
   const auto canonical = std::filesystem::canonical(bundle, error);
@@ -94,13 +102,16 @@ base::Result<std::shared_ptr<MLModel>> MLModel::create(const std::filesystem::pa
   // Never destroyed, because sessions live until the process ends. Loads under the lock, so that two sessions
   // that start together share one model.
   static auto& lock = *new NSLock;
-  static auto& models = *new std::map<std::filesystem::path, std::weak_ptr<MLModel>>;
+  static auto& models =
+      *new std::map<std::pair<std::filesystem::path, MLModelPrecision>, std::weak_ptr<MLModel>>;
   const std::lock_guard guard(lock);
-  if (auto shared = models[canonical].lock()) return shared;
+  const MLModelPrecision precision = modelPrecision;
+  auto& known = models[{canonical, precision}];
+  if (auto shared = known.lock()) return shared;
   auto state = std::make_unique<State>();
-  if (const auto loaded = state->load(canonical); !loaded) return loaded.failure();
+  if (const auto loaded = state->load(canonical, precision); !loaded) return loaded.failure();
   std::shared_ptr<MLModel> model(new MLModel(std::move(state)));
-  models[canonical] = model;
+  known = model;
   // Engines register exit handlers when they first load a network and when they first run one.
   base::restAtExit();
   return model;

@@ -9,6 +9,7 @@
 #include "geoloom/Export.h"
 #include "geoloom/base/Result.h"
 #include "geoloom/platform/foundation/NSObject.h"
+#include "geoloom/platform/vision/MLModelPrecision.h"
 #include "geoloom/platform/vision/MLMultiArray.h"
 #include "geoloom/platform/vision/ModelManifest.h"
 
@@ -33,6 +34,10 @@ class GEOLOOM_EXPORT MLModel final : public NSObject {
  public:
   /// Loads the bundle, or shares it. The failure names the file and the fault.
   [[nodiscard]] static base::Result<std::shared_ptr<MLModel>> create(const std::filesystem::path& bundle);
+
+  /// Sets the precision of models that are loaded from now on by oneDNN. float32 unless set. The detection
+  /// model is loaded with the first session.
+  static void setPrecision(MLModelPrecision precision);
 
   ~MLModel() override;
 

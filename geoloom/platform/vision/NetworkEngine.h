@@ -6,6 +6,7 @@
 #include <string>
 
 #include "geoloom/base/Result.h"
+#include "geoloom/platform/vision/MLModelPrecision.h"
 #include "geoloom/platform/vision/NetworkPlan.h"
 
 namespace geoloom::platform {
@@ -27,8 +28,10 @@ class NetworkEngine {
   [[nodiscard]] virtual base::Result<void> run(const Fill& fill, std::span<float* const> outputs) = 0;
 };
 
-/// An engine of oneDNN's primitives. Copies the weights. Fails if the library lacks a primitive.
-[[nodiscard]] base::Result<std::unique_ptr<NetworkEngine>> makeOneDNNEngine(const NetworkPlan& plan);
+/// An engine of oneDNN's primitives. Copies the weights. Fails if the library lacks a primitive. Takes 32-bit
+/// floats if the processor does not have `precision`.
+[[nodiscard]] base::Result<std::unique_ptr<NetworkEngine>> makeOneDNNEngine(const NetworkPlan& plan,
+                                                                            MLModelPrecision precision);
 
 /// OpenCV's dnn on an ONNX file, in a part of the library that is loaded here for the first time:
 /// geoloom-opencv.so, found like the detection model (LibraryBundle).

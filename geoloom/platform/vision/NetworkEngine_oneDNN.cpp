@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cstring>
 #include <mutex>
+#include <set>
 #include <unordered_map>
 #include <vector>
 
@@ -79,6 +80,11 @@ const char* instructionsOf(dnnl::cpu_isa isa) {
   }
 }
 
+bool hasBfloat16() {
+  const dnnl::cpu_isa isa = dnnl::get_effective_cpu_isa();
+  return isa == dnnl::cpu_isa::avx512_core_bf16 || isa == dnnl::cpu_isa::avx512_core_amx;
+}
+
 /// A layer as a primitive, with what does not change between runs.
 struct Step {
   dnnl::primitive primitive;
@@ -95,9 +101,10 @@ struct Step {
 
 class OneDNNEngine final : public NetworkEngine {
  public:
-  explicit OneDNNEngine(const NetworkPlan& plan);
+  OneDNNEngine(const NetworkPlan& plan, MLModelPrecision precision);
   [[nodiscard]] std::string description() const override {
-    return std::string("oneDNN, 32-bit floats, ") + instructionsOf(dnnl::get_effective_cpu_isa());
+    return std::string("oneDNN, ") + (type_ == memory::data_type::bf16 ? "bfloat16" : "32-bit floats") +
+           ", " + instructionsOf(dnnl::get_effective_cpu_isa());
   }
   base::Result<void> run(const std::function<void(float* planes)>& fill,
                          std::span<float* const> outputs) override;
@@ -110,7 +117,7 @@ class OneDNNEngine final : public NetworkEngine {
     std::vector<std::unordered_map<int, dnnl::memory>> arguments;  ///< of each step
   };
 
-  Step convolution(const Layer& layer);
+  Step convolution(const Layer& layer, memory::data_type outputType);
   Step copy(const Layer& layer);
   memory::desc described(const Tensor& tensor) const;
   memory constant(std::string_view values, const memory::desc& given, const memory::desc& wanted);
@@ -120,6 +127,7 @@ class OneDNNEngine final : public NetworkEngine {
   void runSteps(Workspace& workspace, const std::function<void(float* planes)>& fill,
                 std::span<float* const> outputs) const;
 
+  const memory::data_type type_;  ///< of what convolutions read
   dnnl::engine engine_{dnnl::engine::kind::cpu, 0};
   dnnl::stream loading_{engine_};
   std::vector<memory::desc> layouts_;  ///< of images, by buffer
@@ -152,16 +160,16 @@ memory OneDNNEngine::constant(std::string_view values, const memory::desc& given
   return result;
 }
 
-Step OneDNNEngine::convolution(const Layer& layer) {
+Step OneDNNEngine::convolution(const Layer& layer, memory::data_type outputType) {
   using dims = memory::dims;
   const NetworkPlan::Convolution& given = *layer.convolution;
-  const auto any = [](const dims& shape) {
-    return memory::desc(shape, memory::data_type::f32, memory::format_tag::any);
+  const auto any = [](const dims& shape, memory::data_type type) {
+    return memory::desc(shape, type, memory::format_tag::any);
   };
   const bool grouped = given.shape[0] > 1;
   const dims shape(given.shape.begin() + (grouped ? 0 : 1), given.shape.end());
   const memory::desc bias({given.shape[0] * given.shape[1]}, memory::data_type::f32, memory::format_tag::a);
-  const memory::desc target = given.addend ? layouts_[*given.addend] : any(layer.output.shape);
+  const memory::desc target = given.addend ? layouts_[*given.addend] : any(layer.output.shape, outputType);
 
   dnnl::primitive_attr attributes;
   attributes.set_scratchpad_mode(dnnl::scratchpad_mode::user);
@@ -171,8 +179,8 @@ Step OneDNNEngine::convolution(const Layer& layer) {
     after.append_eltwise(1, dnnl::algorithm::eltwise_clip, given.limits->first, given.limits->second);
   attributes.set_post_ops(after);
   const dnnl::convolution_forward::desc description(
-      dnnl::prop_kind::forward_inference, dnnl::algorithm::convolution_direct, any(layer.input.shape),
-      any(shape), bias, target, given.strides, given.before, given.after);
+      dnnl::prop_kind::forward_inference, dnnl::algorithm::convolution_direct, any(layer.input.shape, type_),
+      any(shape, type_), bias, target, given.strides, given.before, given.after);
   dnnl::convolution_forward::primitive_desc chosen(description, attributes, engine_);
 
   // The input in another layout is copied first.
@@ -273,9 +281,22 @@ void OneDNNEngine::placeBuffers() {
   workspaceSize_ = scratchPlace_ + aligned(scratch);
 }
 
-OneDNNEngine::OneDNNEngine(const NetworkPlan& plan) : layouts_(plan.buffers), outputs_(plan.outputs) {
+/// With bfloat16, what convolutions read is rounded to it; sums and the network's outputs keep 32 bits.
+OneDNNEngine::OneDNNEngine(const NetworkPlan& plan, MLModelPrecision precision)
+    : type_(precision == MLModelPrecision::bfloat16 && hasBfloat16() ? memory::data_type::bf16
+                                                                     : memory::data_type::f32),
+      layouts_(plan.buffers),
+      outputs_(plan.outputs) {
+  std::set<std::size_t> convolved;
   for (const Layer& layer : plan.layers) {
-    Step step = layer.convolution ? convolution(layer) : copy(layer);
+    if (!layer.convolution) continue;
+    convolved.insert(layer.input.buffer);
+    if (layer.convolution->addend) convolved.insert(*layer.convolution->addend);
+  }
+  for (const Layer& layer : plan.layers) {
+    const bool isRounded = convolved.contains(layer.output.buffer);
+    Step step =
+        layer.convolution ? convolution(layer, isRounded ? type_ : memory::data_type::f32) : copy(layer);
     steps_.push_back(std::move(step));
   }
   for (std::size_t i = 0; i < steps_.size(); ++i)
@@ -341,10 +362,11 @@ base::Result<void> OneDNNEngine::run(const std::function<void(float* planes)>& f
 
 }  // namespace
 
-base::Result<std::unique_ptr<NetworkEngine>> makeOneDNNEngine(const NetworkPlan& plan) {
+base::Result<std::unique_ptr<NetworkEngine>> makeOneDNNEngine(const NetworkPlan& plan,
+                                                              MLModelPrecision precision) {
   try {
     const OneThread oneThread;
-    return std::unique_ptr<NetworkEngine>(new OneDNNEngine(plan));
+    return std::unique_ptr<NetworkEngine>(new OneDNNEngine(plan, precision));
   } catch (const std::exception& error) {
     return base::Failure{std::string("oneDNN cannot run it: ") + error.what()};
   }

@@ -159,6 +159,33 @@ TEST_F(Photographs, LogitsAndDetectionsAreThoseOfOpenCV) {
   }
 }
 
+TEST_F(Photographs, BFloat16KeepsTheDetectionsAndRepeatsItsScores) {
+  MLModel::setPrecision(MLModelPrecision::bfloat16);
+  const auto loaded = feature_model::create();
+  MLModel::setPrecision(MLModelPrecision::float32);
+  ASSERT_TRUE(loaded);
+  if (loaded->model->engineDescription().find("bfloat16") == std::string::npos)
+    GTEST_SKIP() << "this processor has no bfloat16";
+  const auto rounded = *VNCoreMLModel::create(loaded->model);
+  for (const char* name : {"car", "cat", "coffee", "dog"}) {
+    const auto picture = photograph(name);
+    const auto run = [&] {
+      return *rounded->prediction(*picture, EXIFOrientation::topLeft, VNImageCropAndScaleOption::centerCrop);
+    };
+    const auto outputs = run();
+    const auto scores = *SSDPostProcessor::floatElements(*outputs[0]);
+    const auto again = run();
+    const auto repeated = *SSDPostProcessor::floatElements(*again[0]);
+    EXPECT_TRUE(std::equal(scores.begin(), scores.end(), repeated.begin())) << name;
+    const auto found = reader_.nonMaximumSuppression(reader_.postprocess(*outputs[1], *outputs[0]));
+    const auto expected = find(picture, EXIFOrientation::topLeft);
+    ASSERT_FALSE(found.empty()) << name;
+    EXPECT_EQ(found[0].detectedClass, expected[0].detectedClass) << name;
+    EXPECT_NEAR(found[0].score, expected[0].score, 0.3) << name;
+    EXPECT_NE(found[0].score, expected[0].score) << name;
+  }
+}
+
 TEST_F(Photographs, TurnsASidewaysPictureUpright) {
   const auto upright = photograph("chelsea");
   const auto sensor = test::sensorImageOf(*upright);
