@@ -83,7 +83,7 @@ std::vector<float> cornerStrengths(const std::array<Plane, 3>& products, std::si
 
 std::vector<Corner> findCorners(const platform::CVPixelBuffer& image) {
   constexpr int CELLS_ACROSS = 80;
-  // Corners with a contrast of 10 of 255 are well above this value, the noise of a camera is well below.
+  // Corners with a contrast of 10 (of 255) are well above this value, camera noise is well below.
   constexpr float LEAST_STRENGTH = 2e-5F;
 
   const int width = static_cast<int>(image.width());

@@ -10,6 +10,7 @@
 
 #include <fmt/format.h>
 
+#include "geoloom/SceneUnderstanding/network/feature_model.h"
 #include "geoloom/cloud/CloudBodies.h"
 #include "geoloom/platform/ar/ARFrame.h"
 #include "geoloom/platform/ar/ARSession.h"
@@ -308,6 +309,8 @@ class Driver {
     trace.mode = options_.mode == MapMode::mapping ? "mapping" : "localization";
     trace.map = options_.map;
     trace.mapUUID = session_->mappingUUID().value_or("");
+    // The detector's: models are shared.
+    if (const auto network = feature_model::create()) trace.engine = network->model->engineDescription();
     trace.sessionUUID = session_->mapSessionUUID().value_or("");
     trace.isInterrupted = options_.isCancelled();
     for (std::size_t i = 0; i < recordings_.size(); ++i) {

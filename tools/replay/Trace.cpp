@@ -171,6 +171,7 @@ Trace read(const JSONMember& json) {
   trace.mode = json["mode"].string();
   trace.map = json["map"].string();
   trace.mapUUID = json["mapUUID"].string();
+  if (json["engine"].isPresent()) trace.engine = json["engine"].string();
   trace.sessionUUID = json["sessionUUID"].string();
   for (const JSONMember& r : json["recordings"].list()) trace.recordings.push_back(readRecording(r));
   for (const JSONMember& s : json["statuses"].list()) {
@@ -230,7 +231,8 @@ ordered_json toJSON(const Trace& trace) {
                     {"mode", trace.mode},
                     {"map", trace.map},
                     {"mapUUID", trace.mapUUID},
-                    {"sessionUUID", trace.sessionUUID}};
+                    {"sessionUUID", trace.sessionUUID},
+                    {"engine", trace.engine}};
   json["recordings"] = list(trace.recordings, [](const TracedRecording& r) {
     return ordered_json{
         {"path", r.path}, {"frames", r.frames}, {"sessionFromRecording", matrix(r.sessionFromRecording)}};

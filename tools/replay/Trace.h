@@ -104,6 +104,8 @@ struct Trace {
   std::string map;
   std::string mapUUID;
   std::string sessionUUID;
+  std::string engine;  ///< of the detection network, with precision and instructions; empty in traces of
+                       ///< earlier versions
   std::vector<TracedRecording> recordings;
   std::vector<std::string> problems;
   std::vector<TracedStatus> statuses;
