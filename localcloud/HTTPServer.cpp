@@ -23,8 +23,8 @@ using asio::ip::tcp;
 using boost::system::error_code;
 
 constexpr int BACKLOG = 4096;
-/// Enough for reads while writes wait, one after the other, for the disk.
-constexpr std::size_t WORKERS = 16;
+/// Writes wait for the disk together; reads go on beside them.
+constexpr std::size_t WORKERS = 32;
 
 tcp::acceptor listen(asio::io_context& io, const std::string& host, int port) {
   error_code error;

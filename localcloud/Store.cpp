@@ -101,9 +101,53 @@ Store::Reader::Reader(Store& store) : store_(store) {
 }
 
 Store::Reader::~Reader() {
-  constexpr std::size_t KEPT = 8;
+  constexpr std::size_t KEPT = 32;
   const base::MutexLock guard(store_.readersMutex_);
   if (store_.idleReaders_.size() < KEPT) store_.idleReaders_.push_back(std::move(database_));
+}
+
+void Store::commit(const std::function<void(Database&)>& work) {
+  Write own{work};
+  {
+    const base::MutexLock guard(waitingMutex_);
+    waiting_.push_back(&own);
+  }
+  const base::MutexLock turn(writing_);
+  if (!own.isDone) {
+    std::vector<Write*> writes;
+    {
+      const base::MutexLock guard(waitingMutex_);
+      writes.swap(waiting_);
+    }
+    commitAll(writes);
+  }
+  if (own.failure) std::rethrow_exception(own.failure);
+}
+
+void Store::commitAll(const std::vector<Write*>& writes) {
+  std::exception_ptr rollingBack;
+  try {
+    Transaction transaction(*writer_);
+    for (Write* const write : writes) {
+      writer_->execute("SAVEPOINT write");
+      try {
+        write->work(*writer_);
+      } catch (...) {
+        write->failure = rollingBack = std::current_exception();
+        writer_->execute("ROLLBACK TO write");
+        rollingBack = nullptr;
+      }
+      writer_->execute("RELEASE write");
+    }
+    transaction.commit();
+  } catch (...) {
+    // On a full disk SQLite rolls back all of them by itself; the write that found it full says why.
+    const std::exception_ptr cause = rollingBack ? rollingBack : std::current_exception();
+    for (Write* const write : writes) {
+      if (!write->failure) write->failure = cause;
+    }
+  }
+  for (Write* const write : writes) write->isDone = true;
 }
 
 Store::Store(const std::filesystem::path& directory) : file_(directory / "localcloud.sqlite") {

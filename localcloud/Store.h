@@ -1,7 +1,10 @@
 #pragma once
 
+#include <exception>
 #include <filesystem>
+#include <functional>
 #include <memory>
+#include <optional>
 #include <stdexcept>
 #include <type_traits>
 #include <vector>
@@ -23,7 +26,8 @@ class StoreError : public std::runtime_error {
 ///
 ///     store.write([&](Database& database) { maps::add(database, map); });
 ///
-/// May be used from any thread: writers wait for each other, readers do not wait.
+/// May be used from any thread. Readers do not wait for writers. Writers that wait for their turn are written
+/// by the next one along with its own, since bringing a commit to the disk takes longer than most writes.
 class Store {
  public:
   static constexpr int SCHEMA_VERSION = 2;
@@ -40,18 +44,17 @@ class Store {
     return work(reader.database());
   }
 
-  /// The same in one transaction: it is on the disk when this returns, and rolled back if `work` throws.
+  /// The same for changes: they are on the disk when this returns, and rolled back if `work` throws. `work`
+  /// may run on the thread of another writer.
   template <class Work>
   auto write(const Work& work) {
-    const base::MutexLock guard(writing_);
-    Transaction transaction(*writer_);
-    if constexpr (std::is_void_v<std::invoke_result_t<Work, Database&>>) {
-      work(*writer_);
-      transaction.commit();
+    using Result = std::invoke_result_t<Work, Database&>;
+    if constexpr (std::is_void_v<Result>) {
+      commit(work);
     } else {
-      auto result = work(*writer_);
-      transaction.commit();
-      return result;
+      std::optional<Result> result;
+      commit([&](Database& database) { result.emplace(work(database)); });
+      return *std::move(result);
     }
   }
 
@@ -70,9 +73,20 @@ class Store {
     std::unique_ptr<Database> database_;
   };
 
+  struct Write {
+    const std::function<void(Database&)>& work;
+    bool isDone = false;
+    std::exception_ptr failure = nullptr;
+  };
+
+  void commit(const std::function<void(Database&)>& work);
+  void commitAll(const std::vector<Write*>& writes) GEOLOOM_REQUIRES(writing_);
+
   std::filesystem::path file_;
   int lock_ = -1;
 
+  base::Mutex waitingMutex_;
+  std::vector<Write*> waiting_ GEOLOOM_GUARDED_BY(waitingMutex_);
   base::Mutex writing_;
   std::unique_ptr<Database> writer_ GEOLOOM_GUARDED_BY(writing_);
 

@@ -6,8 +6,8 @@
 #include <fmt/format.h>
 #include <netinet/in.h>
 #include <signal.h>
-#include <sys/resource.h>
 
+#include "geoloom/base/OpenFiles.h"
 #include "geoloom/base/PrintableText.h"
 #include "geoloom/base/StandardStreams.h"
 #include "geoloom/platform/foundation/Bundle.h"
@@ -104,14 +104,6 @@ std::string complete(Arguments& arguments) {
   return {};
 }
 
-/// A connection is a descriptor, and the usual limit is 1,024.
-void allowManyConnections() {
-  rlimit limit{};
-  if (::getrlimit(RLIMIT_NOFILE, &limit) != 0) return;
-  limit.rlim_cur = limit.rlim_max;
-  ::setrlimit(RLIMIT_NOFILE, &limit);
-}
-
 /// Serves until SIGINT or SIGTERM.
 void serve(const Server::Options& options) {
   sigset_t ending;
@@ -120,7 +112,7 @@ void serve(const Server::Options& options) {
   sigaddset(&ending, SIGTERM);
   // Before the threads start, because they inherit the mask.
   pthread_sigmask(SIG_BLOCK, &ending, nullptr);
-  allowManyConnections();
+  geoloom::base::allowManyOpenFiles();
   const Server server(options);
   fmt::print("listening on {}\nkeeping maps in {}\n", server.url(),
              geoloom::base::printable(options.data.string()));

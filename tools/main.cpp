@@ -77,6 +77,7 @@ int main(int argc, char** argv) {
   addReplayCommand(app);
   addReportCommand(app);
   addEvaluateCommand(app);
+  addLoadCommand(app);
   addMapsCommand(app);
   addModelCommand(app);
   const int code = run(app, argc, argv);

@@ -43,6 +43,7 @@ template <class T>
 [[nodiscard]] CommandError interruptedBy(int signal, const std::string& kept);
 
 void addEvaluateCommand(CLI::App& app);
+void addLoadCommand(CLI::App& app);
 void addMapsCommand(CLI::App& app);
 void addModelCommand(CLI::App& app);
 void addRecordCommand(CLI::App& app);

@@ -13,6 +13,7 @@
 #include "tools/commands/Numbers.h"
 #include "tools/evaluate/Evaluation.h"
 #include "tools/evaluate/EvaluationPlot.h"
+#include "tools/terminal/Terminal.h"
 
 namespace geoloom::tools {
 namespace {
@@ -40,11 +41,11 @@ void run(Options& options) {
   const auto results = evaluation::evaluate(noiseModel(options.noise), options.evaluation);
   if (results.empty())
     throw CommandError(ExitCode::usage, options.evaluation.only + ": no condition has a name with this text");
-  for (const std::string& line : evaluation::tableOf(results)) fmt::print("{}\n", line);
+  for (const std::string& line : evaluation::tableOf(results)) say(line);
   if (options.plot.empty()) return;
   if (const auto failure = platform::writePNG(options.plot, evaluation::plotOf(results)))
     throw CommandError(ExitCode::badInput, failure->message);
-  fmt::print("plot: {}\n", options.plot);
+  say(fmt::format("plot: {}", options.plot));
 }
 
 }  // namespace
