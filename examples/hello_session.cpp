@@ -83,8 +83,8 @@ int main(int argc, char** argv) {
   // In one task of the main queue, so that the status cannot arrive before its callback is registered.
   platform::DispatchQueue::main()->sync([&] {
     const auto mode = localizes ? MapMode::localization : MapMode::mapping;
-    const auto session =
-        MapSession::create(arSession, mode, "hello", argv[3], argv[2], 812, 375, configuration);
+    const auto session = MapSession::create(arSession, mode, "hello", argv[3], argv[2],
+                                            ViewSize{.width = 375, .height = 812}, configuration);
     // A session lives until the process ends, so its callbacks may own it.
     session->registerCallbacks(
         onAssets, [session](MapStatus status) { onStatus(*session, status); }, onObjects);

@@ -1,6 +1,7 @@
 // Model arrays to image bytes: MultiArray compared with OpenCV (convertTo of each plane, then merge) and with
 // a copy of the same number of bytes, which is the limit of the memory's bandwidth.
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <random>
@@ -21,7 +22,7 @@ template <class T>
 geoloom::MultiArray<T> array(std::vector<std::ptrdiff_t> shape) {
   geoloom::MultiArray<T> view(shape);
   std::mt19937 random(1);
-  for (std::ptrdiff_t i = 0; i < view.count(); ++i) view[i] = static_cast<T>(random() % 400) - T(50);
+  std::generate_n(view.pointer(), view.count(), [&] { return static_cast<T>(random() % 400) - T(50); });
   return view;
 }
 

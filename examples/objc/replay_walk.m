@@ -26,8 +26,9 @@ static MapSession* openSession(ARSession* arSession, MapMode mode, const char* m
   [session
       registerCallbacksWithAssetsFoundCallback:^(NSArray* assets) {
         for (MapAsset* asset in assets) {
-          printf("asset %s at %g, %g, %g\n", [[asset assetID] UTF8String], asset.position.x, asset.position.y,
-                 asset.position.z);
+          // An asset keeps the orientation it was stored with; the rotation turns it into this session.
+          printf("asset %s at %g, %g, %g, heading %g rad\n", [[asset assetID] UTF8String], asset.position.x,
+                 asset.position.y, asset.position.z, asset.orientation + [session lastTransform].rotation);
         }
       }
       statusCallback:^(MapStatus status) {

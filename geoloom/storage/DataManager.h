@@ -104,8 +104,8 @@ class DataManager final : public std::enable_shared_from_this<DataManager> {
  private:
   /// Both come in one answer and are replaced together.
   struct Identifiers {
-    std::optional<std::string> map;
     std::optional<std::string> localizationSession;
+    std::optional<std::string> map;
   };
 
   void addLocation(OpeningRequest& request) const;

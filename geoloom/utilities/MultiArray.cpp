@@ -17,10 +17,10 @@ namespace {
 using Shape = std::vector<std::ptrdiff_t>;
 
 /// Modulo 2^64, so that a size of 0 gives 0 even if the product of the others is out of range.
-std::ptrdiff_t product(const Shape& shape) {
-  return static_cast<std::ptrdiff_t>(std::accumulate(
-      shape.begin(), shape.end(), std::size_t{1},
-      [](std::size_t count, std::ptrdiff_t n) { return count * static_cast<std::size_t>(n); }));
+std::size_t product(const Shape& shape) {
+  return std::accumulate(shape.begin(), shape.end(), std::size_t{1}, [](std::size_t count, std::ptrdiff_t n) {
+    return count * static_cast<std::size_t>(n);
+  });
 }
 
 std::string listForm(const Shape& shape) {
@@ -126,9 +126,6 @@ MultiArray<T>::MultiArray(std::shared_ptr<platform::MLMultiArray> array) : array
 }
 
 template <MultiArrayType T>
-MultiArray<T>::MultiArray(const Shape& shape) : MultiArray(shape, T(0)) {}
-
-template <MultiArrayType T>
 MultiArray<T>::MultiArray(const Shape& shape, T initial)
     : MultiArray(platform::MLMultiArray::create(shape, multiArrayDataType<T>)) {
   std::fill_n(pointer_, count(), initial);
@@ -140,7 +137,7 @@ MultiArray<T>::MultiArray(std::shared_ptr<platform::MLMultiArray> array, T* poin
     : array_(std::move(array)), pointer_(pointer), strides_(std::move(strides)), shape_(std::move(shape)) {}
 
 template <MultiArrayType T>
-std::ptrdiff_t MultiArray<T>::count() const {
+std::size_t MultiArray<T>::count() const {
   return product(shape_);
 }
 

@@ -10,6 +10,7 @@
 #include <span>
 #include <string>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "geoloom/Export.h"
@@ -64,13 +65,20 @@ class GEOLOOM_EXPORT MultiArray {
  public:
   using Shape = std::vector<std::ptrdiff_t>;
 
+  /// A shape in braces, of integers of any type: {3, buffer.height(), buffer.width()}.
+  struct Sizes {
+    template <std::integral... Size>
+    Sizes(Size... sizes) : shape{static_cast<std::ptrdiff_t>(sizes)...} {}
+    Sizes(Shape sizes) : shape(std::move(sizes)) {}
+    Shape shape;
+  };
+
   /// A view of the whole array. T is not compared with the array's element type. Precondition: `array` is not
   /// null.
   explicit MultiArray(std::shared_ptr<platform::MLMultiArray> array);
 
   /// A new array of zeros. Precondition: no size is negative and there is enough memory.
-  explicit MultiArray(const Shape& shape);
-  explicit MultiArray(std::initializer_list<std::ptrdiff_t> shape) : MultiArray(Shape(shape)) {}
+  explicit MultiArray(const Sizes& sizes) : MultiArray(sizes.shape, T(0)) {}
 
   /// A new array with every element set to `initial`; otherwise as above.
   MultiArray(const Shape& shape, T initial);
@@ -81,7 +89,7 @@ class GEOLOOM_EXPORT MultiArray {
   [[nodiscard]] const Shape& shape() const { return shape_; }
 
   /// Number of elements, the product of the shape: 1 for an empty shape.
-  [[nodiscard]] std::ptrdiff_t count() const;
+  [[nodiscard]] std::size_t count() const;
 
   /// The element at a position in storage order, regardless of the strides.
   [[nodiscard]] T& operator[](std::ptrdiff_t position) const { return pointer_[position]; }

@@ -154,6 +154,16 @@ TEST_F(TransformScanTest, RepeatsAFailedPageAfterAPause) {
   EXPECT_THAT(lines.entries(), Each(StartsWith("> The request failed. Error: ")));
 }
 
+TEST_F(TransformScanTest, CountsTheTriesOfEachPageAnew) {
+  const FakeAnswer busy = FakeAnswer::json("", 503);
+  const auto key = [](int page) {
+    return R"({"SessionId": {"S": "A"}, "Timestamp": {"N": ")" + std::to_string(page) + "\"}}";
+  };
+  const auto found = scan({busy, busy, busy, page(item("a"), key(1)), busy, busy, busy, page(item("b"))});
+  ASSERT_TRUE(found);
+  EXPECT_EQ(found->rows, 2U);
+}
+
 TEST_F(TransformScanTest, FailsAfterFiveTriesOfAPage) {
   for (const char* type : {"ExpiredTokenException", "AccessDeniedException", "ResourceNotFoundException"}) {
     EXPECT_TRUE(scan({tableError(type), page(item("a"))})) << type;

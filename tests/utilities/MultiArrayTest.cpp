@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cmath>
 #include <numeric>
 #include <random>
@@ -40,8 +41,8 @@ TYPED_TEST(MultiArrayTest, NewArraysHoldZerosOrTheInitialValue) {
     EXPECT_EQ(zeros[i], 0);
     EXPECT_EQ(sevens[i], 7);
   }
-  EXPECT_EQ((MultiArray<TypeParam>(Shape{}, 3).count()), 1);
-  EXPECT_EQ((MultiArray<TypeParam>(Shape{2, 0, 3}).count()), 0);
+  EXPECT_EQ((MultiArray<TypeParam>(Shape{}, 3).count()), 1U);
+  EXPECT_EQ((MultiArray<TypeParam>({2, std::size_t{0}, std::int64_t{3}}).count()), 0U);
 }
 
 TYPED_TEST(MultiArrayTest, AddressesElementsThroughStrides) {
@@ -151,8 +152,8 @@ Bytes expectedBytes(const MultiArray<T>& view, T offset, T scale) {
 TYPED_TEST(MultiArrayTest, BytesDoNotDependOnStrides) {
   MultiArray<TypeParam> colours(Shape{3, 19, 37});
   std::mt19937 random(8);
-  for (std::ptrdiff_t i = 0; i < colours.count(); ++i)
-    colours[i] = static_cast<TypeParam>(random() % 500) - 100;
+  std::generate_n(colours.pointer(), colours.count(),
+                  [&] { return static_cast<TypeParam>(random() % 500) - 100; });
   for (const auto& view : {colours, colours.reshaped({19, 37, 3}).transposed({2, 0, 1}),
                            colours.reshaped({3, 37, 19}).transposed({0, 2, 1})}) {
     EXPECT_EQ(view.toRawBytesRGBA(10, 2)->bytes, expectedBytes<TypeParam>(view, 10, 2));

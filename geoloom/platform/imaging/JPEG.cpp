@@ -34,6 +34,7 @@ base::Result<std::shared_ptr<CVPixelBuffer>> decodeJPEG(std::span<const std::uin
                           &colours) != 0) {
     return damaged();
   }
+  if (width <= 0 || height <= 0) return base::Failure{name + ": damaged JPEG file: no picture size"};
   if (std::int64_t{width} * height > MAXIMUM_PIXELS)
     return base::Failure{name + ": the picture is too large"};
   auto buffer = CVPixelBuffer::create(static_cast<std::size_t>(width), static_cast<std::size_t>(height),
