@@ -1,5 +1,6 @@
 #include "tools/report/RoomPlan.h"
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <filesystem>
@@ -26,6 +27,9 @@ class Reader {
       for (const JSONMember& object : truth["objects"].list()) {
         if (object["size"].isPresent()) plan.things.push_back(thing(object));
       }
+      std::stable_sort(plan.things.begin(), plan.things.end(), [](const auto& a, const auto& b) {
+        return a.middle + a.height / 2 < b.middle + b.height / 2;
+      });
     }
     return plan;
   }

@@ -19,7 +19,7 @@ struct RoomPlan {
   };
   std::vector<Point> walls;
   std::vector<std::vector<Point>> windows;
-  std::vector<Thing> things;
+  std::vector<Thing> things;  ///< the one with the lowest top first
 };
 
 /// What the truth.json beside the recording tells of its room; an empty plan without one.

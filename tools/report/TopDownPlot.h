@@ -32,9 +32,10 @@ struct GroundMotion {
 /// recording, as for errorsOf. Nothing without a transform.
 [[nodiscard]] std::vector<Placement> trueAssetsInMap(const Trace& localization, const Placements& truth);
 
-/// The room from above, a wall at the top: both walks, the assets as placed and where they came back, with the
-/// predicted error as a ring, and, if known, as they really are; walls and furniture if a truth.json beside the
-/// mapping's recording tells them (docs/rooms.md). With `tracked`, also the boxes of well-seen objects.
+/// The room from above, a wall at the top: both walks, the assets as placed and where they came back, with
+/// the predicted error as a ring, and, if known, as they really are; walls and furniture if a truth.json
+/// beside the mapping's recording tells them (docs/rooms.md). With `tracked`, also the boxes of well-seen
+/// objects.
 [[nodiscard]] platform::PNGImage topDownPlot(const Trace& mapping, const Trace& localization,
                                              const std::optional<Placements>& truth, bool tracked);
 

@@ -117,6 +117,21 @@ std::string trimmed(const std::string& text) {
   return first < last ? std::string(first, last) : std::string();
 }
 
+/// A model's texture. If its file is missing, the only picture in the folder: some models name a path on the
+/// machine they were made on.
+std::shared_ptr<const Texture> textureOf(const std::filesystem::path& folder, const std::string& name) {
+  auto picture = readPicture(folder / name);
+  std::vector<platform::PNGImage> others;
+  std::error_code ignored;
+  if (!picture) {
+    for (const auto& entry : std::filesystem::directory_iterator(folder, ignored)) {
+      if (auto other = readPicture(entry.path())) others.push_back(*std::move(other));
+    }
+    if (others.size() == 1) picture = std::move(others.front());
+  }
+  return picture ? std::make_shared<const Texture>(*picture) : nullptr;
+}
+
 std::vector<Material> materialsOf(const std::vector<tinyobj::material_t>& read,
                                   const std::filesystem::path& folder) {
   std::map<std::string, std::shared_ptr<const Texture>> textures;
@@ -125,8 +140,7 @@ std::vector<Material> materialsOf(const std::vector<tinyobj::material_t>& read,
     Material material;
     const std::string name = trimmed(m.diffuse_texname);
     if (!name.empty() && !textures.contains(name)) {
-      const auto picture = readPicture(folder / name);
-      textures[name] = picture ? std::make_shared<const Texture>(*picture) : nullptr;
+      textures[name] = textureOf(folder, name);
     }
     const auto channel = [&m](int c) {
       // The library reads linear values; pictures and this colour are meant for the screen alike.
