@@ -81,7 +81,7 @@ MapStatus DataManager::mapStatus(const JSON& answer) {
   if (answer.contains("uuid")) {
     auto map = answer.string("uuid");
     if (!map) return MapStatus::serviceError;
-    identifiers_.store({.map = std::move(map), .localizationSession = {}});
+    identifiers_.store({.localizationSession = {}, .map = std::move(map)});
     return MapStatus::initialized;
   }
   return refusalStatus(answer);
@@ -93,7 +93,7 @@ MapStatus DataManager::localizationStatus(const JSON& answer) {
     auto localizationSession = answer.string("session_uuid");
     auto map = answer.string("map_uuid");
     if (!localizationSession || !map) return MapStatus::serviceError;
-    identifiers_.store({.map = std::move(map), .localizationSession = std::move(localizationSession)});
+    identifiers_.store({.localizationSession = std::move(localizationSession), .map = std::move(map)});
     return MapStatus::initialized;
   }
   const MapStatus status = refusalStatus(answer);

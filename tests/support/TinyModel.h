@@ -8,6 +8,7 @@
 
 #include "geoloom/platform/foundation/LibraryBundle.h"
 
+#include "tests/support/Model.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "tools/model/ModelBundle.h"
 #include "tools/model/ONNX.h"
@@ -37,6 +38,7 @@ class TinyModel {
     const auto bundle = directory_.path() / "feature_model.mlmodelc";
     if (const auto failure = tools::writeModelBundle(bundle, compiled, "tiny", {}))
       throw std::runtime_error(failure->message);
+    useBuiltOpenCVEngine();  // oneDNN does not run this network
     platform::LibraryBundle::setPathForResource("feature_model", "mlmodelc", bundle);
   }
 
