@@ -161,7 +161,7 @@ class Connection final : public HTTPConnection, public std::enable_shared_from_t
     const Head& head = parser_->get();
     isKept_ = head.keep_alive();
     request_ = requestOf(head);
-    if (const auto refusal = refusalOf(head)) return refuse(*refusal);
+    if (auto refusal = refusalOf(head)) return refuse(*std::move(refusal));
     if (valueOf(head, http::field::expect) != "100-continue") return readBody();
     static constexpr std::string_view CONTINUE = "HTTP/1.1 100 Continue\r\n\r\n";
     asio::async_write(stream_, asio::buffer(CONTINUE), [self = self()](error_code failure, std::size_t) {
@@ -204,9 +204,9 @@ class Connection final : public HTTPConnection, public std::enable_shared_from_t
     isMalformed ? refuse(mappingError(400, "malformed HTTP request")) : close();
   }
 
-  void refuse(const Answer& refusal) {
+  void refuse(Answer refusal) {
     isKept_ = false;
-    write(refusal);
+    write(std::move(refusal));
   }
 
   void answer() {
@@ -215,21 +215,21 @@ class Connection final : public HTTPConnection, public std::enable_shared_from_t
     if (shared_.answering >= shared_.options.answeringLimit) {
       Answer busy = mappingError(503, "The service is busy; try again in a second");
       busy.headers.emplace_back("Retry-After", "1");
-      return write(busy);
+      return write(std::move(busy));
     }
     ++shared_.answering;
     asio::post(shared_.workers, [self = self(), work = asio::make_work_guard(shared_.io)]() mutable {
       HTTPShared& shared = self->shared_;
       Answer answer = shared.handler(self->request_);
       // The last owner of a connection is on the I/O thread.
-      asio::post(shared.io, [self = std::move(self), answer = std::move(answer)] {
+      asio::post(shared.io, [self = std::move(self), answer = std::move(answer)]() mutable {
         --self->shared_.answering;
-        self->write(answer);
+        self->write(std::move(answer));
       });
     });
   }
 
-  void write(const Answer& answer) {
+  void write(Answer answer) {
     phase_ = Phase::answering;
     setDeadline(shared_.options.requestDeadline);
     response_ = {};
@@ -238,7 +238,7 @@ class Connection final : public HTTPConnection, public std::enable_shared_from_t
     response_.set(http::field::content_type, answer.contentType);
     response_.keep_alive(isKept_);
     response_.content_length(answer.body.size());
-    if (request_.method != "HEAD") response_.body() = answer.body;
+    if (request_.method != "HEAD") response_.body() = std::move(answer.body);
     http::async_write(stream_, response_, [self = self()](error_code error, std::size_t) {
       if (error) return self->close();
       self->isKept_ && !self->shared_.isStopping ? self->beginNext() : self->end();

@@ -12,18 +12,20 @@ constexpr std::size_t MAXIMUM_MAPS = 256;
 }  // namespace
 
 std::shared_ptr<const std::vector<Landmark>> MapLandmarks::of(Store& store, const std::string& map) {
-  std::uint64_t before = 0;
+  std::uint64_t search = 0;
   {
     const base::MutexLock lock(mutex_);
     const auto known = known_.find(map);
     if (known != known_.end()) return known->second;
-    before = forgotten_;
+    searches_[map] = search = ++lastSearch_;
   }
   const auto seen = store.read([&](Database& database) { return sightings::of(database, map); });
   auto landmarks = std::make_shared<const std::vector<Landmark>>(findLandmarks(seen, Age::ignored));
   const base::MutexLock lock(mutex_);
-  // A sighting that was stored meanwhile may be missing from these.
-  if (forgotten_ != before) return landmarks;
+  const auto latest = searches_.find(map);
+  // A sighting of the map that was stored meanwhile may be missing from these.
+  if (latest == searches_.end() || latest->second != search) return landmarks;
+  searches_.erase(latest);
   if (known_.size() >= MAXIMUM_MAPS) known_.clear();
   known_[map] = landmarks;
   return landmarks;
@@ -31,7 +33,7 @@ std::shared_ptr<const std::vector<Landmark>> MapLandmarks::of(Store& store, cons
 
 void MapLandmarks::forget(const std::string& map) {
   const base::MutexLock lock(mutex_);
-  ++forgotten_;
+  searches_.erase(map);
   known_.erase(map);
 }
 

@@ -25,7 +25,9 @@ class MapLandmarks {
  private:
   base::Mutex mutex_;
   std::map<std::string, std::shared_ptr<const std::vector<Landmark>>> known_ GEOLOOM_GUARDED_BY(mutex_);
-  std::uint64_t forgotten_ GEOLOOM_GUARDED_BY(mutex_) = 0;
+  /// The last search that began for each map whose sightings have not changed since.
+  std::map<std::string, std::uint64_t> searches_ GEOLOOM_GUARDED_BY(mutex_);
+  std::uint64_t lastSearch_ GEOLOOM_GUARDED_BY(mutex_) = 0;
 };
 
 }  // namespace geoloom::localcloud
