@@ -9,8 +9,6 @@
 namespace geoloom::tools::evaluation {
 namespace {
 
-constexpr Ink PAPER{0.98, 0.98, 0.97};
-constexpr Ink TEXT{0.2, 0.2, 0.2};
 constexpr Ink RIGHT{0.25, 0.62, 0.35};
 constexpr Ink SILENT{0.82, 0.82, 0.8};
 constexpr Ink WRONG{0.85, 0.22, 0.2};

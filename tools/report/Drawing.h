@@ -20,6 +20,10 @@ struct Ink {
   double alpha = 1;
 };
 
+// Of all plans and plots.
+inline constexpr Ink PAPER{0.985, 0.98, 0.965};
+inline constexpr Ink TEXT{0.3, 0.28, 0.25};
+
 /// Pixels from the upper left corner, x to the right, y down.
 struct Point {
   double x = 0;

@@ -1,7 +1,6 @@
 #include "tools/report/InspectedMap.h"
 
 #include <algorithm>
-#include <limits>
 
 #include <fmt/format.h>
 
@@ -12,11 +11,9 @@
 namespace geoloom::tools {
 namespace {
 
-constexpr Ink PAPER{0.985, 0.98, 0.965};
 constexpr Ink DISTINCT{0.12, 0.43, 0.86};
 constexpr Ink AMBIGUOUS{0.75, 0.45, 0.1};
 constexpr Ink ASSET{0.08, 0.55, 0.24};
-constexpr Ink TEXT{0.3, 0.28, 0.25};
 constexpr std::size_t SIDE = 900;
 constexpr double MARGIN = 90;
 constexpr double HEAD = 48;

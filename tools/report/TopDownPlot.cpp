@@ -18,13 +18,11 @@ namespace {
 constexpr double side = 1000;
 constexpr double margin = 48;
 constexpr double legendHeight = 96;
-constexpr Ink paper{0.985, 0.98, 0.965};
 constexpr Ink floorInk{1, 1, 1};
 constexpr Ink wallInk{0.25, 0.25, 0.27};
 constexpr Ink windowInk{0.45, 0.72, 0.95};
 constexpr Ink furnitureInk{0.93, 0.9, 0.84};
 constexpr Ink furnitureEdge{0.6, 0.55, 0.48};
-constexpr Ink textInk{0.3, 0.28, 0.25};
 constexpr Ink mappingInk{0.12, 0.43, 0.86};
 constexpr Ink localizationInk{0.86, 0.23, 0.2};
 constexpr Ink assetInk{0.85, 0.5, 0};
@@ -185,7 +183,7 @@ void drawRoom(Drawing& drawing, const Scale& scale, const RoomPlan& room, bool n
   for (const RoomPlan::Thing& thing : room.things) {
     const std::vector<Point> corners = scale.at(thing.corners);
     drawing.area(corners, furnitureInk, furnitureEdge);
-    if (names) drawing.labelArea(centreOf(corners), thing.name, textInk);
+    if (names) drawing.labelArea(centreOf(corners), thing.name, TEXT);
   }
 }
 
@@ -276,7 +274,7 @@ platform::PNGImage topDownPlot(const Trace& mapping, const Trace& localization,
                                const std::optional<Placements>& truth, bool tracked) {
   const Plan plan = planOf(mapping, localization, truth, tracked);
   const Scale scale(plan);
-  Drawing drawing(static_cast<std::size_t>(side), static_cast<std::size_t>(scale.height()), paper);
+  Drawing drawing(static_cast<std::size_t>(side), static_cast<std::size_t>(scale.height()), PAPER);
   drawRoom(drawing, scale, plan.room, !tracked);
   drawWalk(drawing, scale, plan.mappingWalk, mappingInk);
   drawWalk(drawing, scale, plan.localizationWalk, localizationInk);
