@@ -80,6 +80,7 @@ std::vector<Named> tracksOf(const Trace& trace, const GroundMotion& toMap) {
 
 std::vector<Named> pointsOf(const std::vector<TracedAsset>& assets, const GroundMotion& toMap) {
   std::vector<Named> points;
+  points.reserve(assets.size());
   for (const TracedAsset& a : assets)
     points.push_back(
         {{moved(toMap, static_cast<double>(a.position.x), static_cast<double>(a.position.z))}, a.id});
