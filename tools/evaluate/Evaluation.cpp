@@ -64,7 +64,9 @@ SessionOutcome attend(const Visit& visit, const NoiseModel& noise) {
   std::vector<Sighting> seen;
   std::size_t next = 0;
   const double last = noise.walkSeconds * noise.framesPerSecond;
-  for (double frame = 0; frame < last; frame += SECONDS_BETWEEN_LOOKS * noise.framesPerSecond) {
+  const double framesPerLook = SECONDS_BETWEEN_LOOKS * noise.framesPerSecond;
+  for (int look = 0; look * framesPerLook < last; ++look) {
+    const double frame = look * framesPerLook;
     const std::size_t before = seen.size();
     const auto& rows = visit.session.sightings;
     while (next < rows.size() && static_cast<double>(rows[next].frame) <= frame) seen.push_back(rows[next++]);

@@ -557,6 +557,7 @@ Rendered Renderer::render(const Pinhole& camera, const View& view, const std::ve
   const std::size_t height = camera.height;
   const auto focal = static_cast<float>(camera.focal);
   std::vector<Guest> guests;
+  guests.reserve(moving.size());
   for (const Moving& m : moving) guests.emplace_back(m, *world_);
   const auto look = [&](double x, double y) {
     const Vec way = static_cast<float>((x - camera.centreX) / camera.focal) * vec(view.right) +
@@ -601,7 +602,7 @@ Rendered Renderer::render(const Pinhole& camera, const View& view, const std::ve
         }
       }
       for (const float v : {colour.red, colour.green, colour.blue})
-        samples.push_back(static_cast<std::uint8_t>(v + 0.5F));
+        samples.push_back(static_cast<std::uint8_t>(std::lround(v)));
       result.distance.push_back(seen[i].distance);
     }
   }

@@ -103,7 +103,8 @@ void addWindow(RoomMesh& room, const SceneDescription& scene, const Window& wind
   const Material frame{{246, 246, 244}};
   constexpr double bar = 0.06;
   constexpr double depth = 0.05;
-  const auto addBar = [&](double left, double bottom, double width, double height, double out) {
+  const auto addBar = [&, corner = corner, right = right, inwards = inwards](
+                          double left, double bottom, double width, double height, double out) {
     const Vector low = corner + left * right + bottom * up;
     const Vector high = low + width * right + height * up + out * inwards;
     Vector a;

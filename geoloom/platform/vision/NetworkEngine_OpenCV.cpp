@@ -28,8 +28,10 @@ base::Result<std::unique_ptr<NetworkEngine>> makeOpenCVEngine(const std::string&
   if (!file) return base::Failure{"geoloom-opencv.so, which runs other networks, is not beside the library"};
   // Loaded until the process ends.
   void* const part = dlopen(file->c_str(), RTLD_NOW | RTLD_LOCAL);
-  if (part == nullptr)
-    return base::Failure{std::string("cannot load the part for other networks: ") + dlerror()};
+  if (part == nullptr) {
+    const std::string reason = dlerror();  // NOLINT(concurrency-mt-unsafe): glibc keeps it for each thread
+    return base::Failure{"cannot load the part for other networks: " + reason};
+  }
   auto* const load = reinterpret_cast<LoadOpenCVNetwork*>(dlsym(part, OPENCV_PART_SYMBOL));
   if (load == nullptr) return base::Failure{file->string() + " is not the part for other networks"};
   base::Result<OpenCVRun> run = OpenCVRun();
